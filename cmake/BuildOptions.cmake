@@ -1,0 +1,32 @@
+# What every target of this project is compiled with. Link `flash_build_options` PRIVATE; nothing is set globally.
+add_library(flash_build_options INTERFACE)
+target_compile_features(flash_build_options INTERFACE cxx_std_20 c_std_11)
+
+target_compile_options(flash_build_options INTERFACE
+    -Wall -Wextra -Wpedantic -Werror
+    -Wshadow -Wconversion -Wsign-conversion -Wformat=2 -Wundef -Wcast-qual -Wpointer-arith
+    $<$<COMPILE_LANGUAGE:CXX>:-Wold-style-cast -Woverloaded-virtual -Wextra-semi -Wzero-as-null-pointer-constant>
+    # A build names no folder of the machine that made it, so two builds of one commit are the same to the bit.
+    -ffile-prefix-map=${CMAKE_SOURCE_DIR}=. -ffile-prefix-map=${CMAKE_BINARY_DIR}=build)
+
+# Hardening, where the toolchain has it.
+target_compile_options(flash_build_options INTERFACE -fstack-protector-strong)
+target_compile_definitions(flash_build_options INTERFACE
+    $<$<COMPILE_LANGUAGE:CXX>:_GLIBCXX_ASSERTIONS>
+    $<$<AND:$<NOT:$<BOOL:${FLASH_SANITIZE}>>,$<NOT:$<CONFIG:Debug>>>:_FORTIFY_SOURCE=2>)
+if(WIN32)
+    target_link_options(flash_build_options INTERFACE
+        -static -Wl,--dynamicbase,--nxcompat,--high-entropy-va,--no-insert-timestamp)
+else()
+    target_link_options(flash_build_options INTERFACE -Wl,-z,relro,-z,now,-z,noexecstack,-z,text)
+endif()
+
+if(FLASH_SANITIZE)
+    set(sanitizers -fsanitize=address,undefined -fno-sanitize-recover=all -fno-omit-frame-pointer)
+    target_compile_options(flash_build_options INTERFACE ${sanitizers})
+    target_link_options(flash_build_options INTERFACE ${sanitizers})
+endif()
+if(FLASH_COVERAGE)
+    target_compile_options(flash_build_options INTERFACE --coverage)
+    target_link_options(flash_build_options INTERFACE --coverage)
+endif()

@@ -1,0 +1,17 @@
+# GoogleTest from Debian's sources, so that it is built with the same compiler and sanitizers as the code under test.
+set(googletestSources /usr/src/googletest)
+if(NOT EXISTS ${googletestSources}/CMakeLists.txt)
+    message(FATAL_ERROR "GoogleTest's sources are missing: install the Debian package `googletest`")
+endif()
+set(INSTALL_GTEST OFF CACHE BOOL "" FORCE)
+set(BUILD_GMOCK ON CACHE BOOL "" FORCE)
+add_subdirectory(${googletestSources} ${CMAKE_BINARY_DIR}/googletest EXCLUDE_FROM_ALL SYSTEM)
+
+# One test program per folder of tests: `flash_add_tests(NAME folder SOURCES a.cpp … LIBRARIES x …)`.
+function(flash_add_tests)
+    cmake_parse_arguments(ARG "" "NAME" "SOURCES;LIBRARIES" ${ARGN})
+    add_executable(${ARG_NAME} ${ARG_SOURCES})
+    target_link_libraries(${ARG_NAME} PRIVATE ${ARG_LIBRARIES} GTest::gtest GTest::gmock GTest::gtest_main flash_build_options)
+    add_test(NAME ${ARG_NAME} COMMAND ${ARG_NAME})
+    set_tests_properties(${ARG_NAME} PROPERTIES ENVIRONMENT "WINEDEBUG=-all" TIMEOUT 300)
+endfunction()

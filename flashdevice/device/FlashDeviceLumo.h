@@ -1,0 +1,191 @@
+// The device: one Lumo chip behind a debugger host. The class is the place where the state of all subsystems meets;
+// each member function is defined in the folder of the subsystem that owns it, in the order of the groups below. A
+// generation (`FlashDeviceLumoDor`, `FlashDeviceLumoFen`) adds only its constants and the five pure operations.
+// Addresses are target addresses; flash starts at 0. Failures are exceptions whose text is for the user.
+#pragma once
+
+#include <array>
+#include <cstdint>
+#include <map>
+#include <memory>
+#include <string>
+#include <vector>
+
+#include "flashdevice/boundary/IFlashHost.h"
+#include "flashdevice/device/FlashUtil.h"
+
+namespace flash {
+
+struct CcfgData;
+enum class EraseMode : std::uint32_t;
+enum class Command : std::uint32_t;
+struct CommandBlock;
+struct MemoryField;
+
+// What `verboseState` holds before the host's setting is read.
+inline constexpr std::uint32_t kVerboseUnread = 0xFFFF'FFFF;
+
+class FlashDeviceLumo {
+public:
+    FlashDeviceLumo(const FlashDeviceLumo&) = delete;
+    FlashDeviceLumo& operator=(const FlashDeviceLumo&) = delete;
+
+    // The constants and pure operations of a generation (device/FlashDeviceLumoDor.cpp, FlashDeviceLumoFen.cpp).
+    virtual ~FlashDeviceLumo();
+    virtual std::uint32_t GetRamSize(std::uint32_t sizeCode) const = 0;               // bytes
+    virtual std::uint32_t GetRegisterAddress(std::string name) const = 0;             // throws for an unknown name
+    virtual std::uint32_t GetSectorOffset(std::uint32_t address) const = 0;           // bytes into the sector
+    virtual std::uint32_t GetSectorStart(std::uint32_t address) const = 0;            // address of the sector
+    virtual std::uint32_t GetErasedFlashChecksum(std::uint32_t flashSize) const = 0;  // throws for an unknown size
+
+    // Start-up (boundary/DeviceStartUp.cpp)
+    void Initialize();
+    std::shared_ptr<FlashUtil> GetFlashUtil() const { return flashUtil; }
+
+    // Named operations (boundary/OperationDispatch.cpp)
+    void ExecuteOperation(const std::string& operation);
+
+    // Geometry in bytes, measured at the first need (device/Geometry.cpp)
+    std::uint32_t MeasuredFlashSize();
+
+    // Programming (programming/)
+    void ProgramData(const std::uint8_t* data, std::uint32_t address, std::uint32_t length);
+    bool HandlesVerification();
+
+    // What happens at the edges of an operation (operations/Options.cpp)
+    void OnFlashPhase(std::uint32_t phase);
+
+protected:
+    // The second and third text of the host are not used by any generation.
+    FlashDeviceLumo(std::string name, std::string secondText, std::string thirdText, IFlashHost* flashHost);
+
+    // Host services (boundary/HostWrappers.cpp). Each throws the host's error text.
+    IFlashHost& Host() const;
+    std::uint32_t ReadWord(std::uint32_t address);
+    void ReadBytes(std::uint8_t* begin, std::uint8_t* end, std::uint32_t address);
+    void WriteBytes(const std::uint8_t* begin, const std::uint8_t* end, std::uint32_t address);
+    std::string ReadProperty(const std::string& name);
+    bool ReadBoolProperty(const std::string& name);
+    void WriteProperty(const std::string& name, const std::string& value);
+    void Run();
+    void Halt();
+    void ReportErrorText(const std::string& text);
+    std::string DirectoryPath();
+    bool IsVerbose();
+    void PrintFormatted(const char* format, ...) __attribute__((format(printf, 2, 3)));
+    std::uint32_t LookUpSymbol(const char* name);
+
+    // Identification (device/Identification.cpp)
+    bool IdentifyDevice();
+    std::uint32_t ReadIdCode();
+    void PrintUnknownRevision(std::uint32_t code);
+
+    // Geometry (device/Geometry.cpp)
+    void MeasureFlash();
+    bool ReadRamSize();
+    void PublishDeviceInfo();
+
+    // Flashloader link (flashloader/)
+    bool LoadFlashloader();
+    void LoadFlashloaderImage(const std::string& fileName);
+    bool PostCommand(const CommandBlock& block);
+    std::uint32_t WaitForCommand();
+    void ReportStatus(std::uint32_t status);
+    bool EraseSectorRanges(const std::string& propertyName);
+    void PrintUnfinishedCommand(const CommandBlock& block);
+    [[noreturn]] void FailTimedOut();
+
+    // Program pipeline (programming/ProgramPipeline.cpp)
+    void ProgramPageRanges(const std::uint8_t* data, std::uint32_t address, std::uint32_t length);
+    void ProgramUnfilledPieces(const std::uint8_t* data, std::uint32_t address, std::uint32_t length);
+    void ProgramRange(const std::uint8_t* data, std::uint32_t address, std::uint32_t length);
+    bool ProgramChunks(const std::uint8_t* data, std::uint32_t address, std::uint32_t length);
+    Command ChooseProgramCommand();
+    void WriteChunkToBuffer(const std::uint8_t* data, std::uint32_t length);
+    void PrintChunk(std::uint32_t chunkNumber, const CommandBlock& block);
+    bool WaitForLastCommand();
+
+    // Keep CCFG (programming/KeepCcfg.cpp)
+    bool KeepCcfgActive();
+    void HoldCcfg();
+    void ReadCcfg();
+    std::uint32_t TrimForCcfg(std::uint32_t address, std::uint32_t length);
+    void RestoreCcfg();
+    void WriteCcfgToBuffer();
+
+    // Page skip and fill (programming/PageSkip.cpp, programming/FillSkip.cpp)
+    std::vector<bool> ParsePageList(const std::string& propertyName);
+    std::vector<std::string> PageListToRanges(const std::string& propertyName, bool wanted);
+    bool PageSkipActive();
+    bool FillSkipActive();
+
+    // Options (operations/Options.cpp)
+    bool ReadBoolOption(const std::string& key);
+    EraseMode GetEraseMode();
+    void OnProgramLoadStart();
+    void OverrideEraseOfSkippedPages();
+    void ResetOperationState();
+    void OnOperationEnd();
+
+    // Erase and blank check (operations/Erase.cpp, operations/BlankCheck.cpp)
+    bool MassErase();
+    bool BlankCheck();
+
+    // MAC addresses (operations/MacAddress.cpp)
+    MemoryField GetFieldLocation(const std::string& name);
+    MemoryField GetCcfgFieldLocation(const std::string& name);
+    bool DoReadMacAddress(const std::string& command);
+    void ShowMacAddress(const std::string& command);
+    std::vector<std::uint8_t> ParseMacAddressProperty(const std::string& name);
+
+    // CCFG changes (operations/CcfgChanges.cpp)
+    bool ApplyCcfgChanges(const std::string& command);
+    bool PatchForCommand(std::vector<std::uint8_t>& image, const std::string& command);
+    bool PatchForOptions(std::vector<std::uint8_t>& image);
+    bool PatchSecondaryAddress(std::vector<std::uint8_t>& image, const char* retainOption, const char* readCommand,
+                               const char* overrideOption, const char* writeCommand, const char* field);
+    void ProgramLastSector(const std::vector<std::uint8_t>& image);
+    bool UpdateWriteProtection();
+    void PatchCcfgField(std::vector<std::uint8_t>& image, const std::vector<std::uint8_t>& bytes,
+                        const std::string& name);
+
+    // The host and the chip it is connected to
+    IFlashHost* host;  // not owned
+    std::string deviceName;
+    std::uint32_t revisionMajor = 0;
+    std::uint32_t revisionMinor = 0;
+    std::string revisionName = "-";        // "-" while no name is known
+    std::uint32_t referenceFlashSize = 0;  // bytes; the CCFG field locations are written for this size
+
+    // Geometry
+    std::uint32_t flashSize = 0;                                  // bytes; 0 = not yet measured
+    std::uint32_t sectorSize = 0;                                 // bytes; a page is a sector, a chunk is at most one
+    std::uint32_t sectorCount = 0;                                // at most 128
+    std::map<std::uint32_t, std::uint32_t> erasedFlashChecksums;  // flash size in bytes -> checksum when all erased
+    std::uint32_t ramSize = 0;                                    // bytes
+    std::uint32_t ramTopSector = 0;                               // `ramSize` - `sectorSize`; kept for the record
+
+    // A cleared bit protects its page, and stays cleared as long as the device lives.
+    std::array<std::uint32_t, 2> writeProtectWords = {0xFFFF'FFFF, 0xFFFF'FFFF};
+
+    std::uint32_t verboseState = kVerboseUnread;  // else 0 or 1
+
+    // Flashloader link; block N goes with buffer N. Until an image is loaded all addresses are the start of SRAM.
+    bool bankEraseDone = false;
+    bool flashloaderLoaded = false;
+    std::array<std::uint32_t, 2> bufferAddress = {0x2000'0000, 0x2000'0000};
+    std::array<std::uint32_t, 2> commandBlockAddress = {0x2000'0000, 0x2000'0000};
+    std::uint32_t currentBlock = 0;  // the pair that the next command uses
+
+    std::vector<RevisionTranslationEntry> revisionTranslation;
+    std::shared_ptr<FlashUtil> flashUtil;
+    std::shared_ptr<CcfgData> ccfgData;
+
+    std::map<std::string, std::vector<std::uint8_t>> macAddressCache;  // by name of the read operation
+    std::map<std::string, std::string> writeCommandProperties;         // write operation -> property with the address
+
+    std::vector<std::string> pageRanges;  // "N" or "N-M": the pages that may be programmed
+    std::uint8_t fillValue = 0;           // a page of only this byte is not programmed
+};
+
+}  // namespace flash
