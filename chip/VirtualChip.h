@@ -1,0 +1,241 @@
+// The virtual chip: a `Lumo` microcontroller with an emulated core, modelled flash and a debug link, in virtual time.
+// This is the library's only public header; `docs/virtual-chip.md` tells the memory map, the registers and the rules.
+//
+// One clock: link transfers, pauses and the core's instructions advance it, and a running core runs during transfers
+// and pauses. Nothing sleeps, so the same calls give the same timeline, to the nanosecond. One thread per chip.
+#pragma once
+
+#include <array>
+#include <chrono>
+#include <cstddef>
+#include <cstdint>
+#include <functional>
+#include <memory>
+#include <span>
+#include <stdexcept>
+#include <string>
+#include <string_view>
+#include <vector>
+
+namespace flash::chip {
+
+using Nanoseconds = std::chrono::nanoseconds;
+
+// Every failure of the chip: settings that make no chip, an access that the debug probe could not make, a saved state
+// that is none. The text tells a user what was tried, where, and what came back.
+class ChipError : public std::runtime_error {
+public:
+    using std::runtime_error::runtime_error;
+};
+
+enum class Generation : std::uint8_t { LumoD, LumoF };
+
+struct Timing {
+    std::uint64_t coreClockHz = 48'000'000;  // the core executes one instruction per cycle
+    Nanoseconds sectorErase = std::chrono::milliseconds(8);
+    Nanoseconds wordProgram = std::chrono::microseconds(8);
+    Nanoseconds bankErase = std::chrono::milliseconds(20);
+    Nanoseconds busyStall = std::chrono::microseconds(1);  // what one read of STATUS takes while the controller is busy
+    std::uint64_t linkBytesPerSecond = 1'000'000;
+    Nanoseconds linkLatency = std::chrono::microseconds(100);  // per transfer
+    bool operator==(const Timing&) const = default;
+};
+
+struct Settings {
+    Generation generation = Generation::LumoD;
+    std::uint32_t sectorCount = 0;  // 1 to 255; 0 stands for the generation's reference flash (32 or 44 sectors)
+    std::uint8_t ramSizeCode = 3;   // 0 to 3: LumoD 4, 10, 16, 20 KiB; LumoF 32, 48, 64, 80 KiB
+    std::uint32_t ramBytes = 0;     // another size of SRAM than the code tells; 0 for none
+    std::uint32_t identificationCode = 0x1000'0001;       // of the debug router; bits 31..28: revision
+    std::array<std::uint8_t, 8> primaryIeeeAddress = {};  // least significant byte first, as in factory data
+    std::array<std::uint8_t, 6> primaryBleAddress = {};   // likewise
+    std::vector<std::uint8_t> initialFlash;               // from address 0 on; what it does not reach is erased
+    Timing timing;
+    std::uint64_t seed = 1;  // decides what torn operations leave behind
+    bool operator==(const Settings&) const = default;
+};
+
+enum class CoreRegister : std::uint8_t { R0, R1, R2, R3, R4, R5, R6, R7, R8, R9, R10, R11, R12, Sp, Lr, Pc, Xpsr };
+
+enum class CoreState : std::uint8_t {
+    Halted,
+    Running,
+    LockedUp,  // runs no more until it is halted and started again, or reset; memory stays reachable
+};
+
+// The rules that the chip is strict about. A breach is counted and the timeline shows it.
+enum class Violation : std::uint8_t {
+    ProgramSetsBit,            // programming a 1 where flash holds a 0
+    UnalignedOperation,        // programming at an address that is no multiple of 4
+    OperationOutOfRange,       // an operation outside flash
+    OperationOnProtected,      // an operation on a sector that CCFG protects
+    CommandWhileBusy,          // refused; the running operation goes on
+    WrongKey,                  // a command without the key, or with an unknown code
+    ExecutionOutsideSram,      // locks the core up
+    CoreReadOfUnwrittenSram,   // the core reads a byte that nobody wrote since power-up
+    ProbeReadOfUnwrittenSram,  // the probe does
+    RegisterMisuse,            // a register reached in another width than 32 bits, unaligned, or against its direction
+    CoreBusFault,              // the core reaches for nothing, or writes to read-only memory; locks it up
+    CoreFault,                 // the core meets an instruction that it cannot execute; locks it up
+};
+inline constexpr std::size_t kViolationCount = 12;
+std::string_view Name(Violation violation);
+
+struct Counters {
+    std::vector<std::uint64_t> sectorErases;  // by sector; bank erases count in each sector that they erase
+    std::uint64_t bankErases = 0;
+    std::uint64_t wordsProgrammed = 0;                           // word program operations that started
+    std::uint64_t flashOperations = 0;                           // operations that started: erases and programmed words
+    std::uint64_t transfers = 0;                                 // over the debug link, failed ones included
+    std::uint64_t bytesRead = 0;                                 // by the probe, memory only
+    std::uint64_t bytesWritten = 0;                              // likewise
+    std::uint64_t instructions = 0;                              // executed by the core
+    std::array<std::uint64_t, kViolationCount> violations = {};  // by `Violation`
+};
+
+// What goes wrong on purpose. `at` counts from the arming on, 1 is the next one.
+enum class Fault : std::uint8_t {
+    PowerLossBeforeOperation,  // when the n-th flash operation is about to start; nothing of it happens
+    PowerLossInsideOperation,  // half-way: a word with only some of its bits cleared, a half-erased sector
+    PowerLossAfterOperation,   // when it is complete
+    PowerLossAtTransfer,       // half-way through the n-th transfer, which fails and has no effect
+    LinkErrorAtTransfer,       // the n-th transfer fails; a write leaves some first part of its bytes behind
+    CoreStopsAtOperation,      // the core locks up when it starts the n-th flash operation, which goes on
+    CoreStopsAtTransfer,       // the core locks up when the n-th transfer begins
+    OperationFails,            // the n-th flash operation ends torn, with the status "operation failed"
+    OperationDoesNothing,      // a lie: the n-th flash operation reports success and has changed nothing
+    EarlyReady,                // a lie: the n-th flash operation reports success at once but still takes its time
+    StuckBusy,                 // the n-th flash operation never ends; only a reset or power cycle helps
+};
+
+enum class EventKind : std::uint8_t {
+    TransferRead,   // address, value: bytes
+    TransferWrite,  // address, value: bytes
+    TransferOther,  // halt, run, registers, identification; text
+    Pause,
+    EraseSector,  // address: of the sector
+    EraseBank,
+    ProgramWord,  // address, value: the word asked for
+    Command,      // of the flashloader; address and value (length) from the block, text: command and status
+    CoreRuns,     // from run to halt, lock-up or power loss; address: where it started
+    LockUp,       // an instant; address: program counter; text: why
+    PowerOn,      // an instant
+    PowerOff,     // an instant
+    Reset,        // an instant
+    Violation,    // an instant; address; value: the `Violation`. The first 100 of each kind are shown, all counted
+    Fault,        // an instant; value: the `Fault` that came true
+    Note,         // what the user of the chip added; text
+};
+
+struct Event {
+    EventKind kind = EventKind::Note;
+    std::uint32_t address = 0;
+    std::uint32_t value = 0;
+    Nanoseconds start{0};
+    Nanoseconds end{0};  // equal to `start` for an instant
+    std::string text;
+    bool operator==(const Event&) const = default;
+};
+
+class VirtualChip {
+public:
+    // Powered up, with the core halted and nothing in SRAM. Throws `ChipError` for settings that make no chip.
+    explicit VirtualChip(const Settings& settings);
+    ~VirtualChip();
+    VirtualChip(VirtualChip&&) noexcept;
+    VirtualChip& operator=(VirtualChip&&) noexcept;
+
+    // ---- As a debug probe. Each call is one transfer over the link, of latency plus bytes by bandwidth, during which
+    // a running core runs; data is sampled, or becomes visible, at the transfer's end. Throws `ChipError` when the chip
+    // has no power, its debug port is disabled, the link fails or the access is impossible.
+
+    // `elementSize` is 1, 2 or 4 and divides address and length. Registers take 4 only. Elements are little-endian.
+    // Nothing happens, and no time passes, for no bytes.
+    void ReadMemory(std::uint32_t address, std::span<std::uint8_t> bytes, std::uint32_t elementSize = 1);
+    void WriteMemory(std::uint32_t address, std::span<const std::uint8_t> bytes, std::uint32_t elementSize = 1);
+    std::uint32_t ReadWord(std::uint32_t address);
+    void WriteWord(std::uint32_t address, std::uint32_t value);
+
+    // The core must be halted. Bit 0 of a program counter is dropped: the core knows Thumb code only.
+    std::uint32_t ReadCoreRegister(CoreRegister number);
+    void WriteCoreRegister(CoreRegister number, std::uint32_t value);
+
+    void Halt();  // also ends a lock-up; halting a halted core is no error
+    void Run();   // from the program counter; running a running core is no error
+    bool IsRunning();
+
+    // Register 1 of the debug router. Answers also when the core's debug port is disabled.
+    std::uint32_t ReadIdentificationCode();
+
+    // ---- Time. None of these is a transfer or fails: a chip without power lets time pass, too.
+
+    void Pause(Nanoseconds duration);
+
+    // A pause that ends early, with true, as soon as the 32-bit word at this address of SRAM differs from `value`: as
+    // the comparator of a debug unit would tell. Exact to the instruction. False when `bound` has passed (and at
+    // once when the probe could not look: no power, or a disabled debug port).
+    bool PauseWhileWordIs(std::uint32_t address, std::uint32_t value, Nanoseconds bound);
+
+    // A pause that ends early, with true, when `condition` holds: it is tried at the start and after each `step`. It
+    // may look at the chip by any call; transfers that it makes count against `bound`.
+    bool PauseUntil(const std::function<bool()>& condition, Nanoseconds bound,
+                    Nanoseconds step = std::chrono::microseconds(50));
+
+    Nanoseconds Now() const;  // since the chip was made
+
+    // ---- Power and reset. A running flash operation ends torn.
+
+    void PowerOff();    // loses SRAM
+    void PowerOn();     // samples protection and the debug port's switch from CCFG; the core is halted, registers are 0
+    void PowerCycle();  // off and on
+    void Reset();       // as `PowerOn`, but SRAM and the debug port stay as they are
+    bool IsPowered() const;
+    bool IsDebugPortDisabled() const;
+
+    // ---- Faults.
+
+    void Arm(Fault fault, std::uint64_t at = 1);
+    void ArmBitThatWillNotProgram(std::uint32_t address, unsigned bit);  // bit 0 to 7 of the byte there; for good
+    void DisarmAll();                                                    // a controller stuck already stays stuck
+
+    // ---- Looking inside: free of time and rules, also without power.
+
+    CoreState State() const;
+    const Settings& GetSettings() const;  // with the defaults of the generation filled in, and no initial flash
+    std::uint32_t SectorSize() const;
+    std::uint32_t FlashBytes() const;
+    std::uint32_t RamBytes() const;
+    std::span<const std::uint8_t> Flash() const;
+    std::vector<std::uint8_t> PeekMemory(std::uint32_t address, std::uint32_t length) const;  // flash, SRAM, windows
+    std::uint32_t PeekWord(std::uint32_t address) const;
+
+    // Puts bytes into flash as a factory would. Protection follows at the next reset or power-up.
+    void PlaceInFlash(std::uint32_t address, std::span<const std::uint8_t> bytes);
+
+    const Counters& GetCounters() const;
+    std::uint64_t Count(Violation violation) const;
+    std::uint64_t ViolationTotal() const;
+
+    // ---- Timeline, in the order in which events ended.
+
+    const std::vector<Event>& Timeline() const;
+    std::uint64_t TimelineHash() const;
+    std::string TimelineJson() const;  // Chrome trace events; Perfetto opens them
+    void AddNote(std::string text, Nanoseconds start, Nanoseconds end);
+
+    // Makes flashloader commands visible: tells where its two command blocks (24 bytes each) lie. From then on a
+    // command lasts from the posting of a block by the probe to the core's write of its status. 0 ends it, and so
+    // does a loss of power.
+    void ObserveCommandBlocks(std::uint32_t address);
+
+    // ---- What lasts: flash, factory data and settings, as bytes for a file. Not time, SRAM, faults or counters.
+
+    std::vector<std::uint8_t> SaveState() const;
+    static VirtualChip FromSavedState(std::span<const std::uint8_t> state);  // throws `ChipError` for other bytes
+
+private:
+    class Implementation;
+    std::unique_ptr<Implementation> implementation;
+};
+
+}  // namespace flash::chip
