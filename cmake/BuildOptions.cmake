@@ -16,7 +16,7 @@ target_compile_definitions(flash_build_options INTERFACE
     $<$<AND:$<NOT:$<BOOL:${FLASH_SANITIZE}>>,$<NOT:$<CONFIG:Debug>>>:_FORTIFY_SOURCE=2>)
 if(WIN32)
     target_link_options(flash_build_options INTERFACE
-        -static -Wl,--dynamicbase,--nxcompat,--high-entropy-va,--no-insert-timestamp)
+        -static -fstack-protector-strong -Wl,--dynamicbase,--nxcompat,--high-entropy-va,--no-insert-timestamp)
 else()
     target_link_options(flash_build_options INTERFACE -Wl,-z,relro,-z,now,-z,noexecstack,-z,text)
 endif()

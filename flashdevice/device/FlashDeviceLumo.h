@@ -21,9 +21,13 @@ enum class EraseMode : std::uint32_t;
 enum class Command : std::uint32_t;
 struct CommandBlock;
 struct MemoryField;
+struct SecondaryAddressOptions;
 
 // What `verboseState` holds before the host's setting is read.
 inline constexpr std::uint32_t kVerboseUnread = 0xFFFF'FFFF;
+
+// The one register that the generations know by name: bits 31 to 16 hold the size of CCFG in bytes.
+inline constexpr char kCcfgSizeRegisterName[] = "CCFG_SIZE_AND_DIS_FLAGS";
 
 class FlashDeviceLumo {
 public:
@@ -32,11 +36,11 @@ public:
 
     // The constants and pure operations of a generation (device/FlashDeviceLumoDor.cpp, FlashDeviceLumoFen.cpp).
     virtual ~FlashDeviceLumo();
-    virtual std::uint32_t GetRamSize(std::uint32_t sizeCode) const = 0;               // bytes
-    virtual std::uint32_t GetRegisterAddress(std::string name) const = 0;             // throws for an unknown name
-    virtual std::uint32_t GetSectorOffset(std::uint32_t address) const = 0;           // bytes into the sector
-    virtual std::uint32_t GetSectorStart(std::uint32_t address) const = 0;            // address of the sector
-    virtual std::uint32_t GetErasedFlashChecksum(std::uint32_t flashSize) const = 0;  // throws for an unknown size
+    virtual std::uint32_t GetRamSize(std::uint32_t sizeCode) const = 0;          // bytes
+    virtual std::uint32_t GetRegisterAddress(std::string name) const = 0;        // throws for an unknown name
+    virtual std::uint32_t GetSectorOffset(std::uint32_t address) const = 0;      // bytes into the sector
+    virtual std::uint32_t GetSectorStart(std::uint32_t address) const = 0;       // address of the sector
+    virtual std::uint32_t GetErasedFlashChecksum(std::uint32_t size) const = 0;  // throws for an unknown size
 
     // Start-up (boundary/DeviceStartUp.cpp)
     void Initialize();
@@ -90,7 +94,9 @@ protected:
     void LoadFlashloaderImage(const std::string& fileName);
     bool PostCommand(const CommandBlock& block);
     std::uint32_t WaitForCommand();
+    std::uint32_t WaitForPostedCommand();
     void ReportStatus(std::uint32_t status);
+    void ReportVerificationIssue();
     bool EraseSectorRanges(const std::string& propertyName);
     void PrintUnfinishedCommand(const CommandBlock& block);
     [[noreturn]] void FailTimedOut();
@@ -103,7 +109,7 @@ protected:
     Command ChooseProgramCommand();
     void WriteChunkToBuffer(const std::uint8_t* data, std::uint32_t length);
     void PrintChunk(std::uint32_t chunkNumber, const CommandBlock& block);
-    bool WaitForLastCommand();
+    void WaitForLastCommand();
 
     // Keep CCFG (programming/KeepCcfg.cpp)
     bool KeepCcfgActive();
@@ -142,8 +148,7 @@ protected:
     bool ApplyCcfgChanges(const std::string& command);
     bool PatchForCommand(std::vector<std::uint8_t>& image, const std::string& command);
     bool PatchForOptions(std::vector<std::uint8_t>& image);
-    bool PatchSecondaryAddress(std::vector<std::uint8_t>& image, const char* retainOption, const char* readCommand,
-                               const char* overrideOption, const char* writeCommand, const char* field);
+    bool PatchSecondaryAddress(std::vector<std::uint8_t>& image, const SecondaryAddressOptions& options);
     void ProgramLastSector(const std::vector<std::uint8_t>& image);
     bool UpdateWriteProtection();
     void PatchCcfgField(std::vector<std::uint8_t>& image, const std::vector<std::uint8_t>& bytes,

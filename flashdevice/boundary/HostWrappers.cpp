@@ -1,0 +1,89 @@
+// The device's wrappers of the host services: each turns the host's error text into an exception.
+#include <cstdarg>
+#include <cstddef>
+#include <cstdio>
+
+#include "flashdevice/boundary/HostServices.h"
+#include "flashdevice/device/FlashDeviceLumo.h"
+
+namespace flash {
+namespace {
+
+constexpr std::uint16_t kPage = 1;  // the host's own notion of a memory page; always this one
+constexpr std::size_t kUsualMessageSize = 512;
+constexpr char kVerboseMode[] = "FlashVerboseMode";
+
+// A message longer than the usual buffer, formatted again into a text of its own size.
+__attribute__((format(printf, 1, 0))) std::string FormatLong(const char* format, std::va_list arguments, int length) {
+    std::string text(static_cast<std::size_t>(length) + 1, '\0');
+    std::vsnprintf(text.data(), text.size(), format, arguments);
+    text.pop_back();
+    return text;
+}
+
+}  // namespace
+
+IFlashHost& FlashDeviceLumo::Host() const { return RequireHost(host); }
+
+std::uint32_t FlashDeviceLumo::ReadWord(std::uint32_t address) {
+    std::uint32_t word = 0;
+    ThrowIfError(Host().ReadMemory(&word, 1, address, kPage, sizeof word));
+    return word;
+}
+
+void FlashDeviceLumo::ReadBytes(std::uint8_t* begin, std::uint8_t* end, std::uint32_t address) {
+    if (begin != end) {
+        ThrowIfError(Host().ReadMemory(begin, static_cast<std::size_t>(end - begin), address, kPage, 1));
+    }
+}
+
+void FlashDeviceLumo::WriteBytes(const std::uint8_t* begin, const std::uint8_t* end, std::uint32_t address) {
+    if (begin != end) {
+        ThrowIfError(Host().WriteMemory(begin, static_cast<std::size_t>(end - begin), address, kPage, 1));
+    }
+}
+
+std::string FlashDeviceLumo::ReadProperty(const std::string& name) { return flash::ReadProperty(Host(), name); }
+
+bool FlashDeviceLumo::ReadBoolProperty(const std::string& name) { return ReadProperty(name) == "1"; }
+
+void FlashDeviceLumo::WriteProperty(const std::string& name, const std::string& value) {
+    ThrowIfError(Host().SetProperty(name.c_str(), value.c_str()));
+}
+
+void FlashDeviceLumo::Run() { ThrowIfError(Host().RunTarget()); }
+
+void FlashDeviceLumo::Halt() { ThrowIfError(Host().HaltTarget()); }
+
+void FlashDeviceLumo::ReportErrorText(const std::string& text) { flash::ReportErrorText(Host(), text); }
+
+std::string FlashDeviceLumo::DirectoryPath() { return TextOrEmpty(Host().GetDirectoryPath()); }
+
+bool FlashDeviceLumo::IsVerbose() {
+    if (verboseState == kVerboseUnread) {
+        verboseState = ReadBoolOption(kVerboseMode) ? 1 : 0;
+    }
+    return verboseState != 0;
+}
+
+void FlashDeviceLumo::PrintFormatted(const char* format, ...) {
+    char buffer[kUsualMessageSize];
+    std::va_list arguments;
+    va_start(arguments, format);
+    std::va_list again;
+    va_copy(again, arguments);
+    const int length = std::vsnprintf(buffer, sizeof buffer, format, arguments);
+    va_end(arguments);
+    const bool fits = length < static_cast<int>(sizeof buffer);
+    const std::string text = fits ? std::string(buffer) : FormatLong(format, again, length);
+    va_end(again);
+    PrintText(Host(), text);
+}
+
+std::uint32_t FlashDeviceLumo::LookUpSymbol(const char* name) {
+    std::uint64_t address = 0;
+    ThrowIfError(Host().LookUpSymbol(name, &address));
+    return static_cast<std::uint32_t>(address);
+}
+
+}  // namespace flash

@@ -1,0 +1,22 @@
+// Asking the flashloader whether the whole flash is erased.
+#include "flashdevice/boundary/HostServices.h"
+#include "flashdevice/device/FlashDeviceLumo.h"
+#include "flashdevice/flashloader/CommandBlock.h"
+
+namespace flash {
+
+bool FlashDeviceLumo::BlankCheck() {
+    if (!LoadFlashloader()) {
+        return false;
+    }
+    const std::uint32_t reference = GetErasedFlashChecksum(flashSize);
+    if (!PostCommand({static_cast<std::uint32_t>(Command::BlankCheck), 0, flashSize, reference})) {
+        return false;
+    }
+    // The core runs already and is not started again, on purpose. Every failure counts as programmed.
+    const bool isBlank = WaitForPostedCommand() == kStatusSuccess;
+    PrintText(Host(), isBlank ? "Blank Check: Device flash is blank" : "Blank Check: Device flash is programmed");
+    return isBlank;
+}
+
+}  // namespace flash

@@ -1,0 +1,41 @@
+// Erasing the whole bank. (Listed sectors: flashloader/CommandMailbox.cpp.)
+#include <stdexcept>
+
+#include "flashdevice/device/FlashDeviceLumo.h"
+#include "flashdevice/flashloader/CommandBlock.h"
+
+namespace flash {
+namespace {
+
+constexpr char kBankEraseFailed[] =
+    "Erasing all unprotected pages failed! Timed out waiting for target flashloader to complete command";
+
+}  // namespace
+
+bool FlashDeviceLumo::MassErase() {
+    if (IsVerbose()) {
+        PrintFormatted("Performing bank erase");
+    }
+    HoldCcfg();
+    if (!LoadFlashloader()) {
+        if (IsVerbose()) {
+            PrintFormatted("Bank Erase: Failed to write flashloader to target");
+        }
+        return false;
+    }
+    if (!PostCommand({static_cast<std::uint32_t>(Command::BankErase), 0, 0, 0})) {
+        return false;
+    }
+    Run();
+    if (WaitForPostedCommand() != kStatusSuccess) {
+        PrintFormatted("%s", kBankEraseFailed);
+        throw std::runtime_error(kBankEraseFailed);
+    }
+    bankEraseDone = true;
+    if (KeepCcfgActive()) {
+        RestoreCcfg();
+    }
+    return true;
+}
+
+}  // namespace flash

@@ -1,0 +1,91 @@
+// The user's options, read from the host whenever they are needed, and what happens at the edges of an operation.
+#include "flashdevice/operations/Options.h"
+
+#include <algorithm>
+
+#include "flashdevice/device/FlashDeviceLumo.h"
+#include "flashdevice/operations/EraseMode.h"
+#include "flashdevice/operations/OperationNames.h"
+#include "flashdevice/programming/CcfgData.h"
+
+namespace flash {
+namespace {
+
+enum Phase : std::uint32_t {
+    kProgramLoadStarts = 1,
+    kOperationFinished = 2,
+};
+
+// In the order of the tests: the first that is on makes the closing phase change CCFG.
+constexpr const char* kCcfgOptions[] = {
+    kRetainIeeeSecondary,   kRetainBleSecondary, kOverrideBleSecondary, kOverrideIeeeSecondary,
+    kWriteProtectionToggle, kDisableBootloader,  kDisableCpuDap,
+};
+
+}  // namespace
+
+bool FlashDeviceLumo::ReadBoolOption(const std::string& key) {
+    return Host().GetProperty(key.c_str()) != nullptr && ReadBoolProperty(key);
+}
+
+EraseMode FlashDeviceLumo::GetEraseMode() { return ClassifyEraseSetting(ReadProperty(kEraseSettingKey)); }
+
+void FlashDeviceLumo::OnFlashPhase(std::uint32_t phase) {
+    if (phase == kProgramLoadStarts || phase == kOperationFinished) {
+        Halt();
+        verboseState = kVerboseUnread;
+    }
+    if (phase == kProgramLoadStarts) {
+        OnProgramLoadStart();
+    }
+    ResetOperationState();
+    if (phase == kOperationFinished) {
+        OnOperationEnd();
+    }
+}
+
+void FlashDeviceLumo::OnProgramLoadStart() {
+    if (ReadBoolOption(kRetainIeeeSecondary)) {
+        DoReadMacAddress(kReadSecIeee);
+    }
+    if (ReadBoolOption(kRetainBleSecondary)) {
+        DoReadMacAddress(kReadSecBle);
+    }
+    if (PageSkipActive()) {
+        OverrideEraseOfSkippedPages();
+    }
+}
+
+// A bank erase would erase the skipped pages too. The host's setting stays changed, on purpose.
+void FlashDeviceLumo::OverrideEraseOfSkippedPages() {
+    if (ReadProperty(kEraseSettingKey).find(kEraseAllUnprotected) == std::string::npos) {
+        return;
+    }
+    WriteProperty(kEraseSettingKey, kEraseNecessary);
+    if (IsVerbose()) {
+        PrintFormatted("Overriding erase option to \"%s\" because the Skip Sector option is enabled\n",
+                       kEraseNecessary);
+    }
+}
+
+void FlashDeviceLumo::ResetOperationState() {
+    // The constructor resets before there is a record.
+    if (ccfgData) {
+        *ccfgData = CcfgData{};
+    }
+    bankEraseDone = false;
+    flashloaderLoaded = false;
+    currentBlock = 0;
+    pageRanges.clear();
+}
+
+void FlashDeviceLumo::OnOperationEnd() {
+    const bool isChanging = std::any_of(std::begin(kCcfgOptions), std::end(kCcfgOptions),
+                                        [this](const char* option) { return ReadBoolOption(option); });
+    if (isChanging) {
+        ApplyCcfgChanges(kAllCcfgChanges);
+        Halt();
+    }
+}
+
+}  // namespace flash

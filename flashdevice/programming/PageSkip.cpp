@@ -1,0 +1,36 @@
+// Pages that the user excludes from programming by number, and pages named for erasing.
+#include "flashdevice/boundary/HostServices.h"
+#include "flashdevice/device/FlashDeviceLumo.h"
+#include "flashdevice/programming/PageList.h"
+
+namespace flash {
+namespace {
+
+constexpr char kPageToggle[] = "FlashPageToggle";
+constexpr char kPages[] = "FlashPages";
+
+}  // namespace
+
+std::vector<bool> FlashDeviceLumo::ParsePageList(const std::string& propertyName) {
+    return ParsePages(ReadProperty(propertyName), sectorCount);
+}
+
+std::vector<std::string> FlashDeviceLumo::PageListToRanges(const std::string& propertyName, bool wanted) {
+    return RangesOfPages(ParsePageList(propertyName), wanted);
+}
+
+bool FlashDeviceLumo::PageSkipActive() {
+    if (!ReadBoolProperty(kPageToggle)) {
+        return false;
+    }
+    // When every page is named no range is left, and the list is built again at each test.
+    if (pageRanges.empty()) {
+        pageRanges = PageListToRanges(kPages, true);
+        if (IsVerbose()) {
+            PrintText(Host(), "Skip program/erase/verify of the following page(s): " + ReadProperty(kPages));
+        }
+    }
+    return true;
+}
+
+}  // namespace flash

@@ -1,0 +1,169 @@
+// The way of a host's data into flash: what is programmed at all, with which erase, in which chunks. While the target
+// programs one chunk from its buffer, the next one travels into the other.
+#include <algorithm>
+#include <stdexcept>
+
+#include "flashdevice/boundary/HostServices.h"
+#include "flashdevice/device/FlashDeviceLumo.h"
+#include "flashdevice/flashloader/CommandBlock.h"
+#include "flashdevice/operations/EraseMode.h"
+#include "flashdevice/programming/CcfgData.h"
+#include "flashdevice/programming/Crc32.h"
+#include "flashdevice/programming/PageList.h"
+#include "flashdevice/programming/ProgramOptions.h"
+#include "flashdevice/programming/RequestPieces.h"
+
+namespace flash {
+namespace {
+
+constexpr char kProgramLoadEraseText[] = "ProgramLoadEraseSpecificText";
+
+}  // namespace
+
+void FlashDeviceLumo::ProgramData(const std::uint8_t* data, std::uint32_t address, std::uint32_t length) {
+    if (!pageRanges.empty() || PageSkipActive()) {
+        ProgramPageRanges(data, address, length);
+    } else if (FillSkipActive()) {
+        ProgramUnfilledPieces(data, address, length);
+    } else {
+        ProgramRange(data, address, length);
+    }
+}
+
+void FlashDeviceLumo::ProgramPageRanges(const std::uint8_t* data, std::uint32_t address, std::uint32_t length) {
+    for (const std::string& pages : pageRanges) {
+        const RequestPart part = PartInRange(address, length, ParsePageRange(pages, sectorSize));
+        const std::uint32_t given = length - part.offset;
+        if (part.length <= given) {
+            if (part.meets) {
+                ProgramRange(data + part.offset, address + part.offset, part.length);
+            }
+        } else {
+            // One byte beyond the host's data: sent as erased flash, never read.
+            std::vector<std::uint8_t> padded(part.length, 0xFF);
+            std::copy_n(data + part.offset, given, padded.begin());
+            ProgramRange(padded.data(), address + part.offset, part.length);
+        }
+        if (part.isWhole) {
+            return;
+        }
+    }
+}
+
+void FlashDeviceLumo::ProgramUnfilledPieces(const std::uint8_t* data, std::uint32_t address, std::uint32_t length) {
+    std::uint32_t offset = 0;
+    while (offset < length) {
+        const std::uint8_t* piece = data + offset;
+        const std::uint32_t pieceLength = FillPieceLength(address + offset, length - offset, sectorSize);
+        const bool isFilled =
+            std::all_of(piece, piece + pieceLength, [&](std::uint8_t byte) { return byte == fillValue; });
+        if (!isFilled) {
+            ProgramRange(piece, address + offset, pieceLength);
+        }
+        offset += pieceLength;
+    }
+}
+
+void FlashDeviceLumo::ProgramRange(const std::uint8_t* data, std::uint32_t address, std::uint32_t length) {
+    HoldCcfg();
+    if (GetEraseMode() == EraseMode::AllUnprotectedSectors && !bankEraseDone && !MassErase()) {
+        return;
+    }
+    const bool isTrimmed = KeepCcfgActive() && !ccfgData->data.empty();
+    if (!ProgramChunks(data, address, isTrimmed ? TrimForCcfg(address, length) : length)) {
+        // Only reported, on purpose: to the host the write succeeded.
+        ReportErrorText("Something went wrong programming device");
+        return;
+    }
+    if (KeepCcfgActive() && address + length - 1 > ccfgData->address) {
+        RestoreCcfg();
+    }
+}
+
+bool FlashDeviceLumo::ProgramChunks(const std::uint8_t* data, std::uint32_t address, std::uint32_t length) {
+    if (!LoadFlashloader()) {
+        return false;
+    }
+    auto command = static_cast<std::uint32_t>(ChooseProgramCommand());
+    std::uint32_t chunkNumber = 1;
+    for (std::uint32_t offset = 0; offset < length; ++chunkNumber) {
+        const std::uint8_t* chunk = data + offset;
+        const std::uint32_t chunkLength = std::min(length - offset, sectorSize);
+        WriteChunkToBuffer(chunk, chunkLength);
+        std::uint32_t crc = 0;
+        if (ReadBoolOption(kCrcVerify)) {
+            crc = Crc32({chunk, chunkLength});
+            command |= kVerifyCrcFlag;  // and stays for the rest of the request, on purpose
+        }
+        const CommandBlock block{command, address + offset, chunkLength, crc};
+        if (!PostCommand(block)) {
+            return false;
+        }
+        PrintChunk(chunkNumber, block);
+        currentBlock ^= 1;
+        offset += chunkLength;
+        if (WaitForCommand() != kStatusSuccess) {
+            PrintUnfinishedCommand(block);
+            FailTimedOut();
+        }
+    }
+    WaitForLastCommand();
+    return true;
+}
+
+Command FlashDeviceLumo::ChooseProgramCommand() {
+    switch (GetEraseMode()) {
+        case EraseMode::NecessarySectorsRetain:
+            return Command::ProgramRetain;
+        case EraseMode::NecessarySectors:
+            return Command::ProgramErase;
+        case EraseMode::SpecificSectors:
+            EraseSectorRanges(kProgramLoadEraseText);  // the result is not looked at, on purpose
+            return Command::Program;
+        case EraseMode::NoErase:
+        case EraseMode::AllUnprotectedSectors:
+            break;
+    }
+    return Command::Program;
+}
+
+void FlashDeviceLumo::WriteChunkToBuffer(const std::uint8_t* data, std::uint32_t length) {
+    const std::uint32_t address = bufferAddress[currentBlock];
+    try {
+        WriteBytes(data, data + length, address);
+    } catch (const std::runtime_error& error) {
+        PrintFormatted(
+            "  Failed to write data to temporary buffer in RAM before programming device FLASH memory. addr=0x%08X, "
+            "writeLength=%d(0x%X), bufIdx=%d\nError: %s\n",
+            address, static_cast<int>(length), length, static_cast<int>(currentBlock), error.what());
+        throw std::runtime_error(
+            "Failed to write data to temporary buffer in RAM before programming device FLASH memory.");
+    }
+}
+
+void FlashDeviceLumo::PrintChunk(std::uint32_t chunkNumber, const CommandBlock& block) {
+    if (!IsVerbose()) {
+        return;
+    }
+    const auto number = static_cast<int>(chunkNumber);
+    const auto length = static_cast<int>(block.length);
+    const auto usedBlock = static_cast<int>(currentBlock);
+    if (ReadBoolOption(kCrcVerify)) {
+        PrintFormatted("  Chunk %d: addr=0x%08X, length=%d, crc=0x%08X (using block %d)", number, block.address, length,
+                       block.crc, usedBlock);
+    } else {
+        PrintFormatted("  Chunk %d: addr=0x%08X, length=%d (using block %d)", number, block.address, length, usedBlock);
+    }
+}
+
+// Leaves `currentBlock` behind the last posted block, so that the next request goes on in turn.
+void FlashDeviceLumo::WaitForLastCommand() {
+    currentBlock ^= 1;
+    const std::uint32_t status = WaitForCommand();
+    currentBlock ^= 1;
+    if (status != kStatusSuccess) {
+        FailTimedOut();
+    }
+}
+
+}  // namespace flash
