@@ -1,0 +1,276 @@
+// The six commands over the flash port. Everything that can be refused is refused before flash is touched.
+#include "firmware/commands.h"
+
+#include <stdbool.h>
+
+#include "firmware/crc32.h"
+#include "firmware/flash_port.h"
+
+_Static_assert(kMaxSectors > UINT8_MAX, "a sector's index has eight bits in the status word");
+
+static const uint8_t kErasedByte = 0xFF;
+static const uint32_t kErasedWord = 0xFFFFFFFFu;
+
+// The part of a chunk that lies in one sector.
+typedef struct {
+    uint32_t address;
+    uint32_t length;
+    const uint8_t* data;
+} Slice;
+
+static uint32_t FlashBytes(const Session* session) { return FlashPortSectorCount() * session->workspace->sectorBytes; }
+
+// Cannot overflow: a range that wraps around is longer than what is left of flash.
+static bool LiesInFlash(const Session* session, uint32_t address, uint32_t length) {
+    const uint32_t flashBytes = FlashBytes(session);
+    return length > 0 && address < flashBytes && length <= flashBytes - address;
+}
+
+static bool IsFresh(const Session* session, uint32_t sectorIndex) {
+    return (session->freshSectors[sectorIndex / 32] >> (sectorIndex % 32) & 1u) != 0;
+}
+
+static void MarkFresh(Session* session, uint32_t sectorIndex) {
+    session->freshSectors[sectorIndex / 32] |= 1u << (sectorIndex % 32);
+}
+
+static uint32_t EraseFailure(uint32_t sectorIndex, FsmStatus fsmStatus) {
+    return kStatusEraseFailed | (uint32_t)fsmStatus << 16 | sectorIndex << 24;
+}
+
+static uint32_t ProgramFailure(FsmStatus fsmStatus) { return kStatusProgramFailed | (uint32_t)fsmStatus << 16; }
+
+// Address of the first programmed byte of the range, `end` when there is none.
+static uint32_t FirstProgrammed(uint32_t address, uint32_t end) {
+    const uint8_t* flash = FlashPortBytes();
+    while (address < end && flash[address] == kErasedByte) {
+        ++address;
+    }
+    return address;
+}
+
+// Offset of the first byte in which flash differs from the slice, the slice's length when there is none.
+static uint32_t FirstDifference(const Slice* slice) {
+    const uint8_t* flash = FlashPortBytes() + slice->address;
+    uint32_t offset = 0;
+    while (offset < slice->length && flash[offset] == slice->data[offset]) {
+        ++offset;
+    }
+    return offset;
+}
+
+static uint32_t EraseSector(Session* session, uint32_t sectorIndex) {
+    const FsmStatus fsmStatus = FlashPortEraseSector(sectorIndex * session->workspace->sectorBytes);
+    if (fsmStatus != kFsmSuccess) {
+        return EraseFailure(sectorIndex, fsmStatus);
+    }
+    MarkFresh(session, sectorIndex);
+    return kStatusSuccess;
+}
+
+static uint32_t EraseOnce(Session* session, uint32_t sectorIndex) {
+    return IsFresh(session, sectorIndex) ? (uint32_t)kStatusSuccess : EraseSector(session, sectorIndex);
+}
+
+// Brings the slice's bytes within one word into flash. The other bytes of the word are asked to stay what they are.
+static FsmStatus ProgramWord(const Slice* slice, uint32_t wordAddress) {
+    const uint8_t* flash = FlashPortBytes() + wordAddress;
+    uint32_t held = 0;
+    uint32_t wanted = 0;
+    uint32_t asked = 0;
+    for (uint32_t i = 0; i < 4; ++i) {
+        const uint32_t offset = wordAddress + i - slice->address;  // huge below the slice's start
+        const bool isInside = offset < slice->length;
+        held |= (uint32_t)flash[i] << (8 * i);
+        wanted |= (uint32_t)(isInside ? slice->data[offset] : flash[i]) << (8 * i);
+        asked |= (uint32_t)(isInside ? slice->data[offset] : kErasedByte) << (8 * i);
+    }
+    if (asked == kErasedWord || wanted == held) {
+        return kFsmSuccess;
+    }
+    return FlashPortProgramWord(wordAddress, wanted);
+}
+
+static uint32_t ProgramInPlace(const Slice* slice) {
+    const uint32_t end = slice->address + slice->length;
+    for (uint32_t wordAddress = slice->address & ~3u; wordAddress < end; wordAddress += 4) {
+        const FsmStatus fsmStatus = ProgramWord(slice, wordAddress);
+        if (fsmStatus != kFsmSuccess) {
+            return ProgramFailure(fsmStatus);
+        }
+    }
+    return kStatusSuccess;
+}
+
+// Whether the sector already is what erasing it and programming the slice would make of it.
+static bool IsAlreadyDone(const Slice* slice, uint32_t sectorAddress, uint32_t sectorEnd) {
+    const uint32_t sliceEnd = slice->address + slice->length;
+    return FirstDifference(slice) == slice->length &&
+           FirstProgrammed(sectorAddress, slice->address) == slice->address &&
+           FirstProgrammed(sliceEnd, sectorEnd) == sectorEnd;
+}
+
+static uint32_t ProgramErasing(Session* session, const Slice* slice) {
+    const uint32_t sectorBytes = session->workspace->sectorBytes;
+    const uint32_t sectorIndex = slice->address / sectorBytes;
+    const uint32_t sectorAddress = sectorIndex * sectorBytes;
+    if (IsAlreadyDone(slice, sectorAddress, sectorAddress + sectorBytes)) {
+        MarkFresh(session, sectorIndex);
+        return kStatusSuccess;
+    }
+    const uint32_t status = EraseOnce(session, sectorIndex);
+    return status == kStatusSuccess ? ProgramInPlace(slice) : status;
+}
+
+static bool NeedsErase(const Slice* slice) {
+    const uint8_t* flash = FlashPortBytes() + slice->address;
+    for (uint32_t i = 0; i < slice->length; ++i) {
+        if ((slice->data[i] & ~flash[i]) != 0) {
+            return true;
+        }
+    }
+    return false;
+}
+
+// The scratch sector becomes what the sector is to hold: its content, with the slice over it.
+static void Compose(uint8_t* scratch, const Slice* slice, uint32_t sectorAddress, uint32_t sectorBytes) {
+    const uint8_t* flash = FlashPortBytes() + sectorAddress;
+    for (uint32_t i = 0; i < sectorBytes; ++i) {
+        const uint32_t offset = sectorAddress + i - slice->address;
+        scratch[i] = offset < slice->length ? slice->data[offset] : flash[i];
+    }
+}
+
+static uint32_t ProgramRetaining(Session* session, const Slice* slice) {
+    if (!NeedsErase(slice)) {
+        return ProgramInPlace(slice);
+    }
+    const Workspace* workspace = session->workspace;
+    const uint32_t sectorIndex = slice->address / workspace->sectorBytes;
+    const Slice whole = {sectorIndex * workspace->sectorBytes, workspace->sectorBytes, workspace->scratch};
+    Compose(workspace->scratch, slice, whole.address, whole.length);
+    const uint32_t status = EraseSector(session, sectorIndex);
+    return status == kStatusSuccess ? ProgramInPlace(&whole) : status;
+}
+
+static uint32_t ProgramSlice(Session* session, uint32_t code, const Slice* slice) {
+    if (code == kCommandProgramErase) {
+        return ProgramErasing(session, slice);
+    }
+    return code == kCommandProgramRetain ? ProgramRetaining(session, slice) : ProgramInPlace(slice);
+}
+
+// A chunk of at most one sector reaches into at most two.
+static uint32_t ProgramChunk(Session* session, uint32_t code, Slice chunk) {
+    const uint32_t sectorBytes = session->workspace->sectorBytes;
+    uint32_t status = kStatusSuccess;
+    while (chunk.length > 0 && status == kStatusSuccess) {
+        const uint32_t leftInSector = sectorBytes - chunk.address % sectorBytes;
+        const Slice slice = {chunk.address, chunk.length < leftInSector ? chunk.length : leftInSector, chunk.data};
+        status = ProgramSlice(session, code, &slice);
+        chunk.address += slice.length;
+        chunk.data += slice.length;
+        chunk.length -= slice.length;
+    }
+    return status;
+}
+
+// When flash holds what the buffer holds, the buffer changed under our hands, and the chunk as a whole is at fault.
+static uint32_t VerifyChunk(CommandBlock* block, const Slice* chunk) {
+    if (Crc32(FlashPortBytes() + chunk->address, chunk->length) == block->crc) {
+        return kStatusSuccess;
+    }
+    const uint32_t offset = FirstDifference(chunk);
+    block->address += offset < chunk->length ? offset : 0;
+    return kStatusVerificationIssue;
+}
+
+static uint32_t Program(Session* session, CommandBlock* block, const uint8_t* buffer) {
+    if (!LiesInFlash(session, block->address, block->length) || block->length > session->workspace->sectorBytes) {
+        return kStatusInvalidArguments;
+    }
+    const bool verifies = (block->command & kVerifyCrcFlag) != 0;
+    // A chunk that was damaged on its way is caught here, while the sector still holds what it held.
+    if (verifies && Crc32(buffer, block->length) != block->crc) {
+        return kStatusVerificationIssue;
+    }
+    const Slice chunk = {block->address, block->length, buffer};
+    const uint32_t status = ProgramChunk(session, block->command & ~(uint32_t)kVerifyCrcFlag, chunk);
+    return verifies && status == kStatusSuccess ? VerifyChunk(block, &chunk) : status;
+}
+
+// The sector to name when the bank erase failed: the first that should be blank and is not.
+static uint32_t FirstSectorNotErased(const Session* session) {
+    const uint32_t sectorBytes = session->workspace->sectorBytes;
+    for (uint32_t i = 0; i < FlashPortSectorCount(); ++i) {
+        const uint32_t end = (i + 1) * sectorBytes;
+        if (!FlashPortIsProtected(i) && FirstProgrammed(i * sectorBytes, end) != end) {
+            return i;
+        }
+    }
+    return 0;
+}
+
+static uint32_t BankErase(Session* session, const CommandBlock* block) {
+    if (block->address != 0 || block->length != 0) {
+        return kStatusInvalidArguments;
+    }
+    const FsmStatus fsmStatus = FlashPortEraseBank();
+    if (fsmStatus != kFsmSuccess) {
+        return EraseFailure(FirstSectorNotErased(session), fsmStatus);
+    }
+    for (uint32_t i = 0; i < FlashPortSectorCount(); ++i) {
+        if (!FlashPortIsProtected(i)) {
+            MarkFresh(session, i);
+        }
+    }
+    return kStatusSuccess;
+}
+
+static uint32_t EraseSectors(Session* session, const CommandBlock* block) {
+    const uint32_t flashBytes = FlashBytes(session);
+    if (block->address >= flashBytes || block->length >= flashBytes - block->address) {
+        return kStatusInvalidArguments;
+    }
+    const uint32_t sectorBytes = session->workspace->sectorBytes;
+    const uint32_t last = (block->address + block->length) / sectorBytes;
+    uint32_t status = kStatusSuccess;
+    for (uint32_t i = block->address / sectorBytes; i <= last && status == kStatusSuccess; ++i) {
+        status = EraseOnce(session, i);
+    }
+    return status;
+}
+
+// The reference value in the crc field is not looked at: a checksum can match by accident, and cannot say where.
+static uint32_t BlankCheck(const Session* session, CommandBlock* block) {
+    if (!LiesInFlash(session, block->address, block->length)) {
+        return kStatusInvalidArguments;
+    }
+    const uint32_t end = block->address + block->length;
+    const uint32_t programmed = FirstProgrammed(block->address, end);
+    if (programmed == end) {
+        return kStatusSuccess;
+    }
+    block->address = programmed;
+    return kStatusVerificationIssue;
+}
+
+uint32_t RunCommand(Session* session, CommandBlock* block, const uint8_t* buffer) {
+    switch (block->command) {
+        case kCommandBankErase:
+            return BankErase(session, block);
+        case kCommandProgram:
+        case kCommandProgram | kVerifyCrcFlag:
+        case kCommandProgramErase:
+        case kCommandProgramErase | kVerifyCrcFlag:
+        case kCommandProgramRetain:
+        case kCommandProgramRetain | kVerifyCrcFlag:
+            return Program(session, block, buffer);
+        case kCommandEraseSectors:
+            return EraseSectors(session, block);
+        case kCommandBlankCheck:
+            return BlankCheck(session, block);
+        default:
+            return kStatusUnknownCommand;
+    }
+}

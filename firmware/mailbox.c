@@ -1,0 +1,39 @@
+// Taking the blocks in turn. The status word is the only synchronisation: the host's write of a block ends with it, and
+// so does our answer.
+#include "firmware/mailbox.h"
+
+#include <stdatomic.h>
+#include <stddef.h>
+
+_Static_assert(offsetof(CommandBlock, address) == 0, "written by the host");
+_Static_assert(offsetof(CommandBlock, length) == 4, "written by the host");
+_Static_assert(offsetof(CommandBlock, command) == 8, "written by the host");
+_Static_assert(offsetof(CommandBlock, crc) == 12, "written by the host");
+_Static_assert(offsetof(CommandBlock, status) == 16, "polled by the host");
+_Static_assert(sizeof(CommandBlock) == 24, "the host finds the second block 24 bytes above the first");
+_Static_assert(sizeof(g_cfg) == 48, "two blocks and nothing between them");
+_Static_assert(sizeof(g_currBuf) == 4, "read by the host as one word");
+
+// Initialised data, not zeroed memory: a fresh load reads as "success" before the core has run an instruction, and
+// start-up code cannot wipe a command that was posted early.
+__attribute__((section(".mailbox"))) volatile CommandBlock g_cfg[2] = {{.status = kStatusSuccess},
+                                                                       {.status = kStatusSuccess}};
+
+volatile uint32_t g_currBuf;
+
+bool MailboxPoll(Session* session) {
+    const uint32_t current = g_currBuf;
+    volatile CommandBlock* posted = &g_cfg[current];
+    if (posted->status != kStatusNotDone) {
+        return false;
+    }
+    atomic_thread_fence(memory_order_acquire);
+    CommandBlock block = {
+        .address = posted->address, .length = posted->length, .command = posted->command, .crc = posted->crc};
+    const uint32_t status = RunCommand(session, &block, session->workspace->buffers[current]);
+    posted->address = block.address;
+    atomic_thread_fence(memory_order_release);
+    posted->status = status;
+    g_currBuf = current ^ 1u;
+    return true;
+}
