@@ -7,8 +7,8 @@
 
 namespace flash {
 
-FlashDeviceLumo::FlashDeviceLumo(std::string name, [[maybe_unused]] std::string secondText,
-                                 [[maybe_unused]] std::string thirdText, IFlashHost* flashHost)
+FlashDeviceLumo::FlashDeviceLumo(std::string name, const std::string& /*secondText*/, const std::string& /*thirdText*/,
+                                 IFlashHost* flashHost)
     : host(flashHost), deviceName(std::move(name)) {
     OnFlashPhase(0);
     flashUtil = std::make_shared<FlashUtil>(host);

@@ -72,9 +72,9 @@ private:
     template <typename Converter>
     class ExceptionSafeFlashDevice final : public IFlashDevice2 {
     public:
-        ExceptionSafeFlashDevice(std::string deviceName, std::string secondText, std::string thirdText,
+        ExceptionSafeFlashDevice(std::string deviceName, const std::string& secondText, const std::string& thirdText,
                                  IFlashHost* host)
-            : device(std::move(deviceName), std::move(secondText), std::move(thirdText), host) {
+            : device(std::move(deviceName), secondText, thirdText, host) {
             message.reserve(kReservedMessageSize);
         }
 

@@ -13,14 +13,6 @@ constexpr std::uint16_t kPage = 1;  // the host's own notion of a memory page; a
 constexpr std::size_t kUsualMessageSize = 512;
 constexpr char kVerboseMode[] = "FlashVerboseMode";
 
-// A message longer than the usual buffer, formatted again into a text of its own size.
-__attribute__((format(printf, 1, 0))) std::string FormatLong(const char* format, std::va_list arguments, int length) {
-    std::string text(static_cast<std::size_t>(length) + 1, '\0');
-    std::vsnprintf(text.data(), text.size(), format, arguments);
-    text.pop_back();
-    return text;
-}
-
 }  // namespace
 
 IFlashHost& FlashDeviceLumo::Host() const { return RequireHost(host); }
@@ -70,13 +62,17 @@ void FlashDeviceLumo::PrintFormatted(const char* format, ...) {
     char buffer[kUsualMessageSize];
     std::va_list arguments;
     va_start(arguments, format);
-    std::va_list again;
-    va_copy(again, arguments);
-    const int length = std::vsnprintf(buffer, sizeof buffer, format, arguments);
+    const auto length = static_cast<std::size_t>(std::vsnprintf(buffer, sizeof buffer, format, arguments));
     va_end(arguments);
-    const bool fits = length < static_cast<int>(sizeof buffer);
-    const std::string text = fits ? std::string(buffer) : FormatLong(format, again, length);
-    va_end(again);
+    std::string text(buffer);
+    if (length >= sizeof buffer) {
+        // A longer message is formatted again into a text of its own size, so that it is printed whole.
+        text.resize(length + 1);
+        va_start(arguments, format);
+        std::vsnprintf(text.data(), text.size(), format, arguments);
+        va_end(arguments);
+        text.resize(length);
+    }
     PrintText(Host(), text);
 }
 

@@ -61,7 +61,8 @@ public:
 
 protected:
     // The second and third text of the host are not used by any generation.
-    FlashDeviceLumo(std::string name, std::string secondText, std::string thirdText, IFlashHost* flashHost);
+    FlashDeviceLumo(std::string name, const std::string& secondText, const std::string& thirdText,
+                    IFlashHost* flashHost);
 
     // Host services (boundary/HostWrappers.cpp). Each throws the host's error text.
     IFlashHost& Host() const;

@@ -18,9 +18,9 @@ constexpr std::uint32_t kLargeRamSizes[] = {0x1000, 0x2800, 0x4000, 0x5000};
 
 }  // namespace
 
-FlashDeviceLumoDor::FlashDeviceLumoDor(std::string name, std::string secondText, std::string thirdText,
+FlashDeviceLumoDor::FlashDeviceLumoDor(std::string name, const std::string& secondText, const std::string& thirdText,
                                        IFlashHost* flashHost)
-    : FlashDeviceLumo(std::move(name), std::move(secondText), std::move(thirdText), flashHost) {
+    : FlashDeviceLumo(std::move(name), secondText, thirdText, flashHost) {
     sectorSize = kSectorSize;
     referenceFlashSize = kReferenceFlashSize;
     erasedFlashChecksums[0x2'0000] = 0x208E'45D0;

@@ -7,7 +7,8 @@ namespace flash {
 
 class FlashDeviceLumoDor : public FlashDeviceLumo {
 public:
-    FlashDeviceLumoDor(std::string name, std::string secondText, std::string thirdText, IFlashHost* flashHost);
+    FlashDeviceLumoDor(std::string name, const std::string& secondText, const std::string& thirdText,
+                       IFlashHost* flashHost);
 
     std::uint32_t GetRamSize(std::uint32_t sizeCode) const override;
     std::uint32_t GetRegisterAddress(std::string name) const override;

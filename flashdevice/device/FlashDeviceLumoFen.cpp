@@ -16,9 +16,9 @@ constexpr std::uint32_t kRamSizes[] = {0x8000, 0xC000, 0x1'0000, 0x1'4000};  // 
 
 }  // namespace
 
-FlashDeviceLumoFen::FlashDeviceLumoFen(std::string name, std::string secondText, std::string thirdText,
+FlashDeviceLumoFen::FlashDeviceLumoFen(std::string name, const std::string& secondText, const std::string& thirdText,
                                        IFlashHost* flashHost)
-    : FlashDeviceLumo(std::move(name), std::move(secondText), std::move(thirdText), flashHost) {
+    : FlashDeviceLumo(std::move(name), secondText, thirdText, flashHost) {
     sectorSize = kSectorSize;
     referenceFlashSize = kReferenceFlashSize;
     erasedFlashChecksums[0x5'8000] = 0x9DF9'84D5;

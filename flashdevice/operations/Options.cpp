@@ -11,10 +11,9 @@
 namespace flash {
 namespace {
 
-enum Phase : std::uint32_t {
-    kProgramLoadStarts = 1,
-    kOperationFinished = 2,
-};
+// Phases as the host numbers them; every other number only resets.
+constexpr std::uint32_t kProgramLoadStarts = 1;
+constexpr std::uint32_t kOperationFinished = 2;
 
 // In the order of the tests: the first that is on makes the closing phase change CCFG.
 constexpr const char* kCcfgOptions[] = {
