@@ -1,0 +1,48 @@
+// ELF executables for 32-bit little-endian ARM: what they load, and where their symbols are.
+#pragma once
+
+#include <cstddef>
+#include <cstdint>
+#include <functional>
+#include <map>
+#include <optional>
+#include <span>
+#include <string>
+#include <string_view>
+
+#include "host/files/ProgramImage.h"
+
+namespace flash::host {
+
+// The file's bytes of all loadable segments at their physical (load) addresses, cut at sections so that each byte
+// knows its section. Bytes that memory has but the file has not (.bss) are none of the image. Linkers that align
+// segments to pages may put the ELF header itself in front of the first section: that is not program, and is left out.
+// Throws `ProgramFileError` for anything but a whole, sound executable.
+ProgramImage ReadElf(std::span<const std::uint8_t> content, const std::string& fileName);
+
+// Addresses by name. Of several symbols with one name a global one goes before a weak one, before a local one, and
+// the first of the file before the others.
+class SymbolTable {
+public:
+    enum class Binding { Global, Weak, Local };
+
+    void Add(const std::string& name, std::uint32_t address, Binding binding);
+
+    // The value as it stands in the file: bit 0 of a Thumb function's address is set (`ResetISR` at 0x20000101 starts
+    // at 0x20000100). Whoever writes it to a program counter clears that bit, as a branch would.
+    std::optional<std::uint32_t> Find(std::string_view name) const;
+
+    std::size_t Size() const { return entries.size(); }
+
+private:
+    struct Entry {
+        std::uint32_t address;
+        Binding binding;
+    };
+    std::map<std::string, Entry, std::less<>> entries;
+};
+
+// Defined symbols of functions, data and labels. Empty when the file is stripped. Throws like `ReadElf`.
+SymbolTable ReadElfSymbols(std::span<const std::uint8_t> content, const std::string& fileName);
+
+}  // namespace flash::host

@@ -1,0 +1,19 @@
+// Motorola S-record: text lines "STLL<address><data>CC" of type, length (of all that follows), address, data and
+// checksum, in hexadecimal digits; the bytes behind the type add up to 0xFF modulo 256. Types: 0 header; 1, 2, 3 data
+// with 16, 24, 32 bits of address; 5, 6 number of data records so far; 7, 8, 9 end with 32, 24, 16 bits of entry point.
+#pragma once
+
+#include <cstdint>
+#include <span>
+#include <string>
+
+#include "host/files/ProgramImage.h"
+
+namespace flash::host {
+
+// Strict: every line is a whole, correct record or empty; lines end with LF or CRLF; counts are right; an end record
+// (of any width) stands and nothing follows it; no record runs past the end of its address width. The address 0 in the
+// end record means "no entry point". Throws `ProgramFileError` with file and line.
+ProgramImage ReadSRecord(std::span<const std::uint8_t> content, const std::string& fileName);
+
+}  // namespace flash::host
