@@ -19,14 +19,14 @@ void ThrowIfError(const char* hostError) {
 
 std::string TextOrEmpty(const char* text) { return text == nullptr ? std::string() : std::string(text); }
 
-std::string ReadProperty(IFlashHost& host, const std::string& name) {
+std::string ReadProperty(IFlashHost& host, const char* name) {
     // Asked twice on purpose: first whether there is such a property, then for its text.
-    const char* text = host.GetProperty(name.c_str());
+    const char* text = host.GetProperty(name);
     if (text != nullptr) {
-        text = host.GetProperty(name.c_str());
+        text = host.GetProperty(name);
     }
     if (text == nullptr) {
-        throw std::logic_error("Unknown property \"" + name + "\"");
+        throw std::logic_error(std::string("Unknown property \"") + name + "\"");
     }
     return text;
 }

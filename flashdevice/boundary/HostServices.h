@@ -17,7 +17,7 @@ void ThrowIfError(const char* hostError);
 std::string TextOrEmpty(const char* text);
 
 // The text of a mandatory property. Throws `std::logic_error` "Unknown property "name"" when the host has none.
-std::string ReadProperty(IFlashHost& host, const std::string& name);
+std::string ReadProperty(IFlashHost& host, const char* name);
 
 // Sends `text` as it is, without formatting.
 void PrintText(IFlashHost& host, const std::string& text);

@@ -35,12 +35,12 @@ void FlashDeviceLumo::WriteBytes(const std::uint8_t* begin, const std::uint8_t* 
     }
 }
 
-std::string FlashDeviceLumo::ReadProperty(const std::string& name) { return flash::ReadProperty(Host(), name); }
+std::string FlashDeviceLumo::ReadProperty(const char* name) { return flash::ReadProperty(Host(), name); }
 
-bool FlashDeviceLumo::ReadBoolProperty(const std::string& name) { return ReadProperty(name) == "1"; }
+bool FlashDeviceLumo::ReadBoolProperty(const char* name) { return ReadProperty(name) == "1"; }
 
-void FlashDeviceLumo::WriteProperty(const std::string& name, const std::string& value) {
-    ThrowIfError(Host().SetProperty(name.c_str(), value.c_str()));
+void FlashDeviceLumo::WriteProperty(const char* name, const std::string& value) {
+    ThrowIfError(Host().SetProperty(name, value.c_str()));
 }
 
 void FlashDeviceLumo::Run() { ThrowIfError(Host().RunTarget()); }

@@ -61,14 +61,12 @@ protected:
 }  // namespace flash
 
 // Makes a device for a connected chip. The sixth character of `deviceName` selects the generation: '2' and '4' the
-// second
-// (`LumoF`), any other digit the first (`LumoD`). The second and third text are not used. `host` is kept, not owned.
-// On success `*device` is the new device, which the host owns and ends with `Release`, and the result is null. On
-// failure
-// `*device` is untouched and the result is an error text, readable until the same generation fails again.
+// second (`LumoF`), any other digit the first (`LumoD`). The second and third text are not used. `host` is kept, not
+// owned. On success `*device` is the new device, which the host owns and ends with `Release`, and the result is null.
+// On failure `*device` is untouched and the result is an error text, readable until the same generation fails again.
 // Throws `std::out_of_range` ("invalid string position") for a name shorter than 5 characters and
-// `std::invalid_argument`
-// ("invalid stoi argument") when the sixth character is missing or no digit: always pass a full part name.
+// `std::invalid_argument` ("invalid stoi argument") when the sixth character is missing or no digit: always pass a full
+// part name.
 extern "C" FLASHDEVICE_API const char* CreateFlashDevice2(const char* deviceName, const char* secondText,
                                                           const char* thirdText, flash::IFlashHost* host,
                                                           flash::IFlashDevice2** device);

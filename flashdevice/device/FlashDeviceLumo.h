@@ -69,9 +69,9 @@ protected:
     std::uint32_t ReadWord(std::uint32_t address);
     void ReadBytes(std::uint8_t* begin, std::uint8_t* end, std::uint32_t address);
     void WriteBytes(const std::uint8_t* begin, const std::uint8_t* end, std::uint32_t address);
-    std::string ReadProperty(const std::string& name);
-    bool ReadBoolProperty(const std::string& name);
-    void WriteProperty(const std::string& name, const std::string& value);
+    std::string ReadProperty(const char* name);
+    bool ReadBoolProperty(const char* name);
+    void WriteProperty(const char* name, const std::string& value);
     void Run();
     void Halt();
     void ReportErrorText(const std::string& text);
@@ -98,7 +98,7 @@ protected:
     std::uint32_t WaitForPostedCommand();
     void ReportStatus(std::uint32_t status);
     void ReportVerificationIssue();
-    bool EraseSectorRanges(const std::string& propertyName);
+    bool EraseSectorRanges(const char* propertyName);
     void PrintUnfinishedCommand(const CommandBlock& block);
     [[noreturn]] void FailTimedOut();
 
@@ -121,13 +121,13 @@ protected:
     void WriteCcfgToBuffer();
 
     // Page skip and fill (programming/PageSkip.cpp, programming/FillSkip.cpp)
-    std::vector<bool> ParsePageList(const std::string& propertyName);
-    std::vector<std::string> PageListToRanges(const std::string& propertyName, bool wanted);
+    std::vector<bool> ParsePageList(const char* propertyName);
+    std::vector<std::string> PageListToRanges(const char* propertyName, bool wanted);
     bool PageSkipActive();
     bool FillSkipActive();
 
     // Options (operations/Options.cpp)
-    bool ReadBoolOption(const std::string& key);
+    bool ReadBoolOption(const char* key);
     EraseMode GetEraseMode();
     void OnProgramLoadStart();
     void OverrideEraseOfSkippedPages();

@@ -14,7 +14,7 @@ constexpr char kRevisionTranslation[] = "DeviceInfoRevisionTranslation";
 
 std::string ReadPropertyOrExplain(IFlashHost& host, const std::string& name) {
     try {
-        return ReadProperty(host, name);
+        return ReadProperty(host, name.c_str());
     } catch (const std::exception&) {
         throw std::runtime_error("Failed to read property '" + name + "'.");
     }

@@ -99,7 +99,7 @@ void FlashDeviceLumo::ReportVerificationIssue() {
 }
 
 // Each range is waited for when the next command is posted: the last one by whatever comes after.
-bool FlashDeviceLumo::EraseSectorRanges(const std::string& propertyName) {
+bool FlashDeviceLumo::EraseSectorRanges(const char* propertyName) {
     for (const std::string& pages : PageListToRanges(propertyName, false)) {
         const AddressRange range = ParsePageRange(pages, sectorSize);
         if (!LoadFlashloader()) {

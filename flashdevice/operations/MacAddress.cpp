@@ -52,7 +52,7 @@ void FlashDeviceLumo::ShowMacAddress(const std::string& command) {
 
 std::vector<std::uint8_t> FlashDeviceLumo::ParseMacAddressProperty(const std::string& name) {
     const MemoryField field = GetCcfgFieldLocation(name);
-    return ParseMacAddress(ReadProperty(name), field.length);
+    return ParseMacAddress(ReadProperty(name.c_str()), field.length);
 }
 
 }  // namespace flash

@@ -30,7 +30,7 @@ std::vector<std::uint8_t> ParseMacAddress(const std::string& text, std::uint32_t
     std::vector<std::uint8_t> bytes;
     try {
         bytes = ConvertStrictly(text);
-    } catch (const std::exception&) {
+    } catch (const std::runtime_error&) {
         throw std::runtime_error("Syntax error in MAC address. Expecting " + std::to_string(length) +
                                  " HEX values separated by ':'.\n");
     }

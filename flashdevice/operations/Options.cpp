@@ -23,8 +23,8 @@ constexpr const char* kCcfgOptions[] = {
 
 }  // namespace
 
-bool FlashDeviceLumo::ReadBoolOption(const std::string& key) {
-    return Host().GetProperty(key.c_str()) != nullptr && ReadBoolProperty(key);
+bool FlashDeviceLumo::ReadBoolOption(const char* key) {
+    return Host().GetProperty(key) != nullptr && ReadBoolProperty(key);
 }
 
 EraseMode FlashDeviceLumo::GetEraseMode() { return ClassifyEraseSetting(ReadProperty(kEraseSettingKey)); }

@@ -11,11 +11,11 @@ constexpr char kPages[] = "FlashPages";
 
 }  // namespace
 
-std::vector<bool> FlashDeviceLumo::ParsePageList(const std::string& propertyName) {
+std::vector<bool> FlashDeviceLumo::ParsePageList(const char* propertyName) {
     return ParsePages(ReadProperty(propertyName), sectorCount);
 }
 
-std::vector<std::string> FlashDeviceLumo::PageListToRanges(const std::string& propertyName, bool wanted) {
+std::vector<std::string> FlashDeviceLumo::PageListToRanges(const char* propertyName, bool wanted) {
     return RangesOfPages(ParsePageList(propertyName), wanted);
 }
 
