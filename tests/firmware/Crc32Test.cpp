@@ -1,0 +1,34 @@
+#include "firmware/crc32.h"
+
+#include <gtest/gtest.h>
+
+#include <string>
+
+namespace flash {
+namespace {
+
+TEST(TargetCrc32, MatchesPublishedCheckValues) {
+    struct Case {
+        const char* name;
+        std::string bytes;
+        std::uint32_t expected;
+    };
+    const Case cases[] = {
+        {"nothing", "", 0x00000000},
+        {"the check value of the standard", "123456789", 0xCBF43926},
+        {"one zero byte", std::string(1, '\0'), 0xD202EF8D},
+        {"one byte of ones", "\xFF", 0xFF000000},
+        {"four bytes of ones", "\xFF\xFF\xFF\xFF", 0xFFFFFFFF},
+        {"32 zero bytes", std::string(32, '\0'), 0x190A55AD},
+        {"32 bytes of ones", std::string(32, '\xFF'), 0xFF6CAB0B},
+        {"a sentence", "The quick brown fox jumps over the lazy dog", 0x414FA339},
+    };
+    for (const Case& c : cases) {
+        SCOPED_TRACE(c.name);
+        const auto* bytes = reinterpret_cast<const std::uint8_t*>(c.bytes.data());
+        EXPECT_EQ(Crc32(bytes, static_cast<std::uint32_t>(c.bytes.size())), c.expected);
+    }
+}
+
+}  // namespace
+}  // namespace flash

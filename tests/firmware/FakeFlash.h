@@ -1,0 +1,48 @@
+// A flash port for the workstation: flash that does what flash does and no more, refuses what a strict controller
+// refuses, and fails on demand. One exists at a time, and the port's C functions reach it.
+#pragma once
+
+#include <cstdint>
+#include <functional>
+#include <map>
+#include <set>
+#include <vector>
+
+#include "firmware/flash_port.h"
+
+namespace flash {
+
+class FakeFlash {
+public:
+    FakeFlash(std::uint32_t bytesPerSector, std::uint32_t sectors);
+    ~FakeFlash();
+    FakeFlash(const FakeFlash&) = delete;
+    FakeFlash& operator=(const FakeFlash&) = delete;
+
+    // The n-th operation from now, counted from 1, changes nothing and ends with this status.
+    void FailOperation(int n, FsmStatus fsmStatus);
+
+    FsmStatus EraseSector(std::uint32_t address);
+    FsmStatus EraseBank();
+    FsmStatus ProgramWord(std::uint32_t address, std::uint32_t word);
+
+    std::uint32_t sectorBytes;
+    std::uint32_t sectorCount;
+    std::vector<std::uint8_t> bytes;
+    std::set<std::uint32_t> protectedSectors;
+    std::map<std::uint32_t, std::uint8_t> stuckBits;  // by address: bits that stay 1 although the status says success
+    std::function<void()> duringOperation;            // looks at, or spoils, the world while the controller works
+
+    int operations = 0;
+    int words = 0;
+    std::vector<int> erases;  // per sector, those that succeeded
+
+private:
+    FsmStatus Begin();
+    void Blank(std::uint32_t sectorIndex);
+
+    int failingOperation = 0;
+    FsmStatus failure = kFsmSuccess;
+};
+
+}  // namespace flash

@@ -1,0 +1,63 @@
+// The flashloader's logic on a fake flash, as if freshly loaded.
+#pragma once
+
+#include <array>
+#include <cstdint>
+#include <vector>
+
+#include "firmware/commands.h"
+#include "firmware/crc32.h"
+#include "tests/firmware/FakeFlash.h"
+
+namespace flash {
+
+using Bytes = std::vector<std::uint8_t>;
+
+struct Answer {
+    std::uint32_t status;
+    std::uint32_t address;  // as left in the block
+    bool operator==(const Answer&) const = default;
+};
+
+struct Flashloader {
+    explicit Flashloader(std::uint32_t sectorBytes = 4096, std::uint32_t sectorCount = 4)
+        : fake(sectorBytes, sectorCount),
+          buffers{Bytes(sectorBytes), Bytes(sectorBytes)},
+          scratch(sectorBytes),
+          workspace{sectorBytes, {buffers[0].data(), buffers[1].data()}, scratch.data()},
+          session{&workspace, {}} {}
+
+    // A command that needs no data.
+    Answer Run(std::uint32_t command, std::uint32_t address, std::uint32_t length, std::uint32_t crc = 0) {
+        CommandBlock block{address, length, command, crc, 0xFFFF'FFFF, 0};
+        const std::uint32_t status = RunCommand(&session, &block, buffers[0].data());
+        return {status, block.address};
+    }
+
+    // A program command for this chunk, with its true CRC.
+    Answer Program(std::uint32_t command, std::uint32_t address, const Bytes& chunk) {
+        std::copy(chunk.begin(), chunk.end(), buffers[0].begin());
+        const auto length = static_cast<std::uint32_t>(chunk.size());
+        return Run(command, address, length, Crc32(chunk.data(), length));
+    }
+
+    Bytes FlashAt(std::uint32_t address, std::size_t length) const {
+        const auto first = fake.bytes.begin() + address;
+        return {first, first + static_cast<std::ptrdiff_t>(length)};
+    }
+
+    void SetFlash(std::uint32_t address, const Bytes& content) {
+        std::copy(content.begin(), content.end(), fake.bytes.begin() + address);
+    }
+
+    // As after another load: SRAM starts anew, flash stays.
+    void LoadAgain() { session = {&workspace, {}}; }
+
+    FakeFlash fake;
+    std::array<Bytes, 2> buffers;
+    Bytes scratch;
+    Workspace workspace;
+    Session session;
+};
+
+}  // namespace flash
