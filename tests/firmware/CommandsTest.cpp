@@ -348,7 +348,7 @@ TEST(ProgramRetainCommand, ErasesAsOftenAsContentDemands) {
 TEST(ProgramRetainCommand, LeavesTheOtherBufferAlone) {
     Flashloader loader;
     loader.SetFlash(0, Bytes(kSector, 0x00));
-    loader.buffers[1] = Bytes(kSector, 0xA5);
+    loader.FillBuffer(1, 0xA5);
 
     loader.Program(4, 0, kDigits);
 
@@ -380,7 +380,7 @@ TEST(VerifyFlag, CatchesADamagedChunkBeforeFlashIsTouched) {
     for (const std::uint32_t command : {0x12u, 0x13u, 0x14u}) {
         Flashloader loader;
         loader.SetFlash(0, Bytes(kFlash, 0x00));
-        loader.buffers[0] = Bytes(kSector, 0x42);
+        loader.FillBuffer(0, 0x42);
 
         EXPECT_EQ(loader.Run(command, 0x123, 9, 0xCBF43926), (Answer{0x106, 0x123}));
 
@@ -390,7 +390,7 @@ TEST(VerifyFlag, CatchesADamagedChunkBeforeFlashIsTouched) {
 
 TEST(VerifyFlag, WithoutItTheCrcIsNotLookedAt) {
     Flashloader loader;
-    loader.buffers[0] = Bytes(kSector, 0x42);
+    loader.FillBuffer(0, 0x42);
 
     EXPECT_EQ(loader.Run(2, 0, 9, 0xCBF43926).status, 0u);
 }

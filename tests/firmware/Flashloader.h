@@ -1,6 +1,7 @@
 // The flashloader's logic on a fake flash, as if freshly loaded.
 #pragma once
 
+#include <algorithm>
 #include <array>
 #include <cstdint>
 #include <vector>
@@ -29,7 +30,7 @@ struct Flashloader {
 
     // A command that needs no data.
     Answer Run(std::uint32_t command, std::uint32_t address, std::uint32_t length, std::uint32_t crc = 0) {
-        CommandBlock block{address, length, command, crc, 0xFFFF'FFFF, 0};
+        ::CommandBlock block{address, length, command, crc, 0xFFFF'FFFF, 0};
         const std::uint32_t status = RunCommand(&session, &block, buffers[0].data());
         return {status, block.address};
     }
@@ -48,6 +49,11 @@ struct Flashloader {
 
     void SetFlash(std::uint32_t address, const Bytes& content) {
         std::copy(content.begin(), content.end(), fake.bytes.begin() + address);
+    }
+
+    // In place: the workspace points at the buffers.
+    void FillBuffer(std::size_t index, std::uint8_t value) {
+        std::fill(buffers[index].begin(), buffers[index].end(), value);
     }
 
     // As after another load: SRAM starts anew, flash stays.
