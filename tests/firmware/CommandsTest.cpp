@@ -490,6 +490,18 @@ TEST(EraseSectorsCommand, StopsAtTheSectorThatFails) {
     EXPECT_EQ(loader.fake.erases, (std::vector<int>{1, 1, 0, 0}));
 }
 
+TEST(EraseSectorsCommand, RemembersEachOfManySectorsOnItsOwn) {
+    Flashloader loader(128, 255);
+    for (std::uint32_t i = 0; i < 255; ++i) {
+        EXPECT_EQ(loader.Run(5, 128 * i, 0).status, 0u);
+        EXPECT_EQ(loader.fake.erases[i], 1);
+    }
+
+    EXPECT_EQ(loader.Run(5, 0, 255 * 128 - 1).status, 0u);
+
+    EXPECT_EQ(loader.fake.erases, std::vector<int>(255, 1));
+}
+
 TEST(EraseSectorsCommand, NamesTheHighestSectorNumber) {
     Flashloader loader(4096, 255);
     loader.fake.protectedSectors = {254};
