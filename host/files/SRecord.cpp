@@ -1,0 +1,146 @@
+// See SRecord.h.
+#include "host/files/SRecord.h"
+
+#include <fmt/format.h>
+
+#include <optional>
+#include <string_view>
+#include <utility>
+#include <vector>
+
+#include "host/files/TextRecords.h"
+
+namespace flash::host {
+namespace {
+
+enum class Role { Header, Data, Count, End };
+
+struct RecordKind {
+    char digit;
+    Role role;
+    std::size_t addressBytes;
+};
+
+constexpr RecordKind kRecordKinds[] = {
+    {'0', Role::Header, 2}, {'1', Role::Data, 2}, {'2', Role::Data, 3}, {'3', Role::Data, 4}, {'5', Role::Count, 2},
+    {'6', Role::Count, 3},  {'7', Role::End, 4},  {'8', Role::End, 3},  {'9', Role::End, 2},
+};
+
+// One line, checked against its own length and checksum.
+struct Record {
+    RecordKind kind;
+    std::uint32_t address;
+    std::vector<std::uint8_t> data;
+};
+
+const RecordKind& KindOf(std::string_view line, const Origin& origin) {
+    if (line.front() != 'S') {
+        throw ErrorAt(origin, "the line does not start with 'S'");
+    }
+    for (const RecordKind& kind : kRecordKinds) {
+        if (line.size() > 1 && line[1] == kind.digit) {
+            return kind;
+        }
+    }
+    throw ErrorAt(origin, "the record has no known type, expected S0 to S3 or S5 to S9");
+}
+
+Record DecodeRecord(std::string_view line, const Origin& origin) {
+    const RecordKind& kind = KindOf(line, origin);
+    const std::vector<std::uint8_t> bytes = DecodeDigits(line, 2, origin);
+    const std::size_t least = kind.addressBytes + 2;  // the length and the checksum are always there
+    if (bytes.size() < least) {
+        throw ErrorAt(origin, fmt::format("the S{} record has {} bytes, expected at least {}: it is truncated",
+                                          kind.digit, bytes.size(), least));
+    }
+    if (bytes[0] != bytes.size() - 1) {
+        throw ErrorAt(origin, fmt::format("the record says {} bytes, the line has {}", bytes[0], bytes.size() - 1));
+    }
+    const std::uint8_t sum = ByteSum(std::span(bytes).first(bytes.size() - 1));
+    RequireChecksum(bytes, static_cast<std::uint8_t>(0xFF - sum), origin);
+    const std::span data = std::span(bytes).subspan(1 + kind.addressBytes, bytes.size() - least);
+    return {kind, BigEndian(std::span(bytes).subspan(1, kind.addressBytes)), {data.begin(), data.end()}};
+}
+
+class Reader {
+public:
+    void Take(const Record& record, const Origin& origin);
+    ProgramImage Finish(const Origin& lastLine);
+
+private:
+    void TakeData(const Record& record, const Origin& origin);
+    void TakeCount(const Record& record, const Origin& origin) const;
+
+    ProgramImage image;
+    std::uint32_t dataRecords = 0;
+    std::optional<Origin> end;  // of the end record
+};
+
+void RequireNoData(const Record& record, const Origin& origin) {
+    if (!record.data.empty()) {
+        throw ErrorAt(origin, fmt::format("the S{} record has {} data bytes, expected none", record.kind.digit,
+                                          record.data.size()));
+    }
+}
+
+void Reader::Take(const Record& record, const Origin& origin) {
+    if (end) {
+        throw ErrorAt(origin, fmt::format("a record behind the end record of {}", end->place));
+    }
+    switch (record.kind.role) {
+        case Role::Header:
+            return;
+        case Role::Data:
+            return TakeData(record, origin);
+        case Role::Count:
+            return TakeCount(record, origin);
+        case Role::End:
+            RequireNoData(record, origin);
+            end = origin;
+            if (record.address != 0) {
+                image.entryPoint = record.address;
+            }
+            return;
+    }
+}
+
+void Reader::TakeData(const Record& record, const Origin& origin) {
+    const std::uint64_t reach = std::uint64_t{1} << (8 * record.kind.addressBytes);
+    if (record.address + record.data.size() > reach) {
+        throw ErrorAt(origin,
+                      fmt::format("{} bytes at 0x{:X} run past the end of the {}-bit addresses of S{}",
+                                  record.data.size(), record.address, 8 * record.kind.addressBytes, record.kind.digit));
+    }
+    image.Add(record.address, record.data, origin);
+    ++dataRecords;
+}
+
+void Reader::TakeCount(const Record& record, const Origin& origin) const {
+    RequireNoData(record, origin);
+    if (record.address != dataRecords) {
+        throw ErrorAt(origin, fmt::format("the S{} record counts {} data records, but {} stand before it",
+                                          record.kind.digit, record.address, dataRecords));
+    }
+}
+
+ProgramImage Reader::Finish(const Origin& lastLine) {
+    if (!end) {
+        throw ErrorAt(lastLine, "the end record (S7, S8 or S9) is missing behind this line: the file is truncated");
+    }
+    return std::move(image);
+}
+
+}  // namespace
+
+ProgramImage ReadSRecord(std::span<const std::uint8_t> content, const std::string& fileName) {
+    Reader reader;
+    Origin origin{fileName, ""};
+    LineSplitter lines(content);
+    while (const std::optional<TextLine> line = lines.Next()) {
+        origin = LineOrigin(fileName, line->number);
+        reader.Take(DecodeRecord(line->text, origin), origin);
+    }
+    return reader.Finish(origin);
+}
+
+}  // namespace flash::host

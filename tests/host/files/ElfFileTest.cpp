@@ -1,0 +1,218 @@
+// ELF executables: what they load and from which section, their symbols, and what is refused.
+#include "host/files/ElfFile.h"
+
+#include <gtest/gtest.h>
+
+#include <functional>
+#include <string>
+#include <vector>
+
+#include "tests/host/files/FileTesting.h"
+#include "tests/host/files/TestElf.h"
+
+namespace flash::host {
+namespace {
+
+using Bytes = std::vector<std::uint8_t>;
+using Runs = std::vector<DataRun>;
+
+ProgramImage Read(const TestElf& elf) { return ReadElf(elf.Bytes(), "a.elf"); }
+
+TEST(ReadElf, LoadsTheFilesBytesAtTheirPhysicalAddress) {
+    const ProgramImage image = Read(TestElf());
+
+    EXPECT_EQ(image.Runs(), (Runs{{0x1000, {1, 2, 3, 4, 5, 6, 7, 8}}}));
+    EXPECT_EQ(image.entryPoint, 0x1001u);
+}
+
+TEST(ReadElf, EachByteKnowsItsSection) {
+    const ProgramImage image = Read(TestElf());
+
+    EXPECT_EQ(*image.OriginAt(0x1003), (Origin{"a.elf", "section .text"}));
+    EXPECT_EQ(*image.OriginAt(0x1004), (Origin{"a.elf", "section .data"}));
+}
+
+TEST(ReadElf, BytesBetweenAndBehindSectionsBelongToTheSegment) {
+    TestElf elf;
+    elf.sections = {MakeSection(".mid", SHT_PROGBITS, SHF_ALLOC, kTestDataOffset + 2, 3)};
+
+    const ProgramImage image = Read(elf);
+
+    EXPECT_EQ(image.Runs(), (Runs{{0x1000, {1, 2, 3, 4, 5, 6, 7, 8}}}));
+    EXPECT_EQ(image.OriginAt(0x1000)->place, "program header 0");
+    EXPECT_EQ(image.OriginAt(0x1002)->place, "section .mid");
+    EXPECT_EQ(image.OriginAt(0x1005)->place, "program header 0");
+}
+
+TEST(ReadElf, SectionsThatShareBytesShareThemOutInOrder) {
+    TestElf elf;
+    elf.sections = {MakeSection(".inner", SHT_PROGBITS, SHF_ALLOC, kTestDataOffset + 2, 2),
+                    MakeSection(".outer", SHT_PROGBITS, SHF_ALLOC, kTestDataOffset, 8)};
+
+    const ProgramImage image = Read(elf);
+
+    EXPECT_EQ(image.Runs(), (Runs{{0x1000, {1, 2, 3, 4, 5, 6, 7, 8}}}));
+    EXPECT_EQ(image.OriginAt(0x1003)->place, "section .outer");
+}
+
+TEST(ReadElf, OnlyLoadableSegmentsWithBytesInTheFileCount) {
+    TestElf elf;
+    elf.segments.push_back(MakeSegment(kTestDataOffset, 0x5000, 0));  // only .bss
+    elf.segments.push_back(MakeSegment(0xFFFF'0000, 0x6000, 0));      // no bytes: the offset means nothing
+    elf.segments.push_back(MakeSegment(kTestDataOffset, 0x7000, 4));
+    elf.segments.back().p_type = PT_NOTE;
+
+    EXPECT_EQ(Read(elf).Runs(), (Runs{{0x1000, {1, 2, 3, 4, 5, 6, 7, 8}}}));
+}
+
+TEST(ReadElf, AnElfHeaderInFrontOfTheFirstSectionIsNoProgram) {
+    TestElf elf;
+    elf.segments = {MakeSegment(0, 0x1000, kTestDataOffset + 8)};
+
+    EXPECT_EQ(Read(elf).Runs(), (Runs{{0x1000 + kTestDataOffset, {1, 2, 3, 4, 5, 6, 7, 8}}}));
+}
+
+TEST(ReadElf, WithoutSectionsTheWholeSegmentIsProgram) {
+    TestElf elf;
+    elf.hasSectionHeaders = false;
+
+    const ProgramImage image = Read(elf);
+
+    EXPECT_EQ(image.Runs(), (Runs{{0x1000, {1, 2, 3, 4, 5, 6, 7, 8}}}));
+    EXPECT_EQ(image.OriginAt(0x1000)->place, "program header 0");
+}
+
+TEST(ReadElf, AnEntryOfZeroMeansNone) {
+    TestElf elf;
+    elf.header.e_entry = 0;
+
+    EXPECT_FALSE(Read(elf).entryPoint.has_value());
+}
+
+TEST(ReadElf, AFileWithoutSegmentsHoldsNothing) {
+    TestElf elf;
+    elf.segments.clear();
+
+    EXPECT_TRUE(Read(elf).IsEmpty());
+}
+
+TEST(ReadElf, RefusesWhatIsNoSoundExecutableForTheChip) {
+    struct Case {
+        const char* name;
+        std::function<void(TestElf&)> change;
+        const char* error;
+    };
+    const Case cases[] = {
+        {"wrong mark", [](TestElf& e) { e.header.e_ident[3] = 'G'; },
+         "a.elf: the file does not start with the ELF mark (7F 45 4C 46)"},
+        {"64 bits", [](TestElf& e) { e.header.e_ident[EI_CLASS] = ELFCLASS64; },
+         "a.elf: ELF of class 2, expected 1 (32-bit)"},
+        {"big-endian", [](TestElf& e) { e.header.e_ident[EI_DATA] = ELFDATA2MSB; },
+         "a.elf: ELF of data encoding 2, expected 1 (little-endian)"},
+        {"unknown version", [](TestElf& e) { e.header.e_ident[EI_VERSION] = 9; },
+         "a.elf: ELF of version 9, expected 1"},
+        {"other machine", [](TestElf& e) { e.header.e_machine = EM_386; },
+         "a.elf: ELF for machine 3, expected 40 (ARM)"},
+        {"object file", [](TestElf& e) { e.header.e_type = ET_REL; },
+         "a.elf: ELF of type 1, expected 2 (a linked executable)"},
+        {"program headers of another size", [](TestElf& e) { e.header.e_phentsize = 56; },
+         "a.elf: program headers of 56 bytes, expected 32"},
+        {"section headers of another size", [](TestElf& e) { e.header.e_shentsize = 64; },
+         "a.elf: section headers of 64 bytes, expected 40"},
+        {"program headers outside the file", [](TestElf& e) { e.header.e_phoff = 0x10000; },
+         "a.elf: 1 program headers at offset 0x10000 end outside the file of 580 bytes: it is truncated"},
+        {"section headers outside the file", [](TestElf& e) { e.header.e_shoff = 0xFFFF'FFF0; },
+         "a.elf: 6 section headers at offset 0xFFFFFFF0 end outside the file of 580 bytes: it is truncated"},
+        {"segment outside the file", [](TestElf& e) { e.segments[0].p_offset = 0xFFFF'FFFF; },
+         "a.elf, program header 0: 8 bytes at offset 0xFFFFFFFF for address 0x00001000 end outside the file: it is "
+         "truncated"},
+        {"more file than memory", [](TestElf& e) { e.segments[0].p_memsz = 7; },
+         "a.elf, program header 0: 8 bytes of file for 7 bytes of memory at address 0x00001000"},
+        {"past the address space", [](TestElf& e) { e.segments[0].p_paddr = 0xFFFF'FFFE; },
+         "a.elf, section .text: 4 bytes at 0xFFFFFFFE run past the end of the 32-bit address space"},
+        {"section past the address space", [](TestElf& e) { e.segments[0].p_paddr = 0xFFFF'FFFC; },
+         "a.elf, section .data: address 0x100000000 is outside the 32-bit address space"},
+        {"overlapping segments", [](TestElf& e) { e.segments.push_back(MakeSegment(kTestDataOffset, 0x1007, 4)); },
+         "a.elf, section .text: data at 0x00001007-0x0000100A overlaps that of a.elf, section .data at "
+         "0x00001004-0x00001007, first at 0x00001007"},
+    };
+    for (const Case& c : cases) {
+        SCOPED_TRACE(c.name);
+        TestElf elf;
+        c.change(elf);
+
+        EXPECT_EQ(ErrorOf([&] { Read(elf); }), c.error);
+    }
+}
+
+TEST(ReadElf, AFileCutAnywhereIsRefused) {
+    const Bytes whole = TestElf().Bytes();
+    for (std::size_t length = 0; length < whole.size(); ++length) {
+        SCOPED_TRACE(length);
+        EXPECT_NE(ErrorOf([&] { ReadElf(std::span(whole).first(length), "a.elf"); }), "");
+    }
+}
+
+TEST(ReadElf, LooksIntoTheHeaderAloneForAShortFile) {
+    const Bytes whole = TestElf().Bytes();
+
+    EXPECT_EQ(ErrorOf([&] { ReadElf(std::span(whole).first(3), "a.elf"); }),
+              "a.elf: the file does not start with the ELF mark (7F 45 4C 46)");
+    EXPECT_EQ(ErrorOf([&] { ReadElf(std::span(whole).first(51), "a.elf"); }),
+              "a.elf: the file has 51 bytes, the ELF header alone 52: it is truncated");
+}
+
+TEST(ReadElfSymbols, GivesTheAddressesOfTheFile) {
+    TestElf elf;
+    elf.symbols.push_back({"g_cfg", 0x2000'0004, STB_GLOBAL, STT_OBJECT, 2});
+    elf.symbols.push_back({"_stack_top", 0x2000'5000, STB_GLOBAL, STT_NOTYPE, SHN_ABS});
+
+    const SymbolTable symbols = ReadElfSymbols(elf.Bytes(), "a.elf");
+
+    EXPECT_EQ(symbols.Size(), 3u);
+    EXPECT_EQ(symbols.Find("ResetISR"), 0x1001u) << "with the Thumb bit";
+    EXPECT_EQ(symbols.Find("g_cfg"), 0x2000'0004u);
+    EXPECT_EQ(symbols.Find("_stack_top"), 0x2000'5000u);
+    EXPECT_EQ(symbols.Find("g_cf"), std::nullopt);
+    EXPECT_EQ(symbols.Find(""), std::nullopt);
+}
+
+TEST(ReadElfSymbols, LeavesOutWhatIsNoPlaceInTheProgram) {
+    TestElf elf;
+    elf.symbols = {{"missing", 0, STB_GLOBAL, STT_NOTYPE, SHN_UNDEF},
+                   {"main.c", 0, STB_LOCAL, STT_FILE, SHN_ABS},
+                   {"", 0x1000, STB_LOCAL, STT_SECTION, 1},
+                   {"", 0x1000, STB_LOCAL, STT_NOTYPE, 1}};
+
+    EXPECT_EQ(ReadElfSymbols(elf.Bytes(), "a.elf").Size(), 0u);
+}
+
+TEST(ReadElfSymbols, OfOneNameTheStrongestCountsThenTheFirst) {
+    TestElf elf;
+    elf.symbols = {{"a", 1, STB_LOCAL, STT_OBJECT, 2},  {"a", 2, STB_WEAK, STT_OBJECT, 2},
+                   {"a", 3, STB_GLOBAL, STT_OBJECT, 2}, {"a", 4, STB_GLOBAL, STT_OBJECT, 2},
+                   {"b", 5, STB_LOCAL, STT_OBJECT, 2},  {"b", 6, STB_LOCAL, STT_OBJECT, 2}};
+
+    const SymbolTable symbols = ReadElfSymbols(elf.Bytes(), "a.elf");
+
+    EXPECT_EQ(symbols.Find("a"), 3u);
+    EXPECT_EQ(symbols.Find("b"), 5u);
+}
+
+TEST(ReadElfSymbols, AStrippedFileHasNone) {
+    TestElf elf;
+    elf.hasSectionHeaders = false;
+
+    EXPECT_EQ(ReadElfSymbols(elf.Bytes(), "a.elf").Size(), 0u);
+}
+
+TEST(ReadElfSymbols, ATableThatIsCutOffIsRefused) {
+    TestElf elf;
+    elf.sections.push_back(MakeSection(".symtab", SHT_SYMTAB, 0, 0x8000, 16));
+
+    EXPECT_EQ(ErrorOf([&] { ReadElfSymbols(elf.Bytes(), "a.elf"); }),
+              "a.elf, section .symtab: 16 bytes of symbols at offset 0x8000 are cut off or no whole number of entries");
+}
+
+}  // namespace
+}  // namespace flash::host
