@@ -1,0 +1,294 @@
+// Reading and checking device descriptions with pugixml.
+#include "host/devices/DeviceDescription.h"
+
+#include <fmt/format.h>
+
+#include <algorithm>
+#include <array>
+#include <charconv>
+#include <cstring>
+#include <fstream>
+#include <iterator>
+#include <limits>
+#include <pugixml.hpp>
+
+#include "host/Failure.h"
+
+namespace flash::host {
+namespace {
+
+constexpr std::size_t kGenerationPosition = 5;
+constexpr std::size_t kMaximumFileBytes = std::size_t{1} << 20;
+
+constexpr std::array kLocationKeys = {"DeviceBlePrimaryLoc",    "DeviceBleSecondaryLoc", "DeviceIeeePrimaryLoc",
+                                      "DeviceIeeeSecondaryLoc", "DisableBootloaderLoc",  "DisableCpuDapLoc",
+                                      "CCFG_PROT_31_0Loc"};
+constexpr std::array kTextKeys = {"DeviceInfoRevisionTranslation", "DeviceFlashloaderFile"};
+
+class DescriptionReader {
+public:
+    explicit DescriptionReader(const std::filesystem::path& path) : file(path) {
+        std::ifstream stream(file, std::ios::binary);
+        text.assign(std::istreambuf_iterator<char>(stream), {});
+        if (!stream.is_open() || stream.bad()) {
+            throw Failure(FailureKind::BadInput, fmt::format("Cannot read the device description {}", file.string()));
+        }
+        if (text.size() > kMaximumFileBytes) {
+            Fail(0, "is larger than 1 MiB, which no device description is");
+        }
+    }
+
+    DeviceDescription Read() {
+        const pugi::xml_parse_result parsed = document.load_buffer(text.data(), text.size());
+        if (!parsed) {
+            Fail(parsed.offset, fmt::format("is not well-formed XML: {}", parsed.description()));
+        }
+        const pugi::xml_node root = document.document_element();
+        if (std::strcmp(root.name(), "flashProperties") != 0) {
+            Fail(root.offset_debug(), fmt::format("starts with <{}>, expected <flashProperties>", root.name()));
+        }
+        RefuseOthers(root, {"device", "summary"}, {"chip", "property"});
+        DeviceDescription description{};
+        description.file = file;
+        description.name = Attribute(root, "device");
+        description.summary = Attribute(root, "summary");
+        if (!SelectsGeneration(description.name)) {
+            Fail(root.offset_debug(), fmt::format("the device name \"{}\" has no digit as its sixth character, which "
+                                                  "selects the generation",
+                                                  description.name));
+        }
+        ReadChip(root, description);
+        ReadProperties(root, description);
+        return description;
+    }
+
+private:
+    [[noreturn]] void Fail(std::ptrdiff_t offset, const std::string& complaint) const {
+        const auto end = text.begin() + std::clamp<std::ptrdiff_t>(offset, 0, static_cast<std::ptrdiff_t>(text.size()));
+        throw Failure(FailureKind::BadInput,
+                      fmt::format("{}:{}: {}", file.string(), 1 + std::count(text.begin(), end, '\n'), complaint));
+    }
+
+    std::string Attribute(const pugi::xml_node& node, const char* name) const {
+        const pugi::xml_attribute attribute = node.attribute(name);
+        if (attribute.empty() || *attribute.value() == '\0') {
+            Fail(node.offset_debug(), fmt::format("<{}> needs the attribute {}", node.name(), name));
+        }
+        return attribute.value();
+    }
+
+    std::uint32_t Number(const pugi::xml_node& node, const char* name, std::uint32_t least, std::uint32_t most) const {
+        const std::string value = Attribute(node, name);
+        const std::optional<std::uint32_t> number = ParseNumber(value);
+        if (!number || *number < least || *number > most) {
+            Fail(node.offset_debug(),
+                 fmt::format("{}=\"{}\" is not a number from {} to {} (decimal, or hexadecimal after 0x)", name, value,
+                             least, most));
+        }
+        return *number;
+    }
+
+    static std::optional<std::uint32_t> ParseNumber(const std::string& value) {
+        const bool isHexadecimal = value.starts_with("0x") || value.starts_with("0X");
+        const char* first = value.data() + (isHexadecimal ? 2 : 0);
+        const char* last = value.data() + value.size();
+        std::uint32_t number = 0;
+        const auto [end, error] = std::from_chars(first, last, number, isHexadecimal ? 16 : 10);
+        return error == std::errc() && end == last && first != last ? std::optional(number) : std::nullopt;
+    }
+
+    void RefuseOthers(const pugi::xml_node& node, std::initializer_list<std::string_view> attributes,
+                      std::initializer_list<std::string_view> children) const {
+        for (const pugi::xml_attribute& attribute : node.attributes()) {
+            if (std::find(attributes.begin(), attributes.end(), attribute.name()) == attributes.end()) {
+                Fail(node.offset_debug(), fmt::format("<{}> has no attribute {}", node.name(), attribute.name()));
+            }
+        }
+        for (const pugi::xml_node& child : node.children()) {
+            if (std::find(children.begin(), children.end(), child.name()) == children.end()) {
+                Fail(child.offset_debug(), fmt::format("<{}> cannot hold {}", node.name(),
+                                                       *child.name() ? fmt::format("<{}>", child.name()) : "text"));
+            }
+        }
+    }
+
+    void ReadChip(const pugi::xml_node& root, DeviceDescription& description) const {
+        const pugi::xml_node chip = root.child("chip");
+        if (chip.empty() || !chip.next_sibling("chip").empty()) {
+            Fail(root.offset_debug(), "needs exactly one <chip>");
+        }
+        RefuseOthers(chip,
+                     {"sectorSize", "sectors", "referenceFlashSize", "ramSizeCode", "revisionCode", "ccfgSizeRegister"},
+                     {});
+        description.sectorSizeBytes = Number(chip, "sectorSize", 256, 0x10000);
+        description.sectorCount = Number(chip, "sectors", 1, 128);
+        description.referenceFlashSizeBytes = Number(chip, "referenceFlashSize", 256, 0x1000000);
+        description.ramSizeCode = Number(chip, "ramSizeCode", 0, 3);
+        description.revisionCode = Number(chip, "revisionCode", 0, 15);
+        description.ccfgSizeRegister = Number(chip, "ccfgSizeRegister", 0, 0xFFFF'FFFC);
+    }
+
+    void ReadProperties(const pugi::xml_node& root, DeviceDescription& description) const {
+        for (const pugi::xml_node& property : root.children("property")) {
+            RefuseOthers(property, {"key", "value"}, {});
+            const std::string key = Attribute(property, "key");
+            const std::string value = Attribute(property, "value");
+            CheckValue(property, key, value);
+            if (!description.properties.emplace(key, value).second) {
+                Fail(property.offset_debug(), fmt::format("the property {} stands twice", key));
+            }
+        }
+        const auto demand = [&](const char* key) {
+            if (!description.properties.contains(key)) {
+                Fail(root.offset_debug(), fmt::format("the property {} is missing", key));
+            }
+        };
+        std::for_each(kLocationKeys.begin(), kLocationKeys.end(), demand);
+        std::for_each(kTextKeys.begin(), kTextKeys.end(), demand);
+    }
+
+    void CheckValue(const pugi::xml_node& property, const std::string& key, const std::string& value) const {
+        const bool isLocation = std::find(kLocationKeys.begin(), kLocationKeys.end(), key) != kLocationKeys.end();
+        if (!isLocation && std::find(kTextKeys.begin(), kTextKeys.end(), key) == kTextKeys.end()) {
+            Fail(property.offset_debug(), fmt::format("the property {} is not known", key));
+        }
+        if (isLocation && !ParseLocation(value)) {
+            Fail(property.offset_debug(),
+                 fmt::format("{}=\"{}\" is not ADDRESS:LENGTH, both hexadecimal, the length from 1 to 40", key, value));
+        }
+        if (key == "DeviceInfoRevisionTranslation" && !IsRevisionTable(value)) {
+            Fail(property.offset_debug(),
+                 fmt::format("{}=\"{}\" is not a list CODE:MAJOR.MINOR:NAME[:...]", key, value));
+        }
+    }
+
+    static bool IsRevisionTable(const std::string& value) {
+        std::vector<std::string> pieces(1);
+        for (const char character : value) {
+            character == ':' ? static_cast<void>(pieces.emplace_back()) : pieces.back().push_back(character);
+        }
+        if (pieces.size() % 3 != 0) {
+            return false;
+        }
+        for (std::size_t i = 0; i < pieces.size(); i += 3) {
+            const std::size_t point = pieces[i + 1].find('.');
+            const std::optional<std::uint32_t> code = ParseNumber(pieces[i]);
+            if (!code || *code > 15 || point == std::string::npos || !ParseNumber(pieces[i + 1].substr(0, point)) ||
+                !ParseNumber(pieces[i + 1].substr(point + 1)) || pieces[i + 2].empty()) {
+                return false;
+            }
+        }
+        return true;
+    }
+
+public:
+    static std::optional<FieldLocation> ParseLocation(const std::string& value) {
+        const std::size_t colon = value.find(':');
+        if (colon == std::string::npos) {
+            return std::nullopt;
+        }
+        std::array<std::uint32_t, 2> numbers{};
+        const std::array pieces{value.substr(0, colon), value.substr(colon + 1)};
+        for (std::size_t i = 0; i < 2; ++i) {
+            std::string piece = pieces[i];
+            if (!piece.starts_with("0x") && !piece.starts_with("0X")) {
+                piece = "0x" + piece;
+            }
+            const std::optional<std::uint32_t> number = ParseNumber(piece);
+            if (!number) {
+                return std::nullopt;
+            }
+            numbers[i] = *number;
+        }
+        return numbers[1] >= 1 && numbers[1] <= 0x40 ? std::optional(FieldLocation{numbers[0], numbers[1]})
+                                                     : std::nullopt;
+    }
+
+private:
+    std::filesystem::path file;
+    std::string text;
+    pugi::xml_document document;
+};
+
+}  // namespace
+
+bool SelectsGeneration(const std::string& partName) {
+    return partName.size() > kGenerationPosition && partName[kGenerationPosition] >= '0' &&
+           partName[kGenerationPosition] <= '9';
+}
+
+bool DeviceDescription::IsSecondGeneration() const {
+    return name[kGenerationPosition] == '2' || name[kGenerationPosition] == '4';
+}
+
+FieldLocation DeviceDescription::Location(const std::string& key) const {
+    const auto property = properties.find(key + "Loc");
+    if (property == properties.end()) {
+        throw Failure(FailureKind::BadInput, fmt::format("{} has no property {}Loc", file.string(), key));
+    }
+    return DescriptionReader::ParseLocation(property->second).value();
+}
+
+FieldLocation DeviceDescription::Location(const std::string& key, std::uint32_t flashSizeBytes) const {
+    FieldLocation location = Location(key);
+    if (location.address < referenceFlashSizeBytes) {
+        location.address += flashSizeBytes - referenceFlashSizeBytes;
+    }
+    return location;
+}
+
+void DeviceDescription::AddTo(Settings& settings) const {
+    for (const auto& [key, value] : properties) {
+        settings.Set(key, value);
+    }
+}
+
+DeviceDescription LoadDeviceDescription(const std::filesystem::path& file) { return DescriptionReader(file).Read(); }
+
+std::vector<DeviceDescription> LoadDeviceDescriptions(const std::filesystem::path& folder) {
+    std::error_code error;
+    std::vector<DeviceDescription> devices;
+    for (const auto& entry : std::filesystem::directory_iterator(folder, error)) {
+        if (entry.path().extension() == ".xml") {
+            devices.push_back(LoadDeviceDescription(entry.path()));
+        }
+    }
+    if (devices.empty()) {
+        throw Failure(FailureKind::BadInput, fmt::format("There is no device description (*.xml) in {}; give the "
+                                                         "folder with --devices",
+                                                         folder.string()));
+    }
+    std::sort(devices.begin(), devices.end(), [](const auto& a, const auto& b) { return a.name < b.name; });
+    const auto twice = std::adjacent_find(devices.begin(), devices.end(),
+                                          [](const auto& a, const auto& b) { return a.name == b.name; });
+    if (twice != devices.end()) {
+        throw Failure(FailureKind::BadInput, fmt::format("{} and {} both describe {}", twice->file.string(),
+                                                         std::next(twice)->file.string(), twice->name));
+    }
+    return devices;
+}
+
+const DeviceDescription& FindDevice(const std::vector<DeviceDescription>& devices, const std::string& partName) {
+    const DeviceDescription* best = nullptr;
+    std::vector<const DeviceDescription*> longer;
+    std::string known;
+    for (const DeviceDescription& device : devices) {
+        known += (known.empty() ? "" : ", ") + device.name;
+        if (partName.starts_with(device.name) && (best == nullptr || device.name.size() > best->name.size())) {
+            best = &device;
+        }
+        if (SelectsGeneration(partName) && device.name.starts_with(partName)) {
+            longer.push_back(&device);
+        }
+    }
+    if (best == nullptr && longer.size() == 1) {
+        best = longer.front();
+    }
+    if (best == nullptr) {
+        throw Failure(FailureKind::BadInput, fmt::format("{} description fits the device \"{}\"; known are {}",
+                                                         longer.empty() ? "No" : "More than one", partName, known));
+    }
+    return *best;
+}
+
+}  // namespace flash::host

@@ -1,0 +1,67 @@
+// A debug probe as the host sees it: memory, registers, run and halt of one connected chip. The virtual chip is one
+// implementation, a remote debug server can be another; so nothing here knows how time passes on the other side.
+// Every call can fail and then throws ProbeError with a text that says what was tried and what came back.
+#pragma once
+
+#include <chrono>
+#include <cstdint>
+#include <optional>
+#include <span>
+#include <stdexcept>
+#include <string>
+
+namespace flash::host {
+
+class ProbeError : public std::runtime_error {
+public:
+    using std::runtime_error::runtime_error;
+};
+
+// Numbers of the core's registers r0 to r15, as debugger hosts count them.
+inline constexpr std::uint32_t kFirstCoreRegister = 512;
+inline constexpr std::uint32_t kProgramCounterRegister = 527;
+
+struct CoreState {
+    bool isRunning;
+    std::optional<std::uint32_t> programCounter;  // missing when it cannot be read, as of a running core
+    std::string note;                             // what else the probe knows, for example a fault; may be empty
+};
+
+class Probe {
+public:
+    virtual ~Probe() = default;
+
+    // One line for messages: what is connected.
+    virtual std::string Describe() const = 0;
+
+    // Selects the route that register accesses go to: "Cortex" (the core) or "Sluice" (the debug router).
+    virtual void SelectRoute(const std::string& route) = 0;
+
+    virtual void Run() = 0;
+    virtual void Halt() = 0;
+    virtual CoreState ReadCoreState() = 0;
+
+    // Reads `bytes.size()` bytes, in bus accesses of `elementSize` (1 or 4) bytes; the size is a multiple of it.
+    virtual void ReadMemory(std::uint32_t address, std::span<std::uint8_t> bytes, std::size_t elementSize) = 0;
+    virtual void WriteMemory(std::uint32_t address, std::span<const std::uint8_t> bytes, std::size_t elementSize) = 0;
+
+    virtual std::uint64_t ReadRegister(std::uint32_t registerNumber) = 0;
+    virtual void WriteRegister(std::uint32_t registerNumber, std::uint64_t value) = 0;
+
+    // Lets the target work for that long.
+    virtual void Pause(std::chrono::microseconds duration) = 0;
+
+    // A pause that ends early, with true, as soon as the word at `address` is seen to differ from `value`. This one
+    // reads it again and again; a probe whose hardware can watch a word does better.
+    virtual bool PauseWhileWordIs(std::uint32_t address, std::uint32_t value, std::chrono::microseconds bound);
+
+    // A steady clock of the probe's own choice, for limits and for speeds; only differences mean anything.
+    virtual std::chrono::nanoseconds Now() = 0;
+
+protected:
+    Probe() = default;
+    Probe(const Probe&) = default;
+    Probe& operator=(const Probe&) = default;
+};
+
+}  // namespace flash::host

@@ -1,0 +1,156 @@
+// Device descriptions: those that are shipped, and everything that a file can have wrong.
+#include "host/devices/DeviceDescription.h"
+
+#include <gtest/gtest.h>
+
+#include <cstdlib>
+#include <fstream>
+
+#include "tests/host/support/Throws.h"
+
+namespace flash::host {
+namespace {
+
+const char* const kGood = R"(<?xml version="1.0"?>
+<flashProperties device="LumoD1X" summary="For the test">
+    <chip sectorSize="4096" sectors="32" referenceFlashSize="0x20000" ramSizeCode="3" revisionCode="1"
+          ccfgSizeRegister="0x50003FB0"/>
+    <property key="DeviceInfoRevisionTranslation" value="0:1.0:A"/>
+    <property key="DeviceFlashloaderFile" value="lumod-flashloader.elf"/>
+    <property key="DeviceIeeePrimaryLoc" value="0x50001200:8"/>
+    <property key="DeviceBlePrimaryLoc" value="50001208:6"/>
+    <property key="DeviceIeeeSecondaryLoc" value="0x1FFC0:8"/>
+    <property key="DeviceBleSecondaryLoc" value="0x1FFC8:6"/>
+    <property key="DisableBootloaderLoc" value="0x1FFD3:1"/>
+    <property key="DisableCpuDapLoc" value="0x1FFD7:1"/>
+    <property key="CCFG_PROT_31_0Loc" value="0x1FFE0:8"/>
+</flashProperties>
+)";
+
+std::filesystem::path FileWith(const std::string& text) {
+    const std::filesystem::path file = std::filesystem::path(testing::TempDir()) / "description.xml";
+    std::ofstream(file) << text;
+    return file;
+}
+
+std::string GoodWith(const std::string& from, const std::string& to) {
+    std::string text = kGood;
+    text.replace(text.find(from), from.size(), to);
+    return text;
+}
+
+TEST(DeviceDescription, EveryShippedFileLoadsAndNamesItsGeneration) {
+    const std::vector<DeviceDescription> devices = LoadDeviceDescriptions(FLASH_DEVICES_FOLDER);
+
+    ASSERT_GE(devices.size(), 6u);
+    for (const DeviceDescription& device : devices) {
+        SCOPED_TRACE(device.name);
+        EXPECT_EQ(device.IsSecondGeneration(), device.name.starts_with("LumoF"));
+        EXPECT_EQ(device.sectorSizeBytes, device.IsSecondGeneration() ? 8192u : 4096u);
+        EXPECT_EQ(device.Location("CCFG_PROT_31_0").address, device.referenceFlashSizeBytes - 0x20);
+    }
+}
+
+TEST(DeviceDescription, AGoodFileGivesItsValues) {
+    const DeviceDescription device = LoadDeviceDescription(FileWith(kGood));
+
+    EXPECT_EQ(device.name, "LumoD1X");
+    EXPECT_EQ(device.FlashSizeBytes(), 0x20000u);
+    EXPECT_EQ(device.Location("DeviceBlePrimary").address, 0x50001208u);
+    EXPECT_EQ(device.Location("DeviceBlePrimary").lengthBytes, 6u);
+}
+
+TEST(DeviceDescription, ALocationInFlashMovesWithTheEndOfFlashAndAnotherDoesNot) {
+    const DeviceDescription device = LoadDeviceDescription(FileWith(kGood));
+
+    EXPECT_EQ(device.Location("DeviceBleSecondary", 0x8000).address, 0x7FC8u);
+    EXPECT_EQ(device.Location("DeviceBlePrimary", 0x8000).address, 0x50001208u);
+}
+
+TEST(DeviceDescription, AddsItsPropertiesToTheSettings) {
+    Settings settings;
+
+    LoadDeviceDescription(FileWith(kGood)).AddTo(settings);
+
+    EXPECT_EQ(settings.Value("DisableCpuDapLoc"), "0x1FFD7:1");
+    EXPECT_EQ(settings.Value("DeviceFlashloaderFile"), "lumod-flashloader.elf");
+}
+
+TEST(DeviceDescription, RefusesWhatIsWrongWithFileAndLine) {
+    struct Case {
+        const char* name;
+        std::string text;
+        const char* expected;  // behind the file's name
+    };
+    const Case cases[] = {
+        {"no XML", "hello", ":1: is not well-formed XML"},
+        {"cut off", std::string(kGood).substr(0, 300), "is not well-formed XML"},
+        {"another document", "<other/>", ":1: starts with <other>, expected <flashProperties>"},
+        {"no digit", GoodWith("LumoD1X", "LumoDX"), ":2: the device name \"LumoDX\" has no digit"},
+        {"no device", GoodWith("device=\"LumoD1X\"", ""), ":2: <flashProperties> needs the attribute device"},
+        {"unknown attribute", GoodWith("summary", "sumary"), ":2: <flashProperties> has no attribute sumary"},
+        {"unknown element", GoodWith("<chip", "<chop/><chip"), ":3: <flashProperties> cannot hold <chop>"},
+        {"stray text", GoodWith("<chip", "stray <chip"), ": <flashProperties> cannot hold text"},
+        {"two chips", GoodWith("<chip", "<chip/><chip"), ":2: needs exactly one <chip>"},
+        {"no sectors", GoodWith("sectors=\"32\"", "sectors=\"0\""), ":3: sectors=\"0\" is not a number from 1 to 128"},
+        {"too many sectors", GoodWith("sectors=\"32\"", "sectors=\"129\""), ":3: sectors=\"129\""},
+        {"no number", GoodWith("\"4096\"", "\"4K\""), ":3: sectorSize=\"4K\" is not a number"},
+        {"unknown key", GoodWith("DisableCpuDapLoc", "DisableCpuDap"), ":12: the property DisableCpuDap is not known"},
+        {"missing key", GoodWith("    <property key=\"DisableCpuDapLoc\" value=\"0x1FFD7:1\"/>\n", ""),
+         ":2: the property DisableCpuDapLoc is missing"},
+        {"key twice", GoodWith("DisableCpuDapLoc", "DisableBootloaderLoc"),
+         ":12: the property DisableBootloaderLoc stands twice"},
+        {"one number", GoodWith("0x1FFD7:1", "0x1FFD7"), ":12: DisableCpuDapLoc=\"0x1FFD7\" is not ADDRESS:LENGTH"},
+        {"length 0", GoodWith("0x1FFD7:1", "0x1FFD7:0"), ":12: DisableCpuDapLoc"},
+        {"no hexadecimal", GoodWith("0x1FFD7:1", "0xZ:1"), ":12: DisableCpuDapLoc"},
+        {"revision table of two", GoodWith("0:1.0:A", "0:1.0"),
+         ":5: DeviceInfoRevisionTranslation=\"0:1.0\" is not a list"},
+        {"revision without point", GoodWith("0:1.0:A", "0:1:A"), ":5: DeviceInfoRevisionTranslation"},
+        {"revision code too large", GoodWith("0:1.0:A", "16:1.0:A"), ":5: DeviceInfoRevisionTranslation"},
+    };
+    for (const Case& c : cases) {
+        SCOPED_TRACE(c.name);
+        const std::filesystem::path file = FileWith(c.text);
+
+        const std::string text = FailureOf(FailureKind::BadInput, [&] { LoadDeviceDescription(file); });
+
+        EXPECT_EQ(text.find(file.string() + ":"), 0u) << text;
+        EXPECT_NE(text.find(c.expected), std::string::npos) << text;
+    }
+}
+
+TEST(DeviceDescription, AMissingFileAndAnEmptyFolderAreNamed) {
+    EXPECT_NE(FailureOf(FailureKind::BadInput, [] { LoadDeviceDescription("/nowhere/x.xml"); }).find("/nowhere/x.xml"),
+              std::string::npos);
+    EXPECT_NE(FailureOf(FailureKind::BadInput, [] { LoadDeviceDescriptions("/nowhere"); }).find("/nowhere"),
+              std::string::npos);
+}
+
+TEST(FindDevice, TakesTheNameItsLongerFormsAndClearAbbreviations) {
+    const std::vector<DeviceDescription> devices = LoadDeviceDescriptions(FLASH_DEVICES_FOLDER);
+    struct Case {
+        const char* partName;
+        const char* expected;
+    };
+    const Case cases[] = {{"LumoF2F352", "LumoF2F352"},
+                          {"LumoF2F352RGZ", "LumoF2F352"},
+                          {"LumoF2", "LumoF2F352"},
+                          {"LumoD1F64X", "LumoD1F64"}};
+    for (const Case& c : cases) {
+        EXPECT_EQ(FindDevice(devices, c.partName).name, c.expected) << c.partName;
+    }
+}
+
+TEST(FindDevice, RefusesUnknownAndUnclearNamesListingTheKnownOnes) {
+    const std::vector<DeviceDescription> devices = LoadDeviceDescriptions(FLASH_DEVICES_FOLDER);
+
+    EXPECT_NE(FailureOf(FailureKind::BadInput, [&] { FindDevice(devices, "LumoF9"); }).find("known are LumoD1F128"),
+              std::string::npos);
+    EXPECT_NE(FailureOf(FailureKind::BadInput, [&] { FindDevice(devices, "LumoD1"); }).find("More than one"),
+              std::string::npos);
+    EXPECT_NE(FailureOf(FailureKind::BadInput, [&] { FindDevice(devices, "Lumo"); }).find("No description"),
+              std::string::npos);
+}
+
+}  // namespace
+}  // namespace flash::host

@@ -1,0 +1,59 @@
+// Properties, and scopes that put them back.
+#include "host/settings/Settings.h"
+
+#include <gtest/gtest.h>
+
+#include <stdexcept>
+
+namespace flash::host {
+namespace {
+
+TEST(Settings, AnUnknownPropertyIsNullAndItsValueEmpty) {
+    const Settings settings;
+
+    EXPECT_EQ(settings.Find("Anything"), nullptr);
+    EXPECT_EQ(settings.Value("Anything"), "");
+}
+
+TEST(ScopedSettings, PutsBackWhatWasThereAndWhatWasNot) {
+    Settings settings;
+    settings.Set("Kept", "old");
+    {
+        ScopedSettings scope(settings, {{"Kept", "new"}, {"Added", "1"}});
+        scope.Set("Kept", "newer");
+        EXPECT_EQ(settings.Value("Kept"), "newer");
+        EXPECT_EQ(settings.Value("Added"), "1");
+    }
+
+    EXPECT_EQ(settings.Value("Kept"), "old");
+    EXPECT_EQ(settings.Find("Added"), nullptr);
+}
+
+TEST(ScopedSettings, PutsBackAfterAnExceptionAndWhatTheOtherSideChanged) {
+    Settings settings;
+    settings.Set("FlashEraseSetting", "All Unprotected Sectors");
+    try {
+        ScopedSettings scope(settings, {{"FlashEraseSetting", "Specific Sectors"}});
+        settings.Set("FlashEraseSetting", "changed by the plug-in and left so");
+        throw std::runtime_error("on the way");
+    } catch (const std::runtime_error&) {
+    }
+
+    EXPECT_EQ(settings.Value("FlashEraseSetting"), "All Unprotected Sectors");
+}
+
+TEST(DefaultSettings, HaveEveryOptionOffSoThatNoneIsMissing) {
+    const Settings settings = DefaultSettings();
+
+    for (const char* option :
+         {"RetainIeeeSecondaryAddr", "RetainBleSecondaryAddr", "OverrideBleSecondaryAddr", "OverrideIeeeSecondaryAddr",
+          "WriteProtectionToggle", "DisableBootloader", "DisableCpuDap", "KeepCcfgSetting", "FlashPageToggle",
+          "FlashPagesFilledWith", "CrcVerify"}) {
+        ASSERT_NE(settings.Find(option), nullptr) << option;
+        EXPECT_EQ(settings.Value(option), "0") << option;
+    }
+    EXPECT_EQ(settings.Value("FlashEraseSetting"), "Necessary Sectors Only");
+}
+
+}  // namespace
+}  // namespace flash::host

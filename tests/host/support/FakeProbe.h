@@ -1,0 +1,90 @@
+// A probe over a map of bytes, with a clock of its own. A test can let the n-th call fail, or let something happen when
+// time passes, as a running target would make it.
+#pragma once
+
+#include <functional>
+#include <map>
+#include <string>
+#include <vector>
+
+#include "host/probe/Probe.h"
+
+namespace flash::host {
+
+class FakeProbe : public Probe {
+public:
+    void Store(std::uint32_t address, std::span<const std::uint8_t> bytes) {
+        for (std::size_t i = 0; i < bytes.size(); ++i) {
+            memory[address + static_cast<std::uint32_t>(i)] = bytes[i];
+        }
+    }
+    void StoreWord(std::uint32_t address, std::uint32_t word) {
+        for (std::uint32_t i = 0; i < 4; ++i) {
+            memory[address + i] = static_cast<std::uint8_t>(word >> 8 * i);
+        }
+    }
+    std::uint8_t ByteAt(std::uint32_t address) const {
+        const auto found = memory.find(address);
+        return found == memory.end() ? 0xFF : found->second;
+    }
+
+    std::string Describe() const override { return "a fake"; }
+    void SelectRoute(const std::string& route) override { Called("route " + route); }
+    void Run() override {
+        Called("run");
+        isRunning = true;
+    }
+    void Halt() override {
+        Called("halt");
+        isRunning = false;
+    }
+    CoreState ReadCoreState() override {
+        Called("state");
+        return {isRunning, isRunning ? std::nullopt : std::optional<std::uint32_t>(programCounter), ""};
+    }
+    void ReadMemory(std::uint32_t address, std::span<std::uint8_t> bytes, std::size_t) override {
+        Called("read");
+        for (std::size_t i = 0; i < bytes.size(); ++i) {
+            bytes[i] = ByteAt(address + static_cast<std::uint32_t>(i));
+        }
+    }
+    void WriteMemory(std::uint32_t address, std::span<const std::uint8_t> bytes, std::size_t) override {
+        Called("write");
+        Store(address, bytes);
+    }
+    std::uint64_t ReadRegister(std::uint32_t) override {
+        Called("read register");
+        return registerValue;
+    }
+    void WriteRegister(std::uint32_t number, std::uint64_t value) override {
+        Called("write register " + std::to_string(number));
+        registerValue = value;
+    }
+    void Pause(std::chrono::microseconds duration) override {
+        now += duration;
+        if (onPause) {
+            onPause();
+        }
+        Called("pause");
+    }
+    std::chrono::nanoseconds Now() override { return now; }
+
+    std::map<std::uint32_t, std::uint8_t> memory;
+    std::vector<std::string> calls;
+    std::string failingCall;  // every call of this name fails
+    std::function<void()> onPause;
+    std::uint64_t registerValue = 0;
+    std::uint32_t programCounter = 0x20000100;
+    std::chrono::nanoseconds now{0};
+    bool isRunning = false;
+
+private:
+    void Called(const std::string& call) {
+        calls.push_back(call);
+        if (call == failingCall) {
+            throw ProbeError(call + " refused by the fake");
+        }
+    }
+};
+
+}  // namespace flash::host
