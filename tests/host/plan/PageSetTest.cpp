@@ -1,0 +1,64 @@
+// Page lists.
+#include "host/plan/PageSet.h"
+
+#include <gtest/gtest.h>
+
+#include "tests/host/support/Throws.h"
+
+namespace flash::host {
+namespace {
+
+TEST(ParsePageList, GoodListsAndTheirNormalForm) {
+    struct Case {
+        const char* text;
+        const char* expected;
+    };
+    const Case cases[] = {{"0", "0"},       {"31", "31"},     {" 1 , 3 - 5 ", "1,3-5"}, {"5,4,3", "3-5"},
+                          {"0-31", "0-31"}, {"1,1,1-1", "1"}, {"2-3,3-4", "2-4"},       {"007", "7"}};
+    for (const Case& c : cases) {
+        EXPECT_EQ(ParsePageList(c.text, 32, "--x").Text(), c.expected) << c.text;
+    }
+}
+
+TEST(ParsePageList, BadListsNameTheOptionAndTheItem) {
+    struct Case {
+        const char* text;
+        const char* expected;
+    };
+    const Case cases[] = {{"", "the list is empty"},
+                          {"1,", "nothing between two commas or at an end of \"1,\""},
+                          {",1", "nothing between two commas"},
+                          {"1,,2", "nothing between two commas"},
+                          {"32", "page 32 does not exist, the chip has pages 0 to 31"},
+                          {"3-32", "page 32 does not exist"},
+                          {"99999999999", "page 99999999999 does not exist"},
+                          {"5-3", "the range \"5-3\" runs backwards"},
+                          {"-3", "\"-3\" is not a page"},
+                          {"3-", "\"3-\" is not a page"},
+                          {"1-2-3", "\"1-2-3\" is not a page"},
+                          {"0x3", "\"0x3\" is not a page"},
+                          {"1;2", "\"1;2\" is not a page"},
+                          {"1 2", "\"1 2\" is not a page"},
+                          {"+1", "\"+1\" is not a page"}};
+    for (const Case& c : cases) {
+        const std::string text = FailureOf(FailureKind::BadInput, [&] { ParsePageList(c.text, 32, "--x"); });
+        EXPECT_EQ(text.find("--x: "), 0u) << text;
+        EXPECT_NE(text.find(c.expected), std::string::npos) << text;
+    }
+}
+
+TEST(PageSet, CountsAndKnowsItsMembers) {
+    PageSet pages(8);
+    EXPECT_TRUE(pages.IsEmpty());
+    EXPECT_EQ(pages.Text(), "");
+
+    pages.Add(7);
+
+    EXPECT_EQ(pages.Count(), 1u);
+    EXPECT_TRUE(pages.Contains(7));
+    EXPECT_FALSE(pages.Contains(8));
+    EXPECT_EQ(pages.Text(), "7");
+}
+
+}  // namespace
+}  // namespace flash::host
