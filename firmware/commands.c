@@ -18,20 +18,20 @@ typedef struct {
     const uint8_t* data;
 } Slice;
 
-static uint32_t FlashBytes(const Session* session) { return FlashPortSectorCount() * session->workspace->sectorBytes; }
+static uint32_t FlashBytes(const LoadState* state) { return FlashPortSectorCount() * state->workspace->sectorBytes; }
 
 // Cannot overflow: a range that wraps around is longer than what is left of flash.
-static bool LiesInFlash(const Session* session, uint32_t address, uint32_t length) {
-    const uint32_t flashBytes = FlashBytes(session);
+static bool LiesInFlash(const LoadState* state, uint32_t address, uint32_t length) {
+    const uint32_t flashBytes = FlashBytes(state);
     return length > 0 && address < flashBytes && length <= flashBytes - address;
 }
 
-static bool IsFresh(const Session* session, uint32_t sectorIndex) {
-    return (session->freshSectors[sectorIndex / 32] >> (sectorIndex % 32) & 1u) != 0;
+static bool IsFresh(const LoadState* state, uint32_t sectorIndex) {
+    return (state->freshSectors[sectorIndex / 32] >> (sectorIndex % 32) & 1u) != 0;
 }
 
-static void MarkFresh(Session* session, uint32_t sectorIndex) {
-    session->freshSectors[sectorIndex / 32] |= 1u << (sectorIndex % 32);
+static void MarkFresh(LoadState* state, uint32_t sectorIndex) {
+    state->freshSectors[sectorIndex / 32] |= 1u << (sectorIndex % 32);
 }
 
 static uint32_t EraseFailure(uint32_t sectorIndex, FsmStatus fsmStatus) {
@@ -59,17 +59,17 @@ static uint32_t FirstDifference(const Slice* slice) {
     return offset;
 }
 
-static uint32_t EraseSector(Session* session, uint32_t sectorIndex) {
-    const FsmStatus fsmStatus = FlashPortEraseSector(sectorIndex * session->workspace->sectorBytes);
+static uint32_t EraseSector(LoadState* state, uint32_t sectorIndex) {
+    const FsmStatus fsmStatus = FlashPortEraseSector(sectorIndex * state->workspace->sectorBytes);
     if (fsmStatus != kFsmSuccess) {
         return EraseFailure(sectorIndex, fsmStatus);
     }
-    MarkFresh(session, sectorIndex);
+    MarkFresh(state, sectorIndex);
     return kStatusSuccess;
 }
 
-static uint32_t EraseOnce(Session* session, uint32_t sectorIndex) {
-    return IsFresh(session, sectorIndex) ? (uint32_t)kStatusSuccess : EraseSector(session, sectorIndex);
+static uint32_t EraseOnce(LoadState* state, uint32_t sectorIndex) {
+    return IsFresh(state, sectorIndex) ? (uint32_t)kStatusSuccess : EraseSector(state, sectorIndex);
 }
 
 // Brings the slice's bytes within one word into flash. The other bytes of the word are asked to stay what they are.
@@ -110,15 +110,15 @@ static bool IsAlreadyDone(const Slice* slice, uint32_t sectorAddress, uint32_t s
            FirstProgrammed(sliceEnd, sectorEnd) == sectorEnd;
 }
 
-static uint32_t ProgramErasing(Session* session, const Slice* slice) {
-    const uint32_t sectorBytes = session->workspace->sectorBytes;
+static uint32_t ProgramErasing(LoadState* state, const Slice* slice) {
+    const uint32_t sectorBytes = state->workspace->sectorBytes;
     const uint32_t sectorIndex = slice->address / sectorBytes;
     const uint32_t sectorAddress = sectorIndex * sectorBytes;
     if (IsAlreadyDone(slice, sectorAddress, sectorAddress + sectorBytes)) {
-        MarkFresh(session, sectorIndex);
+        MarkFresh(state, sectorIndex);
         return kStatusSuccess;
     }
-    const uint32_t status = EraseOnce(session, sectorIndex);
+    const uint32_t status = EraseOnce(state, sectorIndex);
     return status == kStatusSuccess ? ProgramInPlace(slice) : status;
 }
 
@@ -141,33 +141,33 @@ static void Compose(uint8_t* scratch, const Slice* slice, uint32_t sectorAddress
     }
 }
 
-static uint32_t ProgramRetaining(Session* session, const Slice* slice) {
+static uint32_t ProgramRetaining(LoadState* state, const Slice* slice) {
     if (!NeedsErase(slice)) {
         return ProgramInPlace(slice);
     }
-    const Workspace* workspace = session->workspace;
+    const Workspace* workspace = state->workspace;
     const uint32_t sectorIndex = slice->address / workspace->sectorBytes;
     const Slice whole = {sectorIndex * workspace->sectorBytes, workspace->sectorBytes, workspace->scratch};
     Compose(workspace->scratch, slice, whole.address, whole.length);
-    const uint32_t status = EraseSector(session, sectorIndex);
+    const uint32_t status = EraseSector(state, sectorIndex);
     return status == kStatusSuccess ? ProgramInPlace(&whole) : status;
 }
 
-static uint32_t ProgramSlice(Session* session, uint32_t code, const Slice* slice) {
+static uint32_t ProgramSlice(LoadState* state, uint32_t code, const Slice* slice) {
     if (code == kCommandProgramErase) {
-        return ProgramErasing(session, slice);
+        return ProgramErasing(state, slice);
     }
-    return code == kCommandProgramRetain ? ProgramRetaining(session, slice) : ProgramInPlace(slice);
+    return code == kCommandProgramRetain ? ProgramRetaining(state, slice) : ProgramInPlace(slice);
 }
 
 // A chunk of at most one sector reaches into at most two.
-static uint32_t ProgramChunk(Session* session, uint32_t code, Slice chunk) {
-    const uint32_t sectorBytes = session->workspace->sectorBytes;
+static uint32_t ProgramChunk(LoadState* state, uint32_t code, Slice chunk) {
+    const uint32_t sectorBytes = state->workspace->sectorBytes;
     uint32_t status = kStatusSuccess;
     while (chunk.length > 0 && status == kStatusSuccess) {
         const uint32_t leftInSector = sectorBytes - chunk.address % sectorBytes;
         const Slice slice = {chunk.address, chunk.length < leftInSector ? chunk.length : leftInSector, chunk.data};
-        status = ProgramSlice(session, code, &slice);
+        status = ProgramSlice(state, code, &slice);
         chunk.address += slice.length;
         chunk.data += slice.length;
         chunk.length -= slice.length;
@@ -185,8 +185,8 @@ static uint32_t VerifyChunk(CommandBlock* block, const Slice* chunk) {
     return kStatusVerificationIssue;
 }
 
-static uint32_t Program(Session* session, CommandBlock* block, const uint8_t* buffer) {
-    if (!LiesInFlash(session, block->address, block->length) || block->length > session->workspace->sectorBytes) {
+static uint32_t Program(LoadState* state, CommandBlock* block, const uint8_t* buffer) {
+    if (!LiesInFlash(state, block->address, block->length) || block->length > state->workspace->sectorBytes) {
         return kStatusInvalidArguments;
     }
     const bool verifies = (block->command & kVerifyCrcFlag) != 0;
@@ -195,13 +195,13 @@ static uint32_t Program(Session* session, CommandBlock* block, const uint8_t* bu
         return kStatusVerificationIssue;
     }
     const Slice chunk = {block->address, block->length, buffer};
-    const uint32_t status = ProgramChunk(session, block->command & ~(uint32_t)kVerifyCrcFlag, chunk);
+    const uint32_t status = ProgramChunk(state, block->command & ~(uint32_t)kVerifyCrcFlag, chunk);
     return verifies && status == kStatusSuccess ? VerifyChunk(block, &chunk) : status;
 }
 
 // The sector to name when the bank erase failed: the first that should be blank and is not.
-static uint32_t FirstSectorNotErased(const Session* session) {
-    const uint32_t sectorBytes = session->workspace->sectorBytes;
+static uint32_t FirstSectorNotErased(const LoadState* state) {
+    const uint32_t sectorBytes = state->workspace->sectorBytes;
     for (uint32_t i = 0; i < FlashPortSectorCount(); ++i) {
         const uint32_t end = (i + 1) * sectorBytes;
         if (!FlashPortIsProtected(i) && FirstProgrammed(i * sectorBytes, end) != end) {
@@ -211,39 +211,39 @@ static uint32_t FirstSectorNotErased(const Session* session) {
     return 0;
 }
 
-static uint32_t BankErase(Session* session, const CommandBlock* block) {
+static uint32_t BankErase(LoadState* state, const CommandBlock* block) {
     if (block->address != 0 || block->length != 0) {
         return kStatusInvalidArguments;
     }
     const FsmStatus fsmStatus = FlashPortEraseBank();
     if (fsmStatus != kFsmSuccess) {
-        return EraseFailure(FirstSectorNotErased(session), fsmStatus);
+        return EraseFailure(FirstSectorNotErased(state), fsmStatus);
     }
     for (uint32_t i = 0; i < FlashPortSectorCount(); ++i) {
         if (!FlashPortIsProtected(i)) {
-            MarkFresh(session, i);
+            MarkFresh(state, i);
         }
     }
     return kStatusSuccess;
 }
 
-static uint32_t EraseSectors(Session* session, const CommandBlock* block) {
-    const uint32_t flashBytes = FlashBytes(session);
+static uint32_t EraseSectors(LoadState* state, const CommandBlock* block) {
+    const uint32_t flashBytes = FlashBytes(state);
     if (block->address >= flashBytes || block->length >= flashBytes - block->address) {
         return kStatusInvalidArguments;
     }
-    const uint32_t sectorBytes = session->workspace->sectorBytes;
+    const uint32_t sectorBytes = state->workspace->sectorBytes;
     const uint32_t last = (block->address + block->length) / sectorBytes;
     uint32_t status = kStatusSuccess;
     for (uint32_t i = block->address / sectorBytes; i <= last && status == kStatusSuccess; ++i) {
-        status = EraseOnce(session, i);
+        status = EraseOnce(state, i);
     }
     return status;
 }
 
 // The reference value in the crc field is not looked at: a checksum can match by accident, and cannot say where.
-static uint32_t BlankCheck(const Session* session, CommandBlock* block) {
-    if (!LiesInFlash(session, block->address, block->length)) {
+static uint32_t BlankCheck(const LoadState* state, CommandBlock* block) {
+    if (!LiesInFlash(state, block->address, block->length)) {
         return kStatusInvalidArguments;
     }
     const uint32_t end = block->address + block->length;
@@ -255,21 +255,21 @@ static uint32_t BlankCheck(const Session* session, CommandBlock* block) {
     return kStatusVerificationIssue;
 }
 
-uint32_t RunCommand(Session* session, CommandBlock* block, const uint8_t* buffer) {
+uint32_t RunCommand(LoadState* state, CommandBlock* block, const uint8_t* buffer) {
     switch (block->command) {
         case kCommandBankErase:
-            return BankErase(session, block);
+            return BankErase(state, block);
         case kCommandProgram:
         case kCommandProgram | kVerifyCrcFlag:
         case kCommandProgramErase:
         case kCommandProgramErase | kVerifyCrcFlag:
         case kCommandProgramRetain:
         case kCommandProgramRetain | kVerifyCrcFlag:
-            return Program(session, block, buffer);
+            return Program(state, block, buffer);
         case kCommandEraseSectors:
-            return EraseSectors(session, block);
+            return EraseSectors(state, block);
         case kCommandBlankCheck:
-            return BlankCheck(session, block);
+            return BlankCheck(state, block);
         default:
             return kStatusUnknownCommand;
     }

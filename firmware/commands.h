@@ -55,11 +55,11 @@ typedef struct {
     // One bit per sector that holds nothing older than this load of the flashloader: commands 3 and 5 do not erase
     // it again, so they cannot destroy what the load has programmed.
     uint32_t freshSectors[kMaxSectors / 32];
-} Session;
+} LoadState;
 
 // Runs one command on the data in that buffer and gives the status word. Changes only `block->address`, and that only
 // with kStatusVerificationIssue.
-uint32_t RunCommand(Session* session, CommandBlock* block, const uint8_t* buffer);
+uint32_t RunCommand(LoadState* state, CommandBlock* block, const uint8_t* buffer);
 
 #ifdef __cplusplus
 }

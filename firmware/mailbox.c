@@ -21,7 +21,7 @@ __attribute__((section(".mailbox"))) volatile CommandBlock g_cfg[2] = {{.status 
 
 volatile uint32_t g_currBuf;
 
-bool MailboxPoll(Session* session) {
+bool MailboxPoll(LoadState* state) {
     const uint32_t current = g_currBuf;
     volatile CommandBlock* posted = &g_cfg[current];
     if (posted->status != kStatusNotDone) {
@@ -30,7 +30,7 @@ bool MailboxPoll(Session* session) {
     atomic_thread_fence(memory_order_acquire);
     CommandBlock block = {
         .address = posted->address, .length = posted->length, .command = posted->command, .crc = posted->crc};
-    const uint32_t status = RunCommand(session, &block, session->workspace->buffers[current]);
+    const uint32_t status = RunCommand(state, &block, state->workspace->buffers[current]);
     posted->address = block.address;
     atomic_thread_fence(memory_order_release);
     posted->status = status;

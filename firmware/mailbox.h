@@ -21,7 +21,7 @@ extern volatile CommandBlock g_cfg[2];
 extern volatile uint32_t g_currBuf;
 
 // Runs the current block's command if it has been posted, and says whether it did.
-bool MailboxPoll(Session* session);
+bool MailboxPoll(LoadState* state);
 
 #ifdef __cplusplus
 }

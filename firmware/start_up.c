@@ -61,9 +61,9 @@ void StartFlashloader(void) {
         *word = 0;
     }
 
-    static Session session;
-    session.workspace = &g_workspace;
+    static LoadState state;
+    state.workspace = &g_workspace;
     for (;;) {
-        MailboxPoll(&session);
+        MailboxPoll(&state);
     }
 }

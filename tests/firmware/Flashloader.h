@@ -26,12 +26,12 @@ struct Flashloader {
           buffers{Bytes(sectorBytes), Bytes(sectorBytes)},
           scratch(sectorBytes),
           workspace{sectorBytes, {buffers[0].data(), buffers[1].data()}, scratch.data()},
-          session{&workspace, {}} {}
+          state{&workspace, {}} {}
 
     // A command that needs no data.
     Answer Run(std::uint32_t command, std::uint32_t address, std::uint32_t length, std::uint32_t crc = 0) {
         ::CommandBlock block{address, length, command, crc, 0xFFFF'FFFF, 0};
-        const std::uint32_t status = RunCommand(&session, &block, buffers[0].data());
+        const std::uint32_t status = RunCommand(&state, &block, buffers[0].data());
         return {status, block.address};
     }
 
@@ -57,13 +57,13 @@ struct Flashloader {
     }
 
     // As after another load: SRAM starts anew, flash stays.
-    void LoadAgain() { session = {&workspace, {}}; }
+    void LoadAgain() { state = {&workspace, {}}; }
 
     FakeFlash fake;
     std::array<Bytes, 2> buffers;
     Bytes scratch;
     Workspace workspace;
-    Session session;
+    LoadState state;
 };
 
 }  // namespace flash

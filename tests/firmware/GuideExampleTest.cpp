@@ -41,7 +41,7 @@ TEST(FlashloaderGuide, WorkedExampleIsTrue) {
     std::copy(example["posted to g_cfg"].begin(), example["posted to g_cfg"].end(), block);
     g_currBuf = 0;
 
-    EXPECT_TRUE(MailboxPoll(&loader.session));
+    EXPECT_TRUE(MailboxPoll(&loader.state));
 
     EXPECT_EQ(Bytes(block, block + 20), example["answer in g_cfg"]);
     EXPECT_EQ(loader.FlashAt(0x1000, 16), example["after 00001000"]);

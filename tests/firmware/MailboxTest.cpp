@@ -36,7 +36,7 @@ protected:
         }
     }
 
-    bool Poll() { return MailboxPoll(&loader.session); }
+    bool Poll() { return MailboxPoll(&loader.state); }
 
     Flashloader loader;
 };
