@@ -70,6 +70,7 @@ private:
 
     ProgramImage image;
     std::uint32_t base = 0;
+    bool isLinear = false;        // the base is of type 04
     std::optional<Origin> entry;  // of the record that named the entry point
     std::optional<Origin> end;    // of the end record
 };
@@ -100,6 +101,7 @@ void Reader::Take(const Record& record, const Origin& origin) {
             return;
         case RecordType::SegmentBase:
             base = FixedValue(record, 2, origin) << 4;
+            isLinear = false;
             return;
         case RecordType::SegmentEntry: {
             const std::uint32_t value = FixedValue(record, 4, origin);
@@ -107,6 +109,7 @@ void Reader::Take(const Record& record, const Origin& origin) {
         }
         case RecordType::LinearBase:
             base = FixedValue(record, 2, origin) << 16;
+            isLinear = true;
             return;
         case RecordType::LinearEntry:
             return TakeEntry(FixedValue(record, 4, origin), origin);
@@ -115,7 +118,7 @@ void Reader::Take(const Record& record, const Origin& origin) {
 }
 
 void Reader::TakeData(const Record& record, const Origin& origin) {
-    if (record.Offset() + record.Data().size() > kWindowBytes) {
+    if (!isLinear && record.Offset() + record.Data().size() > kWindowBytes) {
         throw ErrorAt(origin, fmt::format("{} bytes at offset 0x{:04X} wrap around at the end of their 64 KiB",
                                           record.Data().size(), record.Offset()));
     }

@@ -105,12 +105,6 @@ void Reader::Take(const Record& record, const Origin& origin) {
 }
 
 void Reader::TakeData(const Record& record, const Origin& origin) {
-    const std::uint64_t reach = std::uint64_t{1} << (8 * record.kind.addressBytes);
-    if (record.address + record.data.size() > reach) {
-        throw ErrorAt(origin,
-                      fmt::format("{} bytes at 0x{:X} run past the end of the {}-bit addresses of S{}",
-                                  record.data.size(), record.address, 8 * record.kind.addressBytes, record.kind.digit));
-    }
     image.Add(record.address, record.data, origin);
     ++dataRecords;
 }
@@ -125,7 +119,7 @@ void Reader::TakeCount(const Record& record, const Origin& origin) const {
 
 ProgramImage Reader::Finish(const Origin& lastLine) {
     if (!end) {
-        throw ErrorAt(lastLine, "the end record (S7, S8 or S9) is missing behind this line: the file is truncated");
+        throw ErrorAt(lastLine, "the end record (S7, S8 or S9) is missing behind this line: the file may be truncated");
     }
     return std::move(image);
 }

@@ -12,8 +12,9 @@
 namespace flash::host {
 
 // Strict: every line is a whole, correct record or empty; lines end with LF or CRLF; counts are right; an end record
-// (of any width) stands and nothing follows it; no record runs past the end of its address width. The address 0 in the
-// end record means "no entry point". Throws `ProgramFileError` with file and line.
+// (of any width) stands and nothing follows it. Only the first address of a record has to fit its type: common writers
+// let an S1 record run on past 64 KiB. The address 0 in the end record means "no entry point". Throws
+// `ProgramFileError` with file and line.
 ProgramImage ReadSRecord(std::span<const std::uint8_t> content, const std::string& fileName);
 
 }  // namespace flash::host
