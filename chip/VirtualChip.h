@@ -35,7 +35,7 @@ struct Timing {
     Nanoseconds sectorErase = std::chrono::milliseconds(8);
     Nanoseconds wordProgram = std::chrono::microseconds(8);
     Nanoseconds bankErase = std::chrono::milliseconds(20);
-    Nanoseconds busyStall = std::chrono::microseconds(1);  // what one read of STATUS takes while the controller is busy
+    Nanoseconds busyStall{250};  // what one read of STATUS takes while the controller is busy
     std::uint64_t linkBytesPerSecond = 1'000'000;
     Nanoseconds linkLatency = std::chrono::microseconds(100);  // per transfer
     bool operator==(const Timing&) const = default;
@@ -70,6 +70,7 @@ enum class Violation : std::uint8_t {
     OperationOutOfRange,       // an operation outside flash
     OperationOnProtected,      // an operation on a sector that CCFG protects
     CommandWhileBusy,          // refused; the running operation goes on
+    FlashReadWhileBusy,        // the core or the probe reads flash while an operation changes it
     WrongKey,                  // a command without the key, or with an unknown code
     ExecutionOutsideSram,      // locks the core up
     CoreReadOfUnwrittenSram,   // the core reads a byte that nobody wrote since power-up
@@ -78,7 +79,7 @@ enum class Violation : std::uint8_t {
     CoreBusFault,              // the core reaches for nothing, or writes to read-only memory; locks it up
     CoreFault,                 // the core meets an instruction that it cannot execute; locks it up
 };
-inline constexpr std::size_t kViolationCount = 12;
+inline constexpr std::size_t kViolationCount = 13;
 std::string_view Name(Violation violation);
 
 struct Counters {
@@ -108,6 +109,8 @@ enum class Fault : std::uint8_t {
     StuckBusy,                 // the n-th flash operation never ends; only a reset or power cycle helps
 };
 
+std::string_view Name(Fault fault);
+
 enum class EventKind : std::uint8_t {
     TransferRead,   // address, value: bytes
     TransferWrite,  // address, value: bytes
@@ -115,16 +118,17 @@ enum class EventKind : std::uint8_t {
     Pause,
     EraseSector,  // address: of the sector
     EraseBank,
-    ProgramWord,  // address, value: the word asked for
-    Command,      // of the flashloader; address and value (length) from the block, text: command and status
-    CoreRuns,     // from run to halt, lock-up or power loss; address: where it started
-    LockUp,       // an instant; address: program counter; text: why
-    PowerOn,      // an instant
-    PowerOff,     // an instant
-    Reset,        // an instant
-    Violation,    // an instant; address; value: the `Violation`. The first 100 of each kind are shown, all counted
-    Fault,        // an instant; value: the `Fault` that came true
-    Note,         // what the user of the chip added; text
+    ProgramWord,      // address, value: the word asked for
+    CommandInBlock0,  // of the flashloader; address and value (length) from the block, text: command and status
+    CommandInBlock1,
+    CoreRuns,   // from run to halt, lock-up or power loss; address: where it started
+    LockUp,     // an instant; address: program counter; text: why
+    PowerOn,    // an instant
+    PowerOff,   // an instant
+    Reset,      // an instant
+    Violation,  // an instant; address; value: the `Violation`. The first 100 of each kind are shown, all counted
+    Fault,      // an instant; value: the `Fault` that came true
+    Note,       // what the user of the chip added; text
 };
 
 struct Event {
@@ -167,13 +171,13 @@ public:
     // Register 1 of the debug router. Answers also when the core's debug port is disabled.
     std::uint32_t ReadIdentificationCode();
 
-    // ---- Time. None of these is a transfer or fails: a chip without power lets time pass, too.
+    // ---- Time. None of these is a transfer, and a chip without power lets time pass, too.
 
     void Pause(Nanoseconds duration);
 
     // A pause that ends early, with true, as soon as the 32-bit word at this address of SRAM differs from `value`: as
-    // the comparator of a debug unit would tell. Exact to the instruction. False when `bound` has passed (and at
-    // once when the probe could not look: no power, or a disabled debug port).
+    // the comparator of a debug unit would tell. Exact to the instruction. False when `bound` has passed; so it is when
+    // the probe could not look, without power or with a disabled debug port.
     bool PauseWhileWordIs(std::uint32_t address, std::uint32_t value, Nanoseconds bound);
 
     // A pause that ends early, with true, when `condition` holds: it is tried at the start and after each `step`. It

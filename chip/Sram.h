@@ -1,0 +1,36 @@
+// Static RAM that remembers which of its bytes were written since power-up.
+#pragma once
+
+#include <cstdint>
+#include <span>
+#include <vector>
+
+#include "chip/PageBytes.h"
+#include "chip/Random.h"
+
+namespace flash::chip {
+
+class Sram {
+public:
+    explicit Sram(std::uint32_t length);
+
+    std::uint32_t Length() const { return lengthBytes; }
+    // As mapped for the core: whole pages, of which only the first `Length()` bytes are SRAM.
+    std::span<std::uint8_t> MappedBytes() { return bytes.Bytes(); }
+    std::span<std::uint8_t> Bytes() { return bytes.Bytes().first(lengthBytes); }
+    std::span<const std::uint8_t> Bytes() const { return bytes.Bytes().first(lengthBytes); }
+
+    // Power-up: every byte is junk that nobody wrote.
+    void Lose(Random& random);
+
+    void MarkWritten(std::uint32_t offset, std::uint32_t length);
+    // Whether each of these bytes was written.
+    bool IsWritten(std::uint32_t offset, std::uint32_t length) const;
+
+private:
+    std::uint32_t lengthBytes;
+    PageBytes bytes;
+    std::vector<std::uint8_t> isWritten;  // 0 or 1 per byte; no `vector<bool>`, the core asks at each of its loads
+};
+
+}  // namespace flash::chip
