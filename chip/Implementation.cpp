@@ -1,0 +1,206 @@
+#include "chip/Implementation.h"
+
+#include <algorithm>
+#include <cstdio>
+#include <utility>
+
+#include "chip/Geometry.h"
+#include "chip/MemoryMap.h"
+
+namespace flash::chip {
+namespace {
+
+constexpr std::uint32_t kBlockBytes = 24;
+constexpr std::uint32_t kBlockLength = 4;  // offsets of fields
+constexpr std::uint32_t kBlockCommand = 8;
+constexpr std::uint32_t kBlockStatus = 16;
+constexpr std::uint32_t kNotDone = 0xFFFF'FFFF;
+
+}  // namespace
+
+VirtualChip::Implementation::Implementation(const Settings& chipSettings)
+    : settings(Completed(chipSettings)),
+      random(settings.seed),
+      log(settings.sectorCount),
+      flashArray(settings.sectorCount, SectorSizeOf(settings.generation)),
+      factory(kFactoryBytes),
+      sram(settings.ramBytes),
+      controller(flashArray, settings.timing, faults, log, random) {
+    std::ranges::copy(std::exchange(settings.initialFlash, {}), flashArray.Bytes().begin());
+    std::ranges::fill(factory.Bytes(), std::uint8_t{0xFF});
+    std::ranges::copy(settings.primaryIeeeAddress, factory.Bytes().begin() + (kPrimaryIeeeAddress - kFactoryBase));
+    std::ranges::copy(settings.primaryBleAddress, factory.Bytes().begin() + (kPrimaryBleAddress - kFactoryBase));
+    sram.Lose(random);
+    const std::vector<ReadOnlyMemory> memories = {
+        {kFlashBase, flashArray.Bytes()},
+        {kCcfgWindowBase, flashArray.Bytes().last(flashArray.SectorSize())},
+        {kFactoryBase, factory.Bytes()},
+    };
+    core = std::make_unique<EmulatedCore>(*this, sram, memories, kRegisterPages, settings.timing.coreClockHz);
+    PowerOn();
+}
+
+std::vector<std::uint8_t> VirtualChip::Implementation::PeekMemory(std::uint32_t address, std::uint32_t length) const {
+    const Place place = Find(address, length);
+    if (place.region == Region::None) {
+        throw ChipError("There is no memory to look at there.");
+    }
+    return {place.bytes.begin(), place.bytes.end()};
+}
+
+std::uint32_t VirtualChip::Implementation::PeekWord(std::uint32_t address) const {
+    std::uint32_t word = 0;
+    const std::vector<std::uint8_t> bytes = PeekMemory(address, sizeof word);
+    for (std::size_t i = 0; i < bytes.size(); ++i) {
+        word |= std::uint32_t{bytes[i]} << (8 * i);
+    }
+    return word;
+}
+
+void VirtualChip::Implementation::PlaceInFlash(std::uint32_t address, std::span<const std::uint8_t> bytes) {
+    if (bytes.size() > flashArray.Length() || address > flashArray.Length() - bytes.size()) {
+        throw ChipError("The bytes to place do not fit into flash.");
+    }
+    std::ranges::copy(bytes, flashArray.Bytes().begin() + address);
+}
+
+const Counters& VirtualChip::Implementation::GetCounters() {
+    log.counters.instructions = core->Instructions();
+    return log.counters;
+}
+
+void VirtualChip::Implementation::ArmBitThatWillNotProgram(std::uint32_t address, unsigned bit) {
+    if (address >= flashArray.Length() || bit > 7) {
+        throw ChipError("There is no such bit of flash.");
+    }
+    flashArray.WeakenBit(address, bit);
+}
+
+std::uint32_t VirtualChip::Implementation::LoadRegister(std::uint32_t address, std::uint32_t size) {
+    const Nanoseconds at = core->Now();
+    if (size != 4) {
+        log.AddViolation(Violation::RegisterMisuse, address, at);
+        return 0;
+    }
+    const std::uint32_t value = LoadRegisterWord(address, at);
+    if (address == kStatusRegister) {
+        core->Stall(controller.StatusStall(at));
+    }
+    return value;
+}
+
+void VirtualChip::Implementation::StoreRegister(std::uint32_t address, std::uint32_t size, std::uint32_t value) {
+    const Nanoseconds at = core->Now();
+    if (size != 4) {
+        log.AddViolation(Violation::RegisterMisuse, address, at);
+        return;
+    }
+    const ControllerSignals signals = StoreRegisterWord(address, value, at);
+    pendingSignals.powerIsLost |= signals.powerIsLost;
+    pendingSignals.coreStops |= signals.coreStops;
+    if (signals.powerIsLost || signals.coreStops) {
+        core->StopAfterThisInstruction();
+    } else if (controller.NextEvent() != Nanoseconds::max()) {
+        core->StopAt(controller.NextEvent());
+    }
+}
+
+void VirtualChip::Implementation::OnUnalignedRegisterAccess(std::uint32_t address) {
+    log.AddViolation(Violation::RegisterMisuse, address, core->Now());
+}
+
+void VirtualChip::Implementation::OnReadOnlyMemoryRead(std::uint32_t address) {
+    if (controller.IsBusy() && Find(address, 1).region != Region::Factory) {
+        log.AddViolation(Violation::FlashReadWhileBusy, address, core->Now());
+    }
+}
+
+void VirtualChip::Implementation::OnUnwrittenSramRead(std::uint32_t address) {
+    log.AddViolation(Violation::CoreReadOfUnwrittenSram, address, core->Now());
+}
+
+std::uint32_t VirtualChip::Implementation::LoadRegisterWord(std::uint32_t address, Nanoseconds at) {
+    switch (address) {
+        case kRamSizeRegister:
+            return settings.ramSizeCode;
+        case kVectorTableRegister:
+            return vectorTable;
+        default:
+            return controller.Load(address, at);
+    }
+}
+
+ControllerSignals VirtualChip::Implementation::StoreRegisterWord(std::uint32_t address, std::uint32_t value,
+                                                                 Nanoseconds at) {
+    if (address == kVectorTableRegister) {
+        vectorTable = value;
+        return {};
+    }
+    return controller.Store(address, value, at);
+}
+
+VirtualChip::Implementation::Place VirtualChip::Implementation::Find(std::uint32_t address, std::size_t length) const {
+    const struct {
+        Region region;
+        std::uint32_t base;
+        std::span<const std::uint8_t> bytes;
+    } regions[] = {
+        {Region::Sram, kSramBase, sram.Bytes()},
+        {Region::Flash, kFlashBase, flashArray.Bytes()},
+        {Region::CcfgWindow, kCcfgWindowBase, flashArray.Bytes().last(flashArray.SectorSize())},
+        {Region::Factory, kFactoryBase, factory.Bytes()},
+    };
+    for (const auto& [region, base, bytes] : regions) {
+        if (address >= base && std::uint64_t{address - base} + length <= bytes.size()) {
+            return {region, address - base, bytes.subspan(address - base, length)};
+        }
+    }
+    return {};
+}
+
+void VirtualChip::Implementation::ObserveCommandBlocks(std::uint32_t address) {
+    ForgetCommands();
+    if (address == 0) {
+        return;
+    }
+    if (address % 4 != 0 || Find(address, 2 * kBlockBytes).region != Region::Sram) {
+        throw ChipError("Command blocks lie in SRAM, at a multiple of 4.");
+    }
+    commandBlocks = address;
+    core->WatchBlocks(address, 2 * kBlockBytes);
+}
+
+void VirtualChip::Implementation::NotePostedCommands(std::uint32_t address, std::size_t length) {
+    for (std::uint32_t i = 0; i < 2 && commandBlocks != 0; ++i) {
+        const std::uint32_t block = commandBlocks + i * kBlockBytes;
+        if (address >= block + kBlockBytes || std::uint64_t{address} + length <= block) {
+            continue;
+        }
+        commands[i].reset();
+        if (PeekWord(block + kBlockStatus) == kNotDone) {
+            commands[i] = {PeekWord(block + kBlockCommand), PeekWord(block), PeekWord(block + kBlockLength), now};
+        }
+    }
+}
+
+void VirtualChip::Implementation::NoteFinishedCommands() {
+    for (std::uint32_t i = 0; i < 2 && commandBlocks != 0; ++i) {
+        const std::uint32_t status = PeekWord(commandBlocks + i * kBlockBytes + kBlockStatus);
+        if (!commands[i] || status == kNotDone) {
+            continue;
+        }
+        const Command done = *std::exchange(commands[i], std::nullopt);
+        const EventKind kind = i == 0 ? EventKind::CommandInBlock0 : EventKind::CommandInBlock1;
+        char text[48];
+        std::snprintf(text, sizeof text, "command 0x%02X, status 0x%08X", done.code, status);
+        log.Add({kind, done.address, done.length, done.start, now, text});
+    }
+}
+
+void VirtualChip::Implementation::ForgetCommands() {
+    commandBlocks = 0;
+    commands = {};
+    core->WatchBlocks(0, 0);
+}
+
+}  // namespace flash::chip

@@ -1,0 +1,134 @@
+// The chip as a whole: memories, controller and core under one clock, reached over the debug link.
+#pragma once
+
+#include <optional>
+#include <string>
+
+#include "chip/ChipLog.h"
+#include "chip/EmulatedCore.h"
+#include "chip/FaultPlan.h"
+#include "chip/FlashArray.h"
+#include "chip/FlashController.h"
+#include "chip/PageBytes.h"
+#include "chip/Random.h"
+#include "chip/Sram.h"
+#include "chip/VirtualChip.h"
+
+namespace flash::chip {
+
+class VirtualChip::Implementation final : public CoreBus {
+public:
+    explicit Implementation(const Settings& chipSettings);
+
+    // The debug link (DebugLink.cpp)
+    void ReadMemory(std::uint32_t address, std::span<std::uint8_t> bytes, std::uint32_t elementSize);
+    void WriteMemory(std::uint32_t address, std::span<const std::uint8_t> bytes, std::uint32_t elementSize);
+    std::uint32_t ReadCoreRegister(CoreRegister number);
+    void WriteCoreRegister(CoreRegister number, std::uint32_t value);
+    void Halt();
+    void Run();
+    bool IsRunning();
+    std::uint32_t ReadIdentificationCode();
+
+    // Time (Clock.cpp)
+    void Pause(Nanoseconds duration);
+    bool PauseWhileWordIs(std::uint32_t address, std::uint32_t value, Nanoseconds bound);
+    bool PauseUntil(const std::function<bool()>& condition, Nanoseconds bound, Nanoseconds step);
+
+    // Power and reset (Power.cpp)
+    void PowerOff();
+    void PowerOn();
+    void Reset();
+
+    // Looking inside (Implementation.cpp)
+    std::vector<std::uint8_t> PeekMemory(std::uint32_t address, std::uint32_t length) const;
+    std::uint32_t PeekWord(std::uint32_t address) const;
+    void PlaceInFlash(std::uint32_t address, std::span<const std::uint8_t> bytes);
+    const Counters& GetCounters();
+    void ObserveCommandBlocks(std::uint32_t address);
+    void ArmBitThatWillNotProgram(std::uint32_t address, unsigned bit);
+
+    Settings settings;  // complete, without the initial flash
+    Random random;
+    ChipLog log;
+    FaultPlan faults;
+    FlashArray flashArray;
+    Nanoseconds now{0};
+    CoreState state = CoreState::Halted;
+    bool isPowered = false;
+    bool isDebugPortDisabled = false;
+
+private:
+    struct Transfer {
+        EventKind kind;
+        std::uint32_t address;
+        std::size_t bytes;
+        std::string text;  // what it does, to go behind "cannot"
+        bool needsDebugPort = true;
+    };
+    struct Command {
+        std::uint32_t code = 0;
+        std::uint32_t address = 0;
+        std::uint32_t length = 0;
+        Nanoseconds start{0};
+    };
+    enum class Region : std::uint8_t { None, Flash, Sram, CcfgWindow, Factory };
+    struct Place {
+        Region region = Region::None;
+        std::uint32_t offset = 0;  // in the region
+        std::span<const std::uint8_t> bytes;
+    };
+
+    // The core's side
+    std::uint32_t LoadRegister(std::uint32_t address, std::uint32_t size) override;
+    void StoreRegister(std::uint32_t address, std::uint32_t size, std::uint32_t value) override;
+    void OnUnalignedRegisterAccess(std::uint32_t address) override;
+    void OnReadOnlyMemoryRead(std::uint32_t address) override;
+    void OnUnwrittenSramRead(std::uint32_t address) override;
+
+    std::uint32_t LoadRegisterWord(std::uint32_t address, Nanoseconds at);
+    ControllerSignals StoreRegisterWord(std::uint32_t address, std::uint32_t value, Nanoseconds at);
+    Place Find(std::uint32_t address, std::size_t length) const;
+
+    // The link
+    void RequireReachable(const Transfer& transfer) const;
+    void Perform(const Transfer& transfer);
+    Nanoseconds DurationOf(const Transfer& transfer) const;
+    void RequireRegisterAccess(const Transfer& transfer, std::uint32_t elementSize);
+    void CheckRead(const Place& place, std::uint32_t address);
+    void WriteSram(const Transfer& transfer, std::span<const std::uint8_t> bytes);
+    void RequireHalted(const std::string& text) const;
+    void ReadRegisters(std::uint32_t address, std::span<std::uint8_t> bytes);
+    void WriteRegisters(std::uint32_t address, std::span<const std::uint8_t> bytes);
+    void StoreInSram(std::uint32_t offset, std::span<const std::uint8_t> bytes);
+
+    // The clock
+    void AdvanceTo(Nanoseconds target);
+    void Step(Nanoseconds target);
+    Nanoseconds After(Nanoseconds duration) const;
+    void Obey(const ControllerSignals& signals);
+    void LockUp(std::uint32_t address, const std::string& text);
+    void StopCore(CoreState next);
+
+    // Power
+    void LosePower();
+    void Boot();
+
+    // Command blocks
+    void NotePostedCommands(std::uint32_t address, std::size_t length);
+    void NoteFinishedCommands();
+    void ForgetCommands();
+
+    PageBytes factory;
+    Sram sram;
+    FlashController controller;
+    std::unique_ptr<EmulatedCore> core;
+    Nanoseconds runStart{0};
+    std::uint32_t runAddress = 0;
+    std::uint32_t vectorTable = 0;
+    ControllerSignals pendingSignals;  // raised by the core's own stores
+    std::uint32_t commandBlocks = 0;   // 0: not observed
+    std::array<std::optional<Command>, 2> commands;
+};
+
+}  // namespace flash::chip

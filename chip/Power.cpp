@@ -1,0 +1,49 @@
+// Power and reset: what is lost, and what the chip samples when it comes up.
+#include "chip/Implementation.h"
+#include "chip/MemoryMap.h"
+
+namespace flash::chip {
+
+void VirtualChip::Implementation::PowerOff() {
+    if (isPowered) {
+        LosePower();
+    }
+}
+
+void VirtualChip::Implementation::PowerOn() {
+    if (isPowered) {
+        return;
+    }
+    isPowered = true;
+    isDebugPortDisabled = flashArray.Bytes()[flashArray.Length() - kDisableCpuDapBeforeEnd] == 0x00;
+    log.AddInstant(EventKind::PowerOn, now);
+    Boot();
+}
+
+void VirtualChip::Implementation::Reset() {
+    if (!isPowered) {
+        return;
+    }
+    controller.Abort(now);
+    StopCore(CoreState::Halted);
+    log.AddInstant(EventKind::Reset, now);
+    Boot();
+}
+
+void VirtualChip::Implementation::LosePower() {
+    controller.Abort(now);
+    StopCore(CoreState::Halted);
+    isPowered = false;
+    log.AddInstant(EventKind::PowerOff, now);
+    ForgetCommands();
+    sram.Lose(random);
+    core->ForgetCode(kSramBase, sram.Length());
+}
+
+void VirtualChip::Implementation::Boot() {
+    controller.PowerUp();
+    core->ClearRegisters();
+    vectorTable = 0;
+}
+
+}  // namespace flash::chip
