@@ -51,7 +51,9 @@ struct HostCall {
 // "PrintMessage text", "WaitMilliseconds 5", "SelectCore Sluice". A memory page other than 1 is added: " page=2".
 std::string TextOf(const HostCall& call);
 
-std::vector<std::string> TextsOf(const std::vector<HostCall>& calls);
+using Texts = std::vector<std::string>;
+
+Texts TextsOf(const std::vector<HostCall>& calls);
 
 // Only the calls of these slots.
 std::vector<HostCall> Only(const std::vector<HostCall>& calls, std::initializer_list<Slot> slots);

@@ -1,0 +1,376 @@
+// The edge of the module: exceptions become texts, results stay untouched on failure. The device is a scripted one.
+#include "flashdevice/boundary/FlashDeviceFactory.h"
+
+#include <gtest/gtest.h>
+
+#include <functional>
+#include <stdexcept>
+#include <vector>
+
+#include "tests/support/FakeHost.h"
+#include "tests/support/LoadedModule.h"
+
+namespace flash::test {
+namespace {
+
+// What every scripted device does and saw; one at a time.
+struct Script {
+    std::function<void()> onConstruct = [] {};
+    std::function<void()> onWork = [] {};
+    std::uint32_t flashSize = 0x1000;
+    bool handlesVerification = false;
+    int living = 0;
+    std::vector<std::string> seen;
+};
+Script script;
+
+class ScriptedDevice {
+public:
+    ScriptedDevice(std::string name, std::string second, std::string third, IFlashHost*) {
+        script.seen.push_back("construct " + name + "|" + second + "|" + third);
+        script.onConstruct();
+        ++script.living;
+    }
+    ~ScriptedDevice() { --script.living; }
+    ScriptedDevice(const ScriptedDevice&) = delete;
+    ScriptedDevice& operator=(const ScriptedDevice&) = delete;
+
+    void Initialize() { Work("initialize"); }
+    std::uint32_t MeasuredFlashSize() {
+        Work("measure");
+        return script.flashSize;
+    }
+    void ProgramData(const unsigned char* data, unsigned address, std::uint32_t length) {
+        Work("program " + std::to_string(data == nullptr ? 0 : data[0]) + " at " + std::to_string(address) +
+             " length " + std::to_string(length));
+    }
+    void ExecuteOperation(const std::string& operation) { Work("execute " + operation); }
+    void OnFlashPhase(std::uint32_t phase) { Work("phase " + std::to_string(phase)); }
+    bool HandlesVerification() {
+        Work("verification");
+        return script.handlesVerification;
+    }
+
+private:
+    static void Work(const std::string& what) {
+        script.seen.push_back(what);
+        script.onWork();
+    }
+};
+
+class OtherScriptedDevice : public ScriptedDevice {
+public:
+    using ScriptedDevice::ScriptedDevice;
+};
+
+using Factory = FlashDeviceFactory<ScriptedDevice, unsigned char, unsigned int>;
+using OtherFactory = FlashDeviceFactory<OtherScriptedDevice, unsigned char, unsigned int>;
+
+constexpr std::uint64_t kTooBig = 0x1'0000'0000;
+
+std::function<void()> Throwing(const std::string& text) {
+    return [text] { throw std::runtime_error(text); };
+}
+
+class Construction : public testing::Test {
+protected:
+    Construction() { script = Script{}; }
+    FakeHost host;
+    IFlashDevice2* device = nullptr;
+};
+
+class Adapter : public Construction {
+protected:
+    Adapter() {
+        EXPECT_STREQ(Factory::Create("LumoD1", "", "", &host, &device), nullptr);
+        script.seen.clear();
+    }
+    ~Adapter() override { device->Release(); }
+
+    bool result = true;
+    bool ready = false;
+    const char* operations = "untouched";
+    const unsigned char data[2] = {7, 8};
+};
+
+TEST_F(Construction, HandsTheTextsToTheDevice) {
+    ASSERT_STREQ(Factory::Create("LumoD1", "second", "third", &host, &device), nullptr);
+
+    EXPECT_EQ(script.seen, Texts{"construct LumoD1|second|third"});
+    EXPECT_STREQ(device->Release(), nullptr);
+    EXPECT_EQ(script.living, 0);
+}
+
+TEST_F(Construction, TakesNullTextsAsEmpty) {
+    ASSERT_STREQ(Factory::Create("LumoD1", nullptr, nullptr, &host, &device), nullptr);
+
+    EXPECT_EQ(script.seen, Texts{"construct LumoD1||"});
+    device->Release();
+}
+
+TEST_F(Construction, FailureIsATextAndLeavesThePlaceUntouched) {
+    auto* const before = reinterpret_cast<IFlashDevice2*>(&host);
+    device = before;
+    script.onConstruct = Throwing("no memory for the device");
+
+    EXPECT_STREQ(Factory::Create("LumoD1", "", "", &host, &device), "no memory for the device");
+
+    EXPECT_EQ(device, before);
+    EXPECT_EQ(script.living, 0);
+}
+
+TEST_F(Construction, ASecondFailureOfTheGenerationOverwritesTheFirstText) {
+    script.onConstruct = Throwing("the first failure");
+    const char* first = Factory::Create("LumoD1", "", "", &host, &device);
+    script.onConstruct = Throwing("the other failure");
+    const char* second = Factory::Create("LumoD1", "", "", &host, &device);
+
+    EXPECT_STREQ(second, "the other failure");
+    EXPECT_EQ(first, second);
+}
+
+TEST_F(Construction, GenerationsKeepTheirTextsApart) {
+    script.onConstruct = Throwing("the first failure");
+    const char* first = Factory::Create("LumoD1", "", "", &host, &device);
+    script.onConstruct = Throwing("the other failure");
+    const char* other = OtherFactory::Create("LumoF2", "", "", &host, &device);
+
+    EXPECT_STREQ(first, "the first failure");
+    EXPECT_STREQ(other, "the other failure");
+}
+
+TEST_F(Construction, TheTextOutlivesASuccess) {
+    script.onConstruct = Throwing("the first failure");
+    const char* text = Factory::Create("LumoD1", "", "", &host, &device);
+    script.onConstruct = [] {};
+
+    ASSERT_STREQ(Factory::Create("LumoD1", "", "", &host, &device), nullptr);
+
+    EXPECT_STREQ(text, "the first failure");
+    device->Release();
+}
+
+TEST_F(Construction, OtherExceptionsPassThrough) {
+    script.onConstruct = [] { throw 42; };
+
+    EXPECT_THROW(Factory::Create("LumoD1", "", "", &host, &device), int);
+    EXPECT_EQ(device, nullptr);
+}
+
+TEST_F(Construction, NeedsAPlaceForTheDevice) {
+    EXPECT_NE(Factory::Create("LumoD1", "", "", &host, nullptr), nullptr);
+    EXPECT_EQ(script.living, 0);
+}
+
+TEST_F(Adapter, InitializeTellsTheOperations) {
+    EXPECT_STREQ(device->Initialize(&ready, &operations), nullptr);
+
+    EXPECT_TRUE(ready);
+    EXPECT_STREQ(operations,
+                 "Erase, EraseSectors, ReadPriBle, ReadSecBle, WriteSecBle, ReadPriIeee, ReadSecIeee, WriteSecIeee, "
+                 "BlankCheck");
+}
+
+TEST_F(Adapter, AFailingInitializeLeavesItsResultsUntouched) {
+    const char* const before = operations;
+    script.onWork = Throwing("no chip");
+
+    EXPECT_STREQ(device->Initialize(&ready, &operations), "no chip");
+
+    EXPECT_FALSE(ready);
+    EXPECT_EQ(operations, before);
+}
+
+TEST_F(Adapter, AnAddressIsInFlashUpToTheSizeItself) {
+    struct Case {
+        std::uint64_t address;
+        std::uint32_t flashSize;
+        bool isInside;
+    };
+    const Case cases[] = {
+        {0, 0x1000, true},       {0xFFF, 0x1000, true},        {0x1000, 0x1000, true},
+        {0x1001, 0x1000, false}, {0xFFFF'FFFF, 0x1000, false}, {0, 0, true},
+        {1, 0, false},           {0x8000'0000, 0x1000, false},
+    };
+    for (const Case& each : cases) {
+        script.flashSize = each.flashSize;
+        result = !each.isInside;
+        EXPECT_STREQ(device->IsAddressInFlash(each.address, &result), nullptr);
+        EXPECT_EQ(result, each.isInside) << each.address;
+    }
+}
+
+TEST_F(Adapter, ARangeIsInFlashWhenItsEndIs) {
+    struct Case {
+        const char* name;
+        std::uint64_t address;
+        std::uint32_t length;
+        bool isInside;
+    };
+    const Case cases[] = {
+        {"all of flash", 0, 0x1000, true},
+        {"one byte more", 0, 0x1001, false},
+        {"nothing at the end", 0x1000, 0, true},
+        {"one byte behind the end", 0x1000, 1, false},
+        {"the sum wraps to 0x10", 0xFFFF'FFF0, 0x20, true},
+        {"the sum wraps to 0", 0xFFFF'FFFF, 1, true},
+        {"the highest end", 0xFFFF'FFFF, 0, false},
+        {"the sum wraps to the end", 0xFFFF'FFFF, 0x1001, true},
+        {"the sum wraps beyond the end", 0xFFFF'FFFF, 0x1002, false},
+    };
+    for (const Case& each : cases) {
+        result = !each.isInside;
+        EXPECT_STREQ(device->IsRangeInFlash(each.address, each.length, &result), nullptr);
+        EXPECT_EQ(result, each.isInside) << each.name;
+    }
+}
+
+TEST_F(Adapter, AddressesBeyond32BitsAreRefusedBeforeAnythingIsDone) {
+    const char* const expected = "Address value is too big";
+
+    for (const std::uint64_t address : {kTooBig, kTooBig + 0x10, ~std::uint64_t{0}}) {
+        EXPECT_STREQ(device->IsAddressInFlash(address, &result), expected);
+        EXPECT_STREQ(device->IsRangeInFlash(address, 1, &result), expected);
+        EXPECT_STREQ(device->Write(data, address, 2), expected);
+        EXPECT_STREQ(device->HandlesVerification(address, &result), expected);
+    }
+
+    EXPECT_TRUE(result);
+    EXPECT_TRUE(script.seen.empty());
+}
+
+TEST_F(Adapter, TheHighestAddressIsPassedOn) {
+    EXPECT_STREQ(device->Write(data, 0xFFFF'FFFF, 2), nullptr);
+    EXPECT_STREQ(device->HandlesVerification(0xFFFF'FFFF, &result), nullptr);
+
+    EXPECT_EQ(script.seen, (Texts{"program 7 at 4294967295 length 2", "verification"}));
+}
+
+TEST_F(Adapter, AnEmptyWriteNeedsNoData) {
+    EXPECT_STREQ(device->Write(nullptr, 16, 0), nullptr);
+    EXPECT_EQ(script.seen, Texts{"program 0 at 16 length 0"});
+}
+
+TEST_F(Adapter, PhasesAreNarrowedTo32Bits) {
+    for (const std::int64_t phase : {std::int64_t{1}, std::int64_t{-1}, std::int64_t{0x1'0000'0002}}) {
+        EXPECT_STREQ(device->NotifyPhase(phase), nullptr);
+    }
+    EXPECT_EQ(script.seen, (Texts{"phase 1", "phase 4294967295", "phase 2"}));
+}
+
+TEST_F(Adapter, NamesArePassedOnAndNullIsEmpty) {
+    EXPECT_STREQ(device->Execute("ReadSecBle"), nullptr);
+    EXPECT_STREQ(device->Execute(nullptr), nullptr);
+    EXPECT_EQ(script.seen, (Texts{"execute ReadSecBle", "execute "}));
+}
+
+TEST_F(Adapter, HandsOnWhetherTheDeviceVerifies) {
+    for (const bool handles : {true, false}) {
+        script.handlesVerification = handles;
+        EXPECT_STREQ(device->HandlesVerification(0, &result), nullptr);
+        EXPECT_EQ(result, handles);
+    }
+}
+
+TEST_F(Adapter, EveryOperationTurnsAFailureIntoItsText) {
+    script.onWork = [] { throw std::logic_error("Unknown property \"X\""); };
+    const char* const expected = "Unknown property \"X\"";
+
+    EXPECT_STREQ(device->Initialize(&ready, &operations), expected);
+    EXPECT_STREQ(device->IsAddressInFlash(0, &result), expected);
+    EXPECT_STREQ(device->IsRangeInFlash(0, 0, &result), expected);
+    EXPECT_STREQ(device->Write(data, 0, 2), expected);
+    EXPECT_STREQ(device->Execute("Erase"), expected);
+    EXPECT_STREQ(device->NotifyPhase(1), expected);
+    EXPECT_STREQ(device->HandlesVerification(0, &result), expected);
+
+    EXPECT_TRUE(result);  // as before
+}
+
+TEST_F(Adapter, OtherExceptionsPassThroughEveryOperation) {
+    script.onWork = [] { throw 42; };
+
+    EXPECT_THROW(device->Initialize(&ready, &operations), int);
+    EXPECT_THROW(device->IsAddressInFlash(0, &result), int);
+    EXPECT_THROW(device->IsRangeInFlash(0, 0, &result), int);
+    EXPECT_THROW(device->Write(data, 0, 2), int);
+    EXPECT_THROW(device->Execute("Erase"), int);
+    EXPECT_THROW(device->NotifyPhase(1), int);
+    EXPECT_THROW(device->HandlesVerification(0, &result), int);
+}
+
+TEST_F(Adapter, TheFirstTextShowsTheSecondFailure) {
+    script.onWork = Throwing("short");
+    const char* first = device->Execute("A");
+    script.onWork = Throwing(std::string(2048, 'x'));
+    const char* second = device->Execute("B");
+
+    EXPECT_EQ(first, second);
+    EXPECT_EQ(first, std::string(2048, 'x'));
+}
+
+TEST_F(Adapter, ATextLivesOnThroughSuccesses) {
+    script.onWork = Throwing("kept");
+    const char* text = device->Execute("A");
+    script.onWork = [] {};
+
+    device->Execute("B");
+    device->NotifyPhase(2);
+
+    EXPECT_STREQ(text, "kept");
+}
+
+TEST_F(Adapter, AnyTargetDataTypeIsUnsupportedAndLeavesTheLastTextAlone) {
+    EXPECT_STREQ(device->SetTargetDataType(0), "Unsupported target data type");  // before Initialize
+    script.onWork = Throwing("kept");
+    const char* text = device->Execute("A");
+
+    EXPECT_STREQ(device->SetTargetDataType(4), "Unsupported target data type");
+
+    EXPECT_STREQ(text, "kept");
+    EXPECT_EQ(script.seen, Texts{"execute A"});
+}
+
+TEST_F(Adapter, ANullResultIsAnErrorAndNoCrash) {
+    EXPECT_NE(device->Initialize(nullptr, &operations), nullptr);
+    EXPECT_NE(device->Initialize(&ready, nullptr), nullptr);
+    EXPECT_NE(device->IsAddressInFlash(0, nullptr), nullptr);
+    EXPECT_NE(device->IsRangeInFlash(0, 0, nullptr), nullptr);
+    EXPECT_NE(device->Write(nullptr, 0, 1), nullptr);
+    EXPECT_NE(device->HandlesVerification(0, nullptr), nullptr);
+    EXPECT_TRUE(script.seen.empty());
+}
+
+TEST_F(Construction, EverySlotAnswersThroughTheRawTable) {
+    ASSERT_STREQ(Factory::Create("LumoD1", "", "", &host, &device), nullptr);
+    script.seen.clear();
+    const unsigned char data[1] = {9};
+    bool ready = false;
+    bool result = false;
+    const char* operations = nullptr;
+
+    EXPECT_EQ(CallSlot(device, 0, &ready, &operations), nullptr);
+    EXPECT_EQ(CallSlot(device, 1, std::uint64_t{0x1000}, &result), nullptr);
+    EXPECT_EQ(CallSlot(device, 2, std::uint64_t{0xFF0}, std::uint32_t{0x10}, &result), nullptr);
+    EXPECT_STREQ(CallSlot(device, 3, std::uint64_t{1}), "Unsupported target data type");
+    EXPECT_EQ(CallSlot(device, 4, &data[0], std::uint64_t{0x20}, std::uint32_t{1}), nullptr);
+    EXPECT_EQ(CallSlot(device, 5, "BlankCheck"), nullptr);
+    EXPECT_EQ(CallSlot(device, 6, std::int64_t{2}), nullptr);
+    EXPECT_EQ(CallSlot(device, 7, std::uint64_t{0}, &result), nullptr);
+    EXPECT_EQ(CallSlot(device, 8), nullptr);
+
+    EXPECT_TRUE(ready);
+    EXPECT_EQ(script.seen, (Texts{"initialize", "measure", "measure", "program 9 at 32 length 1", "execute BlankCheck",
+                                  "phase 2", "verification"}));
+    EXPECT_EQ(script.living, 0);
+}
+
+TEST(KeepText, HoldsTheWholeText) {
+    std::string holder = "before";
+    EXPECT_STREQ(KeepText(holder, "a longer text than before"), "a longer text than before");
+    EXPECT_EQ(KeepText(holder, ""), holder.c_str());
+    EXPECT_EQ(holder, "");
+}
+
+}  // namespace
+}  // namespace flash::test
