@@ -39,6 +39,8 @@ void FakeHost::FailNthOfAny(std::size_t n, const std::string& text) { Plan({std:
 
 void FakeHost::FailFrom(Slot slot, std::size_t n, const std::string& text) { Plan({slot, "", n, true, text}); }
 
+void FakeHost::FailAllFrom(std::size_t n, const std::string& text) { Plan({std::nullopt, "", n, true, text}); }
+
 void FakeHost::HideProperty(const std::string& name, std::size_t n) { Plan({Slot::GetProperty, name, n, false, ""}); }
 
 void FakeHost::Plan(Failure failure) {
@@ -77,7 +79,8 @@ const char* FakeHost::PlannedError(const HostCall& call) {
             continue;
         }
         lastFailure = call.slot;
-        const char* error = Lend(failure->text);
+        const bool isLater = !failure->slot && failure->strikes++ != 0;
+        const char* error = Lend(failure->text + (isLater ? " +" + std::to_string(failure->strikes - 1) : ""));
         if (failure->isLasting) {
             failure->callsLeft = 1;
         } else {

@@ -49,6 +49,8 @@ public:
     void FailNth(Slot slot, std::size_t n, const std::string& text);
     void FailNthOfAny(std::size_t n, const std::string& text);
     void FailFrom(Slot slot, std::size_t n, const std::string& text);
+    // As `FailNthOfAny`, and all calls behind it fail too, each with its own text: "text +1", "text +2", …
+    void FailAllFrom(std::size_t n, const std::string& text);
     void StopFailing() { failures.clear(); }
 
     // The n-th `GetProperty` of one name from now on returns null once.
@@ -99,6 +101,7 @@ private:
         std::size_t callsLeft;     // until it strikes; 1: at the next matching call
         bool isLasting;
         std::string text;
+        std::size_t strikes = 0;  // so far
     };
 
     void Plan(Failure failure);
