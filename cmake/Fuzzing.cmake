@@ -1,0 +1,32 @@
+# Fuzz targets. With FLASH_FUZZ (Clang, preset `fuzz`) each is a libFuzzer program; without it each is a replay driver, so
+# that every test run on every compiler feeds every file of the corpus to it. Corpus: fuzz/corpus/NAME, in both cases.
+option(FLASH_FUZZ "Build the fuzz targets with libFuzzer" OFF)
+if(FLASH_FUZZ AND NOT CMAKE_CXX_COMPILER_ID MATCHES "Clang")
+    message(FATAL_ERROR "FLASH_FUZZ needs Clang: use the preset `fuzz`")
+endif()
+if(FLASH_FUZZ)
+    target_compile_options(flash_build_options INTERFACE -fsanitize=fuzzer-no-link)
+    target_link_options(flash_build_options INTERFACE -fsanitize=fuzzer-no-link)
+endif()
+
+add_custom_target(fuzz_targets)  # all of them
+
+# `flash_add_fuzz_target(NAME intel_hex SOURCES a.cpp … LIBRARIES x …)`: program fuzz_NAME, test fuzz_NAME.
+function(flash_add_fuzz_target)
+    cmake_parse_arguments(ARG "" "NAME" "SOURCES;LIBRARIES" ${ARGN})
+    set(target fuzz_${ARG_NAME})
+    set(corpus ${PROJECT_SOURCE_DIR}/fuzz/corpus/${ARG_NAME})
+    add_executable(${target} ${ARG_SOURCES})
+    set_target_properties(${target} PROPERTIES RUNTIME_OUTPUT_DIRECTORY ${CMAKE_BINARY_DIR}/fuzz-targets)
+    add_dependencies(fuzz_targets ${target})
+    target_link_libraries(${target} PRIVATE ${ARG_LIBRARIES} flash_build_options)
+    target_include_directories(${target} PRIVATE ${PROJECT_SOURCE_DIR})
+    if(FLASH_FUZZ)
+        target_link_options(${target} PRIVATE -fsanitize=fuzzer)
+        add_test(NAME ${target} COMMAND ${target} -runs=0 ${corpus})
+    else()
+        target_sources(${target} PRIVATE ${PROJECT_SOURCE_DIR}/fuzz/ReplayMain.cpp)
+        add_test(NAME ${target} COMMAND ${target} ${corpus})
+    endif()
+    set_tests_properties(${target} PROPERTIES ENVIRONMENT "WINEDEBUG=-all" TIMEOUT 300)
+endfunction()

@@ -1,0 +1,61 @@
+// The simplest model of memory: one entry per byte. Second readers build it, images are compared with it.
+#pragma once
+
+#include <cstdint>
+#include <map>
+#include <optional>
+#include <string_view>
+
+#include "fuzz/FuzzTarget.h"
+#include "host/files/ProgramImage.h"
+
+namespace flash::fuzz {
+
+struct ByteMap {
+    std::map<std::uint32_t, std::uint8_t> bytes;
+    std::optional<std::uint32_t> entryPoint;
+    bool operator==(const ByteMap&) const = default;
+
+    // False when the byte does not fit or is there already.
+    bool Put(std::uint64_t address, std::uint8_t byte) {
+        return address <= 0xFFFF'FFFF && bytes.emplace(static_cast<std::uint32_t>(address), byte).second;
+    }
+};
+
+// Also checks what every image promises: ascending order, no empty segment, gaps between runs, an origin for each byte.
+inline ByteMap MapOf(const host::ProgramImage& image) {
+    ByteMap map;
+    map.entryPoint = image.entryPoint;
+    std::uint64_t freeFrom = 0;
+    for (const auto& [address, segment] : image.Segments()) {
+        FuzzRequire(!segment.bytes.empty() && address >= freeFrom, "segments are in order and not empty");
+        freeFrom = std::uint64_t{address} + segment.bytes.size();
+        FuzzRequire(freeFrom <= std::uint64_t{1} << 32, "segments lie in the address space");
+    }
+    std::uint64_t end = 0;
+    bool isFirst = true;
+    for (const host::DataRun& run : image.Runs()) {
+        FuzzRequire(!run.bytes.empty() && (isFirst || run.address > end), "a gap lies between two runs");
+        isFirst = false;
+        end = run.address;
+        for (const std::uint8_t byte : run.bytes) {
+            FuzzRequire(image.OriginAt(static_cast<std::uint32_t>(end)) != nullptr, "each byte has an origin");
+            map.Put(end++, byte);
+        }
+    }
+    FuzzRequire(map.bytes.size() == image.ByteCount(), "all bytes are counted");
+    return map;
+}
+
+// Null when `read` refuses, which it must do with a text that names the file.
+template <typename Read>
+std::optional<ByteMap> MapOrRefusal(std::string_view fileName, Read read) {
+    try {
+        return MapOf(read());
+    } catch (const host::ProgramFileError& error) {
+        FuzzRequire(std::string_view(error.what()).starts_with(fileName), "a refusal names the file");
+        return std::nullopt;
+    }
+}
+
+}  // namespace flash::fuzz

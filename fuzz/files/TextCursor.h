@@ -1,0 +1,69 @@
+// The second readers' way through text: lines by hand, numbers by the standard library.
+#pragma once
+
+#include <charconv>
+#include <cstddef>
+#include <cstdint>
+#include <optional>
+#include <string_view>
+#include <vector>
+
+namespace flash::fuzz {
+
+// Lines at each LF, without the CR in front of it.
+inline std::vector<std::string_view> LinesOf(std::string_view text) {
+    std::vector<std::string_view> lines;
+    std::size_t start = 0;
+    for (std::size_t i = 0; i < text.size(); ++i) {
+        if (text[i] == '\n') {
+            const std::size_t end = i > start && text[i - 1] == '\r' ? i - 1 : i;
+            lines.push_back(text.substr(start, end - start));
+            start = i + 1;
+        }
+    }
+    lines.push_back(text.substr(start));
+    return lines;
+}
+
+// Takes numbers of so many digits off a line. What does not fit makes it bad for good.
+class TextCursor {
+public:
+    explicit TextCursor(std::string_view line) : rest(line) {}
+
+    std::uint32_t Number(std::size_t digits) {
+        std::uint32_t value = 0;
+        const char* end = rest.data() + digits;
+        if (rest.size() < digits || std::from_chars(rest.data(), end, value, 16).ptr != end) {
+            isBad = true;
+            return 0;
+        }
+        rest.remove_prefix(digits);
+        return value;
+    }
+
+    // A byte, added to the sum.
+    std::uint8_t Byte() {
+        const auto byte = static_cast<std::uint8_t>(Number(2));
+        sum += byte;
+        return byte;
+    }
+
+    std::uint32_t Bytes(unsigned count) {
+        std::uint32_t value = 0;
+        while (count-- > 0) {
+            value = value * 256 + Byte();
+        }
+        return value;
+    }
+
+    bool IsGood() const { return !isBad; }
+    bool IsAtEnd() const { return rest.empty(); }
+
+    unsigned sum = 0;
+
+private:
+    std::string_view rest;
+    bool isBad = false;
+};
+
+}  // namespace flash::fuzz
