@@ -17,8 +17,8 @@ Bytes Pattern(std::size_t lengthBytes, std::uint8_t seed) {
     return bytes;
 }
 
-ConnectedChip::ConnectedChip(const ChipModel& model, std::uint32_t sectorCount)
-    : target(model, sectorCount), device(MakeDevice(model.deviceName, &target.host)) {}
+ConnectedChip::ConnectedChip(const ChipModel& model, std::uint32_t sectorCount, const DeviceMaker& makeDevice)
+    : target(model, sectorCount), device(makeDevice(model.deviceName, &target.host)) {}
 
 std::string ConnectedChip::Initialize() {
     bool ready = false;

@@ -2,6 +2,7 @@
 #pragma once
 
 #include <cstdint>
+#include <functional>
 #include <string>
 #include <vector>
 
@@ -20,10 +21,13 @@ struct Segment {
     Bytes data;
 };
 
+using DeviceMaker = std::function<DevicePointer(const char* deviceName, IFlashHost* host)>;
+
 class ConnectedChip {
 public:
     explicit ConnectedChip(const ChipModel& model) : ConnectedChip(model, model.reference.sectorCount) {}
-    ConnectedChip(const ChipModel& model, std::uint32_t sectorCount);
+    // A device of the built module, or one that is made otherwise.
+    ConnectedChip(const ChipModel& model, std::uint32_t sectorCount, const DeviceMaker& makeDevice = MakeDevice);
 
     TestTarget target;
     DevicePointer device;

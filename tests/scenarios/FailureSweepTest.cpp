@@ -13,14 +13,6 @@
 namespace flash::test {
 namespace {
 
-struct EndState {
-    Bytes flash;
-    Settings settings;
-    bool operator==(const EndState&) const = default;
-};
-
-EndState StateOf(const ConnectedChip& chip) { return {chip.Flash(), chip.target.host.properties}; }
-
 // No two alike; with what would hurt a formatter, and sometimes longer than its buffer.
 std::string RandomText(std::mt19937& random) {
     std::string text = "fault " + std::to_string(random()) + " 100%s %n%08X";
@@ -28,14 +20,6 @@ std::string RandomText(std::mt19937& random) {
         text += std::string(600, static_cast<char>('a' + random() % 26));
     }
     return text + (random() % 2 == 0 ? "\n" : "");
-}
-
-// CCFG was dropped with the copy that the failed run held: a careful host has its own.
-std::string PutBackCcfg(ConnectedChip& chip, const Bytes& ccfg) {
-    Settings& settings = chip.target.host.properties;
-    settings["KeepCcfgSetting"] = "0";
-    settings["FlashEraseSetting"] = "Necessary Sectors Only (Retain untouched content within sector)";
-    return chip.Load({{chip.target.FlashEnd() - kCcfgSize, ccfg}});
 }
 
 class FailureSweep : public testing::TestWithParam<Scenario> {
@@ -135,8 +119,4 @@ INSTANTIATE_TEST_SUITE_P(Scenarios, FailureSweep, testing::ValuesIn(AllScenarios
                          [](const auto& scenario) { return scenario.param.name; });
 
 }  // namespace
-
-// GoogleTest prints parameters by this.
-void PrintTo(const Scenario& scenario, std::ostream* out) { *out << scenario.name; }
-
 }  // namespace flash::test

@@ -199,8 +199,8 @@ Scenarios CatalogueOfBoth() {
 
 }  // namespace
 
-std::unique_ptr<ConnectedChip> Prepare(const Scenario& scenario) {
-    auto chip = std::make_unique<ConnectedChip>(*scenario.model, scenario.sectorCount);
+std::unique_ptr<ConnectedChip> Prepare(const Scenario& scenario, const DeviceMaker& makeDevice) {
+    auto chip = std::make_unique<ConnectedChip>(*scenario.model, scenario.sectorCount, makeDevice);
     const std::uint32_t sector = chip->target.Geometry().sectorSize;
     const std::uint32_t flashEnd = chip->target.FlashEnd();
     TargetMemory& memory = chip->target.host.memory;
@@ -219,6 +219,17 @@ std::unique_ptr<ConnectedChip> Prepare(const Scenario& scenario) {
     chip->ForgetPast();
     return chip;
 }
+
+std::string PutBackCcfg(ConnectedChip& chip, const Bytes& ccfg) {
+    Settings& settings = chip.target.host.properties;
+    settings["KeepCcfgSetting"] = "0";
+    settings["FlashEraseSetting"] = kRetain;
+    return chip.Load({{chip.target.FlashEnd() - kCcfgSize, ccfg}});
+}
+
+EndState StateOf(const ConnectedChip& chip) { return {chip.Flash(), chip.target.host.properties}; }
+
+void PrintTo(const Scenario& scenario, std::ostream* out) { *out << scenario.name; }
 
 const std::vector<Scenario>& AllScenarios() {
     static const std::vector<Scenario> all = CatalogueOfBoth();

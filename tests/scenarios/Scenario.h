@@ -5,6 +5,7 @@
 #include <functional>
 #include <map>
 #include <memory>
+#include <ostream>
 #include <string>
 #include <vector>
 
@@ -31,7 +32,22 @@ struct Scenario {
 
 // Flash with an old program in sectors 1 and 2, a CCFG that is nowhere erased, and the scenario's settings; initialized
 // unless the scenario does that itself. Nothing recorded.
-std::unique_ptr<ConnectedChip> Prepare(const Scenario& scenario);
+std::unique_ptr<ConnectedChip> Prepare(const Scenario& scenario, const DeviceMaker& makeDevice = MakeDevice);
+
+// CCFG was dropped with the copy that a failed run held: a careful host has its own. Changes settings.
+std::string PutBackCcfg(ConnectedChip& chip, const Bytes& ccfg);
+
+// What is left of a run.
+struct EndState {
+    Bytes flash;
+    Settings settings;
+    bool operator==(const EndState&) const = default;
+};
+
+EndState StateOf(const ConnectedChip& chip);
+
+// GoogleTest prints parameters by this.
+void PrintTo(const Scenario& scenario, std::ostream* out);
 
 const std::vector<Scenario>& AllScenarios();
 
