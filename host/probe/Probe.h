@@ -55,6 +55,9 @@ public:
     // reads it again and again; a probe whose hardware can watch a word does better.
     virtual bool PauseWhileWordIs(std::uint32_t address, std::uint32_t value, std::chrono::microseconds bound);
 
+    // Tells a probe that records what happens where the flashloader's two command blocks lie.
+    virtual void WatchCommandBlocks(std::uint32_t /*address*/) {}
+
     // A steady clock of the probe's own choice, for limits and for speeds; only differences mean anything.
     virtual std::chrono::nanoseconds Now() = 0;
 

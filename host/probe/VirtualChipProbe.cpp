@@ -1,0 +1,150 @@
+// Each probe call is one call of the virtual chip; its errors become ProbeError.
+#include "host/probe/VirtualChipProbe.h"
+
+#include <fmt/format.h>
+
+#include "host/Failure.h"
+#include "host/files/ProgramFile.h"
+
+namespace flash::host {
+namespace {
+
+constexpr std::uint32_t kIdentificationRegister = 1;
+constexpr std::uint32_t kFirstRevisionBit = 28;
+
+template <typename Work>
+auto Access(const std::string& attempt, Work work) {
+    try {
+        return work();
+    } catch (const chip::ChipError& error) {
+        throw ProbeError(fmt::format("{}: {}", attempt, error.what()));
+    }
+}
+
+chip::CoreRegister CoreRegisterOf(std::uint32_t number) {
+    if (number < kFirstCoreRegister || number > kProgramCounterRegister) {
+        throw ProbeError(fmt::format("The core has no register number {}", number));
+    }
+    return static_cast<chip::CoreRegister>(number - kFirstCoreRegister);
+}
+
+chip::VirtualChip ReadChip(const std::filesystem::path& file) {
+    try {
+        return chip::VirtualChip::FromSavedState(LoadFile(file));
+    } catch (const std::exception& error) {
+        throw Failure(FailureKind::Unreachable,
+                      fmt::format("Cannot power up the virtual chip in {}: {}", file.string(), error.what()));
+    }
+}
+
+}  // namespace
+
+chip::Settings VirtualChipSettings(const DeviceDescription& device) {
+    chip::Settings settings;
+    settings.generation = device.IsSecondGeneration() ? chip::Generation::LumoF : chip::Generation::LumoD;
+    settings.sectorCount = device.sectorCount;
+    settings.ramSizeCode = static_cast<std::uint8_t>(device.ramSizeCode);
+    settings.identificationCode = device.revisionCode << kFirstRevisionBit | 1;
+    // Of the ranges for private use, so that they are nobody's.
+    settings.primaryIeeeAddress = {0x08, 0x07, 0x06, 0x05, 0x04, 0x03, 0x02, 0x02};
+    settings.primaryBleAddress = {0x06, 0x05, 0x04, 0x03, 0x02, 0xC2};
+    return settings;
+}
+
+VirtualChipProbe VirtualChipProbe::Open(const DeviceDescription& device,
+                                        const std::optional<std::filesystem::path>& file) {
+    const chip::Settings wanted = VirtualChipSettings(device);
+    if (!file || !std::filesystem::exists(*file)) {
+        return VirtualChipProbe(chip::VirtualChip(wanted));
+    }
+    VirtualChipProbe probe(ReadChip(*file));
+    const chip::Settings& found = probe.chip.GetSettings();
+    if (found.generation != wanted.generation || found.sectorCount != wanted.sectorCount) {
+        throw Failure(FailureKind::Unreachable,
+                      fmt::format("{} holds {}, which is no {}; choose the right --device or another file",
+                                  file->string(), probe.Describe(), device.name));
+    }
+    return probe;
+}
+
+void VirtualChipProbe::Save(const std::filesystem::path& file) const {
+    const std::vector<std::uint8_t> state = chip.SaveState();
+    if (std::filesystem::exists(file) && LoadFile(file) == state) {
+        return;
+    }
+    const std::filesystem::path fresh = file.string() + ".new";
+    SaveFile(fresh, state);
+    std::filesystem::rename(fresh, file);
+}
+
+std::string VirtualChipProbe::Describe() const {
+    return fmt::format("a virtual {} with {} KiB of flash",
+                       chip.GetSettings().generation == chip::Generation::LumoF ? "LumoF" : "LumoD",
+                       chip.FlashBytes() / 1024);
+}
+
+void VirtualChipProbe::SelectRoute(const std::string& route) {
+    if (route != "Cortex" && route != "Sluice") {
+        throw ProbeError(fmt::format("There is no debug route \"{}\"", route));
+    }
+    isRouterSelected = route == "Sluice";
+}
+
+void VirtualChipProbe::Run() {
+    Access("Cannot run the core", [&] { chip.Run(); });
+}
+
+void VirtualChipProbe::Halt() {
+    Access("Cannot halt the core", [&] { chip.Halt(); });
+}
+
+CoreState VirtualChipProbe::ReadCoreState() {
+    return Access("Cannot read the core's state", [&] {
+        switch (chip.State()) {
+            case chip::CoreState::Running:
+                return CoreState{true, std::nullopt, ""};
+            case chip::CoreState::LockedUp:
+                return CoreState{false, std::nullopt, "locked up"};
+            default:
+                return CoreState{false, chip.ReadCoreRegister(chip::CoreRegister::Pc), ""};
+        }
+    });
+}
+
+void VirtualChipProbe::ReadMemory(std::uint32_t address, std::span<std::uint8_t> bytes, std::size_t elementSize) {
+    Access(fmt::format("Cannot read {} bytes at 0x{:08X}", bytes.size(), address),
+           [&] { chip.ReadMemory(address, bytes, static_cast<std::uint32_t>(elementSize)); });
+}
+
+void VirtualChipProbe::WriteMemory(std::uint32_t address, std::span<const std::uint8_t> bytes,
+                                   std::size_t elementSize) {
+    Access(fmt::format("Cannot write {} bytes at 0x{:08X}", bytes.size(), address),
+           [&] { chip.WriteMemory(address, bytes, static_cast<std::uint32_t>(elementSize)); });
+}
+
+std::uint64_t VirtualChipProbe::ReadRegister(std::uint32_t registerNumber) {
+    return Access(fmt::format("Cannot read register {}", registerNumber), [&]() -> std::uint64_t {
+        if (!isRouterSelected) {
+            return chip.ReadCoreRegister(CoreRegisterOf(registerNumber));
+        }
+        if (registerNumber != kIdentificationRegister) {
+            throw ProbeError(fmt::format("The debug router has no register {}", registerNumber));
+        }
+        return chip.ReadIdentificationCode();
+    });
+}
+
+void VirtualChipProbe::WriteRegister(std::uint32_t registerNumber, std::uint64_t value) {
+    Access(fmt::format("Cannot write register {}", registerNumber),
+           [&] { chip.WriteCoreRegister(CoreRegisterOf(registerNumber), static_cast<std::uint32_t>(value)); });
+}
+
+void VirtualChipProbe::Pause(std::chrono::microseconds duration) { chip.Pause(duration); }
+
+bool VirtualChipProbe::PauseWhileWordIs(std::uint32_t address, std::uint32_t value, std::chrono::microseconds bound) {
+    return chip.PauseWhileWordIs(address, value, bound);
+}
+
+std::chrono::nanoseconds VirtualChipProbe::Now() { return chip.Now(); }
+
+}  // namespace flash::host

@@ -1,0 +1,36 @@
+// Who watches the host work: progress, messages and complaints. The library prints nothing itself.
+#pragma once
+
+#include <chrono>
+#include <cstdint>
+#include <string>
+#include <string_view>
+
+namespace flash::host {
+
+enum class Phase { Load, Erase, Program, Verify, Read, Close };
+
+// "load", "erase", …
+std::string_view PhaseName(Phase phase);
+
+class Observer {
+public:
+    virtual ~Observer() = default;
+
+    // Bytes; a total of 0 means that the amount is not known. Phases do not nest.
+    virtual void PhaseStarted(Phase phase, std::uint64_t totalBytes) = 0;
+    virtual void PhaseAdvanced(Phase phase, std::uint64_t doneBytes, std::chrono::nanoseconds elapsed) = 0;
+    virtual void PhaseFinished(Phase phase, std::uint64_t doneBytes, std::chrono::nanoseconds elapsed) = 0;
+
+    virtual void PluginMessage(const std::string& text) = 0;  // the plug-in's own words
+    virtual void PluginError(const std::string& text) = 0;    // counted as a failure by the session
+    virtual void Note(const std::string& text) = 0;
+    virtual void Warning(const std::string& text) = 0;
+
+protected:
+    Observer() = default;
+    Observer(const Observer&) = default;
+    Observer& operator=(const Observer&) = default;
+};
+
+}  // namespace flash::host

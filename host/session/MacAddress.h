@@ -1,0 +1,21 @@
+// Radio addresses as text: two hexadecimal digits per byte, ':' between bytes, most significant byte first.
+#pragma once
+
+#include <cstddef>
+#include <cstdint>
+#include <span>
+#include <string>
+#include <string_view>
+
+namespace flash::host {
+
+inline constexpr std::size_t kBleAddressBytes = 6;
+inline constexpr std::size_t kIeeeAddressBytes = 8;
+
+// Upper case with colons. Takes '-' for ':' and lower case; anything else throws Failure (BadInput) naming `option`.
+std::string ParseMacAddress(std::string_view text, std::size_t lengthBytes, std::string_view option);
+
+// `bytes` as on the target: least significant byte first.
+std::string PrintMacAddress(std::span<const std::uint8_t> bytes);
+
+}  // namespace flash::host

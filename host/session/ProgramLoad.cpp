@@ -1,0 +1,302 @@
+// A program load from plan to closing phase, and its way back when something fails in between.
+#include <fmt/format.h>
+
+#include <algorithm>
+
+#include "host/Failure.h"
+#include "host/session/MacAddress.h"
+#include "host/session/Session.h"
+
+namespace flash::host {
+namespace {
+
+constexpr std::int64_t kPhaseLoadStarts = 1;
+constexpr std::int64_t kPhaseLoadFinished = 2;
+constexpr std::uint32_t kProtectablePages = 64;
+constexpr const char* kNoEraseText = "Do not erase sectors (program load only)";
+
+const char* EraseText(EraseChoice erase) {
+    switch (erase) {
+        case EraseChoice::Retain:
+            return "Necessary Sectors Only (Retain untouched content within sector)";
+        case EraseChoice::All:
+            return "All Unprotected Sectors";
+        case EraseChoice::Listed:
+            return "Specific Sectors";
+        case EraseChoice::None:
+            return kNoEraseText;
+        default:
+            return "Necessary Sectors Only";
+    }
+}
+
+[[noreturn]] void Refuse(const std::string& text) { throw Failure(FailureKind::BadInput, text); }
+
+const char* OnOff(bool isOn) { return isOn ? "1" : "0"; }
+
+}  // namespace
+
+// ---- The plan
+
+PlanRequest Session::MakeRequest(const ProgramOptions& options) {
+    const std::uint32_t pageCount = info.geometry.sectorCount;
+    PlanRequest request{info.geometry,      options.erase,       PageSet(pageCount),
+                        PageSet(pageCount), options.skippedFill, std::nullopt};
+    if (options.erase == EraseChoice::Listed) {
+        request.erasedPages = ParsePageList(options.erasedPages, pageCount, "--erase sectors:");
+    }
+    if (options.skippedPages) {
+        request.skippedPages = ParsePageList(*options.skippedPages, pageCount, "--skip-pages");
+    }
+    if (options.keepCcfg) {
+        const CcfgInfo ccfg = ReadCcfg();
+        if (ccfg.sizeBytes != 0) {
+            request.keptCcfgAddress = ccfg.address;
+        } else {
+            observer.Warning("The chip holds no valid CCFG, so there is none to keep");
+        }
+    }
+    return request;
+}
+
+void Session::RefuseContradictions(const PlanRequest& request, const ProgramOptions& options) const {
+    const ClosingChanges& closing = options.closing;
+    for (std::uint32_t page = 0; page < info.geometry.sectorCount; ++page) {
+        if (request.skippedPages.Contains(page) && request.erasedPages.Contains(page)) {
+            Refuse(fmt::format("Page {} is to be erased and to be skipped", page));
+        }
+    }
+    if (closing.IsAny() && request.skippedPages.Contains(info.geometry.sectorCount - 1)) {
+        Refuse("CCFG lies in the last page; it cannot be changed while that page is skipped");
+    }
+    if ((closing.retainBle && closing.ble) || (closing.retainIeee && closing.ieee)) {
+        Refuse("An address can be retained or replaced, not both");
+    }
+    if (closing.ble) {
+        ParseMacAddress(*closing.ble, kBleAddressBytes, "--ble");
+    }
+    if (closing.ieee) {
+        ParseMacAddress(*closing.ieee, kIeeeAddressBytes, "--ieee");
+    }
+    if (closing.protectedPages) {
+        const PageSet pages = ParsePageList(*closing.protectedPages, info.geometry.sectorCount, "--protect");
+        for (std::uint32_t page = kProtectablePages; page < pages.PageCount(); ++page) {
+            if (pages.Contains(page)) {
+                Refuse(fmt::format(
+                    "--protect: page {} shares its protection bit with another; only 0 to {} can be protected", page,
+                    kProtectablePages - 1));
+            }
+        }
+    }
+}
+
+WritePlan Session::Plan(const ProgramImage& image, const ProgramOptions& options) {
+    RequireInside(image, 0, info.geometry.SizeBytes(), "flash");
+    const PlanRequest request = MakeRequest(options);
+    RefuseContradictions(request, options);
+    if (request.erase == EraseChoice::All && !request.skippedPages.IsEmpty()) {
+        observer.Warning("Pages are skipped, so only the sectors that are written get erased, not all");
+    }
+    WritePlan plan = MakeWritePlan(image.Runs(), request, [this](std::uint32_t address, std::uint32_t length) {
+        return ReadMemory(address, length);
+    });
+    if (plan.writes.empty()) {
+        Refuse("Nothing is left to program: everything in the file is skipped");
+    }
+    if (plan.keepsCcfg && plan.ExpectedBytes() < image.ByteCount() &&
+        image.Segments().rbegin()->first + image.Segments().rbegin()->second.bytes.size() > *request.keptCcfgAddress) {
+        observer.Warning("The file has data for CCFG, which is not programmed because the chip's own is kept");
+    }
+    WarnAboutProtection(plan);
+    return plan;
+}
+
+void Session::WarnAboutProtection(const WritePlan& plan) {
+    const PageSet isProtected = ReadCcfg().protectedPages;
+    PageSet touched(info.geometry.sectorCount);
+    for (std::uint32_t page = 0; page < info.geometry.sectorCount; ++page) {
+        const SectorPlan& sector = plan.sectors[page];
+        if (isProtected.Contains(page) && (sector.isWritten || (sector.isErased && plan.erase != EraseChoice::All))) {
+            touched.Add(page);
+        }
+    }
+    if (!touched.IsEmpty()) {
+        observer.Warning(fmt::format("The chip protects pages {}, which the load touches", touched.Text()));
+    }
+}
+
+// ---- Settings of a load
+
+void Session::SetProgramOptions(ScopedSettings& scope, const ProgramOptions& options, const WritePlan& plan) {
+    const PageSet skipped = plan.Pages(&SectorPlan::isSkippedPage);
+    scope.Set("FlashEraseSetting", EraseText(options.erase));
+    scope.Set("ProgramLoadEraseSpecificText",
+              options.erase == EraseChoice::Listed
+                  ? ParsePageList(options.erasedPages, info.geometry.sectorCount, "--erase").Text()
+                  : "");
+    scope.Set("KeepCcfgSetting", OnOff(options.keepCcfg));
+    scope.Set("FlashPageToggle", OnOff(!skipped.IsEmpty()));
+    scope.Set("FlashPages", skipped.Text());
+    scope.Set("FlashPagesFilledWith", OnOff(options.skippedFill.has_value()));
+    // The only form in which every byte value is understood.
+    scope.Set("FlashPagesFilledWithValue", fmt::format("0x{:02X}", options.skippedFill.value_or(0xFF)));
+    scope.Set("CrcVerify", OnOff(options.verification == Verification::Crc));
+    SetClosing(scope, options.closing);
+}
+
+void Session::SetClosing(ScopedSettings& scope, const ClosingChanges& changes) {
+    scope.Set("RetainBleSecondaryAddr", OnOff(changes.retainBle));
+    scope.Set("RetainIeeeSecondaryAddr", OnOff(changes.retainIeee));
+    scope.Set("OverrideBleSecondaryAddr", OnOff(changes.ble.has_value()));
+    scope.Set("OverrideIeeeSecondaryAddr", OnOff(changes.ieee.has_value()));
+    scope.Set("WriteProtectionToggle", OnOff(changes.protectedPages.has_value()));
+    scope.Set("DisableBootloader", OnOff(changes.disableBootloader));
+    scope.Set("DisableCpuDap", OnOff(changes.disableDebug));
+    if (changes.ble) {
+        scope.Set("DeviceBleSecondary", ParseMacAddress(*changes.ble, kBleAddressBytes, "--ble"));
+    }
+    if (changes.ieee) {
+        scope.Set("DeviceIeeeSecondary", ParseMacAddress(*changes.ieee, kIeeeAddressBytes, "--ieee"));
+    }
+}
+
+Session::Kept Session::Remember(const ProgramOptions& options) {
+    Kept kept;
+    if (const CcfgInfo ccfg = ReadCcfg(); options.keepCcfg && ccfg.sizeBytes != 0) {
+        kept.ccfgAddress = ccfg.address;
+        kept.ccfg = ReadMemory(ccfg.address, ccfg.sizeBytes);
+    }
+    if (options.closing.retainBle) {
+        kept.ble = ReadAddressField("DeviceBleSecondary");
+        observer.Note(fmt::format("Retaining the BLE address {}", kept.ble));
+    }
+    if (options.closing.retainIeee) {
+        kept.ieee = ReadAddressField("DeviceIeeeSecondary");
+        observer.Note(fmt::format("Retaining the IEEE address {}", kept.ieee));
+    }
+    return kept;
+}
+
+// ---- The load
+
+LoadResult Session::Program(const WritePlan& plan, const ProgramOptions& options) {
+    const Kept kept = Remember(options);
+    RequireNotInterrupted();
+    const auto start = probe.Now();
+    ScopedSettings scope(settings);
+    SetProgramOptions(scope, options, plan);
+    Operate("Starting the load", Phase::Program, 0, [this] { plugin.NotifyPhase(kPhaseLoadStarts); });
+    try {
+        Load(plan, scope);
+        RequireAllProgrammed(plan, options, kept);
+        VerifyLoad(plan, options, kept);
+    } catch (const Failure&) {
+        AbandonLoad(options.closing, kept, scope);
+        throw;
+    }
+    Close(options.closing, scope);
+    if (options.verification != Verification::None) {
+        CheckClosed(options.closing, kept);
+    }
+    const bool isVerified = options.verification != Verification::None;
+    return {plan.WrittenBytes(), plan.ExpectedBytes(), isVerified ? plan.ExpectedBytes() : 0, probe.Now() - start};
+}
+
+void Session::Load(const WritePlan& plan, ScopedSettings& scope) {
+    Operate("Programming", Phase::Program, plan.WrittenBytes(), [&] {
+        for (const DataRun& run : plan.writes) {
+            plugin.Write(run.address, run.bytes.data(), static_cast<std::uint32_t>(run.bytes.size()));
+            if (plan.erase == EraseChoice::Listed) {
+                // Each write would erase the listed sectors again, and with them what the last one programmed.
+                scope.Set("FlashEraseSetting", kNoEraseText);
+            }
+        }
+        if (plugin.HandlesVerification(plan.writes.front().address)) {
+            observer.Note("The plug-in decides what is programmed or checks it; only what was sent is compared");
+        }
+    });
+}
+
+// A bank erase that cannot start makes the plug-in drop the data and report success.
+void Session::RequireAllProgrammed(const WritePlan& plan, const ProgramOptions& options, const Kept& kept) const {
+    if (services.ProgrammedBytes() < plan.WrittenBytes()) {
+        throw Failure(FailureKind::Operation,
+                      fmt::format("Programming: reported as done, but the flashloader programmed {} of {} bytes",
+                                  services.ProgrammedBytes(), plan.WrittenBytes()));
+    }
+    const std::size_t unchecked = plan.sectors.back().isWritten ? kept.ccfg.size() : 0;
+    if (options.verification == Verification::Crc && services.CheckedBytes() + unchecked < plan.WrittenBytes()) {
+        throw Failure(FailureKind::Operation,
+                      fmt::format("Programming: only {} of {} bytes were checked by CRC; try --verify readback",
+                                  services.CheckedBytes(), plan.WrittenBytes()));
+    }
+}
+
+void Session::VerifyLoad(const WritePlan& plan, const ProgramOptions& options, const Kept& kept) {
+    if (options.verification == Verification::ReadBack) {
+        Compare(plan.expected);
+    }
+    if (options.verification != Verification::None && !kept.ccfg.empty() &&
+        ReadMemory(kept.ccfgAddress, static_cast<std::uint32_t>(kept.ccfg.size())) != kept.ccfg) {
+        throw Failure(FailureKind::Difference, "Programming: the kept CCFG was not put back as it was");
+    }
+}
+
+// The load is over without its end. What was to be retained may be erased by now, so it is written back; no other
+// change is made.
+void Session::AbandonLoad(const ClosingChanges& changes, const Kept& kept, ScopedSettings& scope) {
+    try {
+        ClosingChanges retained;
+        retained.retainBle = changes.retainBle && ReadAddressField("DeviceBleSecondary") != kept.ble;
+        retained.retainIeee = changes.retainIeee && ReadAddressField("DeviceIeeeSecondary") != kept.ieee;
+        SetClosing(scope, retained);
+        Close(retained, scope);
+    } catch (const Failure& failure) {
+        observer.Warning(fmt::format("Ending the load after the failure below: {}", failure.what()));
+    }
+}
+
+void Session::Close(const ClosingChanges& changes, ScopedSettings& scope) {
+    scope.Set("KeepCcfgSetting", "0");  // it would put the old CCFG back over the changed one
+    scope.Set("FlashPageToggle", "0");
+    scope.Set("FlashPagesFilledWith", "0");
+    if (changes.protectedPages) {
+        // The plug-in replaces the protection; pages that are protected stay so.
+        PageSet pages = ReadCcfg().protectedPages;
+        const PageSet added = ParsePageList(*changes.protectedPages, info.geometry.sectorCount, "--protect");
+        for (std::uint32_t page = 0; page < std::min(kProtectablePages, added.PageCount()); ++page) {
+            if (added.Contains(page)) {
+                pages.Add(page);
+            }
+        }
+        scope.Set("WriteProtectionText", pages.Text());
+    }
+    Operate(changes.IsAny() ? "Changing CCFG" : "Ending the load", Phase::Close, info.geometry.sectorSizeBytes,
+            [this] { plugin.NotifyPhase(kPhaseLoadFinished); });
+}
+
+void Session::CheckClosed(const ClosingChanges& changes, const Kept& kept) {
+    if (!changes.IsAny()) {
+        return;
+    }
+    const auto demand = [](bool isAsWanted, const char* what) {
+        if (!isAsWanted) {
+            throw Failure(FailureKind::Difference, fmt::format("Changing CCFG: {} is not what was asked for", what));
+        }
+    };
+    const std::string ble = changes.ble ? ParseMacAddress(*changes.ble, kBleAddressBytes, "--ble") : kept.ble;
+    const std::string ieee = changes.ieee ? ParseMacAddress(*changes.ieee, kIeeeAddressBytes, "--ieee") : kept.ieee;
+    const CcfgInfo ccfg = ReadCcfg();
+    demand(ble.empty() || ReadAddressField("DeviceBleSecondary") == ble, "the secondary BLE address");
+    demand(ieee.empty() || ReadAddressField("DeviceIeeeSecondary") == ieee, "the secondary IEEE address");
+    demand(!changes.disableBootloader || ccfg.isBootloaderDisabled, "the boot loader switch");
+    demand(!changes.disableDebug || ccfg.isDebugDisabled, "the debug port switch");
+    if (changes.protectedPages) {
+        const PageSet wanted = ParsePageList(*changes.protectedPages, info.geometry.sectorCount, "--protect");
+        for (std::uint32_t page = 0; page < wanted.PageCount(); ++page) {
+            demand(!wanted.Contains(page) || ccfg.protectedPages.Contains(page), "the write protection");
+        }
+    }
+}
+
+}  // namespace flash::host

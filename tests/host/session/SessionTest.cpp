@@ -1,0 +1,553 @@
+// Whole operations through the real plug-in and the real flashloader on the virtual chip, both generations: what a
+// careful host promises, seen in flash.
+#include "host/session/Session.h"
+
+#include <gtest/gtest.h>
+
+#include <numeric>
+
+#include "host/probe/VirtualChipProbe.h"
+#include "tests/host/support/RecordingObserver.h"
+#include "tests/host/support/Throws.h"
+
+namespace flash::host {
+namespace {
+
+class Bench {
+public:
+    explicit Bench(const std::string& name, const std::string& plugin = REAL_PLUGIN_MODULE,
+                   const std::string& fakeBehaviour = "")
+        : device(FindDevice(LoadDeviceDescriptions(FLASH_DEVICES_FOLDER), name)),
+          probe(VirtualChipProbe::Open(device, std::nullopt)),
+          module(plugin),
+          settings(DefaultSettings()) {
+        device.AddTo(settings);
+        settings.Set("FakeBehaviour", fakeBehaviour);
+    }
+
+    Session& Connect() {
+        session.emplace(probe, settings, device, device.name, module, HOST_DATA_FOLDER, observer, isInterrupted);
+        return *session;
+    }
+
+    chip::VirtualChip& Chip() { return probe.Chip(); }
+    std::vector<std::uint8_t> Flash(std::uint32_t address, std::size_t length) {
+        const auto flash = Chip().Flash().subspan(address, length);
+        return {flash.begin(), flash.end()};
+    }
+
+    DeviceDescription device;
+    VirtualChipProbe probe;
+    PluginModule module;
+    Settings settings;
+    RecordingObserver observer;
+    std::atomic<bool> isInterrupted{false};
+    std::optional<Session> session;
+};
+
+std::vector<std::uint8_t> Pattern(std::size_t length, std::uint8_t seed = 1) {
+    std::vector<std::uint8_t> bytes(length);
+    for (std::size_t i = 0; i < length; ++i) {
+        bytes[i] = static_cast<std::uint8_t>(i * 7 + (i >> 8) * 13 + seed);
+    }
+    return bytes;
+}
+
+ProgramImage ImageOf(std::initializer_list<std::pair<std::uint32_t, std::vector<std::uint8_t>>> pieces) {
+    ProgramImage image;
+    for (const auto& [address, bytes] : pieces) {
+        image.Add(address, bytes, {"test.bin", ""});
+    }
+    return image;
+}
+
+LoadResult Program(Session& session, const ProgramImage& image, const ProgramOptions& options = {}) {
+    return session.Program(session.Plan(image, options), options);
+}
+
+// A valid CCFG: its size in the flags word, everything enabled, and recognisable bytes around the fields.
+std::vector<std::uint8_t> GoodCcfg() {
+    std::vector<std::uint8_t> ccfg(0x58, 0xFF);
+    const std::uint8_t flags[] = {0x01, 0x00, 0x58, 0x00};
+    std::copy(std::begin(flags), std::end(flags), ccfg.begin() + 8);
+    ccfg[0] = 0x5A;
+    return ccfg;
+}
+
+class BothGenerations : public testing::TestWithParam<const char*> {};
+INSTANTIATE_TEST_SUITE_P(Session, BothGenerations, testing::Values("LumoD1F64", "LumoF2F352"));
+
+TEST_P(BothGenerations, InfoIsWhatThePluginMeasured) {
+    Bench bench(GetParam());
+
+    const ChipInfo info = bench.Connect().Info();
+
+    EXPECT_EQ(info.geometry, (FlashGeometry{bench.device.sectorSizeBytes, bench.device.sectorCount}));
+    EXPECT_NE(info.operations.find("BlankCheck"), std::string::npos);
+    EXPECT_EQ(bench.Chip().GetCounters().flashOperations, 0u);
+}
+
+TEST_P(BothGenerations, EveryEraseChoiceAndVerificationLeavesTheFileInFlash) {
+    for (const EraseChoice erase :
+         {EraseChoice::Necessary, EraseChoice::Retain, EraseChoice::All, EraseChoice::Listed, EraseChoice::None}) {
+        for (const Verification verification : {Verification::Crc, Verification::ReadBack, Verification::None}) {
+            if (verification != Verification::Crc && erase != EraseChoice::Necessary && erase != EraseChoice::None) {
+                continue;  // the ways of erasing differ in what is sent, not in how it is compared
+            }
+            SCOPED_TRACE(static_cast<int>(erase) * 10 + static_cast<int>(verification));
+            Bench bench(GetParam());
+            ProgramOptions options;
+            options.erase = erase;
+            options.erasedPages = "0-2,5";
+            options.verification = verification;
+            const auto bytes = Pattern(9000);
+
+            const LoadResult result = Program(bench.Connect(), ImageOf({{0x104, bytes}}), options);
+
+            EXPECT_EQ(bench.Flash(0x104, bytes.size()), bytes);
+            EXPECT_EQ(result.fileBytes, bytes.size());
+            EXPECT_EQ(result.verifiedBytes, verification == Verification::None ? 0 : bytes.size());
+            EXPECT_EQ(bench.Chip().ViolationTotal(), 0u);
+        }
+    }
+}
+
+TEST_P(BothGenerations, TwoPiecesOfOneSectorBothSurviveAndEachSectorIsErasedOnce) {
+    Bench bench(GetParam());
+    Session& session = bench.Connect();
+    Program(session, ImageOf({{0, Pattern(3 * bench.device.sectorSizeBytes, 9)}}));
+    const auto before = bench.Chip().GetCounters().sectorErases;
+
+    Program(session, ImageOf({{0x10, Pattern(100)}, {0x800, Pattern(100)}}));
+
+    EXPECT_EQ(bench.Flash(0x10, 100), Pattern(100));
+    EXPECT_EQ(bench.Flash(0x800, 100), Pattern(100));
+    EXPECT_EQ(bench.Flash(0x400, 4), std::vector<std::uint8_t>(4, 0xFF));
+    EXPECT_EQ(bench.Chip().GetCounters().sectorErases[0] - before[0], 1u);
+    EXPECT_EQ(bench.Chip().GetCounters().sectorErases[1], before[1]);
+}
+
+TEST_P(BothGenerations, RetainingKeepsTheRestOfASector) {
+    Bench bench(GetParam());
+    Session& session = bench.Connect();
+    const auto old = Pattern(bench.device.sectorSizeBytes, 9);
+    Program(session, ImageOf({{0, old}}));
+    ProgramOptions options;
+    options.erase = EraseChoice::Retain;
+
+    Program(session, ImageOf({{0x100, Pattern(64)}}), options);
+
+    auto expected = old;
+    std::copy_n(Pattern(64).begin(), 64, expected.begin() + 0x100);
+    EXPECT_EQ(bench.Flash(0, expected.size()), expected);
+}
+
+TEST_P(BothGenerations, ListedSectorsAreErasedOnceBeforeTheFirstWriteOnly) {
+    Bench bench(GetParam());
+    Session& session = bench.Connect();
+    const std::uint32_t sector = bench.device.sectorSizeBytes;
+    Program(session, ImageOf({{0, Pattern(8 * sector, 9)}}));
+    ProgramOptions options;
+    options.erase = EraseChoice::Listed;
+    options.erasedPages = "0-6";
+
+    Program(session, ImageOf({{0, Pattern(16)}, {4 * sector, Pattern(16)}}), options);
+
+    EXPECT_EQ(bench.Flash(0, 16), Pattern(16));
+    EXPECT_EQ(bench.Flash(4 * sector, 16), Pattern(16));
+    EXPECT_EQ(bench.Flash(2 * sector, 16), std::vector<std::uint8_t>(16, 0xFF));
+    EXPECT_NE(bench.Flash(7 * sector, 16), std::vector<std::uint8_t>(16, 0xFF));
+}
+
+TEST_P(BothGenerations, SkippedPagesStayAndTheirNeighboursAreWholeToTheLastByte) {
+    Bench bench(GetParam());
+    Session& session = bench.Connect();
+    const std::uint32_t sector = bench.device.sectorSizeBytes;
+    ProgramOptions options;
+    options.skippedPages = "1,3";
+    const auto bytes = Pattern(5 * sector);
+
+    Program(session, ImageOf({{0, bytes}}), options);
+
+    for (const std::uint32_t page : {0u, 2u, 4u}) {
+        EXPECT_EQ(bench.Flash(page * sector, sector),
+                  std::vector<std::uint8_t>(bytes.begin() + page * sector, bytes.begin() + (page + 1) * sector));
+    }
+    EXPECT_EQ(bench.Flash(sector, sector), std::vector<std::uint8_t>(sector, 0xFF));
+    EXPECT_EQ(bench.Chip().GetCounters().sectorErases[3], 0u);
+}
+
+TEST_P(BothGenerations, EraseAllWithSkippedPagesLeavesThemAndTheSettingIsPutBack) {
+    Bench bench(GetParam());
+    Session& session = bench.Connect();
+    const std::uint32_t sector = bench.device.sectorSizeBytes;
+    Program(session, ImageOf({{sector, Pattern(sector, 9)}}));
+    ProgramOptions options;
+    options.erase = EraseChoice::All;
+    options.skippedPages = "1";
+
+    Program(session, ImageOf({{0, Pattern(16)}}), options);
+    EXPECT_EQ(bench.Flash(sector, sector), Pattern(sector, 9));
+    options.skippedPages.reset();
+    Program(session, ImageOf({{0, Pattern(16)}}), options);
+
+    EXPECT_EQ(bench.Flash(sector, sector), std::vector<std::uint8_t>(sector, 0xFF))
+        << "the plug-in's override was not undone";
+}
+
+TEST_P(BothGenerations, AKeptCcfgSurvivesEveryEraseChoice) {
+    for (const EraseChoice erase :
+         {EraseChoice::Necessary, EraseChoice::Retain, EraseChoice::All, EraseChoice::Listed}) {
+        SCOPED_TRACE(static_cast<int>(erase));
+        Bench bench(GetParam());
+        const std::uint32_t end = bench.device.FlashSizeBytes();
+        bench.Chip().PlaceInFlash(end - 0x58, GoodCcfg());
+        ProgramOptions options;
+        options.keepCcfg = true;
+        options.erase = erase;
+        options.erasedPages = "0-" + std::to_string(bench.device.sectorCount - 1);
+        // Data that ends below CCFG in the last sector, and a file that has bytes for CCFG.
+        const std::uint32_t last = end - bench.device.sectorSizeBytes;
+
+        Session& session = bench.Connect();
+        Program(session, ImageOf({{last, Pattern(64)}}), options);
+        EXPECT_EQ(bench.Flash(end - 0x58, 0x58), GoodCcfg());
+        Program(session, ImageOf({{last, Pattern(bench.device.sectorSizeBytes, 3)}}), options);
+
+        EXPECT_EQ(bench.Flash(end - 0x58, 0x58), GoodCcfg());
+        EXPECT_EQ(bench.Flash(last, 64), Pattern(64, 3));
+    }
+}
+
+TEST_P(BothGenerations, KeepingAndChangingCcfgInOneLoadDoBoth) {
+    Bench bench(GetParam());
+    const std::uint32_t end = bench.device.FlashSizeBytes();
+    bench.Chip().PlaceInFlash(end - 0x58, GoodCcfg());
+    ProgramOptions options;
+    options.keepCcfg = true;
+    options.closing.ble = "C2:00:00:00:00:01";
+    options.closing.disableBootloader = true;
+
+    Session& session = bench.Connect();
+    Program(session, ImageOf({{end - bench.device.sectorSizeBytes, Pattern(64)}}), options);
+
+    EXPECT_EQ(session.ReadAddress(AddressKind::SecondaryBle), "C2:00:00:00:00:01");
+    EXPECT_TRUE(session.ReadCcfg().isBootloaderDisabled);
+    EXPECT_EQ(bench.Flash(end - 0x58, 1)[0], 0x5A);
+}
+
+TEST_P(BothGenerations, RetainedAddressesSurviveABankErase) {
+    Bench bench(GetParam());
+    Session& session = bench.Connect();
+    session.WriteAddress(AddressKind::SecondaryBle, "C2:00:00:00:00:02");
+    session.WriteAddress(AddressKind::SecondaryIeee, "02:00:00:00:00:00:00:03");
+    session.ReadAddress(AddressKind::SecondaryBle);  // turns the plug-in's cached copy round
+    ProgramOptions options;
+    options.erase = EraseChoice::All;
+    options.closing.retainBle = true;
+    options.closing.retainIeee = true;
+
+    Program(session, ImageOf({{0, Pattern(64)}}), options);
+
+    EXPECT_EQ(session.ReadAddress(AddressKind::SecondaryBle), "C2:00:00:00:00:02");
+    EXPECT_EQ(session.ReadAddress(AddressKind::SecondaryIeee), "02:00:00:00:00:00:00:03");
+}
+
+TEST_P(BothGenerations, AFailedLoadPutsRetainedAddressesBackAndTheNextOneSucceeds) {
+    Bench bench(GetParam());
+    Session& session = bench.Connect();
+    session.WriteAddress(AddressKind::SecondaryBle, "C2:00:00:00:00:02");
+    ProgramOptions options;
+    options.erase = EraseChoice::All;
+    options.closing.retainBle = true;
+    options.closing.disableBootloader = true;
+    const WritePlan plan = session.Plan(ImageOf({{0, Pattern(4096)}}), options);
+    bench.Chip().Arm(chip::Fault::OperationFails, 5);  // the bank erase is the first, then words
+
+    const std::string text = FailureOf(FailureKind::Operation, [&] { session.Program(plan, options); });
+
+    EXPECT_NE(text.find("Timed out waiting for target flashloader"), std::string::npos) << text;
+    EXPECT_NE(text.find("programming failed; the flash state machine's status is 4"), std::string::npos) << text;
+    EXPECT_EQ(session.ReadAddress(AddressKind::SecondaryBle), "C2:00:00:00:00:02");
+    EXPECT_FALSE(session.ReadCcfg().isBootloaderDisabled) << "an abandoned load changes nothing else";
+    session.Program(plan, options);
+    EXPECT_EQ(bench.Flash(0, 4096), Pattern(4096));
+}
+
+TEST_P(BothGenerations, ASilentCoreIsExplained) {
+    Bench bench(GetParam());
+    Session& session = bench.Connect();
+    const WritePlan plan = session.Plan(ImageOf({{0, Pattern(4096)}}), {});
+    bench.Chip().Arm(chip::Fault::CoreStopsAtOperation, 3);
+
+    const std::string text = FailureOf(FailureKind::Operation, [&] { session.Program(plan, {}); });
+
+    EXPECT_NE(text.find("the flashloader never answered"), std::string::npos) << text;
+    EXPECT_NE(text.find("locked up"), std::string::npos) << text;
+}
+
+TEST_P(BothGenerations, ALyingFlashIsFoundByCrcAndByReadingBack) {
+    for (const Verification verification : {Verification::Crc, Verification::ReadBack}) {
+        Bench bench(GetParam());
+        Session& session = bench.Connect();
+        ProgramOptions options;
+        options.verification = verification;
+        const WritePlan plan = session.Plan(ImageOf({{0, Pattern(4096)}}), options);
+        bench.Chip().Arm(chip::Fault::OperationDoesNothing, 20);  // one of the first words
+
+        const std::string text = FailureOf(FailureKind::Difference, [&] { session.Program(plan, options); });
+
+        EXPECT_NE(text.find("first at 0x000000"), std::string::npos) << text;
+    }
+}
+
+TEST_P(BothGenerations, AnUnawaitedRestoreThatFailsFailsTheLoad) {
+    Bench bench(GetParam());
+    const std::uint32_t end = bench.device.FlashSizeBytes();
+    bench.Chip().PlaceInFlash(end - 0x58, GoodCcfg());
+    ProgramOptions options;
+    options.keepCcfg = true;
+    options.verification = Verification::None;
+    Session& session = bench.Connect();
+    const WritePlan plan =
+        session.Plan(ImageOf({{end - bench.device.sectorSizeBytes, std::vector<std::uint8_t>(4, 0x00)}}), options);
+    bench.Chip().Arm(chip::Fault::OperationFails, 3);  // the erase, the file's word, then the first word of the restore
+
+    const std::string text = FailureOf(FailureKind::Operation, [&] { session.Program(plan, options); });
+
+    EXPECT_NE(text.find("not waited for by the plug-in: command 4"), std::string::npos) << text;
+}
+
+TEST_P(BothGenerations, AnInterruptionStopsBetweenSectorsAndTheSameLoadSucceedsAfterwards) {
+    Bench bench(GetParam());
+    Session& session = bench.Connect();
+    const ProgramImage image = ImageOf({{0, Pattern(10 * bench.device.sectorSizeBytes)}});
+    const WritePlan plan = session.Plan(image, {});
+    bench.isInterrupted = true;
+
+    FailureOf(FailureKind::Interrupted, [&] { session.Program(plan, {}); });
+    bench.isInterrupted = false;
+    session.Program(plan, {});
+
+    EXPECT_EQ(session.Verify(image), image.ByteCount());
+}
+
+TEST_P(BothGenerations, EraseAndBlankCheckAndSectors) {
+    Bench bench(GetParam());
+    Session& session = bench.Connect();
+    const std::uint32_t sector = bench.device.sectorSizeBytes;
+    session.BlankCheck();
+    Program(session, ImageOf({{0x100, Pattern(4 * sector)}}));
+
+    const std::string text = FailureOf(FailureKind::Difference, [&] { session.BlankCheck(); });
+    EXPECT_NE(text.find("first at 0x00000100"), std::string::npos) << text;
+    session.EraseSectors("1-2");
+    EXPECT_EQ(bench.Flash(sector, 2 * sector), std::vector<std::uint8_t>(2 * sector, 0xFF));
+    EXPECT_NE(bench.Flash(3 * sector, 16), std::vector<std::uint8_t>(16, 0xFF));
+    session.EraseAll(false);
+    session.BlankCheck();
+}
+
+TEST(Session, ABlankCheckOfBlankFlashIsNeverCalledProgrammedWhereverTheCoreStops) {
+    int failures = 0;
+    for (std::uint64_t transfer = 1; transfer <= 24; ++transfer) {
+        SCOPED_TRACE(transfer);
+        Bench bench("LumoD1F32");
+        Session& session = bench.Connect();
+        bench.Chip().Arm(chip::Fault::CoreStopsAtTransfer, transfer);
+        try {
+            session.BlankCheck();
+        } catch (const Failure& failure) {
+            ++failures;
+            EXPECT_EQ(failure.Kind(), FailureKind::Operation) << failure.what();
+            EXPECT_NE(std::string(failure.what()).find("no answer that can be trusted"), std::string::npos)
+                << failure.what();
+        }
+    }
+    EXPECT_GT(failures, 0);
+}
+
+TEST_P(BothGenerations, AFailingLastEraseThatThePluginDoesNotWaitForIsFound) {
+    Bench bench(GetParam());
+    Session& session = bench.Connect();
+    Program(session, ImageOf({{0, Pattern(64)}}));
+    bench.Chip().Arm(chip::Fault::OperationFails, 1);
+
+    const std::string text = FailureOf(FailureKind::Operation, [&] { session.EraseSectors("0"); });
+
+    EXPECT_NE(text.find("erasing sector 0 failed"), std::string::npos) << text;
+}
+
+TEST_P(BothGenerations, ABankEraseKeepsCcfgWhenAsked) {
+    Bench bench(GetParam());
+    const std::uint32_t end = bench.device.FlashSizeBytes();
+    bench.Chip().PlaceInFlash(end - 0x58, GoodCcfg());
+    bench.Chip().PlaceInFlash(0, Pattern(64));
+
+    bench.Connect().EraseAll(true);
+
+    EXPECT_EQ(bench.Flash(end - 0x58, 0x58), GoodCcfg());
+    EXPECT_EQ(bench.Flash(0, 64), std::vector<std::uint8_t>(64, 0xFF));
+}
+
+TEST_P(BothGenerations, ProtectionIsAddedToWhatIsProtected) {
+    Bench bench(GetParam());
+    Session& session = bench.Connect();
+    ClosingChanges changes;
+    changes.protectedPages = "0,2";
+    session.ChangeCcfg(changes);
+    changes.protectedPages = "5";
+
+    session.ChangeCcfg(changes);
+
+    EXPECT_EQ(session.ReadCcfg().protectedPages.Text(), "0,2,5");
+}
+
+TEST_P(BothGenerations, ANamedOperationLeavesCcfgAloneWhateverTheSettingsSay) {
+    Bench bench(GetParam());
+    for (const std::string& option : ClosingOptions()) {
+        bench.settings.Set(option, "1");
+    }
+    Session& session = bench.Connect();
+
+    session.BlankCheck();
+    session.EraseSectors("0");
+
+    EXPECT_FALSE(session.ReadCcfg().isDebugDisabled);
+    EXPECT_FALSE(session.ReadCcfg().isBootloaderDisabled);
+    session.BlankCheck();
+}
+
+TEST_P(BothGenerations, WhatCannotWorkIsRefusedBeforeAnythingIsTouched) {
+    Bench bench(GetParam());
+    Session& session = bench.Connect();
+    const ProgramImage image = ImageOf({{0, Pattern(16)}});
+    const std::string last = std::to_string(bench.device.sectorCount - 1);
+    struct Case {
+        const char* name;
+        std::function<void(ProgramOptions&)> set;
+        const char* expected;
+    };
+    const Case cases[] = {
+        {"last page skipped",
+         [&](ProgramOptions& o) {
+             o.skippedPages = last;
+             o.closing.disableBootloader = true;
+         },
+         "while that page is skipped"},
+        {"all skipped", [&](ProgramOptions& o) { o.skippedPages = "0"; }, "Nothing is left to program"},
+        {"erased and skipped",
+         [&](ProgramOptions& o) {
+             o.skippedPages = "3";
+             o.erase = EraseChoice::Listed;
+             o.erasedPages = "2-4";
+         },
+         "Page 3 is to be erased and to be skipped"},
+        {"stray comma", [&](ProgramOptions& o) { o.skippedPages = "1,"; }, "nothing between two commas"},
+        {"retain and replace",
+         [&](ProgramOptions& o) {
+             o.closing.retainBle = true;
+             o.closing.ble = "C2:00:00:00:00:01";
+         },
+         "retained or replaced"},
+        {"bad address", [&](ProgramOptions& o) { o.closing.ieee = "C2:00"; }, "not an address of 8 bytes"},
+        {"bad protection", [&](ProgramOptions& o) { o.closing.protectedPages = "999"; }, "page 999 does not exist"},
+    };
+    for (const Case& c : cases) {
+        SCOPED_TRACE(c.name);
+        ProgramOptions options;
+        c.set(options);
+        const std::string text = FailureOf(FailureKind::BadInput, [&] { session.Plan(image, options); });
+        EXPECT_NE(text.find(c.expected), std::string::npos) << text;
+    }
+    EXPECT_THROW(session.Plan(ImageOf({{bench.device.FlashSizeBytes() - 1, Pattern(2)}}), {}), ProgramFileError);
+    EXPECT_EQ(bench.Chip().GetCounters().flashOperations, 0u);
+    EXPECT_EQ(bench.Chip().GetCounters().bytesWritten, 0u);
+}
+
+TEST(Session, AFlashThatDoesNotGoWithTheDescriptionIsRefused) {
+    Bench bench("LumoD1F64", FAKE_PLUGIN_MODULE, "odd size");
+
+    EXPECT_NE(FailureOf(FailureKind::Unreachable, [&] { bench.Connect(); }).find("does --device fit the chip?"),
+              std::string::npos);
+}
+
+TEST(Session, AChipThatCannotBeIdentifiedIsNotReachable) {
+    Bench bench("LumoD1F64", FAKE_PLUGIN_MODULE, "Initialize fails");
+
+    EXPECT_NE(FailureOf(FailureKind::Unreachable, [&] { bench.Connect(); }).find("no chip answers"), std::string::npos);
+}
+
+TEST(Session, WhatThePluginOnlyReportsFailsTheOperation) {
+    Bench bench("LumoD1F128", FAKE_PLUGIN_MODULE, "reports an error");
+
+    const std::string text = FailureOf(FailureKind::Operation, [&] { bench.Connect().EraseAll(false); });
+
+    EXPECT_NE(text.find("Flash Programmer: Error erasing flash."), std::string::npos) << text;
+}
+
+TEST(Session, DataThatThePluginSilentlyDropsIsNoticed) {
+    Bench bench("LumoD1F128", FAKE_PLUGIN_MODULE, "");
+    Session& session = bench.Connect();
+
+    const std::string text = FailureOf(FailureKind::Operation, [&] { Program(session, ImageOf({{0, Pattern(16)}})); });
+
+    EXPECT_NE(text.find("programmed 0 of 4096 bytes"), std::string::npos) << text;
+}
+
+TEST(Session, AProgrammedAnswerWithoutAMailboxIsNotTrusted) {
+    for (const char* behaviour : {"programmed", "says nothing"}) {
+        Bench bench("LumoD1F128", FAKE_PLUGIN_MODULE, behaviour);
+        FailureOf(FailureKind::Operation, [&] { bench.Connect().BlankCheck(); });
+    }
+}
+
+TEST(Session, ADisabledDebugPortMakesTheChipUnreachable) {
+    Bench bench("LumoF2F352");
+    ClosingChanges changes;
+    changes.disableDebug = true;
+    bench.Connect().ChangeCcfg(changes);
+    bench.Chip().PowerCycle();
+
+    FailureOf(FailureKind::Unreachable, [&] { bench.Connect(); });
+}
+
+TEST(Session, PrimaryAddressesAreReadAndNeverWritten) {
+    Bench bench("LumoF2F352");
+    Session& session = bench.Connect();
+
+    EXPECT_EQ(session.ReadAddress(AddressKind::PrimaryBle), "C2:02:03:04:05:06");
+    EXPECT_EQ(session.ReadAddress(AddressKind::PrimaryIeee), "02:02:03:04:05:06:07:08");
+    FailureOf(FailureKind::BadInput, [&] { session.WriteAddress(AddressKind::PrimaryBle, "C2:00:00:00:00:01"); });
+}
+
+TEST(Session, ReadingIsForFlashOnlyAndExact) {
+    Bench bench("LumoD1F64");
+    bench.Chip().PlaceInFlash(0x101, Pattern(5001));
+    Session& session = bench.Connect();
+
+    EXPECT_EQ(session.Read(0x101, 5001), Pattern(5001));
+    struct Case {
+        std::uint32_t address, length;
+    };
+    for (const Case& c : {Case{0, 0}, {0xFFFF, 2}, {0x10000, 1}, {0xFFFFFFFF, 0xFFFFFFFF}}) {
+        FailureOf(FailureKind::BadInput, [&] { session.Read(c.address, c.length); });
+    }
+}
+
+TEST(Session, VerifyingTellsTheFirstDifferenceWithBothBytesAndTheCount) {
+    Bench bench("LumoD1F64");
+    auto flash = Pattern(6000);
+    flash[5000] ^= 0x01;
+    flash[5001] ^= 0xFF;
+    bench.Chip().PlaceInFlash(0x100, flash);
+
+    const std::string text = FailureOf(FailureKind::Difference, [&] {
+        bench.Connect().Verify(ImageOf({{0x100, Pattern(6000)}}));
+    });
+
+    EXPECT_EQ(text, "Verifying: 2 of 6000 bytes differ, first at 0x00001488, where the file has 0xB0 and flash 0xB1");
+}
+
+}  // namespace
+}  // namespace flash::host
