@@ -1,0 +1,243 @@
+// The commands, each a few lines over the host library.
+#include "apps/lumoflash/Commands.h"
+
+#include <fmt/format.h>
+
+#include <cstdio>
+#include <iostream>
+
+#include "apps/lumoflash/Locations.h"
+#include "host/Failure.h"
+#include "host/files/IntelHex.h"
+#include "host/plan/Dangers.h"
+#include "host/probe/VirtualChipProbe.h"
+
+namespace flash::app {
+namespace {
+
+using host::Failure;
+using host::FailureKind;
+
+std::filesystem::path OrDefault(const std::filesystem::path& given, const std::filesystem::path& standard) {
+    return given.empty() ? standard : given;
+}
+
+// Everything that a command needs, in the order in which it is made and unmade.
+class Work {
+public:
+    Work(const Options& commandOptions, View& commandView, const std::atomic<bool>& interruptFlag)
+        : options(commandOptions), view(commandView), isInterrupted(interruptFlag), locations(FindLocations()) {}
+
+    Outcome Run() {
+        if (options.command == Command::Devices) {
+            view.ShowDevices(host::LoadDeviceDescriptions(DevicesFolder()));
+            return {};
+        }
+        // Files first: a mistake in them is found without a chip.
+        const bool hasFiles = options.command == Command::Program || options.command == Command::Verify;
+        const host::ProgramImage image =
+            hasFiles ? host::ReadProgramFiles(options.files, options.fileOptions) : host::ProgramImage();
+        Connect();
+        const auto start = probe->Now();
+        Outcome outcome = RunOnChip(image);
+        outcome.elapsed = outcome.elapsed.count() != 0 ? outcome.elapsed : probe->Now() - start;
+        return outcome;
+    }
+
+    // The chip's state and the timeline, also after a failure.
+    void Keep() {
+        if (!probe) {
+            return;
+        }
+        if (const auto file = options.ChipFile(); file && !options.isDryRun) {
+            probe->Save(*file);
+        }
+        if (!options.traceFile.empty()) {
+            const std::string trace = probe->Chip().TimelineJson();
+            host::SaveFile(options.traceFile,
+                           std::span(reinterpret_cast<const std::uint8_t*>(trace.data()), trace.size()));
+        }
+    }
+
+private:
+    std::filesystem::path DevicesFolder() const {
+        return OrDefault(options.devicesFolder, locations.dataFolder / "devices");
+    }
+
+    void Connect() {
+        const std::vector<host::DeviceDescription> devices = host::LoadDeviceDescriptions(DevicesFolder());
+        device = host::FindDevice(devices, options.device);
+        // An abbreviation is completed; a longer name is kept, for it may say more.
+        const std::string partName = options.device.size() < device.name.size() ? device.name : options.device;
+        host::Settings settings = host::DefaultSettings();
+        device.AddTo(settings);
+        for (const auto& [key, value] : options.properties) {
+            settings.Set(key, value);
+        }
+        settings.Set("FlashVerboseMode", options.isVerbose ? "1" : "0");
+        plugin.emplace(OrDefault(options.plugin, locations.plugin));
+        probe.emplace(host::VirtualChipProbe::Open(device, options.ChipFile()));
+        session.emplace(*probe, settings, device, partName, *plugin,
+                        OrDefault(options.dataFolder, locations.dataFolder), view, isInterrupted);
+        connection = {partName, device.summary, probe->Describe(), plugin->Path().string(), session->Info()};
+        view.Connected(connection);
+    }
+
+    Outcome RunOnChip(const host::ProgramImage& image) {
+        switch (options.command) {
+            case Command::Program:
+                return Program(image);
+            case Command::Verify: {
+                const std::size_t bytes = session->Verify(image);
+                return {0, "Verified, no difference", bytes, {}};
+            }
+            case Command::Read:
+                return Read();
+            case Command::Erase:
+                return Erase();
+            case Command::BlankCheck:
+                session->BlankCheck();
+                return {0, "Flash is blank", 0, {}};
+            case Command::Info:
+                view.ShowInfo(connection);
+                view.ShowCcfg(session->ReadCcfg());
+                return {};
+            case Command::MacRead:
+                for (const host::AddressKind kind : options.addressKinds) {
+                    view.ShowAddress(kind, session->ReadAddress(kind));
+                }
+                return {};
+            case Command::MacWrite:
+                session->WriteAddress(options.addressKinds.front(), options.newAddress);
+                view.ShowAddress(options.addressKinds.front(), options.newAddress);
+                return {0, "Address written", 0, {}};
+            default:
+                return ChangeCcfg();
+        }
+    }
+
+    Outcome Program(const host::ProgramImage& image) {
+        const host::WritePlan plan = session->Plan(image, options.program);
+        if (options.isDryRun || options.isJson) {
+            view.ShowPlan(plan);
+        }
+        if (options.isDryRun) {
+            return {0, "Nothing was touched", 0, {}};
+        }
+        RequireAgreement(plan.expected);
+        const host::LoadResult result = session->Program(plan, options.program);
+        const host::Verification verification = options.program.verification;
+        const char* verdict = verification == host::Verification::Crc        ? "Programmed, verified by CRC"
+                              : verification == host::Verification::ReadBack ? "Programmed, verified by reading back"
+                                                                             : "Programmed, not verified";
+        return {0, verdict, result.programmedBytes, result.elapsed};
+    }
+
+    void RequireAgreement(const std::vector<host::DataRun>& programmed) {
+        const std::uint32_t pageCount = session->Info().geometry.sectorCount;
+        const host::ClosingChanges& closing = options.program.closing;
+        host::DangerousChanges changes{closing.disableDebug, host::PageSet(pageCount), programmed};
+        if (closing.protectedPages) {
+            changes.protectedPages = host::ParsePageList(*closing.protectedPages, pageCount, "--protect");
+        }
+        const std::vector<std::string> dangers = FindDangers(changes, device, session->Info().geometry.SizeBytes());
+        if (dangers.empty()) {
+            return;
+        }
+        if (options.isAgreed) {
+            std::for_each(dangers.begin(), dangers.end(), [this](const std::string& danger) { view.Warning(danger); });
+        } else if (!view.Agrees(dangers)) {
+            throw Failure(FailureKind::BadInput,
+                          fmt::format("{}. Nothing was touched; agree with --yes", fmt::join(dangers, ".\n")));
+        }
+    }
+
+    Outcome Read() {
+        const auto range = options.range.value_or(std::pair{std::uint32_t{0}, session->Info().geometry.SizeBytes()});
+        const std::vector<std::uint8_t> bytes = session->Read(range.first, range.second);
+        std::vector<std::uint8_t> content = bytes;
+        if (options.outFormat == host::FileFormat::IntelHex) {
+            host::ProgramImage image;
+            image.Add(range.first, bytes, {"flash", ""});
+            const std::string text = host::PrintIntelHex(image);
+            content.assign(text.begin(), text.end());
+        }
+        if (options.outFile == "-") {
+            std::fwrite(content.data(), 1, content.size(), stdout);
+        } else {
+            host::SaveFile(options.outFile, content);
+        }
+        return {0, "Read", bytes.size(), {}};
+    }
+
+    Outcome Erase() {
+        if (options.sectors) {
+            session->EraseSectors(*options.sectors);
+            return {0, fmt::format("Erased sectors {}", *options.sectors), 0, {}};
+        }
+        session->EraseAll(options.keepCcfg);
+        return {0, "Erased all unprotected sectors", 0, {}};
+    }
+
+    Outcome ChangeCcfg() {
+        if (!options.program.closing.IsAny()) {
+            view.ShowCcfg(session->ReadCcfg());
+            return {};
+        }
+        RequireAgreement({});
+        session->ChangeCcfg(options.program.closing);
+        view.ShowCcfg(session->ReadCcfg());
+        return {0, "CCFG changed", 0, {}};
+    }
+
+    const Options& options;
+    View& view;
+    const std::atomic<bool>& isInterrupted;
+    Locations locations;
+    host::DeviceDescription device;
+    Connection connection;
+    std::optional<host::PluginModule> plugin;
+    std::optional<host::VirtualChipProbe> probe;
+    std::optional<host::Session> session;
+};
+
+// The work's outcome, or the failure as one.
+Outcome OutcomeOf(const std::function<Outcome()>& work) {
+    const auto failed = [](FailureKind kind, const std::string& text) {
+        return Outcome{static_cast<int>(kind), text, 0, {}};
+    };
+    try {
+        return work();
+    } catch (const Failure& failure) {
+        return failed(failure.Kind(), failure.what());
+    } catch (const host::ProgramFileError& error) {
+        return failed(FailureKind::BadInput, error.what());
+    } catch (const std::exception& error) {
+        return failed(FailureKind::Operation, error.what());
+    }
+}
+
+}  // namespace
+
+int RunCommand(const Options& options, View& view, const std::atomic<bool>& isInterrupted) {
+    view.Started(options);
+    Work work(options, view, isInterrupted);
+    Outcome outcome = OutcomeOf([&] { return work.Run(); });
+    const auto isTouched = [&] {
+        return outcome.exitCode != static_cast<int>(FailureKind::BadInput) &&
+               outcome.exitCode != static_cast<int>(FailureKind::Unreachable);
+    };
+    if (isTouched()) {
+        const Outcome kept = OutcomeOf([&] {
+            work.Keep();
+            return Outcome{};
+        });
+        if (kept.exitCode != 0 && outcome.exitCode == 0) {
+            outcome = kept;
+        }
+    }
+    view.Finished(outcome);
+    return outcome.exitCode;
+}
+
+}  // namespace flash::app

@@ -1,0 +1,93 @@
+// Reading the TOML file with toml++.
+#include "apps/lumoflash/Config.h"
+
+#include <fmt/format.h>
+#include <toml++/toml.h>
+
+#include <set>
+
+#include "host/Failure.h"
+#include "host/files/ProgramFile.h"
+
+namespace flash::app {
+namespace {
+
+using host::Failure;
+using host::FailureKind;
+
+const std::string kChipWithFile = "virtual:";
+
+class ConfigReader {
+public:
+    explicit ConfigReader(const std::filesystem::path& configFile) : file(configFile) {}
+
+    std::vector<ConfigEntry> Read() {
+        const std::vector<std::uint8_t> content = host::LoadFile(file);
+        try {
+            ReadTable(toml::parse(std::string(content.begin(), content.end())), "");
+        } catch (const toml::parse_error& error) {
+            throw Failure(FailureKind::BadInput,
+                          fmt::format("{}:{}: {}", file.string(), error.source().begin.line, error.description()));
+        }
+        return std::move(entries);
+    }
+
+private:
+    std::string Place(const toml::node& node) const {
+        return fmt::format("{}:{}", file.string(), node.source().begin.line);
+    }
+
+    void ReadTable(const toml::table& table, const std::string& command) {
+        for (const auto& [key, node] : table) {
+            const std::string name(key.str());
+            if (const toml::table* inner = node.as_table(); inner != nullptr && command.empty()) {
+                name == "set" ? ReadProperties(*inner) : ReadTable(*inner, name);
+                continue;
+            }
+            ConfigEntry entry{command, name, {}, Place(node)};
+            if (const toml::array* array = node.as_array()) {
+                for (const toml::node& element : *array) {
+                    entry.values.push_back(Text(element, name));
+                }
+            } else {
+                entry.values.push_back(Text(node, name));
+            }
+            entries.push_back(entry);
+        }
+    }
+
+    void ReadProperties(const toml::table& table) {
+        for (const auto& [key, node] : table) {
+            const std::string name(key.str());
+            entries.push_back({"", "set", {name + "=" + Text(node, name)}, Place(node)});
+        }
+    }
+
+    // Paths are meant from the file's folder, wherever the program is called.
+    std::string Text(const toml::node& node, const std::string& name) const {
+        static const std::set<std::string> paths{"plugin", "devices", "data", "trace", "out"};
+        if (const auto text = node.value_exact<std::string>()) {
+            if (name == "chip" && text->starts_with(kChipWithFile)) {
+                return kChipWithFile + (file.parent_path() / text->substr(kChipWithFile.size())).string();
+            }
+            return paths.contains(name) ? (file.parent_path() / *text).string() : *text;
+        }
+        if (const auto number = node.value_exact<std::int64_t>()) {
+            return fmt::format("{}", *number);
+        }
+        if (const auto isOn = node.value_exact<bool>()) {
+            return *isOn ? "true" : "false";
+        }
+        throw Failure(FailureKind::BadInput,
+                      fmt::format("{}: {} is neither a text, a whole number nor true or false", Place(node), name));
+    }
+
+    std::filesystem::path file;
+    std::vector<ConfigEntry> entries;
+};
+
+}  // namespace
+
+std::vector<ConfigEntry> ReadConfig(const std::filesystem::path& file) { return ConfigReader(file).Read(); }
+
+}  // namespace flash::app

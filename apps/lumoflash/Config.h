@@ -1,0 +1,21 @@
+// Defaults of a project from a TOML file: keys are the long names of options, at the top for every command, in a table
+// named like a command for that command; the table `set` holds host properties.
+#pragma once
+
+#include <filesystem>
+#include <string>
+#include <vector>
+
+namespace flash::app {
+
+struct ConfigEntry {
+    std::string command;  // "" for every command
+    std::string option;   // without the dashes
+    std::vector<std::string> values;
+    std::string place;  // "FILE:LINE"
+};
+
+// Throws Failure (BadInput) naming file and line. Host properties are entries of the option "set" as KEY=VALUE.
+std::vector<ConfigEntry> ReadConfig(const std::filesystem::path& file);
+
+}  // namespace flash::app

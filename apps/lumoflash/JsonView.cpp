@@ -1,0 +1,132 @@
+// One JSON object per event and line on standard output; docs/lumoflash-events.schema.json describes them. Errors are
+// on standard error, too, for whoever watches.
+#include <fmt/format.h>
+
+#include <cstdio>
+#include <nlohmann/json.hpp>
+
+#include "apps/lumoflash/View.h"
+
+namespace flash::app {
+namespace {
+
+using host::Phase;
+using nlohmann::json;
+
+double Seconds(std::chrono::nanoseconds time) { return std::chrono::duration<double>(time).count(); }
+
+json PagesOf(const host::PageSet& pages) {
+    json list = json::array();
+    for (std::uint32_t page = 0; page < pages.PageCount(); ++page) {
+        if (pages.Contains(page)) {
+            list.push_back(page);
+        }
+    }
+    return list;
+}
+
+class JsonView final : public View {
+public:
+    void Started(const Options& options) override {
+        Emit({{"event", "start"}, {"command", CommandName(options.command)}, {"version", LUMOFLASH_VERSION}});
+    }
+    void Connected(const Connection& connection) override {
+        const host::ChipInfo& info = connection.info;
+        Emit({{"event", "chip"},
+              {"device", connection.device},
+              {"chip", connection.chip},
+              {"plugin", connection.plugin},
+              {"flashBytes", info.geometry.SizeBytes()},
+              {"sectorBytes", info.geometry.sectorSizeBytes},
+              {"sectors", info.geometry.sectorCount},
+              {"flash", info.flashText},
+              {"ram", info.ramText},
+              {"revision", info.revisionText}});
+    }
+    void PhaseStarted(Phase phase, std::uint64_t totalBytes) override {
+        total = totalBytes;
+        EmitPhase(phase, "start", 0, {});
+    }
+    void PhaseAdvanced(Phase phase, std::uint64_t doneBytes, std::chrono::nanoseconds elapsed) override {
+        EmitPhase(phase, "progress", doneBytes, elapsed);
+    }
+    void PhaseFinished(Phase phase, std::uint64_t doneBytes, std::chrono::nanoseconds elapsed) override {
+        EmitPhase(phase, "end", doneBytes, elapsed);
+    }
+    void PluginMessage(const std::string& text) override { EmitMessage("plugin", "info", text); }
+    void PluginError(const std::string& text) override { EmitMessage("plugin", "error", text); }
+    void Note(const std::string& text) override { EmitMessage("host", "info", text); }
+    void Warning(const std::string& text) override { EmitMessage("host", "warning", text); }
+
+    void ShowPlan(const host::WritePlan& plan) override {
+        using host::SectorPlan;
+        Emit({{"event", "plan"},
+              {"erased", PagesOf(plan.Pages(&SectorPlan::isErased))},
+              {"written", PagesOf(plan.Pages(&SectorPlan::isWritten))},
+              {"kept", PagesOf(plan.Pages(&SectorPlan::keepsRest))},
+              {"skipped", PagesOf(plan.Pages(&SectorPlan::isSkippedPage))},
+              {"skippedFill", PagesOf(plan.Pages(&SectorPlan::isSkippedFill))},
+              {"keepsCcfg", plan.keepsCcfg},
+              {"writtenBytes", plan.WrittenBytes()},
+              {"fileBytes", plan.ExpectedBytes()}});
+    }
+    void ShowAddress(host::AddressKind kind, const std::string& address) override {
+        Emit({{"event", "address"}, {"kind", AddressName(kind)}, {"address", address}});
+    }
+    void ShowCcfg(const host::CcfgInfo& ccfg) override {
+        Emit({{"event", "ccfg"},
+              {"bytes", ccfg.sizeBytes},
+              {"address", ccfg.address},
+              {"bootloaderDisabled", ccfg.isBootloaderDisabled},
+              {"debugDisabled", ccfg.isDebugDisabled},
+              {"protected", PagesOf(ccfg.protectedPages)}});
+    }
+    void ShowInfo(const Connection&) override {}  // `Connected` has told it
+    void ShowDevices(const std::vector<host::DeviceDescription>& devices) override {
+        for (const host::DeviceDescription& device : devices) {
+            Emit({{"event", "device"},
+                  {"device", device.name},
+                  {"summary", device.summary},
+                  {"sectorBytes", device.sectorSizeBytes},
+                  {"sectors", device.sectorCount}});
+        }
+    }
+    bool Agrees(const std::vector<std::string>&) override { return false; }
+
+    void Finished(const Outcome& outcome) override {
+        json event{{"event", "result"},    {"ok", outcome.exitCode == 0}, {"exitCode", outcome.exitCode},
+                   {"text", outcome.text}, {"bytes", outcome.bytes},      {"seconds", Seconds(outcome.elapsed)}};
+        if (outcome.bytes != 0 && outcome.elapsed.count() > 0) {
+            event["bytesPerSecond"] = static_cast<double>(outcome.bytes) / Seconds(outcome.elapsed);
+        }
+        Emit(event);
+        if (outcome.exitCode != 0) {
+            fmt::print(stderr, "error: {}\n", outcome.text);
+        }
+    }
+
+private:
+    static void Emit(const json& event) {
+        fmt::print("{}\n", event.dump(-1, ' ', false, json::error_handler_t::replace));
+        std::fflush(stdout);
+    }
+    static void EmitMessage(const char* source, const char* level, const std::string& text) {
+        Emit({{"event", "message"}, {"source", source}, {"level", level}, {"text", text}});
+    }
+    void EmitPhase(Phase phase, const char* state, std::uint64_t doneBytes, std::chrono::nanoseconds elapsed) const {
+        Emit({{"event", "phase"},
+              {"phase", PhaseName(phase)},
+              {"state", state},
+              {"doneBytes", doneBytes},
+              {"totalBytes", total},
+              {"seconds", Seconds(elapsed)}});
+    }
+
+    std::uint64_t total = 0;
+};
+
+}  // namespace
+
+std::unique_ptr<View> MakeJsonView() { return std::make_unique<JsonView>(); }
+
+}  // namespace flash::app

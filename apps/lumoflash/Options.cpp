@@ -1,0 +1,429 @@
+// The options of each command, with CLI11; values that need more than a type are parsed here, too.
+#include "apps/lumoflash/Options.h"
+
+#include <fmt/format.h>
+
+#include <CLI/CLI.hpp>
+#include <charconv>
+#include <map>
+#include <sstream>
+
+#include "apps/lumoflash/Config.h"
+#include "host/Failure.h"
+#include "host/session/MacAddress.h"
+
+namespace flash::app {
+namespace {
+
+using host::AddressKind;
+using host::EraseChoice;
+using host::Failure;
+using host::FailureKind;
+using host::FileFormat;
+using host::Verification;
+
+const std::string kChipWithFile = "virtual:";
+const std::string kListedSectors = "sectors:";
+
+[[noreturn]] void Refuse(const std::string& text) { throw Failure(FailureKind::BadInput, text); }
+
+std::uint32_t ParseNumber(const std::string& text, std::uint32_t most, const std::string& option) {
+    const bool isHexadecimal = text.starts_with("0x") || text.starts_with("0X");
+    const char* first = text.data() + (isHexadecimal ? 2 : 0);
+    const char* last = text.data() + text.size();
+    std::uint32_t number = 0;
+    const auto [end, error] = std::from_chars(first, last, number, isHexadecimal ? 16 : 10);
+    if (error != std::errc() || end != last || first == last || number > most) {
+        Refuse(fmt::format("{}: \"{}\" is not a number from 0 to 0x{:X} (decimal, or hexadecimal after 0x)", option,
+                           text, most));
+    }
+    return number;
+}
+
+template <typename Value>
+using Words = std::vector<std::pair<std::string, Value>>;
+
+template <typename Value>
+Value ParseWord(const std::string& text, const Words<Value>& words, const std::string& option) {
+    std::string known;
+    for (const auto& [word, value] : words) {
+        if (word == text) {
+            return value;
+        }
+        known += (known.empty() ? "" : ", ") + word;
+    }
+    Refuse(fmt::format("{}: \"{}\" is none of {}", option, text, known));
+}
+
+const Words<AddressKind> kAddressKinds{{"pri-ble", AddressKind::PrimaryBle},
+                                       {"sec-ble", AddressKind::SecondaryBle},
+                                       {"pri-ieee", AddressKind::PrimaryIeee},
+                                       {"sec-ieee", AddressKind::SecondaryIeee}};
+
+// Properties that belong to one operation, with the option that sets them.
+const std::map<std::string, std::string> kOwnedProperties{{"FlashEraseSetting", "--erase"},
+                                                          {"ProgramLoadEraseSpecificText", "--erase sectors:LIST"},
+                                                          {"StandaloneEraseSpecificText", "erase --sectors"},
+                                                          {"KeepCcfgSetting", "--keep-ccfg"},
+                                                          {"CrcVerify", "--verify"},
+                                                          {"FlashPageToggle", "--skip-pages"},
+                                                          {"FlashPages", "--skip-pages"},
+                                                          {"FlashPagesFilledWith", "--skip-fill"},
+                                                          {"FlashPagesFilledWithValue", "--skip-fill"},
+                                                          {"RetainBleSecondaryAddr", "--retain-ble"},
+                                                          {"RetainIeeeSecondaryAddr", "--retain-ieee"},
+                                                          {"OverrideBleSecondaryAddr", "--ble"},
+                                                          {"OverrideIeeeSecondaryAddr", "--ieee"},
+                                                          {"DeviceBleSecondary", "--ble"},
+                                                          {"DeviceIeeeSecondary", "--ieee"},
+                                                          {"WriteProtectionToggle", "--protect"},
+                                                          {"WriteProtectionText", "--protect"},
+                                                          {"DisableBootloader", "--disable-bootloader"},
+                                                          {"DisableCpuDap", "--disable-debug"},
+                                                          {"FlashVerboseMode", "--verbose"}};
+
+// What CLI11 fills before it is turned into `Options`.
+struct RawOptions {
+    std::vector<std::string> properties, files, kinds;
+    std::string config, base, format, erase = "necessary", verify = "crc", skipPages, skipFill, ble, ieee, protect;
+    std::string outFormat, range, sectors, macKind;
+};
+
+class CommandLine {
+public:
+    CommandLine() : app("Programs the flash of Lumo microcontrollers through a flash plug-in.", "lumoflash") {
+        app.require_subcommand(1);
+        app.set_version_flag("--version", LUMOFLASH_VERSION);
+        app.footer(
+            "Exit codes: 0 done, 1 operation failed, 2 usage or bad input, 3 difference or not blank,\n"
+            "4 chip or plug-in not reachable, 130 interrupted. `lumoflash COMMAND --help` shows a command.\n"
+            "Example:\n  lumoflash --device LumoF2F352 --chip virtual:chip.bin program app.elf");
+        AddGlobalOptions();
+        AddProgram();
+        AddFiles(
+            *AddCommand(app, Command::Verify, "verify", "Compares flash with files, byte by byte.", "verify app.elf"));
+        AddRead();
+        AddErase();
+        AddCommand(app, Command::BlankCheck, "blank-check", "Tells whether all of flash is erased.", "blank-check");
+        AddCommand(app, Command::Info, "info", "Shows what is connected.", "info");
+        AddMac();
+        AddClosing(*AddCommand(app, Command::Ccfg, "ccfg", "Shows the customer configuration area, or changes it.",
+                               "ccfg --protect 0-3 --yes"));
+        AddCommand(app, Command::Devices, "devices", "Lists the parts that are known.", "devices");
+    }
+
+    ParsedCommandLine Parse(int argumentCount, const char* const* arguments) {
+        try {
+            // CLI11 takes its arguments back to front.
+            std::vector<std::string> reversed(arguments + 1, arguments + argumentCount);
+            std::reverse(reversed.begin(), reversed.end());
+            app.parse(reversed);
+            ApplyConfig();
+        } catch (const CLI::ParseError& error) {
+            return {std::nullopt, EarlyEndOf(error)};
+        }
+        FinishOptions();
+        return {options, std::nullopt};
+    }
+
+private:
+    EarlyEnd EarlyEndOf(const CLI::ParseError& error) {
+        if (const std::vector<std::string> unknown = app.remaining();
+            app.get_subcommands().empty() && !unknown.empty()) {
+            Refuse(fmt::format("There is no command {}; `lumoflash --help` lists them", unknown.front()));
+        }
+        std::ostringstream out, problem;
+        const bool isError = app.exit(error, out, problem) != 0;
+        return {isError ? problem.str() : out.str(), isError ? static_cast<int>(FailureKind::BadInput) : 0};
+    }
+
+    CLI::App* AddCommand(CLI::App& parent, Command command, const std::string& name, const std::string& description,
+                         const std::string& example) {
+        CLI::App* added = parent.add_subcommand(name, description);
+        added->footer("Example:\n  lumoflash --device LumoF2F352 --chip virtual:chip.bin " + example);
+        added->fallthrough();
+        added->final_callback([this, command] { options.command = command; });
+        commands[command] = added;
+        return added;
+    }
+
+    void AddGlobalOptions() {
+        app.add_option("--device,-d", options.device, "Part, for example LumoF2F352; see `lumoflash devices`");
+        app.add_option("--chip", options.chip, "virtual, or virtual:FILE to keep the chip's state in FILE");
+        app.add_option("--plugin", options.plugin, "The flash plug-in's module, instead of the installed one");
+        app.add_option("--devices", options.devicesFolder, "Folder of device descriptions");
+        app.add_option("--data", options.dataFolder, "Folder whose `arm` holds the flashloader images");
+        app.add_option("--set", raw.properties, "KEY=VALUE, any host property")->expected(1)->take_all();
+        app.add_option("--config", raw.config, "TOML file with defaults");
+        app.add_option("--trace", options.traceFile, "Write the timeline of the virtual chip here, for Perfetto");
+        app.add_flag("--verbose,-v", options.isVerbose, "Let the plug-in tell what it does");
+        app.add_flag("--quiet,-q", options.isQuiet, "Only errors");
+        app.add_flag("--json", options.isJson, "One JSON object per event on standard output");
+        app.add_flag("--no-color", options.isColorOff, "No colors, as with NO_COLOR");
+        app.add_flag("--yes,-y", options.isAgreed, "Agree to what cannot be taken back");
+    }
+
+    void AddFiles(CLI::App& command) {
+        command.add_option("FILE", raw.files, "ELF, Intel HEX, Motorola S-record or raw binary")->required();
+        command.add_option("--base", raw.base, "Address of the first byte of raw binary files");
+        command.add_option("--format", raw.format, "elf, hex, srec or bin, instead of looking at the file");
+    }
+
+    void AddClosing(CLI::App& command) {
+        host::ClosingChanges& closing = options.program.closing;
+        command.add_option("--ble", raw.ble, "New secondary BLE address, for example C2:00:00:00:00:01");
+        command.add_option("--ieee", raw.ieee, "New secondary IEEE address of eight bytes");
+        command.add_option("--protect", raw.protect, "Write-protect pages, for example 0-3,7");
+        command.add_flag("--disable-bootloader", closing.disableBootloader, "Disable the boot loader");
+        command.add_flag("--disable-debug", closing.disableDebug, "Disable the debug port for good");
+    }
+
+    void AddProgram() {
+        CLI::App& command =
+            *AddCommand(app, Command::Program, "program", "Programs files into flash and verifies them.",
+                        "program app.elf --verify readback");
+        AddFiles(command);
+        command.add_option("--erase", raw.erase, "necessary, retain, all, sectors:LIST or none")->capture_default_str();
+        command.add_option("--verify", raw.verify, "crc, readback or none")->capture_default_str();
+        command.add_flag("--keep-ccfg", options.program.keepCcfg, "Keep the chip's customer configuration area");
+        command.add_option("--skip-pages", raw.skipPages, "Neither erase nor write these pages, for example 0-3,7");
+        command.add_option("--skip-fill", raw.skipFill, "Do not write sectors of only this byte value");
+        command.add_flag("--retain-ble", options.program.closing.retainBle, "Keep the secondary BLE address");
+        command.add_flag("--retain-ieee", options.program.closing.retainIeee, "Keep the secondary IEEE address");
+        AddClosing(command);
+        command.add_flag("--dry-run,-n", options.isDryRun, "Show the plan and touch nothing");
+    }
+
+    void AddRead() {
+        CLI::App& command = *AddCommand(app, Command::Read, "read", "Reads flash into a file.",
+                                        "read --out flash.bin --range 0:0x2000");
+        command.add_option("--out,-o", options.outFile, "The file; - for standard output")->required();
+        command.add_option("--range", raw.range, "ADDRESS:LENGTH instead of all of flash");
+        command.add_option("--format", raw.outFormat, "bin or hex, instead of by the file's ending");
+    }
+
+    void AddErase() {
+        CLI::App& command =
+            *AddCommand(app, Command::Erase, "erase", "Erases all of flash, or some sectors.", "erase --sectors 4-7");
+        command.add_option("--sectors", raw.sectors, "Only these, for example 0-3,7");
+        command.add_flag("--keep-ccfg", options.keepCcfg, "Keep the customer configuration area");
+    }
+
+    void AddMac() {
+        CLI::App* mac = app.add_subcommand("mac", "Reads and writes the radio addresses.");
+        mac->require_subcommand(1);
+        mac->fallthrough();
+        mac->footer("Example:\n  lumoflash --device LumoF2F352 --chip virtual:chip.bin mac read");
+        AddCommand(*mac, Command::MacRead, "read", "Reads all addresses, or those named.", "mac read sec-ble")
+            ->add_option("KIND", raw.kinds, "pri-ble, sec-ble, pri-ieee, sec-ieee");
+        CLI::App* write = AddCommand(*mac, Command::MacWrite, "write", "Writes a secondary address.",
+                                     "mac write ble C2:00:00:00:00:01");
+        write->add_option("KIND", raw.macKind, "ble or ieee")->required();
+        write->add_option("ADDRESS", options.newAddress, "Most significant byte first")->required();
+    }
+
+    // Fills options that the command line does not have.
+    void ApplyConfig() {
+        if (raw.config.empty()) {
+            return;
+        }
+        std::vector<std::string> properties;
+        for (const ConfigEntry& entry : ReadConfig(raw.config)) {
+            CLI::App& owner = OwnerOf(entry);
+            CLI::Option* option = owner.get_option_no_throw("--" + entry.option);
+            if (option == nullptr || entry.option == "config" || entry.option == "help" || entry.option == "version") {
+                Refuse(fmt::format("{}: there is no option {}{}", entry.place, entry.option,
+                                   entry.command.empty() ? "" : " for " + entry.command));
+            }
+            if (entry.option == "set") {
+                properties.insert(properties.end(), entry.values.begin(), entry.values.end());
+            } else if ((&owner == &app || owner.parsed()) && option->count() == 0) {
+                ApplyValues(*option, entry);
+            }
+        }
+        raw.properties.insert(raw.properties.begin(), properties.begin(), properties.end());  // the command line's win
+    }
+
+    CLI::App& OwnerOf(const ConfigEntry& entry) {
+        if (entry.command.empty()) {
+            return app;
+        }
+        for (const auto& [command, owner] : commands) {
+            if (CommandName(command) == entry.command) {
+                return *owner;
+            }
+        }
+        Refuse(fmt::format("{}: there is no command {}", entry.place, entry.command));
+    }
+
+    static void ApplyValues(CLI::Option& option, const ConfigEntry& entry) {
+        try {
+            for (const std::string& value : entry.values) {
+                option.add_result(value);
+            }
+            option.run_callback();
+        } catch (const CLI::ParseError& error) {
+            Refuse(fmt::format("{}: {}", entry.place, error.what()));
+        }
+    }
+
+    bool Given(Command command, const std::string& option) const { return commands.at(command)->count(option) != 0; }
+
+    void FinishOptions() {
+        FinishGlobal();
+        FinishProperties();
+        FinishFiles();
+        FinishProgram();
+        FinishClosing();
+        FinishRead();
+        FinishMac();
+        if (Given(Command::Erase, "--sectors")) {
+            options.sectors = raw.sectors;
+            if (options.keepCcfg) {
+                Refuse("--keep-ccfg goes with erasing all of flash; with --sectors leave the last sector out instead");
+            }
+        }
+    }
+
+    void FinishGlobal() {
+        if (options.chip != "virtual" && (!options.chip.starts_with(kChipWithFile) || options.chip == kChipWithFile)) {
+            Refuse(fmt::format("--chip: \"{}\" is neither virtual nor virtual:FILE", options.chip));
+        }
+        if (options.isJson && options.isQuiet) {
+            Refuse("--json and --quiet exclude each other");
+        }
+        if (options.device.empty() && options.command != Command::Devices) {
+            Refuse("Which part is it? Give --device NAME; `lumoflash devices` lists them");
+        }
+    }
+
+    void FinishProperties() {
+        for (const std::string& property : raw.properties) {
+            const std::size_t equals = property.find('=');
+            if (equals == std::string::npos || equals == 0) {
+                Refuse(fmt::format("--set: \"{}\" is not KEY=VALUE", property));
+            }
+            const std::string key = property.substr(0, equals);
+            if (const auto owner = kOwnedProperties.find(key); owner != kOwnedProperties.end()) {
+                Refuse(fmt::format("--set: {} belongs to {}, use that", key, owner->second));
+            }
+            options.properties.emplace_back(key, property.substr(equals + 1));
+        }
+    }
+
+    void FinishFiles() {
+        options.files.assign(raw.files.begin(), raw.files.end());
+        if (!raw.base.empty()) {
+            options.fileOptions.binaryBase = ParseNumber(raw.base, 0xFFFF'FFFF, "--base");
+        }
+        if (!raw.format.empty()) {
+            options.fileOptions.format = host::ParseFileFormat(raw.format);
+            if (!options.fileOptions.format) {
+                Refuse(fmt::format("--format: \"{}\" is none of elf, hex, srec, bin", raw.format));
+            }
+        }
+    }
+
+    void FinishProgram() {
+        host::ProgramOptions& program = options.program;
+        const bool isListed = raw.erase.starts_with(kListedSectors);
+        program.erase = ParseWord<EraseChoice>(isListed ? "sectors:LIST" : raw.erase,
+                                               {{"necessary", EraseChoice::Necessary},
+                                                {"retain", EraseChoice::Retain},
+                                                {"all", EraseChoice::All},
+                                                {"sectors:LIST", EraseChoice::Listed},
+                                                {"none", EraseChoice::None}},
+                                               "--erase");
+        program.erasedPages = isListed ? raw.erase.substr(kListedSectors.size()) : "";
+        program.verification = ParseWord<Verification>(
+            raw.verify,
+            {{"crc", Verification::Crc}, {"readback", Verification::ReadBack}, {"none", Verification::None}},
+            "--verify");
+        if (Given(Command::Program, "--skip-pages")) {
+            program.skippedPages = raw.skipPages;
+        }
+        if (Given(Command::Program, "--skip-fill")) {
+            program.skippedFill = static_cast<std::uint8_t>(ParseNumber(raw.skipFill, 0xFF, "--skip-fill"));
+        }
+    }
+
+    void FinishClosing() {
+        host::ClosingChanges& closing = options.program.closing;
+        const Command command = options.command == Command::Ccfg ? Command::Ccfg : Command::Program;
+        if (Given(command, "--ble")) {
+            closing.ble = host::ParseMacAddress(raw.ble, host::kBleAddressBytes, "--ble");
+        }
+        if (Given(command, "--ieee")) {
+            closing.ieee = host::ParseMacAddress(raw.ieee, host::kIeeeAddressBytes, "--ieee");
+        }
+        if (Given(command, "--protect")) {
+            closing.protectedPages = raw.protect;
+        }
+    }
+
+    void FinishRead() {
+        if (Given(Command::Read, "--range")) {
+            const std::size_t colon = raw.range.find(':');
+            if (colon == std::string::npos) {
+                Refuse(fmt::format("--range: \"{}\" is not ADDRESS:LENGTH", raw.range));
+            }
+            options.range = {ParseNumber(raw.range.substr(0, colon), 0xFFFF'FFFF, "--range"),
+                             ParseNumber(raw.range.substr(colon + 1), 0xFFFF'FFFF, "--range")};
+        }
+        const std::string ending = options.outFile.extension().string();
+        options.outFormat = ending == ".hex" || ending == ".ihex" ? FileFormat::IntelHex : FileFormat::Binary;
+        if (Given(Command::Read, "--format")) {
+            options.outFormat = ParseWord<FileFormat>(
+                raw.outFormat, {{"bin", FileFormat::Binary}, {"hex", FileFormat::IntelHex}}, "--format");
+        }
+    }
+
+    void FinishMac() {
+        if (options.command == Command::MacRead) {
+            for (const std::string& kind : raw.kinds) {
+                options.addressKinds.push_back(ParseWord(kind, kAddressKinds, "mac read"));
+            }
+            for (const auto& [word, kind] : kAddressKinds) {
+                if (raw.kinds.empty()) {
+                    options.addressKinds.push_back(kind);
+                }
+            }
+        } else if (options.command == Command::MacWrite) {
+            const auto kind = ParseWord<AddressKind>(
+                raw.macKind, {{"ble", AddressKind::SecondaryBle}, {"ieee", AddressKind::SecondaryIeee}}, "mac write");
+            const bool isBle = kind == AddressKind::SecondaryBle;
+            options.addressKinds = {kind};
+            options.newAddress = host::ParseMacAddress(
+                options.newAddress, isBle ? host::kBleAddressBytes : host::kIeeeAddressBytes, "mac write");
+        }
+    }
+
+    CLI::App app;
+    std::map<Command, CLI::App*> commands;
+    Options options;
+    RawOptions raw;
+};
+
+}  // namespace
+
+std::string CommandName(Command command) {
+    static const std::map<Command, std::string> names{
+        {Command::Program, "program"},  {Command::Verify, "verify"},          {Command::Read, "read"},
+        {Command::Erase, "erase"},      {Command::BlankCheck, "blank-check"}, {Command::Info, "info"},
+        {Command::MacRead, "mac read"}, {Command::MacWrite, "mac write"},     {Command::Ccfg, "ccfg"},
+        {Command::Devices, "devices"}};
+    return names.at(command);
+}
+
+std::optional<std::filesystem::path> Options::ChipFile() const {
+    if (!chip.starts_with(kChipWithFile)) {
+        return std::nullopt;
+    }
+    return std::filesystem::path(chip.substr(kChipWithFile.size()));
+}
+
+ParsedCommandLine ParseCommandLine(int argumentCount, const char* const* arguments) {
+    return CommandLine().Parse(argumentCount, arguments);
+}
+
+}  // namespace flash::app

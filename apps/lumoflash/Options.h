@@ -1,0 +1,70 @@
+// The command line of lumoflash, parsed and checked; nothing is touched yet.
+#pragma once
+
+#include <cstdint>
+#include <filesystem>
+#include <optional>
+#include <string>
+#include <utility>
+#include <vector>
+
+#include "host/files/ProgramFile.h"
+#include "host/plan/WritePlan.h"
+#include "host/session/Session.h"
+
+namespace flash::app {
+
+enum class Command { Program, Verify, Read, Erase, BlankCheck, Info, MacRead, MacWrite, Ccfg, Devices };
+
+// "program", "mac read", …
+std::string CommandName(Command command);
+
+struct Options {
+    Command command = Command::Info;
+
+    // For every command.
+    std::string device;
+    std::filesystem::path plugin, devicesFolder, dataFolder, traceFile;
+    std::string chip = "virtual";
+    std::vector<std::pair<std::string, std::string>> properties;
+    bool isVerbose = false, isJson = false, isQuiet = false, isColorOff = false, isAgreed = false;
+
+    // program, verify
+    std::vector<std::filesystem::path> files;
+    host::ReadOptions fileOptions;
+    host::ProgramOptions program;  // `closing` is also that of ccfg
+    bool isDryRun = false;
+
+    // read
+    std::filesystem::path outFile;
+    host::FileFormat outFormat = host::FileFormat::Binary;
+    std::optional<std::pair<std::uint32_t, std::uint32_t>> range;  // address, length
+
+    // erase
+    std::optional<std::string> sectors;
+    bool keepCcfg = false;
+
+    // mac
+    std::vector<host::AddressKind> addressKinds;
+    std::string newAddress;
+
+    // The FILE of "virtual:FILE".
+    std::optional<std::filesystem::path> ChipFile() const;
+};
+
+// What to do instead of a command: print a text and end with a code.
+struct EarlyEnd {
+    std::string text;
+    int exitCode;
+};
+
+// Exactly one of the two.
+struct ParsedCommandLine {
+    std::optional<Options> options;
+    std::optional<EarlyEnd> end;
+};
+
+// Throws Failure (BadInput) for what only the values show to be wrong.
+ParsedCommandLine ParseCommandLine(int argumentCount, const char* const* arguments);
+
+}  // namespace flash::app

@@ -1,0 +1,192 @@
+// Text for people: data on standard output; messages, progress and the verdict on standard error, the latter two only
+// on a terminal (the verdict also with --verbose).
+#include <fmt/format.h>
+#include <unistd.h>
+
+#include <cstdio>
+#include <cstdlib>
+#include <iostream>
+
+#include "apps/lumoflash/View.h"
+
+namespace flash::app {
+namespace {
+
+using host::Phase;
+
+constexpr const char* kRed = "\x1b[31m";
+constexpr const char* kYellow = "\x1b[33m";
+constexpr const char* kGreen = "\x1b[32m";
+constexpr const char* kPlain = "\x1b[0m";
+constexpr const char* kClearLine = "\r\x1b[K";
+
+std::string Speed(std::uint64_t bytes, std::chrono::nanoseconds elapsed) {
+    const double seconds = std::chrono::duration<double>(elapsed).count();
+    return seconds <= 0 ? "" : fmt::format("{:.1f} KiB/s", static_cast<double>(bytes) / 1024 / seconds);
+}
+
+std::string ListOrNone(const host::PageSet& pages) { return pages.IsEmpty() ? "none" : pages.Text(); }
+
+class TextView final : public View {
+public:
+    explicit TextView(const Options& options)
+        : isTerminal(isatty(STDERR_FILENO) != 0), isQuiet(options.isQuiet), isVerbose(options.isVerbose) {
+        const char* noColor = std::getenv("NO_COLOR");
+        hasColor = isTerminal && !options.isColorOff && (noColor == nullptr || *noColor == '\0');
+    }
+
+    void Started(const Options&) override {}
+    void Connected(const Connection& connection) override {
+        if (isVerbose) {
+            Note(fmt::format("Connected to {}: flash {}, RAM {}, revision {}", connection.chip,
+                             connection.info.flashText, connection.info.ramText, connection.info.revisionText));
+        }
+    }
+
+    void PhaseStarted(Phase, std::uint64_t totalBytes) override {
+        total = totalBytes;
+        lastPercent = -1;
+    }
+    void PhaseAdvanced(Phase phase, std::uint64_t doneBytes, std::chrono::nanoseconds elapsed) override {
+        const int percent = total == 0 ? 0 : static_cast<int>(std::min(doneBytes, total) * 100 / total);
+        if (IsShowingProgress() && percent != lastPercent) {
+            lastPercent = percent;
+            ShowProgress(phase, percent, Speed(doneBytes, elapsed));
+        }
+    }
+    void PhaseFinished(Phase phase, std::uint64_t doneBytes, std::chrono::nanoseconds elapsed) override {
+        if (IsShowingProgress()) {
+            const bool isWhole = total == 0 || doneBytes >= total;
+            ShowProgress(phase, isWhole ? 100 : static_cast<int>(doneBytes * 100 / total), Speed(doneBytes, elapsed));
+            fmt::print(stderr, "\n");
+            isLineOpen = false;
+        }
+    }
+
+    void PluginMessage(const std::string& text) override { Say("", "", text); }
+    void PluginError(const std::string& text) override { Say(kRed, "plug-in error: ", text); }
+    void Note(const std::string& text) override {
+        if (isVerbose || isTerminal) {
+            Say("", "", text);
+        }
+    }
+    void Warning(const std::string& text) override { Say(kYellow, "warning: ", text); }
+
+    void ShowPlan(const host::WritePlan& plan) override {
+        using host::SectorPlan;
+        fmt::print(
+            "erase  {}\nwrite  {}\nkeep   {}\nskip   {}\n{} bytes in whole sectors, {} of them from the file{}\n{}",
+            ListOrNone(plan.Pages(&SectorPlan::isErased)), ListOrNone(plan.Pages(&SectorPlan::isWritten)),
+            ListOrNone(plan.Pages(&SectorPlan::keepsRest)), SkippedPages(plan), plan.WrittenBytes(),
+            plan.ExpectedBytes(), plan.keepsCcfg ? "; CCFG is kept" : "", DrawFlashMap(plan));
+    }
+    void ShowAddress(host::AddressKind kind, const std::string& address) override {
+        fmt::print("{:<15}{}\n", AddressName(kind), address);
+    }
+    void ShowCcfg(const host::CcfgInfo& ccfg) override {
+        fmt::print("CCFG         {}\n", ccfg.sizeBytes == 0
+                                            ? "none valid"
+                                            : fmt::format("{} bytes at 0x{:08X}", ccfg.sizeBytes, ccfg.address));
+        fmt::print("Boot loader  {}\n", ccfg.isBootloaderDisabled ? "disabled" : "enabled");
+        fmt::print("Debug port   {}\n", ccfg.isDebugDisabled ? "disabled from the next power-up on" : "enabled");
+        fmt::print("Protected    {}\n",
+                   ccfg.protectedPages.IsEmpty() ? "no pages" : "pages " + ccfg.protectedPages.Text());
+    }
+    void ShowInfo(const Connection& connection) override {
+        fmt::print("Device       {}, {}\n", connection.device, connection.summary);
+        fmt::print("Chip         {}\n", connection.chip);
+        fmt::print("Plug-in      {}\n", connection.plugin);
+        fmt::print("Flash        {} of {} bytes\n", connection.info.flashText,
+                   connection.info.geometry.sectorSizeBytes);
+        fmt::print("RAM          {}\n", connection.info.ramText);
+        fmt::print("Revision     {}\n", connection.info.revisionText);
+        fmt::print("Operations   {}\n", connection.info.operations);
+    }
+    void ShowDevices(const std::vector<host::DeviceDescription>& devices) override {
+        for (const host::DeviceDescription& device : devices) {
+            fmt::print("{:<15}{}\n", device.name, device.summary);
+        }
+    }
+
+    bool Agrees(const std::vector<std::string>& dangers) override {
+        if (isatty(STDIN_FILENO) == 0 || !isTerminal) {
+            return false;
+        }
+        for (const std::string& danger : dangers) {
+            Warning(danger);
+        }
+        fmt::print(stderr, "Go on? Type yes: ");
+        std::string answer;
+        std::getline(std::cin, answer);
+        return answer == "yes";
+    }
+
+    void Finished(const Outcome& outcome) override {
+        std::fflush(stdout);
+        if (outcome.exitCode != 0) {
+            EndLine();
+            fmt::print(stderr, "{}error: {}{}\n", hasColor ? kRed : "", outcome.text, hasColor ? kPlain : "");
+        } else if (!isQuiet && (isTerminal || isVerbose) && !outcome.text.empty()) {
+            EndLine();
+            const std::string size = outcome.bytes == 0 ? "" : fmt::format(", {} bytes", outcome.bytes);
+            const std::string time =
+                outcome.elapsed.count() == 0
+                    ? ""
+                    : fmt::format(", {:.3f} s", std::chrono::duration<double>(outcome.elapsed).count());
+            const std::string speed = outcome.bytes == 0 ? "" : ", " + Speed(outcome.bytes, outcome.elapsed);
+            fmt::print(stderr, "{}{}{}{}{}{}\n", hasColor ? kGreen : "", outcome.text, hasColor ? kPlain : "", size,
+                       time, speed);
+        }
+    }
+
+private:
+    bool IsShowingProgress() const { return isTerminal && !isQuiet; }
+
+    void ShowProgress(Phase phase, int percent, const std::string& speed) {
+        fmt::print(stderr, "{}{:<8} {:3} %  {}", kClearLine, PhaseName(phase), percent, speed);
+        std::fflush(stderr);
+        isLineOpen = true;
+    }
+
+    void EndLine() {
+        if (isLineOpen) {
+            fmt::print(stderr, "\n");
+            isLineOpen = false;
+        }
+    }
+
+    void Say(const char* color, const char* prefix, std::string text) {
+        if (isQuiet) {
+            return;
+        }
+        while (!text.empty() && text.back() == '\n') {
+            text.pop_back();
+        }
+        EndLine();
+        const bool isColored = hasColor && *color != '\0';
+        fmt::print(stderr, "{}{}{}{}\n", isColored ? color : "", prefix, text, isColored ? kPlain : "");
+    }
+
+    static std::string SkippedPages(const host::WritePlan& plan) {
+        const host::PageSet listed = plan.Pages(&host::SectorPlan::isSkippedPage);
+        const host::PageSet filled = plan.Pages(&host::SectorPlan::isSkippedFill);
+        return filled.IsEmpty() ? ListOrNone(listed)
+                                : fmt::format("{}; of only the fill value: {}", ListOrNone(listed), filled.Text());
+    }
+
+    bool isTerminal, isQuiet, isVerbose;
+    bool hasColor = false, isLineOpen = false;
+    std::uint64_t total = 0;
+    int lastPercent = -1;
+};
+
+}  // namespace
+
+std::string AddressName(host::AddressKind kind) {
+    static const char* const kNames[] = {"primary BLE", "secondary BLE", "primary IEEE", "secondary IEEE"};
+    return kNames[static_cast<std::size_t>(kind)];
+}
+
+std::unique_ptr<View> MakeTextView(const Options& options) { return std::make_unique<TextView>(options); }
+
+}  // namespace flash::app

@@ -1,0 +1,51 @@
+// What the program shows: to a person as text, to another program as JSON.
+#pragma once
+
+#include <chrono>
+#include <memory>
+#include <string>
+#include <vector>
+
+#include "apps/lumoflash/Options.h"
+#include "host/devices/DeviceDescription.h"
+#include "host/plan/WritePlan.h"
+#include "host/services/Observer.h"
+#include "host/session/Session.h"
+
+namespace flash::app {
+
+struct Connection {
+    std::string device, summary, chip, plugin;
+    host::ChipInfo info;
+};
+
+struct Outcome {
+    int exitCode = 0;
+    std::string text;  // the verdict, or what went wrong and what to do
+    std::size_t bytes = 0;
+    std::chrono::nanoseconds elapsed{};  // on the chip's clock
+};
+
+class View : public host::Observer {
+public:
+    virtual void Started(const Options& options) = 0;
+    virtual void Connected(const Connection& connection) = 0;
+    virtual void ShowPlan(const host::WritePlan& plan) = 0;
+    virtual void ShowAddress(host::AddressKind kind, const std::string& address) = 0;
+    virtual void ShowCcfg(const host::CcfgInfo& ccfg) = 0;
+    virtual void ShowInfo(const Connection& connection) = 0;
+    virtual void ShowDevices(const std::vector<host::DeviceDescription>& devices) = 0;
+
+    // True when the user agrees to what cannot be taken back. Only asks a person.
+    virtual bool Agrees(const std::vector<std::string>& dangers) = 0;
+
+    virtual void Finished(const Outcome& outcome) = 0;
+};
+
+// "primary BLE", …
+std::string AddressName(host::AddressKind kind);
+
+std::unique_ptr<View> MakeTextView(const Options& options);
+std::unique_ptr<View> MakeJsonView();
+
+}  // namespace flash::app

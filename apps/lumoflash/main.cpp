@@ -1,0 +1,56 @@
+// lumoflash: parse, run, print, exit code.
+#include <fmt/format.h>
+
+#include <atomic>
+#include <csignal>
+#include <cstdio>
+#include <exception>
+
+#include "apps/lumoflash/Commands.h"
+#include "apps/lumoflash/Options.h"
+#include "apps/lumoflash/View.h"
+#include "host/Failure.h"
+
+namespace {
+
+std::atomic<bool> isInterrupted{false};
+static_assert(std::atomic<bool>::is_always_lock_free, "set by a signal handler");
+
+extern "C" void Interrupt(int) { isInterrupted = true; }
+
+// The first Ctrl-C asks for a safe end, a second one ends at once. A reader that goes away must not stop the work on
+// the chip in the middle.
+void InstallSignals() {
+    struct sigaction action {};
+    action.sa_handler = Interrupt;
+    action.sa_flags = static_cast<int>(SA_RESETHAND);
+    sigaction(SIGINT, &action, nullptr);
+    sigaction(SIGTERM, &action, nullptr);
+    std::signal(SIGPIPE, SIG_IGN);
+}
+
+int RunProgram(int argumentCount, char** arguments) {
+    const flash::app::ParsedCommandLine parsed = flash::app::ParseCommandLine(argumentCount, arguments);
+    if (parsed.end) {
+        fmt::print(parsed.end->exitCode == 0 ? stdout : stderr, "{}", parsed.end->text);
+        return parsed.end->exitCode;
+    }
+    const flash::app::Options& options = *parsed.options;
+    const auto view = options.isJson ? flash::app::MakeJsonView() : flash::app::MakeTextView(options);
+    return flash::app::RunCommand(options, *view, isInterrupted);
+}
+
+}  // namespace
+
+int main(int argumentCount, char** arguments) {
+    InstallSignals();
+    try {
+        return RunProgram(argumentCount, arguments);
+    } catch (const flash::host::Failure& failure) {
+        fmt::print(stderr, "error: {}\n", failure.what());
+        return static_cast<int>(failure.Kind());
+    } catch (const std::exception& error) {
+        fmt::print(stderr, "error: {}\n", error.what());
+        return static_cast<int>(flash::host::FailureKind::BadInput);
+    }
+}
