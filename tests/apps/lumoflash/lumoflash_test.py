@@ -1,0 +1,489 @@
+"""The program lumoflash from outside: arguments, exit codes, streams, a terminal, JSON, every option, every refusal.
+
+Run by CTest with the program, the source folder and a module that is no plug-in as environment variables.
+"""
+import json
+import os
+import pty
+import signal
+import subprocess
+import tempfile
+import unittest
+from pathlib import Path
+
+import jsonschema
+
+PROGRAM = os.environ["LUMOFLASH"]
+SOURCE = Path(os.environ["FLASH_SOURCE"])
+NO_PLUGIN = os.environ["NO_PLUGIN"]
+SCHEMA = json.loads((SOURCE / "docs/lumoflash-events.schema.json").read_text())
+DEVICES = ["LumoD1F64", "LumoF2F352"]
+SECTOR = {"LumoD1F64": 4096, "LumoF2F352": 8192}
+FLASH = {"LumoD1F64": 16 * 4096, "LumoF2F352": 44 * 8192}
+
+
+def pattern(length, seed=1):
+    return bytes((i * 7 + (i >> 8) * 13 + seed) & 0xFF for i in range(length))
+
+
+def ccfg(debug=0xFF, protect=b"\xff" * 8):
+    area = bytearray(b"\xff" * 0x58)
+    area[8:12] = bytes([1, 0, 0x58, 0])
+    area[0x58 - 0x29] = debug
+    area[0x58 - 0x20:0x58 - 0x18] = protect
+    return bytes(area)
+
+
+def srec(address, data):
+    """One S3 record per 16 bytes, and the end."""
+    lines = []
+    for offset in range(0, len(data), 16):
+        piece = data[offset:offset + 16]
+        body = bytes([len(piece) + 5]) + (address + offset).to_bytes(4, "big") + piece
+        lines.append("S3" + body.hex().upper() + "%02X" % (~sum(body) & 0xFF))
+    return "\n".join(lines + ["S70500000000FA"]) + "\n"
+
+
+def ihex(address, data):
+    def record(kind, offset, piece):
+        body = bytes([len(piece)]) + offset.to_bytes(2, "big") + bytes([kind]) + piece
+        return ":" + body.hex().upper() + "%02X" % (-sum(body) & 0xFF)
+    lines = [record(4, 0, (address >> 16).to_bytes(2, "big"))]
+    lines += [record(0, (address + i) & 0xFFFF, data[i:i + 16]) for i in range(0, len(data), 16)]
+    return "\n".join(lines + [record(1, 0, b"")]) + "\n"
+
+
+class Case(unittest.TestCase):
+    device = "LumoD1F64"
+
+    def setUp(self):
+        self.folder = tempfile.TemporaryDirectory()
+        self.addCleanup(self.folder.cleanup)
+        self.path = Path(self.folder.name)
+        self.chip = self.path / "chip.bin"
+
+    def file(self, name, content):
+        path = self.path / name
+        path.write_bytes(content if isinstance(content, bytes) else content.encode())
+        return str(path)
+
+    def run_raw(self, *arguments, code=0, environment=None, **options):
+        result = subprocess.run([PROGRAM, *arguments], capture_output=True, cwd=self.path, timeout=120,
+                                env={**os.environ, **(environment or {})}, stdin=subprocess.DEVNULL, **options)
+        self.assertEqual(result.returncode, code, f"{arguments}\n{result.stdout[-2000:]}\n{result.stderr[-2000:]}")
+        return result.stdout, result.stderr.decode()
+
+    def run_chip(self, *arguments, code=0, **options):
+        return self.run_raw("--device", self.device, "--chip", f"virtual:{self.chip}", *arguments, code=code, **options)
+
+    def events(self, *arguments, code=0):
+        out, _ = self.run_chip("--json", *arguments, code=code)
+        events = [json.loads(line) for line in out.decode().splitlines()]
+        for event in events:
+            jsonschema.validate(event, SCHEMA)
+        self.assertEqual(events[0]["event"], "start")
+        self.assertEqual(events[-1]["event"], "result")
+        self.assertEqual(events[-1]["exitCode"], code)
+        return events
+
+    def flash(self, address=0, length=None):
+        length = FLASH[self.device] - address if length is None else length
+        out, _ = self.run_chip("read", "--out", "-", "--range", f"{address}:{length}")
+        return out
+
+
+class Usage(Case):
+    def test_every_command_has_help_with_an_example(self):
+        for command in [["program"], ["verify"], ["read"], ["erase"], ["blank-check"], ["info"], ["mac"], ["mac", "read"],
+                        ["mac", "write"], ["ccfg"], ["devices"], []]:
+            out, err = self.run_raw(*command, "--help")
+            self.assertIn("Example:\n  lumoflash", out.decode(), command)
+            self.assertEqual(err, "")
+
+    def test_version(self):
+        out, _ = self.run_raw("--version")
+        self.assertRegex(out.decode(), r"^\d+\.\d+\.\d+\n$")
+
+    def test_wrong_use_ends_with_2_names_the_mistake_and_touches_nothing(self):
+        image = self.file("a.bin", pattern(16))
+        program = ["program", image, "--base", "0"]
+        cases = [
+            ([], "subcommand is required"),
+            (["paint"], "There is no command paint"),
+            (["program"], "FILE"),
+            (["program", image, "--frobnicate"], "--frobnicate"),
+            ([*program, "--erase", "some"], '--erase: "some" is none of necessary, retain, all, sectors:LIST, none'),
+            ([*program, "--erase", "sectors:"], "the list is empty"),
+            ([*program, "--erase", "sectors:99"], "page 99 does not exist"),
+            ([*program, "--verify", "maybe"], '--verify: "maybe" is none of'),
+            ([*program, "--skip-pages", "1,"], "nothing between two commas"),
+            ([*program, "--skip-fill", "256"], "--skip-fill"),
+            ([*program, "--ble", "C2:00"], "--ble"),
+            ([*program, "--ieee", "C2:00:00:00:00:01"], "--ieee"),
+            ([*program, "--protect", "5-3", "--yes"], "runs backwards"),
+            ([*program, "--retain-ble", "--ble", "C2:00:00:00:00:01"], "retained or replaced"),
+            ([*program, "--skip-pages", "15", "--disable-bootloader"], "while that page is skipped"),
+            (["program", image], "give its base"),
+            (["program", image, "--base", "zero"], "--base"),
+            (["program", image, "--base", "0x10000"], "outside flash"),
+            ([*program, "--format", "exe"], "--format"),
+            (["read", "--out", "x", "--range", "5"], "--range"),
+            (["read", "--out", "x", "--range", "0x10000:1"], "not inside the flash"),
+            (["read", "--out", "x", "--format", "elf"], "--format"),
+            (["erase", "--sectors", "0", "--keep-ccfg"], "--keep-ccfg"),
+            (["erase", "--sectors", "16"], "page 16 does not exist"),
+            (["mac", "read", "third"], "third"),
+            (["mac", "write", "pri-ble", "C2:00:00:00:00:01"], "pri-ble"),
+            (["mac", "write", "ble", "nonsense"], "nonsense"),
+            (["info", "--set", "novalue"], "KEY=VALUE"),
+            (["info", "--set", "CrcVerify=1"], "belongs to --verify"),
+            (["info", "--json", "--quiet"], "exclude each other"),
+        ]
+        for arguments, expected in cases:
+            with self.subTest(arguments=arguments):
+                out, err = self.run_chip(*arguments, code=2)
+                self.assertIn(expected, err)
+                self.assertFalse(self.chip.exists())
+
+    def test_the_device_is_demanded_and_checked(self):
+        self.assertIn("--device", self.run_raw("info", code=2)[1])
+        self.assertIn("known are LumoD1F128", self.run_raw("-d", "LumoX9", "info", code=2)[1])
+        self.assertIn("--chip", self.run_raw("-d", "LumoD1F64", "--chip", "real", "info", code=2)[1])
+
+    def test_devices_lists_every_description(self):
+        out, _ = self.run_raw("devices")
+        for path in (SOURCE / "devices").glob("*.xml"):
+            self.assertIn(path.stem.lower(), out.decode().lower())
+
+    def test_a_bad_description_is_named_with_its_line(self):
+        self.file("bad.xml", "<flashProperties device='LumoD1'>\n<nonsense/></flashProperties>")
+        self.assertIn("bad.xml:", self.run_chip("--devices", str(self.path), "info", code=2)[1])
+
+
+class Unreachable(Case):
+    def test_what_is_no_plugin_ends_with_4(self):
+        text = self.file("plugin.so", "text")
+        for plugin, expected in [("/nowhere.so", "There is no plug-in"), (text, "Cannot load the plug-in"),
+                                 (NO_PLUGIN, "does not export CreateFlashDevice2")]:
+            self.assertIn(expected, self.run_chip("--plugin", plugin, "info", code=4)[1])
+
+    def test_a_file_that_is_no_chip_or_another_ends_with_4_and_stays_as_it_is(self):
+        self.chip.write_bytes(b"no chip")
+        self.assertIn("virtual chip", self.run_chip("info", code=4)[1])
+        self.assertEqual(self.chip.read_bytes(), b"no chip")
+        self.chip.unlink()
+        self.run_chip("info")
+        before = self.chip.read_bytes()
+        self.device = "LumoF2F352"
+        self.assertIn("--device", self.run_chip("info", code=4)[1])
+        self.assertEqual(self.chip.read_bytes(), before)
+
+    def test_a_missing_flashloader_is_named(self):
+        _, err = self.run_chip("--set", "DeviceFlashloaderFile=missing.elf", "blank-check", code=1)
+        self.assertIn("missing.elf", err)
+        self.assertIn("Failed to write flashloader to device SRAM.", err)
+
+
+class BothGenerations:
+    def test_program_verify_read_and_erase(self):
+        data = pattern(3 * SECTOR[self.device] + 100)
+        image = self.file("a.bin", data)
+        self.run_chip("program", image, "--base", "0x100")
+        self.run_chip("verify", image, "--base", "0x100")
+        self.assertEqual(self.flash(0x100, len(data)), data)
+        _, err = self.run_chip("blank-check", code=3)
+        self.assertIn("first at 0x00000100", err)
+        self.run_chip("erase")
+        self.run_chip("blank-check")
+        self.assertIn("bytes differ, first at 0x00000100", self.run_chip("verify", image, "--base", "0x100", code=3)[1])
+
+    def test_each_erase_choice_and_verification(self):
+        data = pattern(SECTOR[self.device] + 50)
+        image = self.file("a.bin", data)
+        for erase in ["necessary", "retain", "all", "sectors:0-2", "none"]:
+            for verify in ["crc", "readback", "none"]:
+                with self.subTest(erase=erase, verify=verify):
+                    self.chip.unlink(missing_ok=True)
+                    events = self.events("program", image, "--base", "8", "--erase", erase, "--verify", verify)
+                    self.assertIn({"crc": "by CRC", "readback": "reading back", "none": "not verified"}[verify],
+                                  events[-1]["text"])
+                    self.assertEqual(self.flash(8, len(data)), data)
+
+    def test_keep_ccfg(self):
+        end = FLASH[self.device]
+        self.run_chip("program", self.file("c.bin", ccfg()), "--base", hex(end - 0x58))
+        for erase in ["necessary", "all"]:
+            self.run_chip("program", self.file("a.bin", pattern(100)), "--base", hex(end - SECTOR[self.device]),
+                          "--keep-ccfg", "--erase", erase)
+            self.assertEqual(self.flash(end - 0x58), ccfg())
+        self.run_chip("erase", "--keep-ccfg")
+        self.assertEqual(self.flash(end - 0x58), ccfg())
+
+    def test_addresses(self):
+        self.run_chip("mac", "write", "ble", "c2-00-00-00-00-01")
+        self.run_chip("mac", "write", "ieee", "02:00:00:00:00:00:00:03")
+        self.run_chip("program", self.file("a.bin", pattern(10)), "--base", "0", "--erase", "all", "--retain-ble",
+                      "--ieee", "02:00:00:00:00:00:00:04")
+        out, err = self.run_chip("mac", "read")
+        self.assertEqual(out.decode().split("\n")[1:4:2], ["secondary BLE  C2:00:00:00:00:01",
+                                                           "secondary IEEE 02:00:00:00:00:00:00:04"])
+        self.assertIn("ReadSecBle: C2:00:00:00:00:01", err)
+
+    def test_one_named_address(self):
+        events = self.events("mac", "read", "pri-ble")
+        self.assertEqual([e["address"] for e in events if e["event"] == "address"], ["C2:02:03:04:05:06"])
+
+
+class GenerationD(BothGenerations, Case):
+    device = "LumoD1F64"
+
+
+class GenerationF(BothGenerations, Case):
+    device = "LumoF2F352"
+
+
+class Files(Case):
+    def test_each_format_alone_and_several_at_once(self):
+        data = pattern(300)
+        files = [self.file("a.hex", ihex(0x0, data)), self.file("b.srec", srec(0x1000, data)), self.file("c.bin", data)]
+        self.run_chip("program", *files, "--base", "0x2000")
+        for address in (0, 0x1000, 0x2000):
+            self.assertEqual(self.flash(address, 300), data)
+        self.run_chip("verify", *files, "--base", "0x2000")
+
+    def test_an_elf_of_the_flashloader_itself_lies_outside_flash(self):
+        elf = Path(PROGRAM).resolve().parent.parent / "share/lumo-flash/arm/lumod-flashloader.elf"
+        self.assertIn("outside flash", self.run_chip("program", str(elf), code=2)[1])
+
+    def test_what_is_wrong_with_files_is_refused_with_file_and_place_before_anything_is_touched(self):
+        good = ihex(0, pattern(64))
+        broken = good.replace("\n", "\n", 1)
+        lines = good.splitlines()
+        lines[2] = lines[2][:-2] + ("00" if lines[2][-2:] != "00" else "01")
+        cases = [
+            ("checksum.hex", "\n".join(lines) + "\n", "line 3"),
+            ("truncated.hex", "\n".join(good.splitlines()[:-1]) + "\n", "truncated.hex"),
+            ("truncated.srec", srec(0, pattern(64)).rsplit("S7", 1)[0], "truncated.srec"),
+            ("short.elf", b"\x7fELF\x01\x01\x01", "short.elf"),
+            ("empty.bin", b"", "empty.bin"),
+        ]
+        for name, content, expected in cases:
+            with self.subTest(name=name):
+                self.assertIn(expected, self.run_chip("program", self.file(name, content), "--base", "0", code=2)[1])
+        a, b = self.file("a.hex", broken), self.file("b.hex", ihex(0x20, pattern(4)))
+        _, err = self.run_chip("program", a, b, code=2)
+        for expected in ("a.hex", "b.hex", "0x00000020"):
+            self.assertIn(expected, err)
+        self.assertIn("missing.bin", self.run_chip("program", "missing.bin", code=2)[1])
+        self.assertFalse(self.chip.exists())
+
+    def test_reading_to_hex_and_binary(self):
+        data = pattern(5000)
+        self.run_chip("program", self.file("a.bin", data), "--base", "0x10")
+        self.run_chip("read", "--out", "out.hex", "--range", "0x10:5000")
+        self.run_chip("read", "--out", "out.raw", "--range", "0x10:5000", "--format", "bin")
+        self.assertEqual((self.path / "out.raw").read_bytes(), data)
+        self.run_chip("verify", "out.hex")
+        subprocess.run(["objcopy", "-I", "ihex", "-O", "binary", "out.hex", "again.bin"], cwd=self.path, check=True)
+        self.assertEqual((self.path / "again.bin").read_bytes(), data)
+        self.assertEqual(len(self.flash()), FLASH[self.device])
+
+
+class ProgramOptions(Case):
+    def test_a_dry_run_shows_the_plan_and_touches_nothing(self):
+        image = self.file("a.bin", pattern(5000))
+        out, _ = self.run_chip("program", image, "--base", "0", "--dry-run", "--skip-pages", "3")
+        self.assertIn("erase  0-1\nwrite  0-1\nkeep   none\nskip   3\n8192 bytes in whole sectors, 5000 of them from the file\n"
+                      "0x00000000 |##.s............| 0x0000FFFF\n", out.decode())
+        self.assertFalse(self.chip.exists())
+        plan = [e for e in self.events("program", image, "--base", "0", "-n", "--erase", "retain") if e["event"] == "plan"][0]
+        self.assertEqual((plan["erased"], plan["written"], plan["kept"]), ([], [0, 1], [1]))
+
+    def test_skipped_pages_and_fill(self):
+        first = self.file("old.bin", pattern(5 * 4096, 9))
+        self.run_chip("program", first, "--base", "0")
+        data = pattern(4096) + b"\xee" * 4096 + pattern(3 * 4096, 3)
+        self.run_chip("program", self.file("new.bin", data), "--base", "0", "--skip-pages", "3", "--skip-fill", "0xEE",
+                      "--verify", "readback")
+        old = pattern(5 * 4096, 9)
+        self.assertEqual(self.flash(0, 5 * 4096), data[:4096] + old[4096:8192] + data[8192:12288] + old[12288:16384] + data[16384:])
+
+    def test_dangerous_steps_want_agreement(self):
+        image = self.file("a.bin", pattern(16))
+        for option in (["--disable-debug"], ["--protect", "0-3"]):
+            _, err = self.run_chip("program", image, "--base", "0", *option, code=2)
+            self.assertIn("--yes", err)
+        locked = self.file("ccfg.bin", ccfg(debug=0))
+        _, err = self.run_chip("program", locked, "--base", hex(FLASH[self.device] - 0x58), code=2)
+        self.assertIn("The CCFG in the file disables the debug port", err)
+        protecting = self.file("protect.bin", ccfg(protect=b"\xfe" + b"\xff" * 7))
+        self.assertIn("write-protects pages", self.run_chip("program", protecting, "--base",
+                                                            hex(FLASH[self.device] - 0x58), code=2)[1])
+        self.assertIn("--yes", self.run_chip("ccfg", "--disable-debug", code=2)[1])
+        self.assertFalse(self.chip.exists())
+
+    def test_a_chip_that_is_locked_is_unreachable(self):
+        self.run_chip("ccfg", "--disable-debug", "--yes")
+        self.assertIn("debug port", self.run_chip("info", code=4)[1])
+
+    def test_protected_sectors_refuse_with_the_answer_in_words(self):
+        self.run_chip("ccfg", "--protect", "0-1", "--yes")
+        self.assertIn("Protected    pages 0-1", self.run_chip("ccfg")[0].decode())
+        _, err = self.run_chip("program", self.file("a.bin", pattern(16)), "--base", "0", code=1)
+        self.assertIn("Timed out waiting for target flashloader", err)
+        self.assertIn("(operation failed)", err)
+        self.assertIn("The chip protects pages 0", err)
+
+    def test_the_closing_options_of_a_load(self):
+        self.run_chip("program", self.file("a.bin", pattern(16)), "--base", "0", "--ble", "C2:00:00:00:00:07",
+                      "--disable-bootloader", "--protect", "9", "--yes")
+        event = [e for e in self.events("ccfg") if e["event"] == "ccfg"][0]
+        self.assertEqual((event["bootloaderDisabled"], event["debugDisabled"], event["protected"]), (True, False, [9]))
+
+    def test_sectors_are_erased_alone(self):
+        self.run_chip("program", self.file("a.bin", pattern(4 * 4096)), "--base", "0")
+        self.run_chip("erase", "--sectors", "1,3")
+        flash = self.flash(0, 4 * 4096)
+        self.assertEqual(flash[4096:8192], b"\xff" * 4096)
+        self.assertEqual(flash[8192:12288], pattern(4 * 4096)[8192:12288])
+
+
+class Streams(Case):
+    def test_a_pipe_gets_data_only_and_no_progress(self):
+        out, err = self.run_chip("program", self.file("a.bin", pattern(9000)), "--base", "0")
+        self.assertEqual((out, err), (b"", ""))
+        self.assertNotIn("\x1b", self.run_chip("program", self.file("a.bin", pattern(16)), "--base", "0x20000", code=2)[1])
+
+    def test_verbose_tells_what_the_plugin_does_and_the_verdict(self):
+        _, err = self.run_chip("-v", "program", self.file("a.bin", pattern(9000)), "--base", "0")
+        self.assertIn("Chunk 3: addr=0x00002000, length=4096, crc=0x", err)
+        self.assertIn("Programmed, verified by CRC, 12288 bytes", err)
+
+    def test_quiet_leaves_errors_only(self):
+        self.run_chip("mac", "write", "ble", "C2:00:00:00:00:01", "-q")
+        out, err = self.run_chip("mac", "read", "sec-ble", "-q")
+        self.assertEqual((out, err), (b"secondary BLE  C2:00:00:00:00:01\n", ""))
+        self.assertNotEqual(self.run_chip("verify", self.file("a.bin", b"\0"), "--base", "0", "-q", code=3)[1], "")
+
+    def test_every_command_speaks_json(self):
+        image = self.file("a.bin", pattern(100))
+        self.events("program", image, "--base", "0")
+        for arguments in (["verify", image, "--base", "0"], ["read", "--out", "x.bin"], ["info"], ["mac", "read"], ["ccfg"],
+                          ["devices"], ["ccfg", "--disable-bootloader"], ["mac", "write", "ble", "C2:00:00:00:00:01"]):
+            self.events(*arguments)
+        self.events("blank-check", code=3)
+        self.events("erase", "--sectors", "0")
+        failed = self.events("verify", image, "--base", "0", code=3)
+        self.assertFalse(failed[-1]["ok"])
+        self.events("program", image, "--base", "0x10000", code=2)
+
+    def test_json_progress_ends_at_the_total(self):
+        phases = [e for e in self.events("program", self.file("a.bin", pattern(9000)), "--base", "0", "--verify", "readback")
+                  if e["event"] == "phase" and e["state"] == "end"]
+        self.assertEqual([p["phase"] for p in phases], ["load", "program", "verify"])
+        self.assertTrue(all(p["doneBytes"] == p["totalBytes"] for p in phases))
+
+    def test_the_same_command_gives_the_same_trace(self):
+        image = self.file("a.bin", pattern(5000))
+        for name in ("1.json", "2.json"):
+            self.chip.unlink(missing_ok=True)
+            self.run_chip("--trace", name, "program", image, "--base", "0")
+        first = (self.path / "1.json").read_bytes()
+        self.assertEqual(first, (self.path / "2.json").read_bytes())
+        self.assertGreater(len(json.loads(first)["traceEvents"]), 100)
+
+
+class Configuration(Case):
+    def test_defaults_come_from_the_file_and_the_command_line_wins(self):
+        (self.path / "project").mkdir()
+        config = self.path / "project/lumoflash.toml"
+        config.write_text('device = "LumoD1F64"\nchip = "virtual:chip.bin"\n[program]\nbase = 0x40\nverify = "readback"\n'
+                          '[set]\nDeviceFlashloaderFile = "missing.elf"\n')
+        image = self.file("a.bin", pattern(100))
+        _, err = self.run_raw("--config", str(config), "program", image, code=1)
+        self.assertIn("missing.elf", err)
+        loader = ["--set", "DeviceFlashloaderFile=lumod-flashloader.elf"]
+        out, _ = self.run_raw("--config", str(config), "--json", *loader, "program", image)
+        self.assertIn("reading back", json.loads(out.decode().splitlines()[-1])["text"])
+        out, _ = self.run_raw("--config", str(config), "--json", *loader, "program", image, "--verify", "crc")
+        self.assertIn("by CRC", json.loads(out.decode().splitlines()[-1])["text"])
+        self.assertTrue((self.path / "project/chip.bin").exists())
+        self.run_raw("--config", str(config), "verify", image, "--base", "0x40")
+
+    def test_mistakes_are_named_with_file_and_line(self):
+        for text, expected in [("device = \n", "c.toml:1: "), ("\nspeed = 3\n", "c.toml:2: there is no option speed"),
+                               ("[paint]\ncolor = 1\n", "there is no command paint"), ("device = 1.5\n", "c.toml:1: device"),
+                               ("verbose = \"loud\"\n", "c.toml:1: ")]:
+            with self.subTest(text=text):
+                self.assertIn(expected, self.run_chip("--config", self.file("c.toml", text), "info", code=2)[1])
+        self.assertIn("missing.toml", self.run_chip("--config", "missing.toml", "info", code=2)[1])
+
+
+class Terminal(Case):
+    def on_terminal(self, *arguments, answer=None, environment=None):
+        """Runs with standard error and input on a terminal; returns the exit code and what was shown."""
+        controller, terminal = pty.openpty()
+        process = subprocess.Popen([PROGRAM, "--device", self.device, "--chip", f"virtual:{self.chip}", *arguments], cwd=self.path,
+                                   stdin=terminal, stdout=terminal, stderr=terminal, env={**os.environ, **(environment or {})})
+        os.close(terminal)
+        shown = b""
+        while True:
+            try:
+                piece = os.read(controller, 4096)
+            except OSError:  # the other end is closed
+                break
+            if not piece:
+                break
+            shown += piece
+            if answer is not None and b"Type yes: " in shown:
+                os.write(controller, answer.encode() + b"\n")
+                answer = None
+        os.close(controller)
+        return process.wait(timeout=60), shown.decode()
+
+    def test_progress_and_one_verdict(self):
+        code, shown = self.on_terminal("program", self.file("a.bin", pattern(20000)), "--base", "0", "--verify", "readback")
+        self.assertEqual(code, 0)
+        for expected in ("load ", "program  100 %", "verify   100 %", "KiB/s", "\x1b[32mProgrammed, verified by reading back"):
+            self.assertIn(expected, shown)
+        self.assertEqual(shown.count("Programmed, "), 1)
+
+    def test_no_color(self):
+        for arguments, environment in ((["--no-color"], {}), ([], {"NO_COLOR": "1"})):
+            code, shown = self.on_terminal(*arguments, "verify", self.file("a.bin", b"\0"), "--base", "0", environment=environment)
+            self.assertEqual(code, 3)
+            self.assertNotIn("\x1b[3", shown)
+
+    def test_an_answer_decides_about_dangerous_steps(self):
+        code, shown = self.on_terminal("ccfg", "--protect", "3", answer="no")
+        self.assertEqual(code, 2)
+        self.assertIn("Pages 3 will be write-protected", shown)
+        code, _ = self.on_terminal("ccfg", "--protect", "3", answer="yes")
+        self.assertEqual(code, 0)
+        self.assertIn("pages 3", self.run_chip("ccfg")[0].decode())
+
+
+class Interruption(Case):
+    device = "LumoF2F352"
+
+    def test_ctrl_c_stops_at_a_safe_point_and_the_same_command_succeeds(self):
+        data = pattern(FLASH[self.device] - SECTOR[self.device])
+        arguments = [PROGRAM, "--device", self.device, "--chip", f"virtual:{self.chip}", "--json", "program",
+                     self.file("a.bin", data), "--base", "0"]
+        process = subprocess.Popen(arguments, cwd=self.path, stdout=subprocess.PIPE, stderr=subprocess.PIPE)
+        for line in process.stdout:
+            event = json.loads(line)
+            if event["event"] == "phase" and event["phase"] == "program" and event["state"] == "progress":
+                process.send_signal(signal.SIGINT)
+                break
+        out, err = process.communicate(timeout=120)
+        self.assertEqual(process.returncode, 130, err)
+        self.assertIn(b"nterrupted", err)
+        self.assertEqual(json.loads(out.splitlines()[-1])["exitCode"], 130)
+        self.run_chip("verify", self.file("a.bin", data), "--base", "0", code=3)
+        self.run_chip("program", self.file("a.bin", data), "--base", "0")
+        self.run_chip("verify", self.file("a.bin", data), "--base", "0")
+
+
+if __name__ == "__main__":
+    unittest.main()
