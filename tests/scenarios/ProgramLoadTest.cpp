@@ -223,6 +223,18 @@ TEST_P(ProgramLoad, KeptCcfgIsRestoredOnlyWhenItsStartIsPassed) {
     }
 }
 
+TEST_P(ProgramLoad, KeptCcfgIsReadAfreshInEachLoad) {
+    SwitchOn("KeepCcfgSetting");
+    SetErase("All Unprotected Sectors");
+    ASSERT_EQ(chip.Load({{0, Pattern(10, 9)}}), "");
+    chip.target.host.memory.SetBytes(flashEnd - kIeeeSecondaryFromEnd, Bytes(8, 0));
+    const Bytes changed = Ccfg();
+
+    ASSERT_EQ(chip.Load({{0, Pattern(10, 9)}}), "");
+
+    EXPECT_EQ(Ccfg(), changed);
+}
+
 TEST_P(ProgramLoad, ACcfgOfAnImpossibleSizeIsNotKept) {
     SwitchOn("KeepCcfgSetting");
     const Bytes data = Pattern(sector, 9);
