@@ -1,0 +1,34 @@
+// The command `lumoflash validate-plugin`: every named check against a module, through its binary interface alone.
+#pragma once
+
+#include <iosfwd>
+#include <string>
+#include <vector>
+
+#include "host/validator/CheckRunner.h"
+
+namespace flash::host {
+
+struct ValidatePluginOptions {
+    std::string modulePath;
+    std::vector<std::string> checkNames;  // empty: all
+    bool isListing = false;               // only say which checks there are; no module is needed
+    bool isJson = false;
+    validator::RunLimits limits;
+};
+
+struct ValidationReport {
+    std::string modulePath;
+    std::string loadError;  // empty: the module was loaded
+    std::vector<validator::CheckResult> results;
+    bool HasPassed() const;
+};
+
+// Throws `std::invalid_argument` for a check name that there is not.
+ValidationReport ValidatePlugin(const ValidatePluginOptions& options);
+
+// Runs the command and prints its text or JSON to `output`. Returns the exit code: 0 when all checks pass, 1 when one
+// does not or a name is unknown, 4 when the module cannot be loaded.
+int RunValidatePlugin(const ValidatePluginOptions& options, std::ostream& output);
+
+}  // namespace flash::host

@@ -1,0 +1,84 @@
+// The module as a file, and its devices beside each other.
+#include <dlfcn.h>
+#include <malloc.h>
+
+#include <algorithm>
+
+#include "host/validator/Check.h"
+
+namespace flash::host::validator {
+namespace {
+
+void ExportsOnlyTheFactory(const ModuleUnderCheck& module) {
+    std::vector<std::string> names = module.ExportedNames();
+    // What linkers and runtimes put beside the code is nobody's interface.
+    std::erase_if(names, [](const std::string& name) { return name.starts_with("_"); });
+    ExpectTexts("exported names", {"CreateFlashDevice2"}, names);
+}
+
+void DevicesAreIndependent(const ModuleUnderCheck& module) {
+    ReadyDevice first(module, kFirstGeneration);
+    ReadyDevice second(module, kSecondGeneration);
+    first.host.ForgetCalls();
+    second.device.MustLoad(Pattern(0x2000), 0);
+    ExpectNumber("calls of the first device's host while the second works", 0, first.host.journal.size());
+    first.device.MustLoad(Pattern(0x1000), 0x1000);
+    ExpectBytes("flash of the second device", Pattern(0x2000), FlashBytes(second.host, 0, 0x2000));
+}
+
+void ReleaseLeavesTheHostAlone(const ModuleUnderCheck& module) {
+    ReadyDevice ready(module);
+    ready.device.MustLoad(Pattern(100), 0);
+    ready.host.ForgetCalls();
+    ExpectText("Release", "no text", Quoted(ready.device.Release()));
+    ExpectNumber("host calls of Release", 0, ready.host.journal.size());
+}
+
+// Bytes in use on the heap. Under a sanitizer the C library's own count stands still, and the sanitizer's is asked.
+std::size_t LiveBytes() {
+    using Counter = std::size_t (*)();
+    const auto counter = reinterpret_cast<Counter>(dlsym(RTLD_DEFAULT, "__sanitizer_get_current_allocated_bytes"));
+    return counter != nullptr ? counter() : mallinfo2().uordblks + mallinfo2().hblkhd;
+}
+
+void UseOneDevice(const ModuleUnderCheck& module) {
+    ReadyDevice ready(module);
+    ready.host.properties["CrcVerify"] = "1";
+    ready.device.MustLoad(Pattern(3000), 0x800);
+    ready.device.MustExecute("ReadSecIeee");
+    ready.device.Execute("no such operation");
+}
+
+void LiveMemoryIsSteady(const ModuleUnderCheck& module) {
+    constexpr std::size_t kCycles = 50;
+    constexpr std::size_t kSmallestBlock = 16;
+    for (std::size_t i = 0; i < kCycles; ++i) {
+        UseOneDevice(module);
+    }
+    const std::size_t before = LiveBytes();
+    for (std::size_t i = 0; i < kCycles; ++i) {
+        UseOneDevice(module);
+    }
+    const std::size_t after = LiveBytes();
+    Expect(after < before + kCycles * kSmallestBlock,
+           "as much live memory after 100 devices as after 50: " + std::to_string(before) + " bytes",
+           std::to_string(after) + " bytes");
+}
+
+}  // namespace
+
+std::vector<Check> LoadingChecks() {
+    constexpr const char* kTopic = "loading";
+    return {
+        {kTopic, "exports-only-the-factory", "The module exports CreateFlashDevice2 and nothing else.",
+         ExportsOnlyTheFactory},
+        {kTopic, "devices-are-independent", "Two devices at a time use their own hosts and keep their own state.",
+         DevicesAreIndependent},
+        {kTopic, "release-leaves-the-host-alone", "Release returns null and calls no host service.",
+         ReleaseLeavesTheHostAlone},
+        {kTopic, "live-memory-is-steady", "Devices made, used and released leave no memory behind.",
+         LiveMemoryIsSteady},
+    };
+}
+
+}  // namespace flash::host::validator

@@ -1,0 +1,129 @@
+// Each module that breaks one promise fails the check of that promise and no other.
+#include <gtest/gtest.h>
+
+#include <sstream>
+
+#include "host/validator/ValidatePlugin.h"
+
+namespace flash::host {
+namespace {
+
+using validator::CheckResult;
+using validator::Outcome;
+
+struct BrokenModule {
+    const char* module;
+    const char* check;
+    Outcome outcome;
+};
+
+ValidatePluginOptions OptionsFor(const std::string& module) {
+    ValidatePluginOptions options;
+    options.modulePath = BROKEN_FOLDER + module + ".so";
+    options.limits.cpuSeconds = 4;
+    return options;
+}
+
+class BrokenModules : public testing::TestWithParam<BrokenModule> {};
+
+TEST_P(BrokenModules, FailExactlyTheirOwnCheck) {
+    const ValidationReport report = ValidatePlugin(OptionsFor(GetParam().module));
+
+    EXPECT_EQ(report.loadError, "");
+    std::vector<std::string> unmet;
+    for (const CheckResult& result : report.results) {
+        if (result.outcome != Outcome::Passed) {
+            unmet.emplace_back(result.name);
+            EXPECT_EQ(NameOf(result.outcome), std::string(NameOf(GetParam().outcome))) << result.found;
+            EXPECT_NE(result.expected, "");
+            EXPECT_NE(result.found, "");
+            EXPECT_NE(result.expected, result.found);
+        }
+    }
+    EXPECT_EQ(unmet, std::vector<std::string>{GetParam().check});
+}
+
+constexpr BrokenModule kModules[] = {
+    {"SecondExport", "exports-only-the-factory", Outcome::Failed},
+    {"CallsHostAtRelease", "release-leaves-the-host-alone", Outcome::Failed},
+    {"LeaksDevices", "live-memory-is-steady", Outcome::Failed},
+    {"KnowsOneSecondGeneration", "sixth-character-selects", Outcome::Failed},
+    {"CatchesNameErrors", "name-without-digit-throws", Outcome::Failed},
+    {"ForgetsAnOperation", "tells-its-operations", Outcome::Failed},
+    {"EndOfFlashIsOutside", "end-of-flash-counts-as-inside", Outcome::Failed},
+    {"EndsTheProcess", "only-the-end-of-a-range-counts", Outcome::Crashed},
+    {"CutsAddresses", "addresses-above-32-bits-are-refused", Outcome::Failed},
+    {"CrashesOnDataType", "data-types-are-unsupported", Outcome::Crashed},
+    {"ForgetsErrorTexts", "error-text-outlives-success", Outcome::Failed},
+    {"ShortensTexts", "host-texts-come-back-unchanged", Outcome::Failed},
+    {"HaltsTooOften", "edge-phases-halt", Outcome::Failed},
+    {"WaitsForEachChunk", "only-the-previous-chunk-is-awaited", Outcome::Failed},
+    {"WrongCrc", "crc-value", Outcome::Failed},
+    {"CrcWithoutFlag", "crc-field-is-0-without-the-option", Outcome::Failed},
+    {"PausesTwice", "polls-400-times", Outcome::Failed},
+    {"PausesTooLong", "pauses-for-5-milliseconds", Outcome::Failed},
+    {"NeverEnds", "erase-is-one-command", Outcome::Hung},
+    {"ErasesOneByteMore", "erase-sectors-posts-ranges", Outcome::Failed},
+    {"LowerCaseAddress", "reads-and-shows-addresses", Outcome::Failed},
+    {"LosesCcfgAtBankErase", "ccfg-survives-a-bank-erase", Outcome::Failed},
+    {"AcceptsDecimalFill", "fill-value-is-checked", Outcome::Failed},
+    {"ThrowsAcross", "told-whether-it-verifies", Outcome::Failed},
+    {"KeepsEraseSetting", "erase-setting-is-put-back", Outcome::Failed},
+    {"CallsReservedSlot", "reserved-slots-are-left-alone", Outcome::Failed},
+    {"WrongPage", "memory-is-asked-for-as-agreed", Outcome::Failed},
+    {"IgnoresFailingMessage", "every-failing-call-is-answered", Outcome::Failed},
+};
+
+INSTANTIATE_TEST_SUITE_P(Each, BrokenModules, testing::ValuesIn(kModules),
+                         [](const auto& tested) { return std::string(tested.param.module); });
+
+struct Answer {
+    int exitCode;
+    std::string text;
+};
+
+Answer RunCommand(const ValidatePluginOptions& options) {
+    std::ostringstream output;
+    const int exitCode = RunValidatePlugin(options, output);
+    return {exitCode, output.str()};
+}
+
+TEST(UnusableModule, IsNotLoadedWithItsReason) {
+    struct Case {
+        const char* name;
+        std::string path;
+        const char* reason;
+    };
+    const Case cases[] = {
+        {"no such file", BROKEN_FOLDER "NoSuchFile.so", "No such file"},
+        {"no shared library", BROKEN_FOLDER "../CTestTestfile.cmake", "invalid ELF header"},
+        {"no factory", BROKEN_FOLDER "NoFactory.so", "it has no CreateFlashDevice2"},
+    };
+    for (const Case& c : cases) {
+        SCOPED_TRACE(c.name);
+        ValidatePluginOptions options;
+        options.modulePath = c.path;
+
+        const Answer answer = RunCommand(options);
+
+        EXPECT_EQ(answer.exitCode, 4);
+        EXPECT_NE(answer.text.find(c.reason), std::string::npos) << answer.text;
+    }
+}
+
+TEST(FailingModule, ExitsWith1AndSaysExpectedAndFound) {
+    ValidatePluginOptions options = OptionsFor("PausesTooLong");
+    options.checkNames = {"pauses-for-5-milliseconds", "crc-value"};
+
+    const Answer answer = RunCommand(options);
+
+    EXPECT_EQ(answer.exitCode, 1);
+    EXPECT_NE(answer.text.find("failed  pauses-for-5-milliseconds: "), std::string::npos) << answer.text;
+    EXPECT_NE(answer.text.find("expected: milliseconds of a pause: 5 (0x5)\n      found:    10 (0xA)"),
+              std::string::npos)
+        << answer.text;
+    EXPECT_NE(answer.text.find("1 of 2 checks passed"), std::string::npos) << answer.text;
+}
+
+}  // namespace
+}  // namespace flash::host

@@ -1,0 +1,25 @@
+// Broken: each released device leaves a block of memory behind.
+#include <cstdlib>
+
+#include "tests/validator/broken/Wrapper.h"
+
+namespace flash::broken {
+namespace {
+
+class LeaksDevicesDevice final : public Device {
+public:
+    using Device::Device;
+
+    const char* Release() override {
+        lost = std::malloc(64);
+        return Device::Release();
+    }
+
+private:
+    void* volatile lost = nullptr;
+};
+
+}  // namespace
+}  // namespace flash::broken
+
+BROKEN_FACTORY(flash::broken::Host, flash::broken::LeaksDevicesDevice)
