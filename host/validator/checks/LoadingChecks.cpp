@@ -1,10 +1,8 @@
 // The module as a file, and its devices beside each other.
-#include <dlfcn.h>
-#include <malloc.h>
-
 #include <algorithm>
 
 #include "host/validator/Check.h"
+#include "host/validator/Resources.h"
 
 namespace flash::host::validator {
 namespace {
@@ -34,13 +32,6 @@ void ReleaseLeavesTheHostAlone(const ModuleUnderCheck& module) {
     ExpectNumber("host calls of Release", 0, ready.host.journal.size());
 }
 
-// Bytes in use on the heap. Under a sanitizer the C library's own count stands still, and the sanitizer's is asked.
-std::size_t LiveBytes() {
-    using Counter = std::size_t (*)();
-    const auto counter = reinterpret_cast<Counter>(dlsym(RTLD_DEFAULT, "__sanitizer_get_current_allocated_bytes"));
-    return counter != nullptr ? counter() : mallinfo2().uordblks + mallinfo2().hblkhd;
-}
-
 void UseOneDevice(const ModuleUnderCheck& module) {
     ReadyDevice ready(module);
     ready.host.properties["CrcVerify"] = "1";
@@ -49,20 +40,37 @@ void UseOneDevice(const ModuleUnderCheck& module) {
     ready.device.Execute("no such operation");
 }
 
+constexpr std::size_t kCycles = 50;
+
+// What is held after 50 devices, and after 100.
+struct HeldResources {
+    explicit HeldResources(const ModuleUnderCheck& module) {
+        UseDevices(module);
+        before = MeasureResources();
+        UseDevices(module);
+        after = MeasureResources();
+    }
+    static void UseDevices(const ModuleUnderCheck& module) {
+        for (std::size_t i = 0; i < kCycles; ++i) {
+            UseOneDevice(module);
+        }
+    }
+    Resources before;
+    Resources after;
+};
+
 void LiveMemoryIsSteady(const ModuleUnderCheck& module) {
-    constexpr std::size_t kCycles = 50;
     constexpr std::size_t kSmallestBlock = 16;
-    for (std::size_t i = 0; i < kCycles; ++i) {
-        UseOneDevice(module);
-    }
-    const std::size_t before = LiveBytes();
-    for (std::size_t i = 0; i < kCycles; ++i) {
-        UseOneDevice(module);
-    }
-    const std::size_t after = LiveBytes();
-    Expect(after < before + kCycles * kSmallestBlock,
-           "as much live memory after 100 devices as after 50: " + std::to_string(before) + " bytes",
-           std::to_string(after) + " bytes");
+    const HeldResources held(module);
+    Expect(held.after.liveBytes < held.before.liveBytes + kCycles * kSmallestBlock,
+           "as much live memory after 100 devices as after 50: " + std::to_string(held.before.liveBytes) + " bytes",
+           std::to_string(held.after.liveBytes) + " bytes");
+}
+
+void StartsNoThread(const ModuleUnderCheck& module) {
+    const HeldResources held(module);
+    ExpectNumber("threads", 1, held.after.threads);
+    ExpectNumber("open handles after 100 devices, as many as after 50", held.before.handles, held.after.handles);
 }
 
 }  // namespace
@@ -78,6 +86,7 @@ std::vector<Check> LoadingChecks() {
          ReleaseLeavesTheHostAlone},
         {kTopic, "live-memory-is-steady", "Devices made, used and released leave no memory behind.",
          LiveMemoryIsSteady},
+        {kTopic, "starts-no-thread", "The plug-in starts no thread and leaves no handle open.", StartsNoThread},
     };
 }
 

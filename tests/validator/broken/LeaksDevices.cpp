@@ -1,5 +1,5 @@
 // Broken: each released device leaves a block of memory behind.
-#include <cstdlib>
+#include <new>
 
 #include "tests/validator/broken/Wrapper.h"
 
@@ -11,7 +11,7 @@ public:
     using Device::Device;
 
     const char* Release() override {
-        lost = std::malloc(64);
+        lost = ::operator new(64);
         return Device::Release();
     }
 
