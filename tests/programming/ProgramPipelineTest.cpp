@@ -1,6 +1,7 @@
 // A host's data on its way into flash: erase setting, chunks, double buffering, CRC, page ranges and fill pieces.
 #include <gtest/gtest.h>
 
+#include <algorithm>
 #include <stdexcept>
 
 #include "tests/support/OpenTarget.h"
@@ -230,8 +231,9 @@ TEST_F(Pipeline, TheCrcFlagStaysForTheRestOfTheRequest) {
 
 TEST_F(Pipeline, TheCrcIsOfTheChunkAndNotOfTheRequest) {
     host.properties["CrcVerify"] = "1";
-    std::vector<std::uint8_t> data(4096, 0xA5);
-    data.insert(data.end(), {'1', '2', '3', '4', '5', '6', '7', '8', '9'});
+    const std::string digits = "123456789";
+    std::vector<std::uint8_t> data(4096 + digits.size(), 0xA5);
+    std::copy(digits.begin(), digits.end(), data.begin() + 4096);
 
     Program(data, 0);
 
