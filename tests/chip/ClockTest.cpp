@@ -1,5 +1,5 @@
 // Virtual time: pauses, conditions, watched words, and the same again on a second run.
-#include "ChipRig.h"
+#include "tests/chip/ChipRig.h"
 
 namespace flash::chip {
 namespace {

@@ -1,7 +1,7 @@
 // The probe's side: widths and addresses, what a transfer costs, what cannot be reached.
 #include <gmock/gmock.h>
 
-#include "ChipRig.h"
+#include "tests/chip/ChipRig.h"
 
 namespace flash::chip {
 namespace {

@@ -1,7 +1,7 @@
 // The core: what it executes, how its time runs, and what locks it up.
 #include <algorithm>
 
-#include "ChipRig.h"
+#include "tests/chip/ChipRig.h"
 
 namespace flash::chip {
 namespace {

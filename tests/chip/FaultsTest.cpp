@@ -1,7 +1,7 @@
 // Each fault comes true exactly where it was placed, and leaves behind what it should.
 #include <bit>
 
-#include "ChipRig.h"
+#include "tests/chip/ChipRig.h"
 
 namespace flash::chip {
 namespace {

@@ -1,7 +1,7 @@
 // The controller's registers, states and times, and the rules that it is strict about.
 #include <algorithm>
 
-#include "ChipRig.h"
+#include "tests/chip/ChipRig.h"
 
 namespace flash::chip {
 namespace {

@@ -1,7 +1,7 @@
 // The two generations, and settings that make no chip.
 #include "chip/Geometry.h"
 
-#include "ChipRig.h"
+#include "tests/chip/ChipRig.h"
 
 namespace flash::chip {
 namespace {

@@ -1,5 +1,5 @@
 // Power and reset: what is lost, what stays, what is sampled.
-#include "ChipRig.h"
+#include "tests/chip/ChipRig.h"
 
 namespace flash::chip {
 namespace {

@@ -3,7 +3,7 @@
 
 #include <gmock/gmock.h>
 
-#include "ChipRig.h"
+#include "tests/chip/ChipRig.h"
 
 namespace flash::chip {
 namespace {

@@ -3,7 +3,7 @@
 
 #include <nlohmann/json.hpp>
 
-#include "ChipRig.h"
+#include "tests/chip/ChipRig.h"
 
 namespace flash::chip {
 namespace {
