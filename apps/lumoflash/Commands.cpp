@@ -233,7 +233,8 @@ int RunCommand(const Options& options, View& view, const std::atomic<bool>& isIn
             return Outcome{};
         });
         if (kept.exitCode != 0 && outcome.exitCode == 0) {
-            outcome = kept;
+            outcome = {
+                static_cast<int>(FailureKind::Operation), fmt::format("{}, but: {}", outcome.text, kept.text), 0, {}};
         }
     }
     view.Finished(outcome);

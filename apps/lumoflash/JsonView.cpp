@@ -1,7 +1,5 @@
 // One JSON object per event and line on standard output; docs/lumoflash-events.schema.json describes them. Errors are
 // on standard error, too, for whoever watches.
-#include <fmt/format.h>
-
 #include <cstdio>
 #include <nlohmann/json.hpp>
 
@@ -101,13 +99,15 @@ public:
         }
         Emit(event);
         if (outcome.exitCode != 0) {
-            fmt::print(stderr, "error: {}\n", outcome.text);
+            std::fprintf(stderr, "error: %s\n", outcome.text.c_str());
         }
     }
 
 private:
+    // A reader that goes away is noticed at the end; it must not stop the work on the chip.
     static void Emit(const json& event) {
-        fmt::print("{}\n", event.dump(-1, ' ', false, json::error_handler_t::replace));
+        const std::string line = event.dump(-1, ' ', false, json::error_handler_t::replace) + "\n";
+        std::fwrite(line.data(), 1, line.size(), stdout);
         std::fflush(stdout);
     }
     static void EmitMessage(const char* source, const char* level, const std::string& text) {

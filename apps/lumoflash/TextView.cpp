@@ -27,6 +27,13 @@ std::string Speed(std::uint64_t bytes, std::chrono::nanoseconds elapsed) {
 
 std::string ListOrNone(const host::PageSet& pages) { return pages.IsEmpty() ? "none" : pages.Text(); }
 
+// A reader that goes away is noticed at the end; it must not stop the work on the chip, so nothing is thrown.
+template <typename... Values>
+void Print(FILE* stream, fmt::format_string<Values...> format, Values&&... values) {
+    const std::string text = fmt::format(format, std::forward<Values>(values)...);
+    std::fwrite(text.data(), 1, text.size(), stream);
+}
+
 class TextView final : public View {
 public:
     explicit TextView(const Options& options)
@@ -58,7 +65,7 @@ public:
         if (IsShowingProgress()) {
             const bool isWhole = total == 0 || doneBytes >= total;
             ShowProgress(phase, isWhole ? 100 : static_cast<int>(doneBytes * 100 / total), Speed(doneBytes, elapsed));
-            fmt::print(stderr, "\n");
+            Print(stderr, "\n");
             isLineOpen = false;
         }
     }
@@ -81,30 +88,29 @@ public:
             plan.ExpectedBytes(), plan.keepsCcfg ? "; CCFG is kept" : "", DrawFlashMap(plan));
     }
     void ShowAddress(host::AddressKind kind, const std::string& address) override {
-        fmt::print("{:<15}{}\n", AddressName(kind), address);
+        Print(stdout, "{:<15}{}\n", AddressName(kind), address);
     }
     void ShowCcfg(const host::CcfgInfo& ccfg) override {
-        fmt::print("CCFG         {}\n", ccfg.sizeBytes == 0
-                                            ? "none valid"
-                                            : fmt::format("{} bytes at 0x{:08X}", ccfg.sizeBytes, ccfg.address));
-        fmt::print("Boot loader  {}\n", ccfg.isBootloaderDisabled ? "disabled" : "enabled");
-        fmt::print("Debug port   {}\n", ccfg.isDebugDisabled ? "disabled from the next power-up on" : "enabled");
-        fmt::print("Protected    {}\n",
-                   ccfg.protectedPages.IsEmpty() ? "no pages" : "pages " + ccfg.protectedPages.Text());
+        Print(stdout, "CCFG         {}\n",
+              ccfg.sizeBytes == 0 ? "none valid" : fmt::format("{} bytes at 0x{:08X}", ccfg.sizeBytes, ccfg.address));
+        Print(stdout, "Boot loader  {}\n", ccfg.isBootloaderDisabled ? "disabled" : "enabled");
+        Print(stdout, "Debug port   {}\n", ccfg.isDebugDisabled ? "disabled from the next power-up on" : "enabled");
+        Print(stdout, "Protected    {}\n",
+              ccfg.protectedPages.IsEmpty() ? "no pages" : "pages " + ccfg.protectedPages.Text());
     }
     void ShowInfo(const Connection& connection) override {
-        fmt::print("Device       {}, {}\n", connection.device, connection.summary);
-        fmt::print("Chip         {}\n", connection.chip);
-        fmt::print("Plug-in      {}\n", connection.plugin);
-        fmt::print("Flash        {} of {} bytes\n", connection.info.flashText,
-                   connection.info.geometry.sectorSizeBytes);
-        fmt::print("RAM          {}\n", connection.info.ramText);
-        fmt::print("Revision     {}\n", connection.info.revisionText);
-        fmt::print("Operations   {}\n", connection.info.operations);
+        Print(stdout, "Device       {}, {}\n", connection.device, connection.summary);
+        Print(stdout, "Chip         {}\n", connection.chip);
+        Print(stdout, "Plug-in      {}\n", connection.plugin);
+        Print(stdout, "Flash        {} of {} bytes\n", connection.info.flashText,
+              connection.info.geometry.sectorSizeBytes);
+        Print(stdout, "RAM          {}\n", connection.info.ramText);
+        Print(stdout, "Revision     {}\n", connection.info.revisionText);
+        Print(stdout, "Operations   {}\n", connection.info.operations);
     }
     void ShowDevices(const std::vector<host::DeviceDescription>& devices) override {
         for (const host::DeviceDescription& device : devices) {
-            fmt::print("{:<15}{}\n", device.name, device.summary);
+            Print(stdout, "{:<15}{}\n", device.name, device.summary);
         }
     }
 
@@ -115,7 +121,7 @@ public:
         for (const std::string& danger : dangers) {
             Warning(danger);
         }
-        fmt::print(stderr, "Go on? Type yes: ");
+        Print(stderr, "Go on? Type yes: ");
         std::string answer;
         std::getline(std::cin, answer);
         return answer == "yes";
@@ -125,7 +131,7 @@ public:
         std::fflush(stdout);
         if (outcome.exitCode != 0) {
             EndLine();
-            fmt::print(stderr, "{}error: {}{}\n", hasColor ? kRed : "", outcome.text, hasColor ? kPlain : "");
+            Print(stderr, "{}error: {}{}\n", hasColor ? kRed : "", outcome.text, hasColor ? kPlain : "");
         } else if (!isQuiet && (isTerminal || isVerbose) && !outcome.text.empty()) {
             EndLine();
             const std::string size = outcome.bytes == 0 ? "" : fmt::format(", {} bytes", outcome.bytes);
@@ -134,8 +140,8 @@ public:
                     ? ""
                     : fmt::format(", {:.3f} s", std::chrono::duration<double>(outcome.elapsed).count());
             const std::string speed = outcome.bytes == 0 ? "" : ", " + Speed(outcome.bytes, outcome.elapsed);
-            fmt::print(stderr, "{}{}{}{}{}{}\n", hasColor ? kGreen : "", outcome.text, hasColor ? kPlain : "", size,
-                       time, speed);
+            Print(stderr, "{}{}{}{}{}{}\n", hasColor ? kGreen : "", outcome.text, hasColor ? kPlain : "", size, time,
+                  speed);
         }
     }
 
@@ -143,14 +149,14 @@ private:
     bool IsShowingProgress() const { return isTerminal && !isQuiet; }
 
     void ShowProgress(Phase phase, int percent, const std::string& speed) {
-        fmt::print(stderr, "{}{:<8} {:3} %  {}", kClearLine, PhaseName(phase), percent, speed);
+        Print(stderr, "{}{:<8} {:3} %  {}", kClearLine, PhaseName(phase), percent, speed);
         std::fflush(stderr);
         isLineOpen = true;
     }
 
     void EndLine() {
         if (isLineOpen) {
-            fmt::print(stderr, "\n");
+            Print(stderr, "\n");
             isLineOpen = false;
         }
     }
@@ -164,7 +170,7 @@ private:
         }
         EndLine();
         const bool isColored = hasColor && *color != '\0';
-        fmt::print(stderr, "{}{}{}{}\n", isColored ? color : "", prefix, text, isColored ? kPlain : "");
+        Print(stderr, "{}{}{}{}\n", isColored ? color : "", prefix, text, isColored ? kPlain : "");
     }
 
     static std::string SkippedPages(const host::WritePlan& plan) {

@@ -37,7 +37,12 @@ int RunProgram(int argumentCount, char** arguments) {
     }
     const flash::app::Options& options = *parsed.options;
     const auto view = options.isJson ? flash::app::MakeJsonView() : flash::app::MakeTextView(options);
-    return flash::app::RunCommand(options, *view, isInterrupted);
+    const int exitCode = flash::app::RunCommand(options, *view, isInterrupted);
+    if ((std::fflush(stdout) != 0 || std::ferror(stdout) != 0) && exitCode == 0) {
+        std::fprintf(stderr, "error: Cannot write to standard output\n");
+        return static_cast<int>(flash::host::FailureKind::Operation);
+    }
+    return exitCode;
 }
 
 }  // namespace

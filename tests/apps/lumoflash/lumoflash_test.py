@@ -377,6 +377,28 @@ class Streams(Case):
         self.assertFalse(failed[-1]["ok"])
         self.events("program", image, "--base", "0x10000", code=2)
 
+    def test_a_reader_that_goes_away_does_not_stop_the_work(self):
+        image = self.file("a.bin", pattern(9000))
+        reading, writing = os.pipe()
+        os.close(reading)
+        result = subprocess.run([PROGRAM, "-d", self.device, "--chip", f"virtual:{self.chip}", "--json", "program", image, "--base", "0"],
+                                stdout=writing, stderr=subprocess.PIPE, timeout=120)
+        os.close(writing)
+        self.assertEqual(result.returncode, 1)
+        self.assertIn(b"Cannot write to standard output", result.stderr)
+        self.run_chip("verify", image, "--base", "0")
+
+    def test_a_full_disk_is_told(self):
+        with open("/dev/full", "wb") as full:
+            result = subprocess.run([PROGRAM, "devices"], stdout=full, stderr=subprocess.PIPE, timeout=60)
+        self.assertEqual(result.returncode, 1)
+
+    def test_a_trace_or_state_that_cannot_be_written_fails_the_command(self):
+        _, err = self.run_chip("--trace", "/nowhere/t.json", "info", code=1)
+        self.assertIn("/nowhere/t.json", err)
+        self.chip = self.path / "none" / "chip.bin"
+        self.assertIn("chip.bin", self.run_chip("info", code=1)[1])
+
     def test_json_progress_ends_at_the_total(self):
         phases = [e for e in self.events("program", self.file("a.bin", pattern(9000)), "--base", "0", "--verify", "readback")
                   if e["event"] == "phase" and e["state"] == "end"]
