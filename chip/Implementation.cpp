@@ -11,6 +11,7 @@ namespace flash::chip {
 namespace {
 
 constexpr std::uint32_t kBlockBytes = 24;
+constexpr std::uint32_t kBothBlocksBytes = 48;
 constexpr std::uint32_t kBlockLength = 4;  // offsets of fields
 constexpr std::uint32_t kBlockCommand = 8;
 constexpr std::uint32_t kBlockStatus = 16;
@@ -163,11 +164,11 @@ void VirtualChip::Implementation::ObserveCommandBlocks(std::uint32_t address) {
     if (address == 0) {
         return;
     }
-    if (address % 4 != 0 || Find(address, 2 * kBlockBytes).region != Region::Sram) {
+    if (address % 4 != 0 || Find(address, kBothBlocksBytes).region != Region::Sram) {
         throw ChipError("Command blocks lie in SRAM, at a multiple of 4.");
     }
     commandBlocks = address;
-    core->WatchBlocks(address, 2 * kBlockBytes);
+    core->WatchBlocks(address, kBothBlocksBytes);
 }
 
 void VirtualChip::Implementation::NotePostedCommands(std::uint32_t address, std::size_t length) {

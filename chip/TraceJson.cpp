@@ -7,11 +7,13 @@
 namespace flash::chip {
 namespace {
 
-enum Lane : int { kLinkLane = 1, kFlashLane, kCoreLane, kBlock0Lane, kBlock1Lane, kHostLane, kSupplyLane };
+enum class Lane : std::uint8_t { Link = 1, Flash, Core, Block0, Block1, Host, Supply };
 constexpr std::pair<Lane, const char*> kLaneNames[] = {
-    {kLinkLane, "debug link"},         {kFlashLane, "flash controller"}, {kCoreLane, "core"},
-    {kBlock0Lane, "command block 0"},  {kBlock1Lane, "command block 1"}, {kHostLane, "host"},
-    {kSupplyLane, "supply and faults"}};
+    {Lane::Link, "debug link"},         {Lane::Flash, "flash controller"}, {Lane::Core, "core"},
+    {Lane::Block0, "command block 0"},  {Lane::Block1, "command block 1"}, {Lane::Host, "host"},
+    {Lane::Supply, "supply and faults"}};
+
+std::string NumberOf(Lane lane) { return std::to_string(static_cast<int>(lane)); }
 
 struct Look {
     Lane lane;
@@ -23,42 +25,42 @@ struct Look {
 Look LookOf(const Event& event) {
     switch (event.kind) {
         case EventKind::TransferRead:
-            return {kLinkLane, "read", "address", "bytes"};
+            return {Lane::Link, "read", "address", "bytes"};
         case EventKind::TransferWrite:
-            return {kLinkLane, "write", "address", "bytes"};
+            return {Lane::Link, "write", "address", "bytes"};
         case EventKind::TransferOther:
-            return {kLinkLane, event.text, nullptr, nullptr};
+            return {Lane::Link, event.text, nullptr, nullptr};
         case EventKind::Pause:
-            return {kHostLane, "pause", nullptr, nullptr};
+            return {Lane::Host, "pause", nullptr, nullptr};
         case EventKind::EraseSector:
-            return {kFlashLane, "erase sector", "address", nullptr};
+            return {Lane::Flash, "erase sector", "address", nullptr};
         case EventKind::EraseBank:
-            return {kFlashLane, "erase bank", nullptr, nullptr};
+            return {Lane::Flash, "erase bank", nullptr, nullptr};
         case EventKind::ProgramWord:
-            return {kFlashLane, "program word", "address", "word"};
+            return {Lane::Flash, "program word", "address", "word"};
         case EventKind::CommandInBlock0:
-            return {kBlock0Lane, event.text, "address", "length"};
+            return {Lane::Block0, event.text, "address", "length"};
         case EventKind::CommandInBlock1:
-            return {kBlock1Lane, event.text, "address", "length"};
+            return {Lane::Block1, event.text, "address", "length"};
         case EventKind::CoreRuns:
-            return {kCoreLane, "runs", "address", nullptr};
+            return {Lane::Core, "runs", "address", nullptr};
         case EventKind::LockUp:
-            return {kCoreLane, event.text, "address", nullptr};
+            return {Lane::Core, event.text, "address", nullptr};
         case EventKind::PowerOn:
-            return {kSupplyLane, "power on", nullptr, nullptr};
+            return {Lane::Supply, "power on", nullptr, nullptr};
         case EventKind::PowerOff:
-            return {kSupplyLane, "power off", nullptr, nullptr};
+            return {Lane::Supply, "power off", nullptr, nullptr};
         case EventKind::Reset:
-            return {kSupplyLane, "reset", nullptr, nullptr};
+            return {Lane::Supply, "reset", nullptr, nullptr};
         case EventKind::Violation:
-            return {kSupplyLane, "violation: " + std::string(Name(static_cast<Violation>(event.value))), "address",
+            return {Lane::Supply, "violation: " + std::string(Name(static_cast<Violation>(event.value))), "address",
                     nullptr};
         case EventKind::Fault:
-            return {kSupplyLane, "fault: " + std::string(Name(static_cast<Fault>(event.value))), "address", nullptr};
+            return {Lane::Supply, "fault: " + std::string(Name(static_cast<Fault>(event.value))), "address", nullptr};
         case EventKind::Note:
             break;
     }
-    return {kHostLane, event.text, nullptr, nullptr};
+    return {Lane::Host, event.text, nullptr, nullptr};
 }
 
 std::string Quoted(const std::string& text) {
@@ -107,7 +109,7 @@ std::string Line(const Event& event) {
     const Look look = LookOf(event);
     const bool isInstant = event.start == event.end;
     std::string line = "{\"name\":" + Quoted(look.name) + ",\"ph\":" + (isInstant ? "\"i\",\"s\":\"t\"" : "\"X\"");
-    line += ",\"pid\":1,\"tid\":" + std::to_string(look.lane) + ",\"ts\":" + Microseconds(event.start);
+    line += ",\"pid\":1,\"tid\":" + NumberOf(look.lane) + ",\"ts\":" + Microseconds(event.start);
     if (!isInstant) {
         line += ",\"dur\":" + Microseconds(event.end - event.start);
     }
@@ -115,7 +117,7 @@ std::string Line(const Event& event) {
 }
 
 std::string LaneNameLine(Lane lane, const char* name) {
-    return "{\"name\":\"thread_name\",\"ph\":\"M\",\"pid\":1,\"tid\":" + std::to_string(lane) +
+    return "{\"name\":\"thread_name\",\"ph\":\"M\",\"pid\":1,\"tid\":" + NumberOf(lane) +
            ",\"args\":{\"name\":" + Quoted(name) + "}}";
 }
 
