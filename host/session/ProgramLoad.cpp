@@ -187,7 +187,7 @@ LoadResult Session::Program(const WritePlan& plan, const ProgramOptions& options
     SetProgramOptions(scope, options, plan);
     Operate("Starting the load", Phase::Program, 0, [this] { plugin.NotifyPhase(kPhaseLoadStarts); });
     try {
-        Load(plan, scope);
+        Load(plan, options, scope);
         RequireAllProgrammed(plan, options, kept);
         VerifyLoad(plan, options, kept);
     } catch (const Failure&) {
@@ -202,7 +202,7 @@ LoadResult Session::Program(const WritePlan& plan, const ProgramOptions& options
     return {plan.WrittenBytes(), plan.ExpectedBytes(), isVerified ? plan.ExpectedBytes() : 0, probe.Now() - start};
 }
 
-void Session::Load(const WritePlan& plan, ScopedSettings& scope) {
+void Session::Load(const WritePlan& plan, const ProgramOptions& options, ScopedSettings& scope) {
     Operate("Programming", Phase::Program, plan.WrittenBytes(), [&] {
         for (const DataRun& run : plan.writes) {
             plugin.Write(run.address, run.bytes.data(), static_cast<std::uint32_t>(run.bytes.size()));
@@ -211,7 +211,7 @@ void Session::Load(const WritePlan& plan, ScopedSettings& scope) {
                 scope.Set("FlashEraseSetting", kNoEraseText);
             }
         }
-        if (plugin.HandlesVerification(plan.writes.front().address)) {
+        if (options.verification == Verification::ReadBack && plugin.HandlesVerification(plan.writes.front().address)) {
             observer.Note("The plug-in decides what is programmed or checks it; only what was sent is compared");
         }
     });

@@ -125,7 +125,7 @@ private:
     void SetProgramOptions(ScopedSettings& scope, const ProgramOptions& options, const WritePlan& plan);
     void SetClosing(ScopedSettings& scope, const ClosingChanges& changes);
     Kept Remember(const ProgramOptions& options);
-    void Load(const WritePlan& plan, ScopedSettings& scope);
+    void Load(const WritePlan& plan, const ProgramOptions& options, ScopedSettings& scope);
     void RequireAllProgrammed(const WritePlan& plan, const ProgramOptions& options, const Kept& kept) const;
     void VerifyLoad(const WritePlan& plan, const ProgramOptions& options, const Kept& kept);
     void AbandonLoad(const ClosingChanges& changes, const Kept& kept, ScopedSettings& scope);

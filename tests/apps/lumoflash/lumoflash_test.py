@@ -1,6 +1,7 @@
 """The program lumoflash from outside: arguments, exit codes, streams, a terminal, JSON, every option, every refusal.
 
-Run by CTest with the program, the source folder and a module that is no plug-in as environment variables.
+Run by CTest with the program, the source folder, the example firmware and a module that is no plug-in as environment
+variables.
 """
 import json
 import os
@@ -15,6 +16,7 @@ import jsonschema
 
 PROGRAM = os.environ["LUMOFLASH"]
 SOURCE = Path(os.environ["FLASH_SOURCE"])
+EXAMPLES = Path(os.environ["EXAMPLE_FIRMWARE"])
 NO_PLUGIN = os.environ["NO_PLUGIN"]
 SCHEMA = json.loads((SOURCE / "docs/lumoflash-events.schema.json").read_text())
 DEVICES = ["LumoD1F64", "LumoF2F352"]
@@ -250,6 +252,16 @@ class Files(Case):
         for address in (0, 0x1000, 0x2000):
             self.assertEqual(self.flash(address, 300), data)
         self.run_chip("verify", *files, "--base", "0x2000")
+
+    def test_an_elf_program_is_in_flash_as_objcopy_sees_it(self):
+        for self.device, variant in (("LumoD1F128", "lumod"), ("LumoF2F352", "lumof")):
+            elf = EXAMPLES / f"{variant}-example.elf"
+            self.chip = self.path / f"{variant}.chip"
+            self.run_chip("program", str(elf), "--verify", "readback")
+            subprocess.run(["arm-none-eabi-objcopy", "-O", "binary", "--gap-fill", "0xff", str(elf), "expected.bin"],
+                           cwd=self.path, check=True)
+            out, _ = self.run_chip("read", "--out", "-")
+            self.assertEqual(out, (self.path / "expected.bin").read_bytes())
 
     def test_an_elf_of_the_flashloader_itself_lies_outside_flash(self):
         elf = Path(PROGRAM).resolve().parent.parent / "share/lumo-flash/arm/lumod-flashloader.elf"
