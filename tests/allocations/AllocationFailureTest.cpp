@@ -111,7 +111,7 @@ TEST(AllocationsPerChunk, AreNone) {
         chip.Property("CrcVerify") = crcVerify;
         ASSERT_EQ(chip.Initialize(), "");
         ASSERT_EQ(chip.Write({0, Pattern(4096, 1)}), "");
-        const auto allocationsOf = [&](std::uint32_t chunks) {
+        const auto allocationsOf = [&](std::size_t chunks) {
             const std::size_t before = WatchedAllocations();
             EXPECT_EQ(chip.Write({0, Pattern(chunks * 4096, 1)}), "");
             return WatchedAllocations() - before;

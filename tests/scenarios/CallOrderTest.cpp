@@ -48,7 +48,7 @@ protected:
 
     // The calls since the last time.
     Texts NewCalls() {
-        const Texts texts = TextsOf(host.calls);
+        Texts texts = TextsOf(host.calls);
         host.calls.clear();
         return texts;
     }

@@ -53,8 +53,9 @@ TEST_P(NamedOperation, EraseSectorsErasesTheListedOnes) {
     ASSERT_EQ(chip.Execute("EraseSectors"), "");
 
     Bytes expected = flash;
-    std::fill(expected.begin() + sector, expected.begin() + 2 * sector, 0xFF);
-    std::fill(expected.begin() + 4 * sector, expected.begin() + 6 * sector, 0xFF);
+    for (const std::ptrdiff_t page : {1, 4, 5}) {
+        std::fill_n(expected.begin() + page * sector, sector, 0xFF);
+    }
     EXPECT_EQ(chip.Flash(), expected);
 }
 

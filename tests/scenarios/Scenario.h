@@ -24,7 +24,7 @@ struct Scenario {
     std::function<void(ConnectedChip&)> prepare = {};  // the chip's flash and the flashloader's speed; may be empty
     std::function<void(ScriptedFlashloader&)> upset =
         {};                        // makes the target misbehave during the next run; may be empty
-    std::string upsetResult = "";  // of a run with an upset target
+    std::string upsetResult = {};  // of a run with an upset target
     bool startsUninitialized = false;
 
     bool KeepsCcfg() const { return settings.contains("KeepCcfgSetting"); }
