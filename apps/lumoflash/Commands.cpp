@@ -217,10 +217,25 @@ Outcome OutcomeOf(const std::function<Outcome()>& work) {
     }
 }
 
+// Judges a module; there is no chip.
+Outcome Validate(const host::ValidatePluginOptions& options) {
+    try {
+        const host::ValidationVerdict verdict = host::RunValidatePlugin(options, std::cout);
+        return {verdict.exitCode, verdict.text, 0, {}};
+    } catch (const std::invalid_argument& error) {
+        throw Failure(FailureKind::BadInput, error.what());
+    }
+}
+
 }  // namespace
 
 int RunCommand(const Options& options, View& view, const std::atomic<bool>& isInterrupted) {
     view.Started(options);
+    if (options.command == Command::ValidatePlugin) {
+        const Outcome outcome = OutcomeOf([&] { return Validate(options.validation); });
+        view.Finished(outcome);
+        return outcome.exitCode;
+    }
     Work work(options, view, isInterrupted);
     Outcome outcome = OutcomeOf([&] { return work.Run(); });
     const auto isTouched = [&] {

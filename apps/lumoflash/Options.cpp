@@ -110,6 +110,7 @@ public:
         AddClosing(*AddCommand(app, Command::Ccfg, "ccfg", "Shows the customer configuration area, or changes it.",
                                "ccfg --protect 0-3 --yes"));
         AddCommand(app, Command::Devices, "devices", "Lists the parts that are known.", "devices");
+        AddValidatePlugin();
     }
 
     ParsedCommandLine Parse(int argumentCount, const char* const* arguments) {
@@ -222,6 +223,21 @@ private:
         write->add_option("ADDRESS", options.newAddress, "Most significant byte first")->required();
     }
 
+    void AddValidatePlugin() {
+        CLI::App& command = *AddCommand(app, Command::ValidatePlugin, "validate-plugin",
+                                        "Checks any flash plug-in through its binary interface; needs no chip.", "");
+        command.footer("Example:\n  lumoflash validate-plugin ./libflashdevice.so");
+        host::ValidatePluginOptions& validation = options.validation;
+        CLI::Option* path = command.add_option("PATH", validation.modulePath, "The plug-in's module");
+        command.add_option("--check", validation.checkNames, "Only this check; may be repeated")
+            ->expected(1)
+            ->take_all();
+        command.add_flag("--list", validation.isListing, "Show the checks, run none")->excludes(path);
+        command.add_option("--time-limit", validation.limits.cpuSeconds, "Seconds of computing for one check")
+            ->check(CLI::Range(1, 3600))
+            ->capture_default_str();
+    }
+
     // Fills options that the command line does not have.
     void ApplyConfig() {
         if (raw.config.empty()) {
@@ -277,6 +293,7 @@ private:
         FinishClosing();
         FinishRead();
         FinishMac();
+        FinishValidation();
         if (Given(Command::Erase, "--sectors")) {
             options.sectors = raw.sectors;
             if (options.keepCcfg) {
@@ -292,7 +309,8 @@ private:
         if (options.isJson && options.isQuiet) {
             Refuse("--json and --quiet exclude each other");
         }
-        if (options.device.empty() && options.command != Command::Devices) {
+        const bool needsPart = options.command != Command::Devices && options.command != Command::ValidatePlugin;
+        if (options.device.empty() && needsPart) {
             Refuse("Which part is it? Give --device NAME; `lumoflash devices` lists them");
         }
     }
@@ -398,6 +416,15 @@ private:
         }
     }
 
+    void FinishValidation() {
+        host::ValidatePluginOptions& validation = options.validation;
+        validation.isJson = options.isJson;
+        validation.limits.wallSeconds = 6 * validation.limits.cpuSeconds;
+        if (options.command == Command::ValidatePlugin && validation.modulePath.empty() && !validation.isListing) {
+            Refuse("Which plug-in is it? Give the path of its module, or --list");
+        }
+    }
+
     CLI::App app;
     std::map<Command, CLI::App*> commands;
     Options options;
@@ -407,11 +434,17 @@ private:
 }  // namespace
 
 std::string CommandName(Command command) {
-    static const std::map<Command, std::string> names{
-        {Command::Program, "program"},  {Command::Verify, "verify"},          {Command::Read, "read"},
-        {Command::Erase, "erase"},      {Command::BlankCheck, "blank-check"}, {Command::Info, "info"},
-        {Command::MacRead, "mac read"}, {Command::MacWrite, "mac write"},     {Command::Ccfg, "ccfg"},
-        {Command::Devices, "devices"}};
+    static const std::map<Command, std::string> names{{Command::Program, "program"},
+                                                      {Command::Verify, "verify"},
+                                                      {Command::Read, "read"},
+                                                      {Command::Erase, "erase"},
+                                                      {Command::BlankCheck, "blank-check"},
+                                                      {Command::Info, "info"},
+                                                      {Command::MacRead, "mac read"},
+                                                      {Command::MacWrite, "mac write"},
+                                                      {Command::Ccfg, "ccfg"},
+                                                      {Command::Devices, "devices"},
+                                                      {Command::ValidatePlugin, "validate-plugin"}};
     return names.at(command);
 }
 

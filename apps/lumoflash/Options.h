@@ -11,10 +11,11 @@
 #include "host/files/ProgramFile.h"
 #include "host/plan/WritePlan.h"
 #include "host/session/Session.h"
+#include "host/validator/ValidatePlugin.h"
 
 namespace flash::app {
 
-enum class Command { Program, Verify, Read, Erase, BlankCheck, Info, MacRead, MacWrite, Ccfg, Devices };
+enum class Command { Program, Verify, Read, Erase, BlankCheck, Info, MacRead, MacWrite, Ccfg, Devices, ValidatePlugin };
 
 // "program", "mac read", …
 std::string CommandName(Command command);
@@ -47,6 +48,9 @@ struct Options {
     // mac
     std::vector<host::AddressKind> addressKinds;
     std::string newAddress;
+
+    // validate-plugin
+    host::ValidatePluginOptions validation;
 
     // The FILE of "virtual:FILE".
     std::optional<std::filesystem::path> ChipFile() const;

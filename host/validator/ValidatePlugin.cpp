@@ -55,41 +55,24 @@ std::string JsonText(const std::string& text) {
     return result + "\"";
 }
 
-void PrintJsonCheck(const CheckResult& result, std::ostream& output) {
-    output << "    {\"topic\": " << JsonText(result.topic) << ", \"name\": " << JsonText(result.name)
-           << ", \"demand\": " << JsonText(result.demand) << ", \"outcome\": " << JsonText(NameOf(result.outcome));
-    if (result.outcome != Outcome::Passed) {
-        output << ", \"expected\": " << JsonText(result.expected) << ", \"found\": " << JsonText(result.found);
-    }
-    output << "}";
-}
-
-std::size_t CountPassed(const ValidationReport& report) {
-    return static_cast<std::size_t>(
-        std::count_if(report.results.begin(), report.results.end(),
-                      [](const CheckResult& result) { return result.outcome == Outcome::Passed; }));
+// The members that a check has before it has run.
+std::string JsonStart(const char* topic, const char* name, const char* demand) {
+    return "{\"event\": \"check\", \"topic\": " + JsonText(topic) + ", \"name\": " + JsonText(name) +
+           ", \"demand\": " + JsonText(demand);
 }
 
 void PrintJson(const ValidationReport& report, std::ostream& output) {
-    output << "{\n  \"module\": " << JsonText(report.modulePath)
-           << ",\n  \"loaded\": " << (report.loadError.empty() ? "true" : "false") << ",\n";
-    if (!report.loadError.empty()) {
-        output << "  \"loadError\": " << JsonText(report.loadError) << ",\n";
+    for (const CheckResult& result : report.results) {
+        output << JsonStart(result.topic, result.name, result.demand)
+               << ", \"outcome\": " << JsonText(NameOf(result.outcome));
+        if (result.outcome != Outcome::Passed) {
+            output << ", \"expected\": " << JsonText(result.expected) << ", \"found\": " << JsonText(result.found);
+        }
+        output << "}\n";
     }
-    output << "  \"passed\": " << CountPassed(report)
-           << ",\n  \"failed\": " << report.results.size() - CountPassed(report) << ",\n  \"checks\": [\n";
-    for (std::size_t i = 0; i < report.results.size(); ++i) {
-        PrintJsonCheck(report.results[i], output);
-        output << (i + 1 < report.results.size() ? ",\n" : "\n");
-    }
-    output << "  ]\n}\n";
 }
 
 void PrintText(const ValidationReport& report, std::ostream& output) {
-    if (!report.loadError.empty()) {
-        output << report.modulePath << " cannot be loaded: " << report.loadError << "\n";
-        return;
-    }
     std::string topic;
     for (const CheckResult& result : report.results) {
         if (topic != result.topic) {
@@ -101,23 +84,23 @@ void PrintText(const ValidationReport& report, std::ostream& output) {
             output << "      expected: " << result.expected << "\n      found:    " << result.found << "\n";
         }
     }
-    output << CountPassed(report) << " of " << report.results.size() << " checks passed\n";
 }
 
-int PrintList(std::ostream& output, bool isJson) {
-    const std::vector<Check>& checks = AllChecks();
-    output << (isJson ? "[\n" : "");
-    for (std::size_t i = 0; i < checks.size(); ++i) {
-        const Check& check = checks[i];
+ValidationVerdict PrintList(bool isJson, std::ostream& output) {
+    for (const Check& check : AllChecks()) {
         if (isJson) {
-            output << "  {\"topic\": " << JsonText(check.topic) << ", \"name\": " << JsonText(check.name)
-                   << ", \"demand\": " << JsonText(check.demand) << (i + 1 < checks.size() ? "},\n" : "}\n");
+            output << JsonStart(check.topic, check.name, check.demand) << "}\n";
         } else {
             output << check.name << " (" << check.topic << "): " << check.demand << "\n";
         }
     }
-    output << (isJson ? "]\n" : "");
-    return kExitPassed;
+    return {kExitPassed, std::to_string(AllChecks().size()) + " checks"};
+}
+
+std::size_t CountPassed(const ValidationReport& report) {
+    return static_cast<std::size_t>(
+        std::count_if(report.results.begin(), report.results.end(),
+                      [](const CheckResult& result) { return result.outcome == Outcome::Passed; }));
 }
 
 // A bare file name would be looked for among the system's libraries.
@@ -142,18 +125,17 @@ ValidationReport ValidatePlugin(const ValidatePluginOptions& options) {
     return report;
 }
 
-int RunValidatePlugin(const ValidatePluginOptions& options, std::ostream& output) {
+ValidationVerdict RunValidatePlugin(const ValidatePluginOptions& options, std::ostream& output) {
     if (options.isListing) {
-        return PrintList(output, options.isJson);
+        return PrintList(options.isJson, output);
     }
-    try {
-        const ValidationReport report = ValidatePlugin(options);
-        options.isJson ? PrintJson(report, output) : PrintText(report, output);
-        return report.HasPassed() ? kExitPassed : report.loadError.empty() ? kExitFailed : kExitNotLoaded;
-    } catch (const std::invalid_argument& error) {
-        output << error.what() << "\n";
-        return kExitFailed;
+    const ValidationReport report = ValidatePlugin(options);
+    if (!report.loadError.empty()) {
+        return {kExitNotLoaded, report.modulePath + " cannot be loaded: " + report.loadError};
     }
+    options.isJson ? PrintJson(report, output) : PrintText(report, output);
+    return {report.HasPassed() ? kExitPassed : kExitFailed,
+            std::to_string(CountPassed(report)) + " of " + std::to_string(report.results.size()) + " checks passed"};
 }
 
 }  // namespace flash::host

@@ -27,8 +27,13 @@ struct ValidationReport {
 // Throws `std::invalid_argument` for a check name that there is not.
 ValidationReport ValidatePlugin(const ValidatePluginOptions& options);
 
-// Runs the command and prints its text or JSON to `output`. Returns the exit code: 0 when all checks pass, 1 when one
-// does not or a name is unknown, 4 when the module cannot be loaded.
-int RunValidatePlugin(const ValidatePluginOptions& options, std::ostream& output);
+struct ValidationVerdict {
+    int exitCode;  // 0 when all checks pass, 1 when one does not, 4 when the module cannot be loaded
+    std::string text;
+};
+
+// Runs the command and prints the checks to `output`: text by topic, or one JSON object per check and line. Throws
+// `std::invalid_argument` for a check name that there is not.
+ValidationVerdict RunValidatePlugin(const ValidatePluginOptions& options, std::ostream& output);
 
 }  // namespace flash::host

@@ -97,7 +97,7 @@ class Case(unittest.TestCase):
 class Usage(Case):
     def test_every_command_has_help_with_an_example(self):
         for command in [["program"], ["verify"], ["read"], ["erase"], ["blank-check"], ["info"], ["mac"], ["mac", "read"],
-                        ["mac", "write"], ["ccfg"], ["devices"], []]:
+                        ["mac", "write"], ["ccfg"], ["devices"], ["validate-plugin"], []]:
             out, err = self.run_raw(*command, "--help")
             self.assertIn("Example:\n  lumoflash", out.decode(), command)
             self.assertEqual(err, "")
@@ -451,6 +451,37 @@ class Configuration(Case):
             with self.subTest(text=text):
                 self.assertIn(expected, self.run_chip("--config", self.file("c.toml", text), "info", code=2)[1])
         self.assertIn("missing.toml", self.run_chip("--config", "missing.toml", "info", code=2)[1])
+
+
+class ValidatePlugin(Case):
+    def test_the_own_plugin_passes_and_its_checks_are_listed(self):
+        plugin = os.environ["PLUGIN"]
+        out, err = self.run_raw("validate-plugin", plugin, "--check", "crc-value", "--check", "data-arrives")
+        self.assertEqual((out.decode().count("  passed  "), err), (2, ""))
+        out, _ = self.run_raw("validate-plugin", "--list")
+        self.assertIn("crc-value (crc): ", out.decode())
+        events = self.events("validate-plugin", plugin)
+        checks = [event for event in events if event["event"] == "check"]
+        self.assertGreater(len(checks), 25)
+        self.assertEqual({check["outcome"] for check in checks}, {"passed"})
+        self.assertEqual(events[-1]["text"], f"{len(checks)} of {len(checks)} checks passed")
+
+    def test_a_broken_plugin_fails_with_what_was_expected_and_found(self):
+        broken = os.environ["BROKEN_PLUGIN"]
+        out, err = self.run_raw("validate-plugin", broken, "--check", "crc-value", code=1)
+        self.assertIn("expected: CRC of the digits 1 to 9: 3421780262 (0xCBF43926)\n", out.decode())
+        self.assertEqual(err, "error: 0 of 1 checks passed\n")
+        events = self.events("validate-plugin", broken, "--check", "crc-value", code=1)
+        self.assertEqual(events[1]["outcome"], "failed")
+
+    def test_what_cannot_be_checked_says_why(self):
+        _, err = self.run_raw("validate-plugin", NO_PLUGIN, code=4)
+        self.assertIn("it has no CreateFlashDevice2", err)
+        _, err = self.run_raw("validate-plugin", code=2)
+        self.assertIn("Give the path of its module", err)
+        _, err = self.run_raw("validate-plugin", NO_PLUGIN, "--check", "no-such", code=2)
+        self.assertIn('no check is named "no-such"', err)
+        self.run_raw("validate-plugin", NO_PLUGIN, "--list", code=2)
 
 
 class Terminal(Case):
