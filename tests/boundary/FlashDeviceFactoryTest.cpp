@@ -3,12 +3,39 @@
 
 #include <gtest/gtest.h>
 
+#include <cstdlib>
 #include <functional>
+#include <new>
 #include <stdexcept>
 #include <vector>
 
+#include "flashdevice/device/FlashDeviceLumoDor.h"
+#include "flashdevice/device/FlashDeviceLumoFen.h"
 #include "tests/support/FakeHost.h"
 #include "tests/support/LoadedModule.h"
+
+namespace {
+
+std::size_t allocationsLeft = 0;  // until one fails; 0: none does
+
+// From now on the n-th allocation fails, once.
+void FailAllocation(std::size_t n) { allocationsLeft = n; }
+
+}  // namespace
+
+// The program's own memory, so that a test can run out of it. Not inlined, or the compiler sees `malloc` and `delete`
+// as a mismatched pair.
+__attribute__((noinline)) void* operator new(std::size_t size) {
+    void* memory = allocationsLeft != 0 && --allocationsLeft == 0 ? nullptr : std::malloc(size);
+    if (memory == nullptr) {
+        throw std::bad_alloc();
+    }
+    return memory;
+}
+
+__attribute__((noinline)) void operator delete(void* memory) noexcept { std::free(memory); }
+
+__attribute__((noinline)) void operator delete(void* memory, std::size_t) noexcept { std::free(memory); }
 
 namespace flash::test {
 namespace {
@@ -160,6 +187,36 @@ TEST_F(Construction, OtherExceptionsPassThrough) {
 TEST_F(Construction, NeedsAPlaceForTheDevice) {
     EXPECT_NE(Factory::Create("LumoD1", "", "", &host, nullptr), nullptr);
     EXPECT_EQ(script.living, 0);
+}
+
+template <typename Generation>
+void ExpectATextForEveryFailingAllocation() {
+    using RealFactory = FlashDeviceFactory<Generation, unsigned char, unsigned int>;
+    FakeHost host;
+    IFlashDevice2* device = nullptr;
+    const std::string longName(100, '1');
+    ASSERT_STREQ(RealFactory::Create("warm up the place of the text", "", "", &host, &device), nullptr);
+    device->Release();
+    for (std::size_t n = 1;; ++n) {
+        device = nullptr;
+        FailAllocation(n);
+        const char* error = RealFactory::Create(longName.c_str(), "", "", &host, &device);
+        const bool hasFailed = allocationsLeft == 0;
+        FailAllocation(0);
+        if (!hasFailed) {
+            ASSERT_STREQ(error, nullptr);
+            device->Release();
+            EXPECT_GT(n, 10U);
+            return;
+        }
+        ASSERT_STREQ(error, "std::bad_alloc") << n;
+        ASSERT_EQ(device, nullptr) << n;
+    }
+}
+
+TEST_F(Construction, WithoutMemoryIsATextAndLeavesNothingBehind) {
+    ExpectATextForEveryFailingAllocation<FlashDeviceLumoDor>();
+    ExpectATextForEveryFailingAllocation<FlashDeviceLumoFen>();
 }
 
 TEST_F(Adapter, InitializeTellsTheOperations) {
@@ -370,6 +427,18 @@ TEST(KeepText, HoldsTheWholeText) {
     EXPECT_STREQ(KeepText(holder, "a longer text than before"), "a longer text than before");
     EXPECT_EQ(KeepText(holder, ""), holder.c_str());
     EXPECT_EQ(holder, "");
+}
+
+TEST(KeepText, KeepsWhatFitsWhenThereIsNoMemoryForMore) {
+    std::string holder;
+    holder.reserve(64);
+    const std::string text = std::string(holder.capacity(), 'a') + "and more";
+
+    FailAllocation(1);
+    const char* kept = KeepText(holder, text.c_str());
+    FailAllocation(0);
+
+    EXPECT_EQ(kept, text.substr(0, text.size() - 8));
 }
 
 }  // namespace
