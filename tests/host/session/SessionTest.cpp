@@ -321,15 +321,46 @@ TEST_P(BothGenerations, AnUnawaitedRestoreThatFailsFailsTheLoad) {
 TEST_P(BothGenerations, AnInterruptionStopsBetweenSectorsAndTheSameLoadSucceedsAfterwards) {
     Bench bench(GetParam());
     Session& session = bench.Connect();
-    const ProgramImage image = ImageOf({{0, Pattern(10 * bench.device.sectorSizeBytes)}});
+    const std::uint32_t sector = bench.device.sectorSizeBytes;
+    const ProgramImage image = ImageOf({{0, Pattern(6 * sector)}});
     const WritePlan plan = session.Plan(image, {});
-    bench.isInterrupted = true;
+    bench.observer.onPhaseStart = [&](Phase phase) { bench.isInterrupted = phase == Phase::Program; };
 
     FailureOf(FailureKind::Interrupted, [&] { session.Program(plan, {}); });
+
+    EXPECT_EQ(bench.Flash(0, sector), Pattern(sector)) << "the sector in work is finished";
+    EXPECT_EQ(bench.Flash(sector, sector), std::vector<std::uint8_t>(sector, 0xFF));
+    EXPECT_EQ(bench.Chip().State(), chip::CoreState::Halted);
+    bench.observer.onPhaseStart = nullptr;
     bench.isInterrupted = false;
     session.Program(plan, {});
-
     EXPECT_EQ(session.Verify(image), image.ByteCount());
+}
+
+TEST_P(BothGenerations, AnInterruptionAfterABankErasePutsRetainedAddressesAndAKeptCcfgBack) {
+    Bench bench(GetParam());
+    const std::uint32_t end = bench.device.FlashSizeBytes();
+    bench.Chip().PlaceInFlash(end - 0x58, GoodCcfg());
+    Session& session = bench.Connect();
+    session.WriteAddress(AddressKind::SecondaryIeee, "02:00:00:00:00:00:00:03");
+    ProgramOptions options;
+    options.erase = EraseChoice::All;
+    options.closing.retainIeee = true;
+    const WritePlan plan = session.Plan(ImageOf({{0, Pattern(4096)}}), options);
+    bench.observer.onPhaseStart = [&](Phase phase) {
+        bench.isInterrupted = bench.isInterrupted || phase == Phase::Erase;
+    };
+
+    FailureOf(FailureKind::Interrupted, [&] { session.Program(plan, options); });
+
+    EXPECT_EQ(session.ReadAddress(AddressKind::SecondaryIeee), "02:00:00:00:00:00:00:03");
+    bench.isInterrupted = false;
+    bench.Chip().PlaceInFlash(end - 0x58, GoodCcfg());
+    options.closing.retainIeee = false;
+    options.keepCcfg = true;
+    const WritePlan keeping = session.Plan(ImageOf({{0, Pattern(4096)}}), options);
+    FailureOf(FailureKind::Interrupted, [&] { session.Program(keeping, options); });
+    EXPECT_EQ(bench.Flash(end - 0x58, 0x58), GoodCcfg());
 }
 
 TEST_P(BothGenerations, EraseAndBlankCheckAndSectors) {

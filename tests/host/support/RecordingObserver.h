@@ -1,6 +1,7 @@
 // An observer that keeps what it is told.
 #pragma once
 
+#include <functional>
 #include <string>
 #include <vector>
 
@@ -10,7 +11,12 @@ namespace flash::host {
 
 class RecordingObserver : public Observer {
 public:
-    void PhaseStarted(Phase phase, std::uint64_t totalBytes) override { Add("start", phase, totalBytes); }
+    void PhaseStarted(Phase phase, std::uint64_t totalBytes) override {
+        Add("start", phase, totalBytes);
+        if (onPhaseStart) {
+            onPhaseStart(phase);
+        }
+    }
     void PhaseAdvanced(Phase phase, std::uint64_t doneBytes, std::chrono::nanoseconds) override {
         Add("at", phase, doneBytes);
     }
@@ -22,6 +28,7 @@ public:
     void Note(const std::string& text) override { notes.push_back(text); }
     void Warning(const std::string& text) override { warnings.push_back(text); }
 
+    std::function<void(Phase)> onPhaseStart;
     std::vector<std::string> phases;  // "start load 100"
     std::vector<std::string> messages, errors, notes, warnings;
 
