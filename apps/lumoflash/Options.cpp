@@ -50,7 +50,8 @@ Value ParseWord(const std::string& text, const Words<Value>& words, const std::s
         if (word == text) {
             return value;
         }
-        known += (known.empty() ? "" : ", ") + word;
+        known += known.empty() ? "" : ", ";
+        known += word;
     }
     Refuse(fmt::format("{}: \"{}\" is none of {}", option, text, known));
 }

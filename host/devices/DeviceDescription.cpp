@@ -192,7 +192,7 @@ public:
         for (std::size_t i = 0; i < 2; ++i) {
             std::string piece = pieces[i];
             if (!piece.starts_with("0x") && !piece.starts_with("0X")) {
-                piece = "0x" + piece;
+                piece.insert(0, "0x");
             }
             const std::optional<std::uint32_t> number = ParseNumber(piece);
             if (!number) {
@@ -273,7 +273,8 @@ const DeviceDescription& FindDevice(const std::vector<DeviceDescription>& device
     std::vector<const DeviceDescription*> longer;
     std::string known;
     for (const DeviceDescription& device : devices) {
-        known += (known.empty() ? "" : ", ") + device.name;
+        known += known.empty() ? "" : ", ";
+        known += device.name;
         if (partName.starts_with(device.name) && (best == nullptr || device.name.size() > best->name.size())) {
             best = &device;
         }
