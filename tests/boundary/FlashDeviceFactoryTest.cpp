@@ -53,7 +53,7 @@ Script script;
 
 class ScriptedDevice {
 public:
-    ScriptedDevice(std::string name, std::string second, std::string third, IFlashHost*) {
+    ScriptedDevice(const std::string& name, const std::string& second, const std::string& third, IFlashHost*) {
         script.seen.push_back("construct " + name + "|" + second + "|" + third);
         script.onConstruct();
         ++script.living;

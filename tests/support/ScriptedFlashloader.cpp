@@ -51,6 +51,7 @@ std::string TextOf(const TakenCommand& command) {
 
 std::vector<std::string> TextsOf(const std::vector<TakenCommand>& commands) {
     std::vector<std::string> texts;
+    texts.reserve(commands.size());
     for (const TakenCommand& command : commands) {
         texts.push_back(TextOf(command));
     }
