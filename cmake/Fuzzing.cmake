@@ -5,7 +5,7 @@ if(FLASH_FUZZ AND NOT CMAKE_CXX_COMPILER_ID MATCHES "Clang")
     message(FATAL_ERROR "FLASH_FUZZ needs Clang: use the preset `fuzz`")
 endif()
 if(FLASH_FUZZ)
-    target_compile_options(flash_build_options INTERFACE -fsanitize=fuzzer-no-link)
+    target_compile_options(flash_build_options INTERFACE -fsanitize=fuzzer-no-link -O1)
     target_link_options(flash_build_options INTERFACE -fsanitize=fuzzer-no-link)
 endif()
 
