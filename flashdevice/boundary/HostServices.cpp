@@ -17,7 +17,7 @@ void ThrowIfError(const char* hostError) {
     }
 }
 
-std::string TextOrEmpty(const char* text) { return text == nullptr ? std::string() : std::string(text); }
+std::string TextOrEmpty(const char* text) { return text == nullptr ? "" : text; }
 
 std::string ReadProperty(IFlashHost& host, const char* name) {
     // Asked twice on purpose: first whether there is such a property, then for its text.

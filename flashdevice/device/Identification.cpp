@@ -54,8 +54,10 @@ bool FlashDeviceLumo::IdentifyDevice() {
 
 void FlashDeviceLumo::PrintUnknownRevision(std::uint32_t code) {
     const std::string digit(1, "0123456789abcdef"[code & 0xF]);
-    const std::string revision = MajorMinor(revisionMajor, revisionMinor);
-    const std::string assumed = revisionName == "-" ? revision : revisionName + " (" + revision + ")";
+    std::string assumed = MajorMinor(revisionMajor, revisionMinor);
+    if (revisionName != "-") {
+        assumed = revisionName + " (" + assumed + ")";
+    }
     PrintText(Host(), "Device revision '0x" + digit +
                           "' unknown for selected target. Assuming latest known revision: Rev. " + assumed + ".");
 }

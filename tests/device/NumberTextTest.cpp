@@ -51,6 +51,7 @@ TEST(ParseUnsigned, FollowsStrtoulWith32Bits) {
         {"hexadecimal, the largest", "FFFFFFFF", 16, 0xFFFF'FFFF},
         {"hexadecimal, one too large", "100000000", 16, 0xFFFF'FFFF},
         {"hexadecimal, leading zeros", "0x0000000000000012", 16, 0x12},
+        {"hexadecimal, a leading zero is no prefix", "012", 16, 0x12},
         {"hexadecimal, stops", "1G", 16, 1},
     };
     for (const Case& each : cases) {
@@ -109,7 +110,7 @@ TEST(DigitValue, KnowsTheDigitsUpToF) {
     }
     EXPECT_EQ(DigitValue('A'), 10U);
     EXPECT_EQ(DigitValue('F'), 15U);
-    for (const char other : {'g', 'G', '@', '`', '/', ':', '\0', ' ', '-'}) {
+    for (const char other : {'g', 'G', 'z', '@', '`', '/', ':', '\0', ' ', '-'}) {
         EXPECT_EQ(DigitValue(other), 16U) << other;
     }
 }

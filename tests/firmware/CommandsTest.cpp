@@ -56,8 +56,11 @@ TEST(Refusal, ProgramOutsideFlashOrLongerThanABuffer) {
 
 TEST(Refusal, EraseOutsideFlash) {
     const Arguments cases[] = {
-        {"starts at the end of flash", kFlash, 0}, {"last byte at the end of flash", 0, kFlash},
-        {"last byte past the end", kFlash - 1, 1}, {"last byte wraps around into flash", kSector, 0xFFFF'F000},
+        {"starts at the end of flash", kFlash, 0},
+        {"starts beyond flash", kFlash + 1, 0},
+        {"last byte at the end of flash", 0, kFlash},
+        {"last byte past the end", kFlash - 1, 1},
+        {"last byte wraps around into flash", kSector, 0xFFFF'F000},
         {"longest length", 0, 0xFFFF'FFFF},
     };
     for (const Arguments& c : cases) {

@@ -109,6 +109,7 @@ TEST(RangesOfPages, FindsMaximalRuns) {
 
 TEST(ParsePageRange, GivesTheFirstAndTheLastByte) {
     EXPECT_EQ(ParsePageRange("2", 4096), (AddressRange{0x2000, 0x2FFF}));
+    EXPECT_EQ(ParsePageRange("", 4096), (AddressRange{0, 0xFFF}));
     EXPECT_EQ(ParsePageRange("0", 8192), (AddressRange{0, 0x1FFF}));
     EXPECT_EQ(ParsePageRange("6-31", 4096), (AddressRange{0x6000, 0x1'FFFF}));
     EXPECT_EQ(ParsePageRange("43-43", 8192), (AddressRange{0x5'6000, 0x5'7FFF}));

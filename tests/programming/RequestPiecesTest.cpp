@@ -43,6 +43,8 @@ TEST(PartInRange, FollowsTheFiveCases) {
         {"before", 0x1800, 0x1000, {0, 0x17FF}, kNone},
         {"behind", 0x1800, 0x1000, {0x2800, 0x2FFF}, kNone},
 
+        {"runs backwards out of the request", 0x1800, 0x1000, {0x2000, 0x17FF}, kNone},
+
         {"an empty request in the range", 0x1800, 0, {0x1000, 0x1FFF}, {true, true, 0, 0}},
         {"an empty request behind the range", 0x2000, 0, {0x1000, 0x1FFF}, {true, true, 0, 0}},
         {"an empty request before the range", 0x0800, 0, {0x1000, 0x1FFF}, kNone},
