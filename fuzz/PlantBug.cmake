@@ -1,0 +1,33 @@
+# `flash_plant_bug(NAME x LIBRARY y SOURCES … FILE of the LIBRARY, from the top folder; RIGHT text in it that becomes the
+# WRONG one; REASON that the finding must give; if wanted CORPUS z, MAX_LENGTH n)`: a variant of a fuzz target that has
+# one bug, and a test that passes when the fuzzer finds it within 200 000 runs. Without a corpus it starts from nothing.
+function(flash_plant_bug)
+    cmake_parse_arguments(ARG "" "NAME;LIBRARY;FILE;RIGHT;WRONG;CORPUS;MAX_LENGTH;REASON" "SOURCES" ${ARGN})
+    set(target planted_${ARG_NAME})
+    set(corpus)
+    if(ARG_CORPUS)
+        # What the fuzzer finds new goes to the first folder: never into the sources.
+        set(corpus ${CMAKE_CURRENT_BINARY_DIR}/${target}-corpus ${PROJECT_SOURCE_DIR}/fuzz/corpus/${ARG_CORPUS})
+        file(MAKE_DIRECTORY ${CMAKE_CURRENT_BINARY_DIR}/${target}-corpus)
+    endif()
+    if(NOT ARG_MAX_LENGTH)
+        set(ARG_MAX_LENGTH 512)
+    endif()
+    set(original ${PROJECT_SOURCE_DIR}/${ARG_FILE})
+    cmake_path(GET ARG_FILE EXTENSION extension)
+    set(planted ${CMAKE_CURRENT_BINARY_DIR}/${target}${extension})
+    # The text travels through Python: a CMake list would take the brackets and semicolons of C++ for its own.
+    execute_process(COMMAND python3 ${PROJECT_SOURCE_DIR}/fuzz/plant_bug.py ${original} ${planted} ${ARG_RIGHT} ${ARG_WRONG}
+        COMMAND_ERROR_IS_FATAL ANY)
+    set_property(DIRECTORY APPEND PROPERTY CMAKE_CONFIGURE_DEPENDS ${original})
+    # Its symbols come before those of the library, so that the library's own file is left out.
+    add_executable(${target} ${ARG_SOURCES} ${planted})
+    target_include_directories(${target} PRIVATE ${PROJECT_SOURCE_DIR} $<TARGET_PROPERTY:${ARG_LIBRARY},INCLUDE_DIRECTORIES>)
+    target_compile_definitions(${target} PRIVATE $<TARGET_PROPERTY:${ARG_LIBRARY},COMPILE_DEFINITIONS>)
+    target_link_libraries(${target} PRIVATE ${ARG_LIBRARY} flash_build_options)
+    target_link_options(${target} PRIVATE -fsanitize=fuzzer)
+    add_dependencies(fuzz_targets ${target})
+    add_test(NAME fuzz_${target} COMMAND ${target} -runs=200000 -max_len=${ARG_MAX_LENGTH} -seed=1
+        -artifact_prefix=${target}- ${corpus})
+    set_tests_properties(fuzz_${target} PROPERTIES TIMEOUT 300 PASS_REGULAR_EXPRESSION ${ARG_REASON})
+endfunction()
