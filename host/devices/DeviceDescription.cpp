@@ -25,6 +25,8 @@ constexpr std::array kLocationKeys = {"DeviceBlePrimaryLoc",    "DeviceBleSecond
                                       "CCFG_PROT_31_0Loc"};
 constexpr std::array kTextKeys = {"DeviceInfoRevisionTranslation", "DeviceFlashloaderFile"};
 
+bool IsControlCharacter(unsigned char character) { return character < 0x20 || character == 0x7F; }
+
 class DescriptionReader {
 public:
     explicit DescriptionReader(const std::filesystem::path& path) : file(path) {
@@ -36,14 +38,13 @@ public:
         if (text.size() > kMaximumFileBytes) {
             Fail(0, "is larger than 1 MiB, which no device description is");
         }
+        if (const std::size_t zero = text.find('\0'); zero != std::string::npos) {
+            Fail(static_cast<std::ptrdiff_t>(zero), "holds a zero byte; device descriptions are UTF-8 text");
+        }
     }
 
     DeviceDescription Read() {
-        const pugi::xml_parse_result parsed = document.load_buffer(text.data(), text.size());
-        if (!parsed) {
-            Fail(parsed.offset, fmt::format("is not well-formed XML: {}", parsed.description()));
-        }
-        const pugi::xml_node root = document.document_element();
+        const pugi::xml_node root = ParseXml();
         if (std::strcmp(root.name(), "flashProperties") != 0) {
             Fail(root.offset_debug(), fmt::format("starts with <{}>, expected <flashProperties>", root.name()));
         }
@@ -63,6 +64,25 @@ public:
     }
 
 private:
+    // The document's element. Parsed as a fragment, because else what stands beside it would be passed over in silence.
+    pugi::xml_node ParseXml() {
+        const pugi::xml_parse_result parsed = document.load_buffer(
+            text.data(), text.size(), pugi::parse_default | pugi::parse_fragment, pugi::encoding_utf8);
+        if (!parsed) {
+            Fail(parsed.offset, fmt::format("is not well-formed XML: {}", parsed.description()));
+        }
+        const pugi::xml_node root = document.document_element();
+        if (document.first_child().empty()) {
+            Fail(0, "is not well-formed XML: there is no element");
+        }
+        for (const pugi::xml_node& node : document.children()) {
+            if (node != root) {
+                Fail(node.offset_debug(), "is not well-formed XML: one element holds everything");
+            }
+        }
+        return root;
+    }
+
     [[noreturn]] void Fail(std::ptrdiff_t offset, const std::string& complaint) const {
         const auto end = text.begin() + std::clamp<std::ptrdiff_t>(offset, 0, static_cast<std::ptrdiff_t>(text.size()));
         throw Failure(FailureKind::BadInput,
@@ -74,7 +94,11 @@ private:
         if (attribute.empty() || *attribute.value() == '\0') {
             Fail(node.offset_debug(), fmt::format("<{}> needs the attribute {}", node.name(), name));
         }
-        return attribute.value();
+        const std::string value = attribute.value();
+        if (std::any_of(value.begin(), value.end(), IsControlCharacter)) {
+            Fail(node.offset_debug(), fmt::format("the attribute {} holds a control character", name));
+        }
+        return value;
     }
 
     std::uint32_t Number(const pugi::xml_node& node, const char* name, std::uint32_t least, std::uint32_t most) const {
@@ -102,6 +126,10 @@ private:
         for (const pugi::xml_attribute& attribute : node.attributes()) {
             if (std::find(attributes.begin(), attributes.end(), attribute.name()) == attributes.end()) {
                 Fail(node.offset_debug(), fmt::format("<{}> has no attribute {}", node.name(), attribute.name()));
+            }
+            if (node.attribute(attribute.name()) != attribute) {
+                Fail(node.offset_debug(),
+                     fmt::format("<{}> has the attribute {} twice", node.name(), attribute.name()));
             }
         }
         for (const pugi::xml_node& child : node.children()) {
