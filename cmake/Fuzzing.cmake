@@ -12,8 +12,9 @@ endif()
 add_custom_target(fuzz_targets)  # all of them
 
 # `flash_add_fuzz_target(NAME intel_hex SOURCES a.cpp … LIBRARIES x …)`: program fuzz_NAME, test fuzz_NAME.
+# MUTATOR names a source that only libFuzzer wants.
 function(flash_add_fuzz_target)
-    cmake_parse_arguments(ARG "" "NAME" "SOURCES;LIBRARIES" ${ARGN})
+    cmake_parse_arguments(ARG "" "NAME;MUTATOR" "SOURCES;LIBRARIES" ${ARGN})
     set(target fuzz_${ARG_NAME})
     set(corpus ${PROJECT_SOURCE_DIR}/fuzz/corpus/${ARG_NAME})
     add_executable(${target} ${ARG_SOURCES})
@@ -22,6 +23,7 @@ function(flash_add_fuzz_target)
     target_link_libraries(${target} PRIVATE ${ARG_LIBRARIES} flash_build_options)
     target_include_directories(${target} PRIVATE ${PROJECT_SOURCE_DIR})
     if(FLASH_FUZZ)
+        target_sources(${target} PRIVATE ${ARG_MUTATOR})
         target_link_options(${target} PRIVATE -fsanitize=fuzzer)
         add_test(NAME ${target} COMMAND ${target} -runs=0 ${corpus})
     else()

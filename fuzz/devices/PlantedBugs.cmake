@@ -1,0 +1,23 @@
+# One small mistake in the reader of device descriptions each, which the fuzzer must find.
+include(${PROJECT_SOURCE_DIR}/fuzz/PlantBug.cmake)
+
+function(plant_bug_in_descriptions)
+    flash_plant_bug(LIBRARY flash_host SOURCES FuzzDeviceDescription.cpp ../NumberMutator.cpp
+        CORPUS device_description MAX_LENGTH 2048
+        FILE host/devices/DeviceDescription.cpp ${ARGN})
+endfunction()
+
+plant_bug_in_descriptions(NAME field_of_no_bytes RIGHT "numbers[1] >= 1" WRONG "numbers[1] >= 0"
+    REASON "a field has 1 to 64 bytes|both readers accept the same files")
+plant_bug_in_descriptions(NAME rest_behind_a_number
+    RIGHT "error == std::errc() && end == last && first" WRONG "error == std::errc() && first"
+    REASON "both readers accept the same files")
+plant_bug_in_descriptions(NAME fifth_size_of_ram
+    RIGHT "Number(chip, \"ramSizeCode\", 0, 3)" WRONG "Number(chip, \"ramSizeCode\", 0, 4)"
+    REASON "both readers accept the same files")
+plant_bug_in_descriptions(NAME swallowed_control_characters
+    RIGHT "character < 0x20 ||" WRONG "character < 0x0A ||"
+    REASON "a refusal is one line|what is printed reads back")
+plant_bug_in_descriptions(NAME kilobytes_for_a_byte
+    RIGHT "std::vector<std::string> pieces(1)" WRONG "std::vector<std::string> unused(value.size() * 512), pieces(1)"
+    REASON "memory is bounded by the file")
