@@ -146,7 +146,10 @@ private:
         }
         if (options.isAgreed) {
             std::for_each(dangers.begin(), dangers.end(), [this](const std::string& danger) { view.Warning(danger); });
-        } else if (!view.Agrees(dangers)) {
+        } else if (!view.Agrees(dangers, isInterrupted)) {
+            if (isInterrupted) {
+                throw Failure(FailureKind::Interrupted, "Interrupted; nothing was touched");
+            }
             throw Failure(FailureKind::BadInput,
                           fmt::format("{}. Nothing was touched; agree with --yes", fmt::join(dangers, ".\n")));
         }

@@ -89,7 +89,7 @@ public:
                   {"sectors", device.sectorCount}});
         }
     }
-    bool Agrees(const std::vector<std::string>&) override { return false; }
+    bool Agrees(const std::vector<std::string>&, const std::atomic<bool>&) override { return false; }
 
     void Finished(const Outcome& outcome) override {
         json event{{"event", "result"},    {"ok", outcome.exitCode == 0}, {"exitCode", outcome.exitCode},

@@ -9,6 +9,7 @@
 #include <sstream>
 
 #include "apps/lumoflash/Config.h"
+#include "apps/lumoflash/PropertyOptions.h"
 #include "host/Failure.h"
 #include "host/session/MacAddress.h"
 
@@ -61,28 +62,6 @@ const Words<AddressKind> kAddressKinds{{"pri-ble", AddressKind::PrimaryBle},
                                        {"pri-ieee", AddressKind::PrimaryIeee},
                                        {"sec-ieee", AddressKind::SecondaryIeee}};
 
-// Properties that belong to one operation, with the option that sets them.
-const std::map<std::string, std::string> kOwnedProperties{{"FlashEraseSetting", "--erase"},
-                                                          {"ProgramLoadEraseSpecificText", "--erase sectors:LIST"},
-                                                          {"StandaloneEraseSpecificText", "erase --sectors"},
-                                                          {"KeepCcfgSetting", "--keep-ccfg"},
-                                                          {"CrcVerify", "--verify"},
-                                                          {"FlashPageToggle", "--skip-pages"},
-                                                          {"FlashPages", "--skip-pages"},
-                                                          {"FlashPagesFilledWith", "--skip-fill"},
-                                                          {"FlashPagesFilledWithValue", "--skip-fill"},
-                                                          {"RetainBleSecondaryAddr", "--retain-ble"},
-                                                          {"RetainIeeeSecondaryAddr", "--retain-ieee"},
-                                                          {"OverrideBleSecondaryAddr", "--ble"},
-                                                          {"OverrideIeeeSecondaryAddr", "--ieee"},
-                                                          {"DeviceBleSecondary", "--ble"},
-                                                          {"DeviceIeeeSecondary", "--ieee"},
-                                                          {"WriteProtectionToggle", "--protect"},
-                                                          {"WriteProtectionText", "--protect"},
-                                                          {"DisableBootloader", "--disable-bootloader"},
-                                                          {"DisableCpuDap", "--disable-debug"},
-                                                          {"FlashVerboseMode", "--verbose"}};
-
 // What CLI11 fills before it is turned into `Options`.
 struct RawOptions {
     std::vector<std::string> properties, files, kinds;
@@ -121,6 +100,8 @@ public:
             std::reverse(reversed.begin(), reversed.end());
             app.parse(reversed);
             ApplyConfig();
+            ReadProperties();
+            ApplyProperties();
         } catch (const CLI::ParseError& error) {
             return {std::nullopt, EarlyEndOf(error)};
         }
@@ -255,7 +236,7 @@ private:
             if (entry.option == "set") {
                 properties.insert(properties.end(), entry.values.begin(), entry.values.end());
             } else if ((&owner == &app || owner.parsed()) && option->count() == 0) {
-                ApplyValues(*option, entry);
+                ApplyValues(*option, entry.values, entry.place);
             }
         }
         raw.properties.insert(raw.properties.begin(), properties.begin(), properties.end());  // the command line's win
@@ -273,14 +254,14 @@ private:
         Refuse(fmt::format("{}: there is no command {}", entry.place, entry.command));
     }
 
-    static void ApplyValues(CLI::Option& option, const ConfigEntry& entry) {
+    static void ApplyValues(CLI::Option& option, const std::vector<std::string>& values, const std::string& source) {
         try {
-            for (const std::string& value : entry.values) {
+            for (const std::string& value : values) {
                 option.add_result(value);
             }
             option.run_callback();
         } catch (const CLI::ParseError& error) {
-            Refuse(fmt::format("{}: {}", entry.place, error.what()));
+            Refuse(fmt::format("{}: {}", source, error.what()));
         }
     }
 
@@ -288,7 +269,6 @@ private:
 
     void FinishOptions() {
         FinishGlobal();
-        FinishProperties();
         FinishFiles();
         FinishProgram();
         FinishClosing();
@@ -316,17 +296,24 @@ private:
         }
     }
 
-    void FinishProperties() {
+    void ReadProperties() {
         for (const std::string& property : raw.properties) {
             const std::size_t equals = property.find('=');
             if (equals == std::string::npos || equals == 0) {
                 Refuse(fmt::format("--set: \"{}\" is not KEY=VALUE", property));
             }
-            const std::string key = property.substr(0, equals);
-            if (const auto owner = kOwnedProperties.find(key); owner != kOwnedProperties.end()) {
-                Refuse(fmt::format("--set: {} belongs to {}, use that", key, owner->second));
+            options.properties[property.substr(0, equals)] = property.substr(equals + 1);
+        }
+    }
+
+    // Where the command has an option for a property; one that is given by its name wins.
+    void ApplyProperties() {
+        for (const OptionValue& given : OptionsOf(options.properties)) {
+            CLI::Option* option = commands.at(options.command)->get_option_no_throw(given.option);
+            option = option == nullptr ? app.get_option_no_throw(given.option) : option;
+            if (option != nullptr && option->count() == 0) {
+                ApplyValues(*option, {given.value}, "--set");
             }
-            options.properties.emplace_back(key, property.substr(equals + 1));
         }
     }
 

@@ -3,6 +3,7 @@
 
 #include <cstdint>
 #include <filesystem>
+#include <map>
 #include <optional>
 #include <string>
 #include <utility>
@@ -27,7 +28,7 @@ struct Options {
     std::string device;
     std::filesystem::path plugin, devicesFolder, dataFolder, traceFile;
     std::string chip = "virtual";
-    std::vector<std::pair<std::string, std::string>> properties;
+    std::map<std::string, std::string> properties;  // host properties, by key
     bool isVerbose = false, isJson = false, isQuiet = false, isColorOff = false, isAgreed = false;
 
     // program, verify

@@ -1,6 +1,7 @@
 // Text for people: data on standard output; messages, progress and the verdict on standard error, the latter two only
 // on a terminal (the verdict also with --verbose).
 #include <fmt/format.h>
+#include <poll.h>
 #include <unistd.h>
 
 #include <cstdio>
@@ -23,6 +24,18 @@ constexpr const char* kClearLine = "\r\x1b[K";
 std::string Speed(std::uint64_t bytes, std::chrono::nanoseconds elapsed) {
     const double seconds = std::chrono::duration<double>(elapsed).count();
     return seconds <= 0 ? "" : fmt::format("{:.1f} KiB/s", static_cast<double>(bytes) / 1024 / seconds);
+}
+
+// Waits for the user. Looks up now and then: a Ctrl-C just before the wait does not end it.
+bool HasInput(const std::atomic<bool>& isInterrupted) {
+    constexpr int kLookUpMilliseconds = 100;
+    pollfd input{STDIN_FILENO, POLLIN, 0};
+    while (!isInterrupted) {
+        if (poll(&input, 1, kLookUpMilliseconds) > 0) {
+            return true;
+        }
+    }
+    return false;
 }
 
 std::string ListOrNone(const host::PageSet& pages) { return pages.IsEmpty() ? "none" : pages.Text(); }
@@ -114,7 +127,7 @@ public:
         }
     }
 
-    bool Agrees(const std::vector<std::string>& dangers) override {
+    bool Agrees(const std::vector<std::string>& dangers, const std::atomic<bool>& isInterrupted) override {
         if (isatty(STDIN_FILENO) == 0 || !isTerminal) {
             return false;
         }
@@ -123,8 +136,7 @@ public:
         }
         Print(stderr, "Go on? Type yes: ");
         std::string answer;
-        std::getline(std::cin, answer);
-        return answer == "yes";
+        return HasInput(isInterrupted) && std::getline(std::cin, answer) && answer == "yes";
     }
 
     void Finished(const Outcome& outcome) override {

@@ -1,6 +1,7 @@
 // What the program shows: to a person as text, to another program as JSON.
 #pragma once
 
+#include <atomic>
 #include <chrono>
 #include <memory>
 #include <string>
@@ -36,8 +37,8 @@ public:
     virtual void ShowInfo(const Connection& connection) = 0;
     virtual void ShowDevices(const std::vector<host::DeviceDescription>& devices) = 0;
 
-    // True when the user agrees to what cannot be taken back. Only asks a person.
-    virtual bool Agrees(const std::vector<std::string>& dangers) = 0;
+    // True when the user agrees to what cannot be taken back. Only asks a person; an interruption ends the question.
+    virtual bool Agrees(const std::vector<std::string>& dangers, const std::atomic<bool>& isInterrupted) = 0;
 
     virtual void Finished(const Outcome& outcome) = 0;
 };

@@ -114,7 +114,7 @@ ProgramImage ReadAs(FileFormat format, std::span<const std::uint8_t> content, co
             break;
     }
     if (!options.binaryBase) {
-        throw ErrorAt({fileName, ""}, "a raw binary file says nothing about its address: give its base");
+        throw ErrorAt({fileName, ""}, "a raw binary file says nothing about its address: give it with --base ADDRESS");
     }
     return ReadRawBinary(content, *options.binaryBase, fileName);
 }

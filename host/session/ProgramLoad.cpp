@@ -6,6 +6,7 @@
 #include "host/Failure.h"
 #include "host/session/MacAddress.h"
 #include "host/session/Session.h"
+#include "host/settings/EraseSetting.h"
 
 namespace flash::host {
 namespace {
@@ -13,23 +14,6 @@ namespace {
 constexpr std::int64_t kPhaseLoadStarts = 1;
 constexpr std::int64_t kPhaseLoadFinished = 2;
 constexpr std::uint32_t kProtectablePages = 64;
-constexpr const char* kNoEraseText = "Do not erase sectors (program load only)";
-
-const char* EraseText(EraseChoice erase) {
-    switch (erase) {
-        case EraseChoice::Retain:
-            return "Necessary Sectors Only (Retain untouched content within sector)";
-        case EraseChoice::All:
-            return "All Unprotected Sectors";
-        case EraseChoice::Listed:
-            return "Specific Sectors";
-        case EraseChoice::None:
-            return kNoEraseText;
-        default:
-            return "Necessary Sectors Only";
-    }
-}
-
 [[noreturn]] void Refuse(const std::string& text) { throw Failure(FailureKind::BadInput, text); }
 
 const char* OnOff(bool isOn) { return isOn ? "1" : "0"; }
@@ -129,7 +113,7 @@ void Session::WarnAboutProtection(const WritePlan& plan) {
 
 void Session::SetProgramOptions(ScopedSettings& scope, const ProgramOptions& options, const WritePlan& plan) {
     const PageSet skipped = plan.Pages(&SectorPlan::isSkippedPage);
-    scope.Set("FlashEraseSetting", EraseText(options.erase));
+    scope.Set("FlashEraseSetting", EraseSettingText(options.erase));
     scope.Set("ProgramLoadEraseSpecificText",
               options.erase == EraseChoice::Listed
                   ? ParsePageList(options.erasedPages, info.geometry.sectorCount, "--erase").Text()
@@ -208,7 +192,7 @@ void Session::Load(const WritePlan& plan, const ProgramOptions& options, ScopedS
             plugin.Write(run.address, run.bytes.data(), static_cast<std::uint32_t>(run.bytes.size()));
             if (plan.erase == EraseChoice::Listed) {
                 // Each write would erase the listed sectors again, and with them what the last one programmed.
-                scope.Set("FlashEraseSetting", kNoEraseText);
+                scope.Set("FlashEraseSetting", EraseSettingText(EraseChoice::None));
             }
         }
         if (options.verification == Verification::ReadBack && plugin.HandlesVerification(plan.writes.front().address)) {

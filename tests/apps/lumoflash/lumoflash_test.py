@@ -18,6 +18,7 @@ PROGRAM = os.environ["LUMOFLASH"]
 SOURCE = Path(os.environ["FLASH_SOURCE"])
 EXAMPLES = Path(os.environ["EXAMPLE_FIRMWARE"])
 NO_PLUGIN = os.environ["NO_PLUGIN"]
+HANGING_PLUGIN = os.environ["HANGING_PLUGIN"]
 SCHEMA = json.loads((SOURCE / "docs/lumoflash-events.schema.json").read_text())
 DEVICES = ["LumoD1F64", "LumoF2F352"]
 SECTOR = {"LumoD1F64": 4096, "LumoF2F352": 8192}
@@ -125,7 +126,7 @@ class Usage(Case):
             ([*program, "--protect", "5-3", "--yes"], "runs backwards"),
             ([*program, "--retain-ble", "--ble", "C2:00:00:00:00:01"], "retained or replaced"),
             ([*program, "--skip-pages", "15", "--disable-bootloader"], "while that page is skipped"),
-            (["program", image], "give its base"),
+            (["program", image], "give it with --base ADDRESS"),
             (["program", image, "--base", "zero"], "--base"),
             (["program", image, "--base", "0x10000"], "outside flash"),
             ([*program, "--format", "exe"], "--format"),
@@ -138,7 +139,13 @@ class Usage(Case):
             (["mac", "write", "pri-ble", "C2:00:00:00:00:01"], "pri-ble"),
             (["mac", "write", "ble", "nonsense"], "nonsense"),
             (["info", "--set", "novalue"], "KEY=VALUE"),
-            (["info", "--set", "CrcVerify=1"], "belongs to --verify"),
+            ([*program, "--set", "FlashPageToggle=1", "--set", "FlashPages=1,"], "nothing between two commas"),
+            ([*program, "--set", "FlashPagesFilledWith=1", "--set", "FlashPagesFilledWithValue=256"], "--skip-fill"),
+            ([*program, "--set", "FlashEraseSetting=Specific Sectors"], "--erase"),
+            ([*program, "--set", "DisableCpuDap=1"], "agree with --yes"),
+            ([*program, "--set", "WriteProtectionToggle=1", "--set", "WriteProtectionText=3"], "agree with --yes"),
+            (["erase", "--set", "StandaloneEraseSpecificText=0", "--set", "KeepCcfgSetting=1"], "--keep-ccfg"),
+            (["ccfg", "--set", "DisableCpuDap=1"], "agree with --yes"),
             (["info", "--json", "--quiet"], "exclude each other"),
         ]
         for arguments, expected in cases:
@@ -319,6 +326,43 @@ class ProgramOptions(Case):
                       "--verify", "readback")
         old = pattern(5 * 4096, 9)
         self.assertEqual(self.flash(0, 5 * 4096), data[:4096] + old[4096:8192] + data[8192:12288] + old[12288:16384] + data[16384:])
+
+    def test_a_property_that_an_option_stands_for_gives_the_option(self):
+        image = self.file("a.bin", pattern(5000) + b"\xee" * 8000)
+        self.run_chip("program", self.file("c.bin", ccfg()), "--base", hex(FLASH[self.device] - 0x58))
+        cases = [
+            (["FlashEraseSetting=Necessary Sectors Only"], []),
+            (["FlashEraseSetting=Necessary Sectors Only (Retain untouched content within sector)"], ["--erase", "retain"]),
+            (["FlashEraseSetting=All Unprotected Sectors (Bank Erase)"], ["--erase", "all"]),
+            (["FlashEraseSetting=Specific Sectors", "ProgramLoadEraseSpecificText=0-5"], ["--erase", "sectors:0-5"]),
+            (["FlashEraseSetting=Do not erase sectors (program load only)"], ["--erase", "none"]),
+            (["FlashEraseSetting=All Unprotected Sectors", "KeepCcfgSetting=1"], ["--erase", "all", "--keep-ccfg"]),
+            (["FlashPageToggle=1", "FlashPages=1"], ["--skip-pages", "1"]),
+            (["FlashPageToggle=0", "FlashPages=1"], []),
+            (["FlashPagesFilledWith=1", "FlashPagesFilledWithValue=0xEE"], ["--skip-fill", "0xEE"]),
+        ]
+        plans = []
+        for properties, arguments in cases:
+            given = [text for each in properties for text in ("--set", each)]
+            with self.subTest(properties=properties):
+                plan = self.run_chip("program", image, "--base", "0", "--dry-run", *arguments)
+                self.assertEqual(self.run_chip("program", image, "--base", "0", "--dry-run", *given), plan)
+                plans.append(plan)
+        self.assertEqual(len(set(plans)), len(cases) - 2)
+
+    def test_an_option_by_its_own_name_wins_over_its_property(self):
+        program = ["program", self.file("a.bin", pattern(100)), "--base", "0"]
+        for arguments, verdict in [(["--set", "CrcVerify=0"], "not verified"), (["--set", "CrcVerify=1"], "by CRC"),
+                                   (["--set", "CrcVerify=0", "--verify", "readback"], "by reading back")]:
+            self.assertIn(verdict, self.events(*program, *arguments)[-1]["text"])
+        self.assertIn("Chunk 1", self.run_chip(*program, "--set", "FlashVerboseMode=1")[1])
+
+    def test_closing_properties_change_the_chip_as_their_options_do(self):
+        self.run_chip("ccfg", "--set", "OverrideBleSecondaryAddr=1", "--set", "DeviceBleSecondary=C2:00:00:00:00:09",
+                      "--set", "DisableBootloader=1", "--set", "WriteProtectionToggle=1", "--set", "WriteProtectionText=9", "--yes")
+        event = [e for e in self.events("ccfg", "--set", "CrcVerify=1") if e["event"] == "ccfg"][0]
+        self.assertEqual((event["bootloaderDisabled"], event["debugDisabled"], event["protected"]), (True, False, [9]))
+        self.assertIn("C2:00:00:00:00:09", self.run_chip("mac", "read", "sec-ble")[0].decode())
 
     def test_dangerous_steps_want_agreement(self):
         image = self.file("a.bin", pattern(16))
@@ -501,7 +545,10 @@ class Terminal(Case):
                 break
             shown += piece
             if answer is not None and b"Type yes: " in shown:
-                os.write(controller, answer.encode() + b"\n")
+                if answer is signal.SIGINT:
+                    process.send_signal(answer)
+                else:
+                    os.write(controller, answer.encode() + b"\n")
                 answer = None
         os.close(controller)
         return process.wait(timeout=60), shown.decode()
@@ -527,6 +574,22 @@ class Terminal(Case):
         self.assertEqual(code, 0)
         self.assertIn("pages 3", self.run_chip("ccfg")[0].decode())
 
+    def test_an_answer_decides_about_a_dangerous_load(self):
+        program = ["program", self.file("a.bin", pattern(16)), "--base", "0", "--protect", "3"]
+        code, shown = self.on_terminal(*program, answer="no")
+        self.assertEqual((code, self.chip.exists()), (2, False))
+        self.assertIn("Pages 3 will be write-protected", shown)
+        code, shown = self.on_terminal(*program, answer="yes")
+        self.assertEqual(code, 0)
+        self.assertIn("Programmed, verified by CRC", shown)
+        self.assertIn("pages 3", self.run_chip("ccfg")[0].decode())
+
+    def test_ctrl_c_is_an_answer_too(self):
+        code, shown = self.on_terminal("ccfg", "--protect", "3", answer=signal.SIGINT)
+        self.assertEqual(code, 130)
+        self.assertIn("Interrupted; nothing was touched", shown)
+        self.run_chip("blank-check")
+
 
 class Interruption(Case):
     device = "LumoF2F352"
@@ -548,6 +611,26 @@ class Interruption(Case):
         self.run_chip("verify", self.file("a.bin", data), "--base", "0", code=3)
         self.run_chip("program", self.file("a.bin", data), "--base", "0")
         self.run_chip("verify", self.file("a.bin", data), "--base", "0")
+
+    def test_a_second_ctrl_c_ends_even_what_never_comes_back(self):
+        process = subprocess.Popen([PROGRAM, "--device", self.device, "--chip", f"virtual:{self.chip}", "--plugin", HANGING_PLUGIN,
+                                    "info"], stdout=subprocess.PIPE, stderr=subprocess.PIPE)
+        self.wait_until_interrupt_is_caught(process, True)
+        process.send_signal(signal.SIGINT)
+        self.wait_until_interrupt_is_caught(process, False)  # the first one is noted; the plug-in does not come back
+        process.send_signal(signal.SIGINT)
+        process.communicate(timeout=120)
+        self.assertEqual(process.returncode, -signal.SIGINT)
+        self.assertFalse(self.chip.exists())
+
+    def wait_until_interrupt_is_caught(self, process, is_caught):
+        bit = 1 << (signal.SIGINT - 1)
+        while process.poll() is None:
+            status = Path(f"/proc/{process.pid}/status").read_text()
+            caught = next(int(line.split()[1], 16) for line in status.splitlines() if line.startswith("SigCgt:"))
+            if bool(caught & bit) == is_caught:
+                return
+        self.fail(f"ended by itself with {process.returncode}: {process.communicate()}")
 
 
 if __name__ == "__main__":

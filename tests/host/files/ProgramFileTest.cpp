@@ -96,7 +96,7 @@ TEST(ReadProgram, AnExplicitFormatGoesBeforeDetection) {
 
 TEST(ReadProgram, RefusesWhatCannotBePlaced) {
     EXPECT_EQ(ErrorOf([] { ReadProgram(Bytes{1}, "a.bin"); }),
-              "a.bin: a raw binary file says nothing about its address: give its base");
+              "a.bin: a raw binary file says nothing about its address: give it with --base ADDRESS");
     EXPECT_EQ(ErrorOf([] { ReadProgram(Bytes{1}, "a.dat"); }),
               "a.dat: neither content nor extension tells the format: name it (hex, srec, bin or elf)");
     EXPECT_EQ(ErrorOf([] { ReadProgram(AsBytes(":00000001FF\n"), "a.hex"); }),

@@ -1,0 +1,39 @@
+// See EraseSetting.h.
+#include "host/settings/EraseSetting.h"
+
+#include <algorithm>
+#include <iterator>
+
+namespace flash::host {
+namespace {
+
+struct EraseSetting {
+    EraseChoice erase;
+    const char* text;
+};
+
+// In the order of the tests: the first text found decides.
+constexpr EraseSetting kEraseSettings[] = {
+    {EraseChoice::All, "All Unprotected Sectors"},
+    {EraseChoice::None, "Do not erase sectors (program load only)"},
+    {EraseChoice::Retain, "Necessary Sectors Only (Retain untouched content within sector)"},
+    {EraseChoice::Listed, "Specific Sectors"},
+    {EraseChoice::Necessary, "Necessary Sectors Only"},
+};
+
+}  // namespace
+
+const char* EraseSettingText(EraseChoice erase) {
+    return std::find_if(std::begin(kEraseSettings), std::end(kEraseSettings),
+                        [erase](const EraseSetting& setting) { return setting.erase == erase; })
+        ->text;
+}
+
+EraseChoice ParseEraseSetting(std::string_view text) {
+    const auto* found =
+        std::find_if(std::begin(kEraseSettings), std::end(kEraseSettings),
+                     [text](const EraseSetting& setting) { return text.find(setting.text) != std::string_view::npos; });
+    return found == std::end(kEraseSettings) ? EraseChoice::Necessary : found->erase;
+}
+
+}  // namespace flash::host
