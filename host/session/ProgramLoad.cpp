@@ -226,17 +226,54 @@ void Session::VerifyLoad(const WritePlan& plan, const ProgramOptions& options, c
     }
 }
 
-// The load is over without its end. What was to be retained may be erased by now, so it is written back; no other
-// change is made.
+// The load is over without its end. What was to be kept or retained may be erased by now, so it is written back; no
+// other change is made.
 void Session::AbandonLoad(const ClosingChanges& changes, const Kept& kept, ScopedSettings& scope) {
+    SetClosing(scope, {});
+    PutCcfgBack(kept, scope);
+    WarnIfFails("Ending the load after the failure below", [&] { PutAddressesBack(changes, kept, scope); });
+}
+
+// The plug-in forgets its copy as soon as an operation ends.
+void Session::PutCcfgBack(const Kept& kept, ScopedSettings& scope) {
+    if (kept.ccfg.empty()) {
+        return;
+    }
+    const auto length = static_cast<std::uint32_t>(kept.ccfg.size());
+    const auto work = [&] {
+        if (ReadMemory(kept.ccfgAddress, length) == kept.ccfg) {
+            return;
+        }
+        scope.Set("KeepCcfgSetting", OnOff(false));
+        scope.Set("FlashPageToggle", OnOff(false));
+        scope.Set("FlashPagesFilledWith", OnOff(false));
+        scope.Set("CrcVerify", OnOff(true));
+        scope.Set("FlashEraseSetting", EraseSettingText(EraseChoice::Retain));
+        Operate("Putting CCFG back", Phase::Close, length, [&] {
+            plugin.NotifyPhase(kPhaseLoadStarts);
+            plugin.Write(kept.ccfgAddress, kept.ccfg.data(), length);
+            plugin.NotifyPhase(kPhaseLoadFinished);
+        });
+    };
+    WarnIfFails(fmt::format("The kept CCFG is not back in flash; its {} bytes from 0x{:08X} on were {:02X}", length,
+                            kept.ccfgAddress, fmt::join(kept.ccfg, "")),
+                work);
+}
+
+void Session::PutAddressesBack(const ClosingChanges& changes, const Kept& kept, ScopedSettings& scope) {
+    ClosingChanges retained;
+    retained.retainBle = changes.retainBle && ReadAddressField("DeviceBleSecondary") != kept.ble;
+    retained.retainIeee = changes.retainIeee && ReadAddressField("DeviceIeeeSecondary") != kept.ieee;
+    SetClosing(scope, retained);
+    Close(retained, scope);
+}
+
+// For what follows a failure that is about to be told.
+void Session::WarnIfFails(const std::string& consequence, const std::function<void()>& work) {
     try {
-        ClosingChanges retained;
-        retained.retainBle = changes.retainBle && ReadAddressField("DeviceBleSecondary") != kept.ble;
-        retained.retainIeee = changes.retainIeee && ReadAddressField("DeviceIeeeSecondary") != kept.ieee;
-        SetClosing(scope, retained);
-        Close(retained, scope);
+        work();
     } catch (const Failure& failure) {
-        observer.Warning(fmt::format("Ending the load after the failure below: {}", failure.what()));
+        observer.Warning(fmt::format("{}: {}", consequence, failure.what()));
     }
 }
 

@@ -263,7 +263,12 @@ void Session::EraseAll(bool keepCcfg) {
     ProgramOptions options;
     options.keepCcfg = keepCcfg;
     const Kept kept = Remember(options);
-    Operate("Erasing flash", Phase::Close, kept.ccfg.size(), [this] { plugin.Execute("Erase"); });
+    try {
+        Operate("Erasing flash", Phase::Close, kept.ccfg.size(), [this] { plugin.Execute("Erase"); });
+    } catch (const Failure&) {
+        PutCcfgBack(kept, scope);
+        throw;
+    }
     if (keepCcfg && ReadMemory(kept.ccfgAddress, static_cast<std::uint32_t>(kept.ccfg.size())) != kept.ccfg) {
         throw Failure(FailureKind::Difference, "Erasing flash: the kept CCFG was not put back as it was");
     }

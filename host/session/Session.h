@@ -129,6 +129,9 @@ private:
     void RequireAllProgrammed(const WritePlan& plan, const ProgramOptions& options, const Kept& kept) const;
     void VerifyLoad(const WritePlan& plan, const ProgramOptions& options, const Kept& kept);
     void AbandonLoad(const ClosingChanges& changes, const Kept& kept, ScopedSettings& scope);
+    void PutCcfgBack(const Kept& kept, ScopedSettings& scope);
+    void PutAddressesBack(const ClosingChanges& changes, const Kept& kept, ScopedSettings& scope);
+    void WarnIfFails(const std::string& consequence, const std::function<void()>& work);
     void Close(const ClosingChanges& changes, ScopedSettings& scope);
     void CheckClosed(const ClosingChanges& changes, const Kept& kept);
     std::size_t Compare(const std::vector<DataRun>& expected);

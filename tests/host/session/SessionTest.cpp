@@ -274,6 +274,64 @@ TEST_P(BothGenerations, AFailedLoadPutsRetainedAddressesBackAndTheNextOneSucceed
     EXPECT_EQ(bench.Flash(0, 4096), Pattern(4096));
 }
 
+// A load of one word into the last sector: the sector's erase, the word, then the words of the kept CCFG.
+struct LoadThatKeepsCcfg {
+    explicit LoadThatKeepsCcfg(const char* name) : bench(name), end(bench.device.FlashSizeBytes()) {
+        bench.Chip().PlaceInFlash(end - 0x58, GoodCcfg());
+        options.keepCcfg = true;
+        const std::uint32_t last = end - bench.device.sectorSizeBytes;
+        plan = bench.Connect().Plan(ImageOf({{last, std::vector<std::uint8_t>(4, 0x00)}}), options);
+    }
+
+    std::vector<std::uint8_t> Ccfg() { return bench.Flash(end - 0x58, 0x58); }
+
+    Bench bench;
+    std::uint32_t end;
+    ProgramOptions options;
+    WritePlan plan;
+};
+
+TEST_P(BothGenerations, AFailedLoadPutsAKeptCcfgBackWhereverItFails) {
+    LoadThatKeepsCcfg clean(GetParam());
+    clean.bench.session->Program(clean.plan, clean.options);
+    const std::uint64_t operations = clean.bench.Chip().GetCounters().flashOperations;
+    ASSERT_GE(operations, 4U);
+    for (std::uint64_t n = 1; n <= operations; ++n) {
+        SCOPED_TRACE(n);
+        LoadThatKeepsCcfg load(GetParam());
+        load.bench.Chip().Arm(chip::Fault::OperationFails, n);
+
+        FailureOf(FailureKind::Operation, [&] { load.bench.session->Program(load.plan, load.options); });
+
+        EXPECT_EQ(load.Ccfg(), GoodCcfg());
+        load.bench.session->Program(load.plan, load.options);
+        EXPECT_EQ(load.Ccfg(), GoodCcfg());
+    }
+}
+
+TEST_P(BothGenerations, AKeptCcfgThatCannotBePutBackIsTold) {
+    LoadThatKeepsCcfg load(GetParam());
+    load.bench.Chip().Arm(chip::Fault::PowerLossAfterOperation, 2);
+
+    FailureOf(FailureKind::Operation, [&] { load.bench.session->Program(load.plan, load.options); });
+
+    const std::string& warning = load.bench.observer.warnings.front();
+    EXPECT_EQ(warning.find("The kept CCFG is not back in flash; its 88 bytes from 0x"), 0U) << warning;
+    EXPECT_NE(warning.find(" were 5AFFFFFFFFFFFFFF01005800FFFF"), std::string::npos) << warning;
+}
+
+TEST_P(BothGenerations, AFailedEraseOfAllPutsAKeptCcfgBack) {
+    Bench bench(GetParam());
+    const std::uint32_t end = bench.device.FlashSizeBytes();
+    bench.Chip().PlaceInFlash(end - 0x58, GoodCcfg());
+    Session& session = bench.Connect();
+    bench.Chip().Arm(chip::Fault::OperationFails, 3);  // the bank erase, then the second word of the kept CCFG
+
+    FailureOf(FailureKind::Operation, [&] { session.EraseAll(true); });
+
+    EXPECT_EQ(bench.Flash(end - 0x58, 0x58), GoodCcfg());
+}
+
 TEST_P(BothGenerations, ASilentCoreIsExplained) {
     Bench bench(GetParam());
     Session& session = bench.Connect();
