@@ -28,22 +28,33 @@ void FlashArray::TearSectorErase(std::uint32_t sector, Random& random) {
 
 bool FlashArray::ProgramWord(std::uint32_t address, std::uint32_t value) {
     ClearBits(address, ~value);
-    return Word(address) == value;
+    const bool isAsAsked = Word(address) == value;
+    FlipBits(address, value);
+    return isAsAsked;
 }
 
 void FlashArray::TearWordProgram(std::uint32_t address, std::uint32_t value, Random& random) {
     const std::uint32_t toClear = Word(address) & ~value;
-    std::uint32_t cleared = toClear & static_cast<std::uint32_t>(random.Next() >> 32);
-    if (std::popcount(toClear) >= 2) {
-        const std::uint32_t lowest = toClear & (~toClear + 1);
-        cleared = (cleared | lowest) & (std::bit_floor(toClear) - 1);
-    }
+    std::uint32_t cleared = 0;
+    do {
+        cleared = toClear & static_cast<std::uint32_t>(random.Next() >> 32);
+    } while (std::popcount(toClear) >= 2 && (cleared == 0 || cleared == toClear));
     ClearBits(address, cleared);
 }
 
 void FlashArray::WeakenBit(std::uint32_t address, unsigned bit) {
     std::uint8_t& mask = weakBits[address];
     mask = static_cast<std::uint8_t>(mask | (1U << bit));
+}
+
+void FlashArray::FlipBit(std::uint32_t address, unsigned bit) {
+    std::uint8_t& mask = flippingBits[address];
+    mask = static_cast<std::uint8_t>(mask | (1U << bit));
+}
+
+void FlashArray::HealBits() {
+    weakBits.clear();
+    flippingBits.clear();
 }
 
 std::span<std::uint8_t> FlashArray::Sector(std::uint32_t sector) {
@@ -56,6 +67,15 @@ void FlashArray::ClearBits(std::uint32_t address, std::uint32_t bits) {
         const std::uint32_t stays = weak == weakBits.end() ? 0U : weak->second;
         std::uint8_t& byte = bytes.Bytes()[address + i];
         byte = static_cast<std::uint8_t>(byte & ~((bits >> (8 * i)) & 0xFF & ~stays));
+    }
+}
+
+void FlashArray::FlipBits(std::uint32_t address, std::uint32_t value) {
+    for (std::uint32_t i = 0; i < 4; ++i) {
+        const auto flipping = flippingBits.find(address + i);
+        const std::uint32_t mask = flipping == flippingBits.end() ? 0U : flipping->second;
+        std::uint8_t& byte = bytes.Bytes()[address + i];
+        byte = static_cast<std::uint8_t>((byte & ~mask) | (~(value >> (8 * i)) & mask));
     }
 }
 

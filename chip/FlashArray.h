@@ -28,20 +28,26 @@ public:
 
     // Clears the bits that are 0 in `value`. False when the word then holds something else.
     bool ProgramWord(std::uint32_t address, std::uint32_t value);
-    // Clears some of the bits that are to be cleared, and where there are two or more, not all of them.
+    // Clears some of the bits that are to be cleared, any of them, and where there are two or more, not all.
     void TearWordProgram(std::uint32_t address, std::uint32_t value, Random& random);
 
     // From now on programming leaves this bit (0 to 7) of the byte at `address` as it is.
     void WeakenBit(std::uint32_t address, unsigned bit);
+    // From now on programming its word leaves this bit the other way round, and nobody is told.
+    void FlipBit(std::uint32_t address, unsigned bit);
+    void HealBits();  // ends both
 
 private:
     std::span<std::uint8_t> Sector(std::uint32_t sector);
     void ClearBits(std::uint32_t address, std::uint32_t bits);
+    void FlipBits(std::uint32_t address, std::uint32_t value);
 
     std::uint32_t sectorCount;
     std::uint32_t sectorSize;
     PageBytes bytes;
-    std::map<std::uint32_t, std::uint8_t> weakBits;  // by address of the byte
+    // Masks by address of the byte.
+    std::map<std::uint32_t, std::uint8_t> weakBits;
+    std::map<std::uint32_t, std::uint8_t> flippingBits;
 };
 
 }  // namespace flash::chip

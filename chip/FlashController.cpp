@@ -3,6 +3,11 @@
 #include <algorithm>
 
 namespace flash::chip {
+namespace {
+
+constexpr int kLateness = 10;  // of an operation that reports busy for too long
+
+}  // namespace
 
 void FlashController::PowerUp() {
     addressRegister = 0;
@@ -187,6 +192,9 @@ ControllerSignals FlashController::ApplyFaults(Operation& started, Nanoseconds n
                 break;
             case Fault::EarlyReady:
                 started.saysReadyEarly = true;
+                break;
+            case Fault::LateReady:
+                started.end = now + kLateness * (started.end - now);
                 break;
             case Fault::StuckBusy:
                 started.neverEnds = true;

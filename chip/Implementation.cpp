@@ -70,11 +70,12 @@ const Counters& VirtualChip::Implementation::GetCounters() {
     return log.counters;
 }
 
-void VirtualChip::Implementation::ArmBitThatWillNotProgram(std::uint32_t address, unsigned bit) {
+void VirtualChip::Implementation::ArmBit(void (FlashArray::*defect)(std::uint32_t, unsigned), std::uint32_t address,
+                                         unsigned bit) {
     if (address >= flashArray.Length() || bit > 7) {
         throw ChipError("There is no such bit of flash.");
     }
-    flashArray.WeakenBit(address, bit);
+    (flashArray.*defect)(address, bit);
 }
 
 std::uint32_t VirtualChip::Implementation::LoadRegister(std::uint32_t address, std::uint32_t size) {

@@ -46,7 +46,7 @@ public:
     void PlaceInFlash(std::uint32_t address, std::span<const std::uint8_t> bytes);
     const Counters& GetCounters();
     void ObserveCommandBlocks(std::uint32_t address);
-    void ArmBitThatWillNotProgram(std::uint32_t address, unsigned bit);
+    void ArmBit(void (FlashArray::*defect)(std::uint32_t, unsigned), std::uint32_t address, unsigned bit);
 
     Settings settings;  // complete, without the initial flash
     Random random;

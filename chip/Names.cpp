@@ -22,7 +22,7 @@ constexpr std::array<std::string_view, kViolationCount> kViolationNames = {
     "core fault",
 };
 
-constexpr std::array<std::string_view, 11> kFaultNames = {
+constexpr std::array<std::string_view, 12> kFaultNames = {
     "power loss before an operation",
     "power loss inside an operation",
     "power loss after an operation",
@@ -33,6 +33,7 @@ constexpr std::array<std::string_view, 11> kFaultNames = {
     "operation fails",
     "operation does nothing",
     "early ready",
+    "late ready",
     "stuck busy",
 };
 

@@ -72,10 +72,16 @@ bool VirtualChip::IsDebugPortDisabled() const { return implementation->isDebugPo
 void VirtualChip::Arm(Fault fault, std::uint64_t at) { implementation->faults.Arm(fault, at); }
 
 void VirtualChip::ArmBitThatWillNotProgram(std::uint32_t address, unsigned bit) {
-    implementation->ArmBitThatWillNotProgram(address, bit);
+    implementation->ArmBit(&FlashArray::WeakenBit, address, bit);
+}
+void VirtualChip::ArmBitThatFlips(std::uint32_t address, unsigned bit) {
+    implementation->ArmBit(&FlashArray::FlipBit, address, bit);
 }
 
-void VirtualChip::DisarmAll() { implementation->faults.DisarmAll(); }
+void VirtualChip::DisarmAll() {
+    implementation->faults.DisarmAll();
+    implementation->flashArray.HealBits();
+}
 
 CoreState VirtualChip::State() const { return implementation->state; }
 const Settings& VirtualChip::GetSettings() const { return implementation->settings; }

@@ -106,6 +106,7 @@ enum class Fault : std::uint8_t {
     OperationFails,            // the n-th flash operation ends torn, with the status "operation failed"
     OperationDoesNothing,      // a lie: the n-th flash operation reports success and has changed nothing
     EarlyReady,                // a lie: the n-th flash operation reports success at once but still takes its time
+    LateReady,                 // the n-th flash operation reports busy ten times as long as it should
     StuckBusy,                 // the n-th flash operation never ends; only a reset or power cycle helps
 };
 
@@ -199,8 +200,11 @@ public:
     // ---- Faults.
 
     void Arm(Fault fault, std::uint64_t at = 1);
-    void ArmBitThatWillNotProgram(std::uint32_t address, unsigned bit);  // bit 0 to 7 of the byte there; for good
-    void DisarmAll();                                                    // a controller stuck already stays stuck
+    // Bit 0 to 7 of the byte there, until all is disarmed. The first is noticed by the controller; the second is a lie:
+    // whenever its word is programmed the bit ends the other way round than asked, with success.
+    void ArmBitThatWillNotProgram(std::uint32_t address, unsigned bit);
+    void ArmBitThatFlips(std::uint32_t address, unsigned bit);
+    void DisarmAll();  // a controller stuck already stays stuck, and flash keeps what it holds
 
     // ---- Looking inside: free of time and rules, also without power.
 

@@ -198,6 +198,17 @@ TEST_F(FaultsTest, AnEarlyReadyHidesAnOperationThatStillRuns) {
     EXPECT_EQ(chip.PeekWord(0), 0xFFFF'FFFFU);
 }
 
+TEST_F(FaultsTest, ALateReadyKeepsEverybodyWaiting) {
+    chip.Arm(Fault::LateReady);
+    Command(kEraseSectorCode, 0);
+
+    chip.Pause(milliseconds(79));
+    EXPECT_EQ(ReadStatus(), Status::Busy);
+    chip.Pause(milliseconds(1));
+
+    EXPECT_EQ(ReadStatus(), Status::Success);
+}
+
 TEST_F(FaultsTest, AStuckControllerStaysBusyUntilAReset) {
     chip.Arm(Fault::StuckBusy);
     Command(kProgramWordCode, 0, 0);
@@ -220,6 +231,24 @@ TEST_F(FaultsTest, ABitMayRefuseToBeProgrammed) {
     EXPECT_EQ(chip.PeekWord(0x100), 0x0080'0000U);
     EXPECT_THROW(chip.ArmBitThatWillNotProgram(0x2'0000, 0), ChipError);
     EXPECT_THROW(chip.ArmBitThatWillNotProgram(0, 8), ChipError);
+}
+
+TEST_F(FaultsTest, ABitMayFlipAndTheControllerLie) {
+    chip.ArmBitThatFlips(0x102, 7);
+
+    EXPECT_EQ(Finish(kProgramWordCode, 0x100, 0), Status::Success);
+
+    EXPECT_EQ(chip.PeekWord(0x100), 0x0080'0000U);
+    EXPECT_THROW(chip.ArmBitThatFlips(0x2'0000, 0), ChipError);
+}
+
+TEST_F(FaultsTest, DisarmedBitsAreWellAgain) {
+    chip.ArmBitThatWillNotProgram(0, 0);
+    chip.ArmBitThatFlips(0, 1);
+    chip.DisarmAll();
+
+    EXPECT_EQ(Finish(kProgramWordCode, 0, 0), Status::Success);
+    EXPECT_EQ(chip.PeekWord(0), 0U);
 }
 
 TEST_F(FaultsTest, DisarmedFaultsDoNotHappen) {

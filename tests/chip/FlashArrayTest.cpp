@@ -60,6 +60,19 @@ TEST_F(FlashArrayTest, ATornWordOfTwoBitsHasOneCleared) {
     EXPECT_EQ(std::popcount(array.Word(0)), 31);
 }
 
+TEST_F(FlashArrayTest, AnyBitOfATornWordMayBeTheOneThatStays) {
+    std::uint32_t cleared = 0;
+    std::uint32_t left = 0;
+    for (std::uint32_t address = 0; address < 4096; address += 4) {
+        array.TearWordProgram(address, 0, random);
+        cleared |= ~array.Word(address);
+        left |= array.Word(address);
+    }
+
+    EXPECT_EQ(cleared, 0xFFFF'FFFFU);
+    EXPECT_EQ(left, 0xFFFF'FFFFU);
+}
+
 TEST_F(FlashArrayTest, ATornWordWithNothingToClearIsLeftAlone) {
     array.ProgramWord(0, 0x0000'FFFF);
 
@@ -90,6 +103,26 @@ TEST_F(FlashArrayTest, AWeakBitStaysWhileItsNeighboursAreCleared) {
     EXPECT_FALSE(array.ProgramWord(4, 0));
 
     EXPECT_EQ(array.Word(4), 0x0008'0000U);
+}
+
+TEST_F(FlashArrayTest, AFlippingBitEndsTheOtherWayRoundAndSaysNothing) {
+    array.FlipBit(5, 0);
+    array.FlipBit(7, 7);
+
+    EXPECT_TRUE(array.ProgramWord(4, 0xFFFF'00FF));
+    EXPECT_EQ(array.Word(4), 0x7FFF'01FFU);
+    EXPECT_TRUE(array.ProgramWord(8, 0));
+    EXPECT_EQ(array.Word(8), 0U);
+}
+
+TEST_F(FlashArrayTest, HealedBitsAreWellAgain) {
+    array.WeakenBit(4, 0);
+    array.FlipBit(4, 1);
+
+    array.HealBits();
+
+    EXPECT_TRUE(array.ProgramWord(4, 0));
+    EXPECT_EQ(array.Word(4), 0U);
 }
 
 }  // namespace
