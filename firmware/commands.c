@@ -12,6 +12,12 @@ _Static_assert(kMaxSectors > UINT8_MAX, "a sector's index has eight bits in the 
 static const uint8_t kErasedByte = 0xFF;
 static const uint32_t kErasedWord = 0xFFFFFFFFu;
 
+// Fields of CCFG that lock the chip, by their offset from the end of flash.
+enum {
+    kDebugPortFromEnd = 0x29,   // one byte; 0x00 closes the debug port
+    kProtectionFromEnd = 0x20,  // two words; bit n clear protects sector n, from 64 on those share the second word's
+};
+
 // The part of a chunk that lies in one sector.
 typedef struct {
     uint32_t address;
@@ -123,6 +129,57 @@ static bool IsAlreadyDone(const Slice* slice, uint32_t sectorAddress, uint32_t s
            FirstProgrammed(sliceEnd, sectorEnd) == sectorEnd;
 }
 
+// A step of programming a slice: what it has from `address` to before `end`, with some bits left for a later step.
+typedef struct {
+    uint32_t address;
+    uint32_t end;
+    uint8_t leftOut;  // of a step of one byte, as far as flash has them set
+} Step;
+
+static uint32_t ProgramStep(const Slice* slice, const Step* step) {
+    const uint32_t sliceEnd = slice->address + slice->length;
+    const uint32_t address = step->address > slice->address ? step->address : slice->address;
+    const uint32_t end = step->end < sliceEnd ? step->end : sliceEnd;
+    if (address >= end) {
+        return kStatusSuccess;
+    }
+    const uint8_t* data = slice->data + (address - slice->address);
+    const uint8_t byte = *data | (step->leftOut & FlashPortBytes()[address]);
+    const Slice part = {address, end - address, step->leftOut == 0 ? data : &byte};
+    return ProgramInPlace(&part);
+}
+
+// The address if the slice clears all of these bits there, else `otherwise`.
+static uint32_t WhereCleared(const Slice* slice, uint32_t address, uint8_t bits, uint32_t otherwise) {
+    const uint32_t offset = address - slice->address;  // huge below the slice's start
+    return offset < slice->length && (slice->data[offset] & bits) == 0 ? address : otherwise;
+}
+
+// What locks the chip from the next power-up on comes last, whatever its address: when power is lost on the way the
+// work can be done again. The bit that protects CCFG's own sector goes alone, because one bit cannot be torn; then the
+// debug port, because a chip that is only protected can still be looked at.
+static uint32_t ProgramLocksLast(const LoadState* state, const Slice* slice) {
+    const uint32_t last = FlashPortSectorCount() - 1;
+    const uint32_t end = FlashBytes(state);
+    const uint8_t bit = (uint8_t)(1u << last % 8);
+    const uint32_t protectionByte = end - kProtectionFromEnd + (last < 32 ? 0 : 4) + last % 32 / 8;
+    const uint32_t protection = WhereCleared(slice, protectionByte, bit, end);
+    const uint32_t port = WhereCleared(slice, end - kDebugPortFromEnd, 0xFF, protection);
+    const Step steps[] = {
+        {0, port, 0},
+        {port + 1, protection, 0},
+        {protection + 1, end, 0},
+        {protection, protection + 1, bit},
+        {protection, protection + 1, 0},
+        {port, port + 1, 0},
+    };
+    uint32_t status = kStatusSuccess;
+    for (uint32_t i = 0; i < sizeof steps / sizeof *steps && status == kStatusSuccess; ++i) {
+        status = ProgramStep(slice, &steps[i]);
+    }
+    return status;
+}
+
 static uint32_t ProgramErasing(LoadState* state, const Slice* slice) {
     const uint32_t sectorBytes = state->workspace->sectorBytes;
     const uint32_t sectorIndex = slice->address / sectorBytes;
@@ -132,7 +189,7 @@ static uint32_t ProgramErasing(LoadState* state, const Slice* slice) {
         return kStatusSuccess;
     }
     const uint32_t status = EraseOnce(state, sectorIndex);
-    return status == kStatusSuccess ? ProgramInPlace(slice) : status;
+    return status == kStatusSuccess ? ProgramLocksLast(state, slice) : status;
 }
 
 static bool NeedsErase(const Slice* slice) {
@@ -156,21 +213,21 @@ static void Compose(uint8_t* scratch, const Slice* slice, uint32_t sectorAddress
 
 static uint32_t ProgramRetaining(LoadState* state, const Slice* slice) {
     if (!NeedsErase(slice)) {
-        return ProgramInPlace(slice);
+        return ProgramLocksLast(state, slice);
     }
     const Workspace* workspace = state->workspace;
     const uint32_t sectorIndex = slice->address / workspace->sectorBytes;
     const Slice whole = {sectorIndex * workspace->sectorBytes, workspace->sectorBytes, workspace->scratch};
     Compose(workspace->scratch, slice, whole.address, whole.length);
     const uint32_t status = EraseSector(state, sectorIndex);
-    return status == kStatusSuccess ? ProgramInPlace(&whole) : status;
+    return status == kStatusSuccess ? ProgramLocksLast(state, &whole) : status;
 }
 
 static uint32_t ProgramSlice(LoadState* state, uint32_t code, const Slice* slice) {
     if (code == kCommandProgramErase) {
         return ProgramErasing(state, slice);
     }
-    return code == kCommandProgramRetain ? ProgramRetaining(state, slice) : ProgramInPlace(slice);
+    return code == kCommandProgramRetain ? ProgramRetaining(state, slice) : ProgramLocksLast(state, slice);
 }
 
 // A chunk of at most one sector reaches into at most two.

@@ -143,6 +143,78 @@ TEST(AnyProgramCommand, IsNoFlashOperationWhenItChangesNothing) {
     }
 }
 
+// Power may be lost after each operation: what is there then must not lock the chip before all is in place.
+TEST(AnyProgramCommand, BringsWhatLocksTheChipLast) {
+    struct Case {
+        const char* name;
+        std::uint32_t sectors;
+        std::uint32_t protectionFromEnd;  // of the byte with the last sector's bit
+        std::uint8_t protects;            // that byte, with the bit clear and others
+        bool closesPort;
+        int words;
+    };
+    const Case cases[] = {
+        {"protection", 4, 0x20, 0xF1, false, 22},
+        {"protection of sector 31", 32, 0x1D, 0x7F, false, 21},
+        {"protection of sector 32", 33, 0x1C, 0xFE, false, 21},
+        {"protection of sector 65, which shares a bit with 33", 66, 0x1C, 0xFC, false, 22},
+        {"debug port", 4, 0x20, 0xFF, true, 21},
+        {"both", 4, 0x20, 0xF1, true, 23},
+        {"neither", 4, 0x20, 0xF9, false, 21},
+    };
+    for (const std::uint32_t command : {2u, 3u, 4u, 0x13u}) {
+        for (const Case& c : cases) {
+            SCOPED_TRACE(testing::Message() << c.name << ", command " << command);
+            Flashloader loader(kSector, c.sectors);
+            const std::uint32_t end = c.sectors * kSector;
+            const std::uint32_t protection = end - c.protectionFromEnd;
+            const auto bit = static_cast<std::uint8_t>(1U << (c.sectors - 1) % 8);
+            Bytes ccfg(88, 0x5A);
+            std::fill_n(ccfg.end() - 0x20, 8, std::uint8_t{0xFF});
+            ccfg[88 - c.protectionFromEnd] = c.protects;
+            ccfg[88 - 0x29] = c.closesPort ? 0x00 : 0xC5;
+            int locked = 0;
+            loader.fake.duringOperation = [&] {
+                const bool isProtected = (loader.fake.bytes[protection] & bit) == 0;
+                locked += isProtected ? 1 : 0;
+                EXPECT_TRUE(!isProtected || c.closesPort) << "the last sector was protected before the end";
+                EXPECT_NE(loader.fake.bytes[end - 0x29], 0x00) << "the debug port was closed before the end";
+            };
+
+            EXPECT_EQ(loader.Program(command, end - 88, ccfg), (Answer{0, end - 88}));
+
+            EXPECT_EQ(loader.FlashAt(end - 88, 88), ccfg);
+            EXPECT_EQ(loader.fake.words, c.words);
+            EXPECT_EQ(locked, c.closesPort && (c.protects & bit) == 0 ? 1 : 0) << "the port alone comes behind it";
+        }
+    }
+}
+
+TEST(AnyProgramCommand, LeavesLocksThatAreThereAsTheyAre) {
+    for (const std::uint32_t command : {2u, 4u}) {
+        Flashloader loader;
+        loader.SetFlash(kFlash - 0x20, {0xF7});
+        loader.SetFlash(kFlash - 0x29, {0x00});
+
+        EXPECT_EQ(loader.Program(command, kFlash - 0x29, {0x00, 1, 2, 3, 4, 5, 6, 7, 8, 0xF1}).status, 0U);
+
+        EXPECT_EQ(loader.FlashAt(kFlash - 0x29, 10), (Bytes{0x00, 1, 2, 3, 4, 5, 6, 7, 8, 0xF1}));
+        EXPECT_EQ(loader.fake.words, 3);
+    }
+}
+
+TEST(AnyProgramCommand, EndsAtTheLockThatFails) {
+    for (int operation = 1; operation <= 4; ++operation) {
+        Flashloader loader;
+        loader.fake.FailOperation(operation, kFsmIncorrectParameter);
+
+        const Answer answer = loader.Program(2, kFlash - 0x2C, Bytes(0x10, 0x00));
+
+        EXPECT_EQ(answer.status, ProgramFailed(kFsmIncorrectParameter));
+        EXPECT_EQ(loader.fake.operations, operation);
+    }
+}
+
 TEST(AnyProgramCommand, LeavesOutWordsOfAllOnes) {
     for (const std::uint32_t command : {2u, 3u, 4u}) {
         Flashloader loader;

@@ -120,8 +120,37 @@ private:
         return 0;
     }
 
-    // In place, word after word up to the first that cannot be.
+    // In place, but for the locks of CCFG: those come last.
     std::uint32_t MergeWords(std::uint32_t i, const Bytes& wanted, std::uint32_t begin, std::uint32_t end) {
+        const auto clears = [&](std::uint32_t at, int bits) {
+            return i == kSectorCount - 1 && begin <= at && at < end && (wanted[at] & bits) == 0;
+        };
+        const std::uint32_t port = sectorBytes - 0x29;
+        const std::uint32_t protection = sectorBytes - 0x20;
+        std::vector<std::uint32_t> locks;
+        std::uint32_t from = begin;
+        std::uint32_t status = 0;
+        for (const std::uint32_t at : {port, protection}) {
+            if (clears(at, at == port ? 0xFF : 1 << (kSectorCount - 1))) {
+                status = status == 0 ? MergeRun(i, wanted, from, at) : status;
+                from = at + 1;
+                locks.insert(locks.begin(), at);
+            }
+        }
+        status = status == 0 ? MergeRun(i, wanted, from, end) : status;
+        for (const std::uint32_t at : locks) {
+            Bytes unlocked = wanted;
+            if (at == protection) {
+                unlocked[at] = static_cast<std::uint8_t>(wanted[at] | (content[i][at] & 1 << (kSectorCount - 1)));
+                status = status == 0 ? MergeRun(i, unlocked, at, at + 1) : status;
+            }
+            status = status == 0 ? MergeRun(i, wanted, at, at + 1) : status;
+        }
+        return status;
+    }
+
+    // Word after word up to the first that cannot be.
+    std::uint32_t MergeRun(std::uint32_t i, const Bytes& wanted, std::uint32_t begin, std::uint32_t end) {
         for (std::uint32_t at = begin; at < end;) {
             const std::uint32_t stop = std::min(end, at / 4 * 4 + 4);
             const Bytes before(content[i].begin() + at, content[i].begin() + stop);
