@@ -4,6 +4,7 @@
 #include <gtest/gtest.h>
 
 #include <stdexcept>
+#include <string>
 
 #include "tests/support/ThrownText.h"
 
@@ -35,6 +36,9 @@ TEST(ParseFillValue, RefusesEverythingElse) {
         {"FF", "Invalid option was given \"FF\".\n"},
         {"1e", "Invalid option was given \"1e\".\n"},
         {"0F", "Invalid option was given \"0F\".\n"},
+        {"9", "Invalid option was given \"9\".\n"},
+        {"10", "Invalid option was given \"10\".\n"},
+        {"a", "Invalid option was given \"a\".\n"},
         {"4294967296", "Invalid option was given \"4294967296\".\n"},
         {"0x1FF", "Invalid option was given \"0x1FF\". Value must fit in one byte!\n"},
         {"0x5", "Invalid option was given \"0x5\". Value must fit in one byte!\n"},
@@ -51,9 +55,15 @@ TEST(ParseFillValue, RefusesEverythingElse) {
     }
 }
 
-TEST(ParseFillValue, KnowsAllTenDigits) {
-    for (const char* text : {"0x01", "0x23", "0x45", "0x67", "0x89", "0x56"}) {
-        EXPECT_NO_THROW(ParseFillValue(text)) << text;
+TEST(ParseFillValue, KnowsEveryHexadecimalDigitBehindThePrefixOnly) {
+    const std::string digits = "0123456789abcdefABCDEF";
+    for (std::size_t i = 0; i < digits.size(); ++i) {
+        const char digit = digits[i];
+        EXPECT_EQ(ParseFillValue(std::string("0x0") + digit), i < 16 ? i : i - 6) << digit;
+        if (i >= 10) {
+            EXPECT_EQ(ThrownText<std::runtime_error>([&] { ParseFillValue(std::string("1") + digit); }),
+                      std::string("Invalid option was given \"1") + digit + "\".\n");
+        }
     }
 }
 

@@ -64,6 +64,7 @@ TEST(ParsePages, RefusesBadItems) {
         {"-", InvalidRange("-")},
         {"--", InvalidRange("--")},
         {"3--4", InvalidRange("3--4")},
+        {"0--4", InvalidRange("0--4")},
         {"1, 3 - 2", InvalidRange("3-2")},
         {"99999999999-5", InvalidRange("99999999999-5")},
         {"40-39", InvalidRange("40-39")},
@@ -113,6 +114,7 @@ TEST(ParsePageRange, GivesTheFirstAndTheLastByte) {
     EXPECT_EQ(ParsePageRange("0", 8192), (AddressRange{0, 0x1FFF}));
     EXPECT_EQ(ParsePageRange("6-31", 4096), (AddressRange{0x6000, 0x1'FFFF}));
     EXPECT_EQ(ParsePageRange("43-43", 8192), (AddressRange{0x5'6000, 0x5'7FFF}));
+    EXPECT_EQ(ParsePageRange("7", 1), (AddressRange{7, 7}));
 }
 
 TEST(ParsePageRange, RefusesARangeThatRunsBackwards) {

@@ -419,6 +419,14 @@ TEST_F(Pipeline, DataOutsideEveryPageRangeIsNotProgrammed) {
     EXPECT_TRUE(host.errors.empty());
 }
 
+TEST_F(Pipeline, AnEmptyRequestOutsideEveryPageRangeLoadsNothing) {
+    device.pageRanges = {"1"};
+
+    device.ProgramData(nullptr, 0x3000, 0);
+
+    EXPECT_TRUE(host.calls.empty());
+}
+
 TEST_F(Pipeline, PageRangesInHandAreUsedWithoutAskingForTheOption) {
     device.pageRanges = {"1"};
     host.properties.erase("FlashPageToggle");
