@@ -66,16 +66,6 @@ bool TakeLine(std::string_view line, State& state) {
     return true;
 }
 
-std::optional<ByteMap> SecondRead(std::string_view text) {
-    State state;
-    for (const std::string_view line : LinesOf(text)) {
-        if (!line.empty() && !TakeLine(line, state)) {
-            return std::nullopt;
-        }
-    }
-    return state.hasEnded ? std::optional(state.map) : std::nullopt;
-}
-
 }  // namespace
 }  // namespace flash::fuzz
 
@@ -84,7 +74,7 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
     const auto read = fuzz::MapOrRefusal(fuzz::kFileName, [&] {
         return host::ReadIntelHex({data, size}, fuzz::kFileName);
     });
-    const auto second = fuzz::SecondRead({reinterpret_cast<const char*>(data), size});
+    const auto second = fuzz::ReadLines<fuzz::State>({reinterpret_cast<const char*>(data), size}, fuzz::TakeLine);
     fuzz::FuzzRequire(read == second, "the second reader agrees");
     if (read) {
         const std::string printed = host::PrintIntelHex(host::ReadIntelHex({data, size}, fuzz::kFileName));

@@ -65,16 +65,6 @@ bool TakeLine(std::string_view line, State& state) {
     return cursor.IsGood() && cursor.IsAtEnd() && cursor.sum % 256 == 255 && TakeRecord(type, address, data, state);
 }
 
-std::optional<ByteMap> SecondRead(std::string_view text) {
-    State state;
-    for (const std::string_view line : LinesOf(text)) {
-        if (!line.empty() && !TakeLine(line, state)) {
-            return std::nullopt;
-        }
-    }
-    return state.hasEnded ? std::optional(state.map) : std::nullopt;
-}
-
 }  // namespace
 }  // namespace flash::fuzz
 
@@ -83,7 +73,7 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
     const auto read = fuzz::MapOrRefusal(fuzz::kFileName, [&] {
         return host::ReadSRecord({data, size}, fuzz::kFileName);
     });
-    const auto second = fuzz::SecondRead({reinterpret_cast<const char*>(data), size});
+    const auto second = fuzz::ReadLines<fuzz::State>({reinterpret_cast<const char*>(data), size}, fuzz::TakeLine);
     fuzz::FuzzRequire(read == second, "the second reader agrees");
     return 0;
 }

@@ -1,10 +1,14 @@
 // What the tests of program files share.
 #pragma once
 
+#include <gtest/gtest.h>
+
 #include <cstdint>
+#include <optional>
 #include <span>
 #include <string>
 #include <string_view>
+#include <vector>
 
 #include "host/files/ProgramImage.h"
 
@@ -23,6 +27,42 @@ std::string ErrorOf(Work work) {
 
 inline std::span<const std::uint8_t> AsBytes(std::string_view text) {
     return {reinterpret_cast<const std::uint8_t*>(text.data()), text.size()};
+}
+
+// A text that a reader of records takes, and what it finds there.
+struct ReadCase {
+    const char* name;
+    std::string text;
+    std::vector<DataRun> runs;
+    std::optional<std::uint32_t> entryPoint;
+};
+
+// A text that a reader of records refuses.
+struct RefusedCase {
+    const char* name;
+    std::string text;
+    const char* error;
+};
+
+// `read(bytes)` gives a `ProgramImage`.
+template <std::size_t Count, typename Read>
+void ExpectRead(const ReadCase (&cases)[Count], Read read) {
+    for (const ReadCase& c : cases) {
+        SCOPED_TRACE(c.name);
+
+        const ProgramImage image = read(AsBytes(c.text));
+
+        EXPECT_EQ(image.Runs(), c.runs);
+        EXPECT_EQ(image.entryPoint, c.entryPoint);
+    }
+}
+
+template <std::size_t Count, typename Read>
+void ExpectRefused(const RefusedCase (&cases)[Count], Read read) {
+    for (const RefusedCase& c : cases) {
+        SCOPED_TRACE(c.name);
+        EXPECT_EQ(ErrorOf([&] { read(AsBytes(c.text)); }), c.error);
+    }
 }
 
 }  // namespace flash::host

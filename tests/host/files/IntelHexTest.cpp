@@ -14,14 +14,10 @@ namespace {
 
 using Runs = std::vector<DataRun>;
 
+ProgramImage ReadNamed(std::span<const std::uint8_t> content) { return ReadIntelHex(content, "a.hex"); }
+
 TEST(ReadIntelHex, TakesEveryKindOfRecord) {
-    struct Case {
-        const char* name;
-        std::string text;
-        Runs runs;
-        std::optional<std::uint32_t> entryPoint;
-    };
-    const Case cases[] = {
+    const ReadCase cases[] = {
         {"only the end", ":00000001FF\n", {}, {}},
         {"the end without a line end", ":00000001FF", {}, {}},
         {"data", ":0300300002337A1E\n:00000001FF\n", {{0x30, {0x02, 0x33, 0x7A}}}, {}},
@@ -52,14 +48,7 @@ TEST(ReadIntelHex, TakesEveryKindOfRecord) {
         {"entry point 0", ":0400000500000000F7\n:00000001FF\n", {}, 0},
         {"segment entry point", ":0400000312340005AE\n:00000001FF\n", {}, 0x1'2345},
     };
-    for (const Case& c : cases) {
-        SCOPED_TRACE(c.name);
-
-        const ProgramImage image = ReadIntelHex(AsBytes(c.text), "a.hex");
-
-        EXPECT_EQ(image.Runs(), c.runs);
-        EXPECT_EQ(image.entryPoint, c.entryPoint);
-    }
+    ExpectRead(cases, ReadNamed);
 }
 
 TEST(ReadIntelHex, EachByteKnowsItsLine) {
@@ -70,12 +59,7 @@ TEST(ReadIntelHex, EachByteKnowsItsLine) {
 }
 
 TEST(ReadIntelHex, RefusesWhatIsNotWholeAndCorrect) {
-    struct Case {
-        const char* name;
-        std::string text;
-        const char* error;
-    };
-    const Case cases[] = {
+    const RefusedCase cases[] = {
         {"nothing", "", "a.hex: the end record (type 01) is missing behind this line: the file is truncated"},
         {"no end record", ":020000000102FB\n",
          "a.hex, line 1: the end record (type 01) is missing behind this line: the file is truncated"},
@@ -122,10 +106,7 @@ TEST(ReadIntelHex, RefusesWhatIsNotWholeAndCorrect) {
          "a.hex, line 2: data at 0x00000031-0x00000031 overlaps that of a.hex, line 1 at 0x00000030-0x00000032, "
          "first at 0x00000031"},
     };
-    for (const Case& c : cases) {
-        SCOPED_TRACE(c.name);
-        EXPECT_EQ(ErrorOf([&] { ReadIntelHex(AsBytes(c.text), "a.hex"); }), c.error);
-    }
+    ExpectRefused(cases, ReadNamed);
 }
 
 TEST(PrintIntelHex, WritesLinesOfSixteenBytesWithBasesWhereTheyChange) {

@@ -3,7 +3,6 @@
 
 #include <gtest/gtest.h>
 
-#include <optional>
 #include <string>
 #include <vector>
 
@@ -12,16 +11,10 @@
 namespace flash::host {
 namespace {
 
-using Runs = std::vector<DataRun>;
+ProgramImage ReadNamed(std::span<const std::uint8_t> content) { return ReadSRecord(content, "a.s19"); }
 
 TEST(ReadSRecord, TakesEveryKindOfRecord) {
-    struct Case {
-        const char* name;
-        std::string text;
-        Runs runs;
-        std::optional<std::uint32_t> entryPoint;
-    };
-    const Case cases[] = {
+    const ReadCase cases[] = {
         {"only the end", "S9030000FC\n", {}, {}},
         {"the end without a line end", "S9030000FC", {}, {}},
         {"16-bit data", "S10510000102E7\nS9030000FC\n", {{0x1000, {1, 2}}}, {}},
@@ -48,14 +41,7 @@ TEST(ReadSRecord, TakesEveryKindOfRecord) {
         {"24-bit entry point", "S8041234565F\n", {}, 0x12'3456},
         {"32-bit entry point", "S70520000101D8\n", {}, 0x2000'0101},
     };
-    for (const Case& c : cases) {
-        SCOPED_TRACE(c.name);
-
-        const ProgramImage image = ReadSRecord(AsBytes(c.text), "a.s19");
-
-        EXPECT_EQ(image.Runs(), c.runs);
-        EXPECT_EQ(image.entryPoint, c.entryPoint);
-    }
+    ExpectRead(cases, ReadNamed);
 }
 
 TEST(ReadSRecord, EachByteKnowsItsLine) {
@@ -65,12 +51,7 @@ TEST(ReadSRecord, EachByteKnowsItsLine) {
 }
 
 TEST(ReadSRecord, RefusesWhatIsNotWholeAndCorrect) {
-    struct Case {
-        const char* name;
-        std::string text;
-        const char* error;
-    };
-    const Case cases[] = {
+    const RefusedCase cases[] = {
         {"nothing", "", "a.s19: the end record (S7, S8 or S9) is missing behind this line: the file may be truncated"},
         {"no end record", "S10510000102E7\n",
          "a.s19, line 1: the end record (S7, S8 or S9) is missing behind this line: the file may be truncated"},
@@ -110,10 +91,7 @@ TEST(ReadSRecord, RefusesWhatIsNotWholeAndCorrect) {
          "a.s19, line 2: a record behind the end record of line 1"},
         {"second end", "S9030000FC\nS9030000FC\n", "a.s19, line 2: a record behind the end record of line 1"},
     };
-    for (const Case& c : cases) {
-        SCOPED_TRACE(c.name);
-        EXPECT_EQ(ErrorOf([&] { ReadSRecord(AsBytes(c.text), "a.s19"); }), c.error);
-    }
+    ExpectRefused(cases, ReadNamed);
 }
 
 }  // namespace
