@@ -2,10 +2,10 @@
 #include "apps/lumoflash/Config.h"
 
 #include <fmt/format.h>
-#include <toml++/toml.h>
 
 #include <set>
 
+#include "apps/lumoflash/Toml.h"
 #include "host/Failure.h"
 #include "host/files/ProgramFile.h"
 
@@ -16,15 +16,18 @@ using host::Failure;
 using host::FailureKind;
 
 const std::string kChipWithFile = "virtual:";
+const std::string kStandardOutput = "-";
 
 class ConfigReader {
 public:
     explicit ConfigReader(const std::filesystem::path& configFile) : file(configFile) {}
 
     std::vector<ConfigEntry> Read() {
-        const std::vector<std::uint8_t> content = host::LoadFile(file);
         try {
+            const std::vector<std::uint8_t> content = host::LoadFile(file);
             ReadTable(toml::parse(std::string(content.begin(), content.end())), "");
+        } catch (const host::ProgramFileError& error) {
+            throw Failure(FailureKind::BadInput, error.what());
         } catch (const toml::parse_error& error) {
             throw Failure(FailureKind::BadInput,
                           fmt::format("{}:{}: {}", file.string(), error.source().begin.line, error.description()));
@@ -70,7 +73,8 @@ private:
             if (name == "chip" && text->starts_with(kChipWithFile)) {
                 return kChipWithFile + (file.parent_path() / text->substr(kChipWithFile.size())).string();
             }
-            return paths.contains(name) ? (file.parent_path() / *text).string() : *text;
+            const bool isPath = paths.contains(name) && (name != "out" || *text != kStandardOutput);
+            return isPath ? (file.parent_path() / *text).string() : *text;
         }
         if (const auto number = node.value_exact<std::int64_t>()) {
             return fmt::format("{}", *number);

@@ -180,7 +180,7 @@ private:
     void AddRead() {
         CLI::App& command = *AddCommand(app, Command::Read, "read", "Reads flash into a file.",
                                         "read --out flash.bin --range 0:0x2000");
-        command.add_option("--out,-o", options.outFile, "The file; - for standard output")->required();
+        command.add_option("--out,-o", options.outFile, "The file; - for standard output");
         command.add_option("--range", raw.range, "ADDRESS:LENGTH instead of all of flash");
         command.add_option("--format", raw.outFormat, "bin or hex, instead of by the file's ending");
     }
@@ -368,6 +368,9 @@ private:
     }
 
     void FinishRead() {
+        if (options.command == Command::Read && options.outFile.empty()) {
+            Refuse("Where do the bytes go? Give --out FILE; - is standard output");
+        }
         if (Given(Command::Read, "--range")) {
             const std::size_t colon = raw.range.find(':');
             if (colon == std::string::npos) {

@@ -130,6 +130,7 @@ class Usage(Case):
             (["program", image, "--base", "zero"], "--base"),
             (["program", image, "--base", "0x10000"], "outside flash"),
             ([*program, "--format", "exe"], "--format"),
+            (["read"], "--out"),
             (["read", "--out", "x", "--range", "5"], "--range"),
             (["read", "--out", "x", "--range", "0x10000:1"], "not inside the flash"),
             (["read", "--out", "x", "--format", "elf"], "--format"),
@@ -488,9 +489,16 @@ class Configuration(Case):
         self.assertTrue((self.path / "project/chip.bin").exists())
         self.run_raw("--config", str(config), "verify", image, "--base", "0x40")
 
+    def test_the_file_may_say_where_bytes_that_are_read_go(self):
+        config = self.file("c.toml", '[read]\nout = "-"\nrange = "0:16"\n')
+        self.assertEqual(len(self.run_chip("--config", config, "read")[0]), 16)
+        self.run_chip("--config", self.file("d.toml", '[read]\nout = "d.bin"\n'), "read")
+        self.assertTrue((self.path / "d.bin").exists())
+
     def test_mistakes_are_named_with_file_and_line(self):
         for text, expected in [("device = \n", "c.toml:1: "), ("\nspeed = 3\n", "c.toml:2: there is no option speed"),
-                               ("[paint]\ncolor = 1\n", "there is no command paint"), ("device = 1.5\n", "c.toml:1: device"),
+                               ("[paint]\ncolor = 1\n", "there is no command paint"), ("\n[!paint]\n", "c.toml:2: "), ("\ndevice = \u00e9\n", "c.toml:2: "),
+                               ("device = 1.5\n", "c.toml:1: device"),
                                ("verbose = \"loud\"\n", "c.toml:1: ")]:
             with self.subTest(text=text):
                 self.assertIn(expected, self.run_chip("--config", self.file("c.toml", text), "info", code=2)[1])
