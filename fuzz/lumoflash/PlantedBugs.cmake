@@ -1,0 +1,20 @@
+# One small mistake in the reading of the command line each, which the fuzzer must find.
+include(${PROJECT_SOURCE_DIR}/fuzz/PlantBug.cmake)
+
+function(plant_bug_in_command_line)
+    flash_plant_bug(LIBRARY lumoflash_app SOURCES FuzzCommandLine.cpp PrintedOptions.cpp ../NumberMutator.cpp
+        CORPUS command_line ${ARGN})
+endfunction()
+
+plant_bug_in_command_line(NAME rest_behind_an_address FILE apps/lumoflash/Options.cpp
+    RIGHT "end != last || first == last" WRONG "first == last"
+    REASON "an accepted number is the one that was given|an accepted range is the one that was given")
+plant_bug_in_command_line(NAME first_sector_forgotten FILE apps/lumoflash/Options.cpp
+    RIGHT "raw.erase.substr(kListedSectors.size())" WRONG "raw.erase.substr(kListedSectors.size() + 1)"
+    REASON "same options|out_of_range|a refusal is a Failure")
+plant_bug_in_command_line(NAME flag_always_on FILE apps/lumoflash/Config.cpp
+    RIGHT "*isOn ? \"true\" : \"false\"" WRONG "*isOn ? \"true\" : \"true\""
+    REASON "a configuration file gives the same options")
+plant_bug_in_command_line(NAME path_from_elsewhere FILE apps/lumoflash/Config.cpp
+    RIGHT "\"devices\", \"data\"" WRONG "\"devices\""
+    REASON "a configuration file gives the same options")
