@@ -1,5 +1,6 @@
-// How long a load of all of flash takes on the virtual chip, in its own time: through the plug-in, and with a loader
-// that waits for each chunk before it sends the next. The bound is what link or flash need alone, whichever is longer.
+// How long a load of all of flash takes on the virtual chip, in its own time: through the plug-in, without and with the
+// check by CRC, and with a loader that waits for each chunk before it sends the next. The bound is what link or flash
+// need alone, whichever is longer.
 //
 // Usage: load_times PLUGIN DATA_FOLDER [--json]
 #include <fmt/format.h>
@@ -25,7 +26,7 @@ using Seconds = std::chrono::duration<double>;
 constexpr std::uint32_t kEraseAndProgram = 3;
 
 struct Times {
-    Nanoseconds load, link, flash, singleBuffered;
+    Nanoseconds load, loadWithCrc, link, flash, singleBuffered;
 
     double OfBound() const { return Seconds(std::max(link, flash)) / Seconds(load); }
     double Gain() const { return Seconds(singleBuffered) / Seconds(load); }
@@ -85,7 +86,7 @@ std::uint64_t BalancedSpeed(const DeviceDescription& device) {
 }
 
 Nanoseconds LoadWithPlugin(const DeviceDescription& device, const PluginModule& plugin, const std::string& dataFolder,
-                           VirtualChipProbe& probe) {
+                           Verification verification, VirtualChipProbe& probe) {
     Settings settings = DefaultSettings();
     device.AddTo(settings);
     Stopwatch stopwatch(probe);
@@ -94,7 +95,7 @@ Nanoseconds LoadWithPlugin(const DeviceDescription& device, const PluginModule& 
     ProgramImage image;
     image.Add(0, FullFlash(device), {"full flash", ""});
     ProgramOptions options;
-    options.verification = Verification::None;
+    options.verification = verification;
     session.Program(session.Plan(image, options), options);
     session.Verify(image);
     return stopwatch.Elapsed();
@@ -132,7 +133,9 @@ Times Measure(const DeviceDescription& device, const PluginModule& plugin, const
               std::uint64_t bytesPerSecond) {
     VirtualChipProbe probe(UsedChip(device, bytesPerSecond));
     Times times{};
-    times.load = LoadWithPlugin(device, plugin, dataFolder, probe);
+    times.load = LoadWithPlugin(device, plugin, dataFolder, Verification::None, probe);
+    VirtualChipProbe checked(UsedChip(device, bytesPerSecond));
+    times.loadWithCrc = LoadWithPlugin(device, plugin, dataFolder, Verification::Crc, checked);
     const flash::chip::Timing timing = probe.Chip().GetSettings().timing;
     const flash::chip::Counters& counters = probe.Chip().GetCounters();
     times.flash = device.sectorCount * timing.sectorErase + counters.wordsProgrammed * timing.wordProgram;
@@ -158,8 +161,8 @@ int main(int argumentCount, char** arguments) {
     const std::vector<DeviceDescription> devices = LoadDeviceDescriptions(dataFolder + "/devices");
     nlohmann::json results = nlohmann::json::array();
     if (!isJson) {
-        fmt::print("{:<12}{:>14}{:>10}{:>10}{:>10}{:>10}{:>10}{:>10}{:>10}\n", "device", "link B/s", "load s", "link s",
-                   "flash s", "bound s", "of bound", "single s", "gain");
+        fmt::print("{:<12}{:>14}{:>10}{:>10}{:>10}{:>10}{:>10}{:>10}{:>10}{:>12}\n", "device", "link B/s", "load s",
+                   "link s", "flash s", "bound s", "of bound", "single s", "gain", "with crc s");
     }
     for (const char* name : {"LumoD1F128", "LumoF2F352"}) {
         const DeviceDescription& device = FindDevice(devices, name);
@@ -168,9 +171,10 @@ int main(int argumentCount, char** arguments) {
             const Times times = Measure(device, plugin, dataFolder, speed);
             const double bound = Seconds(std::max(times.link, times.flash)).count();
             if (!isJson) {
-                fmt::print("{:<12}{:>14}{:>10.3f}{:>10.3f}{:>10.3f}{:>10.3f}{:>10.3f}{:>10.3f}{:>10.2f}\n", name, speed,
-                           Seconds(times.load).count(), Seconds(times.link).count(), Seconds(times.flash).count(),
-                           bound, times.OfBound(), Seconds(times.singleBuffered).count(), times.Gain());
+                fmt::print("{:<12}{:>14}{:>10.3f}{:>10.3f}{:>10.3f}{:>10.3f}{:>10.3f}{:>10.3f}{:>10.2f}{:>12.3f}\n",
+                           name, speed, Seconds(times.load).count(), Seconds(times.link).count(),
+                           Seconds(times.flash).count(), bound, times.OfBound(), Seconds(times.singleBuffered).count(),
+                           times.Gain(), Seconds(times.loadWithCrc).count());
             }
             results.push_back({{"device", name},
                                {"linkBytesPerSecond", speed},
@@ -181,7 +185,8 @@ int main(int argumentCount, char** arguments) {
                                {"boundSeconds", bound},
                                {"ofBound", times.OfBound()},
                                {"singleBufferedSeconds", Seconds(times.singleBuffered).count()},
-                               {"gain", times.Gain()}});
+                               {"gain", times.Gain()},
+                               {"loadWithCrcSeconds", Seconds(times.loadWithCrc).count()}});
         }
     }
     if (isJson) {

@@ -3,6 +3,7 @@
 #include <gtest/gtest.h>
 
 #include <string>
+#include <vector>
 
 namespace flash {
 namespace {
@@ -27,6 +28,34 @@ TEST(TargetCrc32, MatchesPublishedCheckValues) {
         SCOPED_TRACE(c.name);
         const auto* bytes = reinterpret_cast<const std::uint8_t*>(c.bytes.data());
         EXPECT_EQ(Crc32(bytes, static_cast<std::uint32_t>(c.bytes.size())), c.expected);
+    }
+}
+
+// Bit by bit, as the definition has it.
+std::uint32_t SlowCrc32(const std::vector<std::uint8_t>& bytes) {
+    std::uint32_t crc = 0xFFFF'FFFF;
+    for (const std::uint8_t byte : bytes) {
+        for (int bit = 0; bit < 8; ++bit) {
+            const bool isOut = ((crc ^ (byte >> bit)) & 1) != 0;
+            crc = (crc >> 1) ^ (isOut ? 0xEDB8'8320 : 0);
+        }
+    }
+    return ~crc;
+}
+
+TEST(TargetCrc32, IsTheSameForAnyLengthAndAlignment) {
+    for (std::size_t offset = 0; offset < 4; ++offset) {
+        for (std::size_t length = 0; length <= 300; ++length) {
+            std::vector<std::uint8_t> bytes(length);
+            for (std::size_t i = 0; i < length; ++i) {
+                bytes[i] = static_cast<std::uint8_t>(i * 73 + length);
+            }
+            std::vector<std::uint8_t> shifted(offset);
+            shifted.insert(shifted.end(), bytes.begin(), bytes.end());
+
+            EXPECT_EQ(Crc32(shifted.data() + offset, static_cast<std::uint32_t>(length)), SlowCrc32(bytes))
+                << length << " bytes at offset " << offset;
+        }
     }
 }
 
