@@ -5,8 +5,8 @@
 
 #include "firmware/crc32.h"
 #include "firmware/flash_port.h"
+#include "firmware/load_word.h"
 
-_Static_assert(__BYTE_ORDER__ == __ORDER_LITTLE_ENDIAN__, "words are loaded as they lie in memory");
 _Static_assert(kMaxSectors > UINT8_MAX, "a sector's index has eight bits in the status word");
 
 static const uint8_t kErasedByte = 0xFF;
@@ -47,9 +47,21 @@ static uint32_t EraseFailure(uint32_t sectorIndex, FsmStatus fsmStatus) {
 
 static uint32_t ProgramFailure(FsmStatus fsmStatus) { return kStatusProgramFailed | (uint32_t)fsmStatus << 16; }
 
-// Address of the first programmed byte of the range, `end` when there is none.
+static uint32_t CommonBitsOfFourWords(const uint8_t* bytes) {
+    return LoadWord(bytes) & LoadWord(bytes + 4) & LoadWord(bytes + 8) & LoadWord(bytes + 12);
+}
+
+static bool AreEightWordsErased(const uint8_t* bytes) {
+    return (CommonBitsOfFourWords(bytes) & CommonBitsOfFourWords(bytes + 16)) == kErasedWord;
+}
+
+// Address of the first programmed byte of the range, `end` when there is none. It looks at most of a sector before each
+// chunk, so it takes big steps.
 static uint32_t FirstProgrammed(uint32_t address, uint32_t end) {
     const uint8_t* flash = FlashPortBytes();
+    while (end - address >= 32 && AreEightWordsErased(flash + address)) {
+        address += 32;
+    }
     while (address < end && flash[address] == kErasedByte) {
         ++address;
     }
@@ -79,16 +91,14 @@ static uint32_t EraseOnce(LoadState* state, uint32_t sectorIndex) {
     return IsFresh(state, sectorIndex) ? (uint32_t)kStatusSuccess : EraseSector(state, sectorIndex);
 }
 
-static uint32_t LoadWord(const uint8_t* bytes) {
-    uint32_t word;
-    __builtin_memcpy(&word, bytes, sizeof word);
-    return word;
-}
-
-// `word` with the slice's bytes over it.
+// `word` with the slice's bytes over it. Most words lie whole in the slice.
 static uint32_t MergeWord(const Slice* slice, uint32_t wordAddress, uint32_t word) {
+    const uint32_t wordOffset = wordAddress - slice->address;
+    if (wordOffset < slice->length && slice->length - wordOffset >= 4) {
+        return LoadWord(slice->data + wordOffset);
+    }
     for (uint32_t i = 0; i < 4; ++i) {
-        const uint32_t offset = wordAddress + i - slice->address;  // huge below the slice's start
+        const uint32_t offset = wordOffset + i;  // huge below the slice's start
         if (offset < slice->length) {
             word = (word & ~(0xFFu << (8 * i))) | (uint32_t)slice->data[offset] << (8 * i);
         }
@@ -97,28 +107,40 @@ static uint32_t MergeWord(const Slice* slice, uint32_t wordAddress, uint32_t wor
 }
 
 // Brings the slice's bytes within one word into flash. The other bytes of the word are asked to stay what they are.
-// Most words lie whole in the slice; they are taken in one piece, because this is where a load spends the core's time.
 static FsmStatus ProgramWord(const Slice* slice, uint32_t wordAddress) {
-    const uint32_t held = LoadWord(FlashPortBytes() + wordAddress);
-    const uint32_t offset = wordAddress - slice->address;
-    const bool isWhole = offset < slice->length && slice->length - offset >= 4;
-    const uint32_t asked = isWhole ? LoadWord(slice->data + offset) : MergeWord(slice, wordAddress, kErasedWord);
-    if (asked == kErasedWord) {
+    if (MergeWord(slice, wordAddress, kErasedWord) == kErasedWord) {
         return kFsmSuccess;
     }
-    const uint32_t wanted = isWhole ? asked : MergeWord(slice, wordAddress, held);
-    return wanted == held ? kFsmSuccess : FlashPortProgramWord(wordAddress, wanted);
+    const uint32_t held = LoadWord(FlashPortBytes() + wordAddress);
+    const uint32_t wanted = MergeWord(slice, wordAddress, held);
+    return wanted == held ? kFsmSuccess : FlashPortProgramWords(wordAddress, (const uint8_t*)&wanted, 1);
+}
+
+// How many of the words from here on lie whole in the slice and are blank.
+static uint32_t BlankWords(const Slice* slice, uint32_t wordAddress) {
+    const uint32_t end = slice->address + slice->length;
+    return wordAddress < slice->address ? 0 : (FirstProgrammed(wordAddress, end) - wordAddress) / 4;
+}
+
+// Blank words go to the controller in one run, in which it never waits for the core: this is where a load spends its
+// time. What flash holds of the others decides word by word.
+static FsmStatus ProgramWords(const Slice* slice) {
+    const uint32_t end = slice->address + slice->length;
+    uint32_t wordAddress = slice->address & ~3u;
+    FsmStatus fsmStatus = kFsmSuccess;
+    while (wordAddress < end && fsmStatus == kFsmSuccess) {
+        const uint32_t blank = BlankWords(slice, wordAddress);
+        fsmStatus = blank == 0
+                        ? ProgramWord(slice, wordAddress)
+                        : FlashPortProgramWords(wordAddress, slice->data + (wordAddress - slice->address), blank);
+        wordAddress += blank == 0 ? 4 : 4 * blank;
+    }
+    return fsmStatus;
 }
 
 static uint32_t ProgramInPlace(const Slice* slice) {
-    const uint32_t end = slice->address + slice->length;
-    for (uint32_t wordAddress = slice->address & ~3u; wordAddress < end; wordAddress += 4) {
-        const FsmStatus fsmStatus = ProgramWord(slice, wordAddress);
-        if (fsmStatus != kFsmSuccess) {
-            return ProgramFailure(fsmStatus);
-        }
-    }
-    return kStatusSuccess;
+    const FsmStatus fsmStatus = ProgramWords(slice);
+    return fsmStatus == kFsmSuccess ? (uint32_t)kStatusSuccess : ProgramFailure(fsmStatus);
 }
 
 // Whether the sector already is what erasing it and programming the slice would make of it.

@@ -34,9 +34,12 @@ bool FlashPortIsProtected(uint32_t sectorIndex);
 FsmStatus FlashPortEraseSector(uint32_t sectorAddress);
 FsmStatus FlashPortEraseBank(void);  // every sector that is not protected
 
-// Makes the word at a multiple of 4 read as `word`, which can only clear bits. Asked for a 1 where flash holds a 0, it
-// fails.
-FsmStatus FlashPortProgramWord(uint32_t wordAddress, uint32_t word);
+// Makes a run of words, from a multiple of 4 on, read as the bytes given, which can only clear bits: asked for a 1
+// where flash holds a 0, a word fails. The words are programmed in ascending order, those of all ones passed over. The
+// first failure ends the run: its status is the result, and no later word is started. `bytes` have any alignment.
+//
+// A load spends most of its time in here, so have the next word ready when the controller ends one.
+FsmStatus FlashPortProgramWords(uint32_t wordAddress, const uint8_t* bytes, uint32_t wordCount);
 
 #ifdef __cplusplus
 }

@@ -220,10 +220,12 @@ TEST(AnyProgramCommand, LeavesOutWordsOfAllOnes) {
         Flashloader loader;
         Bytes chunk(kSector, 0xFF);
         chunk[100] = 0;
+        chunk[200] = 0;
 
         EXPECT_EQ(loader.Program(command, 0, chunk).status, 0u);
 
-        EXPECT_EQ(loader.fake.words, 1);
+        EXPECT_EQ(loader.fake.words, 2);
+        EXPECT_EQ(loader.fake.runs, 1);
         EXPECT_EQ(loader.FlashAt(0, kSector), chunk);
     }
 }
@@ -238,6 +240,70 @@ TEST(AnyProgramCommand, NamesTheStateMachineStatusWhenAWordFails) {
 
             EXPECT_EQ(loader.FlashAt(0, 4), Bytes(4, 0x00));
             EXPECT_EQ(loader.FlashAt(4, 8), Bytes(8, 0xFF)) << "the failed word and those after it";
+        }
+    }
+}
+
+TEST(AnyProgramCommand, GivesTheControllerBlankWordsInOneRun) {
+    struct Case {
+        const char* name;
+        std::uint32_t address;
+        std::size_t length;
+        int runs;
+    };
+    const Case cases[] = {
+        {"a whole sector", kSector, kSector, 1},
+        {"whole words", kSector + 4, 40, 1},
+        {"a part of a word before them", kSector + 3, 41, 2},
+        {"a part of a word behind them", kSector + 4, 43, 2},
+        {"parts before and behind", kSector + 6, 40, 3},
+        {"two sectors", kSector - 64, 128, 2},
+        {"inside one word", kSector + 1, 2, 1},
+    };
+    for (const std::uint32_t command : {2u, 3u, 4u}) {
+        for (const Case& c : cases) {
+            SCOPED_TRACE(testing::Message() << c.name << ", command " << command);
+            Flashloader loader;
+
+            EXPECT_EQ(loader.Program(command, c.address, Bytes(c.length, 0x5A)).status, 0u);
+
+            EXPECT_EQ(loader.fake.runs, c.runs);
+            EXPECT_EQ(loader.FlashAt(c.address, c.length), Bytes(c.length, 0x5A));
+        }
+    }
+}
+
+TEST(AnyProgramCommand, EndsARunBeforeAProgrammedWordAndGoesOnBehindIt) {
+    for (const std::uint32_t programmedAt : {0u, 1u, 4u, 31u, 32u, 33u, 63u, 92u, 127u}) {
+        for (const std::uint32_t command : {2u, 4u}) {
+            SCOPED_TRACE(testing::Message() << "byte " << programmedAt << ", command " << command);
+            Flashloader loader;
+            loader.SetFlash(programmedAt, {0x5A});
+
+            EXPECT_EQ(loader.Program(command, 0, Bytes(128, 0x5A)).status, 0u);
+
+            EXPECT_EQ(loader.fake.runs, programmedAt < 4 || programmedAt >= 124 ? 2 : 3);
+            EXPECT_EQ(loader.fake.words, 32);
+            EXPECT_EQ(loader.FlashAt(0, 128), Bytes(128, 0x5A));
+            EXPECT_EQ(loader.FlashAt(128, 1), Bytes{0xFF});
+        }
+    }
+}
+
+TEST(AnyProgramCommand, StartsNoWordBehindOneThatFails) {
+    for (const std::uint32_t command : {2u, 3u, 4u}) {
+        const int erases = command == 3 ? 1 : 0;
+        for (int failing = 1; failing <= 16; ++failing) {
+            SCOPED_TRACE(testing::Message() << "word " << failing << ", command " << command);
+            Flashloader loader;
+            loader.fake.FailOperation(erases + failing, kFsmFailed);
+
+            EXPECT_EQ(loader.Program(command, 0, Bytes(64, 0x5A)), (Answer{ProgramFailed(kFsmFailed), 0}));
+
+            EXPECT_EQ(loader.fake.operations, erases + failing);
+            Bytes expected(64, 0xFF);
+            std::fill_n(expected.begin(), 4 * (failing - 1), std::uint8_t{0x5A});
+            EXPECT_EQ(loader.FlashAt(0, 64), expected);
         }
     }
 }
@@ -673,6 +739,20 @@ TEST(BlankCheckCommand, SaysBlankOnlyWhenEveryByteIs) {
 
         EXPECT_EQ(loader.Run(6, c.address, c.length), c.expected);
         EXPECT_EQ(loader.fake.operations, 0);
+    }
+}
+
+TEST(BlankCheckCommand, NamesTheByteWhereverTheRangeLies) {
+    for (const std::uint32_t start : {0u, 1u, 4u, 6u}) {
+        for (std::uint32_t length = 1; length <= 100; ++length) {
+            for (const std::uint32_t programmedAt : {start, start + length / 2, start + length - 1}) {
+                SCOPED_TRACE(testing::Message() << length << " bytes from " << start << ", byte " << programmedAt);
+                Flashloader loader;
+                loader.SetFlash(programmedAt, {0xEF});
+
+                EXPECT_EQ(loader.Run(6, start, length), (Answer{0x106, programmedAt}));
+            }
+        }
     }
 }
 

@@ -63,7 +63,17 @@ FsmStatus FakeFlash::EraseBank() {
     return kFsmSuccess;
 }
 
-FsmStatus FakeFlash::ProgramWord(std::uint32_t address, std::uint32_t word) {
+FsmStatus FakeFlash::ProgramWords(std::uint32_t address, const std::uint8_t* data, std::uint32_t count) {
+    ++runs;
+    FsmStatus fsmStatus = kFsmSuccess;
+    for (; count > 0 && fsmStatus == kFsmSuccess; --count, address += 4, data += 4) {
+        const bool isAllOnes = std::all_of(data, data + 4, [](std::uint8_t byte) { return byte == 0xFF; });
+        fsmStatus = isAllOnes ? FsmStatus{kFsmSuccess} : ProgramWord(address, data);
+    }
+    return fsmStatus;
+}
+
+FsmStatus FakeFlash::ProgramWord(std::uint32_t address, const std::uint8_t* data) {
     if (const FsmStatus demanded = Begin(); demanded != kFsmSuccess) {
         return demanded;
     }
@@ -74,15 +84,14 @@ FsmStatus FakeFlash::ProgramWord(std::uint32_t address, std::uint32_t word) {
         return kFsmFailed;
     }
     for (std::uint32_t i = 0; i < 4; ++i) {
-        const auto byte = static_cast<std::uint8_t>(word >> (8 * i));
-        if ((byte & ~bytes[address + i]) != 0) {
+        if ((data[i] & ~bytes[address + i]) != 0) {
             return kFsmFailed;
         }
     }
     for (std::uint32_t i = 0; i < 4; ++i) {
         const auto stuck = stuckBits.find(address + i);
         const int kept = stuck == stuckBits.end() ? 0 : stuck->second;
-        bytes[address + i] &= static_cast<std::uint8_t>((word >> (8 * i)) | static_cast<unsigned>(kept));
+        bytes[address + i] &= static_cast<std::uint8_t>(data[i] | kept);
     }
     ++words;
     return kFsmSuccess;
@@ -98,7 +107,7 @@ std::uint32_t FlashPortSectorCount() { return current->sectorCount; }
 bool FlashPortIsProtected(std::uint32_t sectorIndex) { return current->protectedSectors.contains(sectorIndex); }
 FsmStatus FlashPortEraseSector(std::uint32_t sectorAddress) { return current->EraseSector(sectorAddress); }
 FsmStatus FlashPortEraseBank() { return current->EraseBank(); }
-FsmStatus FlashPortProgramWord(std::uint32_t address, std::uint32_t word) {
-    return current->ProgramWord(address, word);
+FsmStatus FlashPortProgramWords(std::uint32_t wordAddress, const std::uint8_t* bytes, std::uint32_t wordCount) {
+    return current->ProgramWords(wordAddress, bytes, wordCount);
 }
 }

@@ -24,7 +24,7 @@ public:
 
     FsmStatus EraseSector(std::uint32_t address);
     FsmStatus EraseBank();
-    FsmStatus ProgramWord(std::uint32_t address, std::uint32_t word);
+    FsmStatus ProgramWords(std::uint32_t address, const std::uint8_t* data, std::uint32_t count);
 
     std::uint32_t sectorBytes;
     std::uint32_t sectorCount;
@@ -35,10 +35,12 @@ public:
 
     int operations = 0;
     int words = 0;
+    int runs = 0;             // of words, each one call of the port
     std::vector<int> erases;  // per sector, those that succeeded
 
 private:
     FsmStatus Begin();
+    FsmStatus ProgramWord(std::uint32_t address, const std::uint8_t* data);
     void Blank(std::uint32_t sectorIndex);
 
     int failingOperation = 0;

@@ -61,6 +61,27 @@ TEST_P(Failure, AnEraseThatFailsNamesItsSector) {
     EXPECT_EQ(bench.host.BlockStatus(0), 0x0304'0102U);
 }
 
+TEST_P(Failure, NoWordIsStartedBehindOneThatFails) {
+    constexpr std::uint32_t kErases = 1;
+    for (const std::uint32_t failing : {1U, 2U, 10U, 1023U, 1024U}) {
+        SCOPED_TRACE(testing::Message() << "word " << failing);
+        ChipOnBench bench(Model());
+        const std::uint32_t size = bench.chip.SectorSize();
+        const Bytes data = Pattern(size, 1);
+        bench.chip.PlaceInFlash(0, Bytes(size, 0x00));
+        bench.chip.Arm(chip::Fault::OperationFails, kErases + failing);
+
+        EXPECT_EQ(bench.Load({{0, data}}), kTimedOut);
+
+        EXPECT_EQ(bench.host.BlockStatus(0), 0x0004'0103U);
+        EXPECT_EQ(bench.chip.GetCounters().flashOperations, kErases + failing);
+        const std::uint32_t at = 4 * (failing - 1);
+        EXPECT_EQ(bench.FlashAt(0, at), Bytes(data.begin(), data.begin() + at));
+        EXPECT_EQ(bench.FlashAt(at + 4, size - at - 4), Bytes(size - at - 4, 0xFF));
+        EXPECT_EQ(bench.chip.ViolationTotal(), 0U);
+    }
+}
+
 TEST_P(Failure, ABitThatWillNotProgramIsReported) {
     ChipOnBench bench(Model());
     bench.chip.ArmBitThatWillNotProgram(0x21, 4);

@@ -87,6 +87,20 @@ TEST_P(ProgramLoad, WithoutErasingOnlyWordsAreProgrammed) {
     EXPECT_EQ(bench.chip.ViolationTotal(), 0U);
 }
 
+TEST_P(ProgramLoad, WordsOfAllOnesAreNotProgrammed) {
+    ChipOnBench bench(Model());
+    Bytes data = Pattern(bench.chip.SectorSize(), 3);
+    for (const std::size_t first : {std::size_t{0}, std::size_t{400}, std::size_t{404}, data.size() - 4}) {
+        std::fill_n(data.begin() + static_cast<std::ptrdiff_t>(first), 4, std::uint8_t{0xFF});
+    }
+
+    EXPECT_EQ(bench.Load({{0, data}, {bench.SectorAddress(1), Bytes(data.size(), 0xFF)}}), "");
+
+    EXPECT_EQ(bench.FlashAt(0, data.size()), data);
+    EXPECT_EQ(bench.chip.GetCounters().wordsProgrammed, data.size() / 4 - 4);
+    EXPECT_EQ(bench.chip.ViolationTotal(), 0U);
+}
+
 TEST_P(ProgramLoad, ProgrammingOverAnOldProgramWithoutErasingIsReported) {
     OldProgram program(Model(), false);
     program.bench.Property("FlashEraseSetting") = kNoErase;

@@ -105,6 +105,26 @@ TEST_P(TimingOfLoads, EachChunkIsACommandOnTheTimeline) {
     }
 }
 
+TEST_P(TimingOfLoads, TheControllerHardlyWaitsForTheCoreBetweenTwoWords) {
+    ChipOnBench bench(Model());
+    const std::uint32_t size = bench.chip.SectorSize();
+    bench.chip.PlaceInFlash(0, Pattern(3 * size, 2));
+
+    ASSERT_EQ(bench.Load({{0, Pattern(3 * size, 1)}}), "");
+
+    const std::vector<Event> operations = Select(bench.chip.Timeline(), IsFlashOperation);
+    std::int64_t gaps = 0;
+    Nanoseconds lost{0};
+    for (std::size_t i = 1; i < operations.size(); ++i) {
+        if (operations[i - 1].kind == EventKind::ProgramWord && operations[i].kind == EventKind::ProgramWord) {
+            lost += operations[i].start - operations[i - 1].end;
+            ++gaps;
+        }
+    }
+    EXPECT_EQ(gaps, 3 * (size / 4 - 1));
+    EXPECT_LT(lost / gaps, std::chrono::nanoseconds(300));
+}
+
 TEST_P(TimingOfLoads, TheSameLoadGivesTheSameTimeline) {
     const auto hashOfALoad = [this] {
         ChipOnBench bench(Model());

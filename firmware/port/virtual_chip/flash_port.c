@@ -3,6 +3,8 @@
 
 #include <stddef.h>
 
+#include "firmware/load_word.h"
+
 // All registers are 32 bits wide and accessed as aligned words.
 typedef struct {
     volatile uint32_t command;              // W   key and code
@@ -21,6 +23,7 @@ _Static_assert(offsetof(FlashController, protection) == 0x10, "0x40030110, 0x400
 static FlashController* const kController = (FlashController*)0x40030100u;
 static volatile const uint32_t* const kSize = (volatile const uint32_t*)0x4003002Cu;  // bits 7..0: sectors
 
+static const uint32_t kErasedWord = 0xFFFFFFFFu;
 static const uint32_t kCommandKey = 0xF1A50000u;
 enum { kCodeEraseSector = 1, kCodeProgramWord = 2, kCodeEraseBank = 3 };
 
@@ -49,22 +52,55 @@ static FsmStatus AwaitIdle(uint32_t polls) {
     return status;
 }
 
-static FsmStatus Operate(uint32_t code, uint32_t address, uint32_t data, uint32_t polls) {
-    if (AwaitIdle(polls) == kFsmBusy) {
+static void Start(uint32_t code) { kController->command = kCommandKey | code; }
+
+static FsmStatus Erase(uint32_t code, uint32_t address) {
+    if (AwaitIdle(kErasePolls) == kFsmBusy) {
         return kFsmBusy;
     }
     kController->address = address;
-    kController->data = data;
-    kController->command = kCommandKey | code;
-    return AwaitIdle(polls);
+    Start(code);
+    return AwaitIdle(kErasePolls);
 }
 
-FsmStatus FlashPortEraseSector(uint32_t sectorAddress) {
-    return Operate(kCodeEraseSector, sectorAddress, 0, kErasePolls);
+FsmStatus FlashPortEraseSector(uint32_t sectorAddress) { return Erase(kCodeEraseSector, sectorAddress); }
+
+FsmStatus FlashPortEraseBank(void) { return Erase(kCodeEraseBank, 0); }
+
+// Index of the first word from `index` on that is not all ones, `wordCount` when there is none.
+static uint32_t NextToProgram(const uint8_t* bytes, uint32_t index, uint32_t wordCount) {
+    while (index < wordCount && LoadWord(bytes + 4 * index) == kErasedWord) {
+        ++index;
+    }
+    return index;
 }
 
-FsmStatus FlashPortEraseBank(void) { return Operate(kCodeEraseBank, 0, 0, kErasePolls); }
+static void HandOver(uint32_t wordAddress, const uint8_t* bytes, uint32_t index) {
+    kController->address = wordAddress + 4 * index;
+    kController->data = LoadWord(bytes + 4 * index);
+}
 
-FsmStatus FlashPortProgramWord(uint32_t wordAddress, uint32_t word) {
-    return Operate(kCodeProgramWord, wordAddress, word, kProgramPolls);
+// The controller takes address and data over when an operation starts. So all that the core does for a word is done
+// while the controller works on the one before, but for the start itself.
+FsmStatus FlashPortProgramWords(uint32_t wordAddress, const uint8_t* bytes, uint32_t wordCount) {
+    uint32_t index = NextToProgram(bytes, 0, wordCount);
+    if (index == wordCount) {
+        return kFsmSuccess;
+    }
+    if (AwaitIdle(kProgramPolls) == kFsmBusy) {
+        return kFsmBusy;
+    }
+    HandOver(wordAddress, bytes, index);
+    Start(kCodeProgramWord);
+    index = NextToProgram(bytes, index + 1, wordCount);
+    while (index < wordCount) {
+        HandOver(wordAddress, bytes, index);
+        index = NextToProgram(bytes, index + 1, wordCount);
+        const FsmStatus status = AwaitIdle(kProgramPolls);
+        if (status != kFsmSuccess) {
+            return status;
+        }
+        Start(kCodeProgramWord);
+    }
+    return AwaitIdle(kProgramPolls);
 }
