@@ -14,3 +14,12 @@ extern "C" int SecondExport() { return 1; }
 extern "C" int UseSockets();
 int UseSockets() { return WSAGetLastError(); }
 #endif
+
+#if defined(FLASH_TEXT_RELOCATION)
+asm(".text\n.quad CreateFlashDevice2\n");
+#endif
+
+#if defined(FLASH_OWN_STACK_CHECK)
+extern "C" [[noreturn]] void __stack_chk_fail();
+extern "C" void __stack_chk_fail() { __builtin_trap(); }
+#endif
