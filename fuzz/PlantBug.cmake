@@ -1,8 +1,10 @@
 # `flash_plant_bug(NAME x LIBRARY y SOURCES … FILE of the LIBRARY, from the top folder; RIGHT text in it that becomes the
 # WRONG one; REASON that the finding must give; if wanted CORPUS z, MAX_LENGTH n)`: a variant of a fuzz target that has
 # one bug, and a test that passes when the fuzzer finds it within 200 000 runs. Without a corpus it starts from nothing.
+include(Planting)
+
 function(flash_plant_bug)
-    cmake_parse_arguments(ARG "" "NAME;LIBRARY;FILE;RIGHT;WRONG;CORPUS;MAX_LENGTH;REASON" "SOURCES" ${ARGN})
+    cmake_parse_arguments(PARSE_ARGV 0 ARG "" "NAME;LIBRARY;FILE;RIGHT;WRONG;CORPUS;MAX_LENGTH;REASON" "SOURCES")
     set(target planted_${ARG_NAME})
     set(corpus)
     if(ARG_CORPUS)
@@ -13,13 +15,7 @@ function(flash_plant_bug)
     if(NOT ARG_MAX_LENGTH)
         set(ARG_MAX_LENGTH 512)
     endif()
-    set(original ${PROJECT_SOURCE_DIR}/${ARG_FILE})
-    cmake_path(GET ARG_FILE EXTENSION extension)
-    set(planted ${CMAKE_CURRENT_BINARY_DIR}/${target}${extension})
-    # The text travels through Python: a CMake list would take the brackets and semicolons of C++ for its own.
-    execute_process(COMMAND python3 ${PROJECT_SOURCE_DIR}/fuzz/plant_bug.py ${original} ${planted} ${ARG_RIGHT} ${ARG_WRONG}
-        COMMAND_ERROR_IS_FATAL ANY)
-    set_property(DIRECTORY APPEND PROPERTY CMAKE_CONFIGURE_DEPENDS ${original})
+    flash_plant_source(planted ${ARG_FILE} "${ARG_RIGHT}" "${ARG_WRONG}")
     # Its symbols come before those of the library, so that the library's own file is left out.
     add_executable(${target} ${ARG_SOURCES} ${planted})
     target_include_directories(${target} PRIVATE ${PROJECT_SOURCE_DIR} $<TARGET_PROPERTY:${ARG_LIBRARY},INCLUDE_DIRECTORIES>)

@@ -1,5 +1,6 @@
 #include "tests/support/LoadedModule.h"
 
+#include <cstdlib>
 #include <stdexcept>
 
 #if defined(_WIN32)
@@ -42,7 +43,10 @@ LoadedModule::LoadedModule(const std::string& path) : handle(Open(path)), create
 
 LoadedModule::~LoadedModule() { Close(handle); }
 
-std::string LoadedModule::BuiltPath() { return FLASH_MODULE_PATH; }
+std::string LoadedModule::BuiltPath() {
+    const char* other = std::getenv("FLASH_TEST_MODULE");
+    return other != nullptr ? other : FLASH_MODULE_PATH;
+}
 
 const char* LoadedModule::Create(const char* deviceName, const char* secondText, const char* thirdText,
                                  IFlashHost* host, IFlashDevice2** device) const {

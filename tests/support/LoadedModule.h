@@ -21,6 +21,7 @@ public:
     LoadedModule(const LoadedModule&) = delete;
     LoadedModule& operator=(const LoadedModule&) = delete;
 
+    // The environment variable FLASH_TEST_MODULE names another one, such as a twin with a bug.
     static std::string BuiltPath();
 
     // Its export; throws whatever the export throws.

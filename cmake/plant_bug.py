@@ -8,5 +8,6 @@ if text.count(right) != 1:
     sys.exit(f'{source} has "{right}" {text.count(right)} times, not once')
 changed = text.replace(right, wrong)
 path = pathlib.Path(target)
+path.parent.mkdir(parents=True, exist_ok=True)
 if not path.exists() or path.read_text() != changed:
     path.write_text(changed)
