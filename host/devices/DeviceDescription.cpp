@@ -94,7 +94,7 @@ private:
         if (attribute.empty() || *attribute.value() == '\0') {
             Fail(node.offset_debug(), fmt::format("<{}> needs the attribute {}", node.name(), name));
         }
-        const std::string value = attribute.value();
+        std::string value = attribute.value();
         if (std::any_of(value.begin(), value.end(), IsControlCharacter)) {
             Fail(node.offset_debug(), fmt::format("the attribute {} holds a control character", name));
         }

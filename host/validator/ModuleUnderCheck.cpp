@@ -4,6 +4,7 @@
 #include <elf.h>
 #include <link.h>
 
+#include <bit>
 #include <exception>
 #include <typeinfo>
 
@@ -31,18 +32,15 @@ void MustSucceed(const std::string& operation, const char* error) {
     Expect(error == nullptr, operation + ": success", Quoted(error));
 }
 
-const ElfW(Dyn) * FindEntry(const ElfW(Dyn) * entries, ElfW(Sxword) tag) {
+// The table that an entry of the module's dynamic section names; the loader has put its address there.
+template <typename T>
+const T* FindTable(const ElfW(Dyn) * entries, ElfW(Sxword) tag) {
     for (; entries->d_tag != DT_NULL; ++entries) {
         if (entries->d_tag == tag) {
-            return entries;
+            return std::bit_cast<const T*>(entries->d_un.d_ptr);
         }
     }
-    return nullptr;
-}
-
-template <typename T>
-const T* At(const ElfW(Dyn) * entry) {
-    return reinterpret_cast<const T*>(entry->d_un.d_ptr);
+    Fail("a GNU symbol table", "none");
 }
 
 // The GNU hash table has no count of symbols: the last one ends the highest bucket's chain.
@@ -83,17 +81,15 @@ std::vector<std::string> ModuleUnderCheck::ExportedNames() const {
     if (dlinfo(handle, RTLD_DI_LINKMAP, &map) != 0) {
         return {};
     }
-    const auto* symbolEntry = FindEntry(map->l_ld, DT_SYMTAB);
-    const auto* nameEntry = FindEntry(map->l_ld, DT_STRTAB);
-    const auto* hashEntry = FindEntry(map->l_ld, DT_GNU_HASH);
-    Expect(symbolEntry != nullptr && nameEntry != nullptr && hashEntry != nullptr, "a GNU symbol table", "none");
+    const auto* symbols = FindTable<ElfW(Sym)>(map->l_ld, DT_SYMTAB);
+    const auto* text = FindTable<char>(map->l_ld, DT_STRTAB);
+    const std::uint32_t count = CountSymbols(FindTable<std::uint32_t>(map->l_ld, DT_GNU_HASH));
     std::vector<std::string> names;
-    const std::uint32_t count = CountSymbols(At<std::uint32_t>(hashEntry));
     for (std::uint32_t i = 0; i < count; ++i) {
-        const ElfW(Sym)& symbol = At<ElfW(Sym)>(symbolEntry)[i];
+        const ElfW(Sym)& symbol = symbols[i];
         const bool isLocal = ELF64_ST_BIND(symbol.st_info) == STB_LOCAL;
         if (symbol.st_shndx != SHN_UNDEF && symbol.st_shndx != SHN_ABS && !isLocal) {
-            names.emplace_back(At<char>(nameEntry) + symbol.st_name);
+            names.emplace_back(text + symbol.st_name);
         }
     }
     return names;

@@ -35,7 +35,7 @@ bool Holds(std::uint64_t address, std::uint64_t base, std::size_t size) {
 
 SimulatedChip::SimulatedChip(const ChipModel& chipModel)
     : model(chipModel),
-      flash(std::min(model.sectorCountRegister & 0xFF, kMostSectors) * model.sectorSize, 0xFF),
+      flash(std::size_t{std::min(model.sectorCountRegister & 0xFF, kMostSectors)} * model.sectorSize, 0xFF),
       sram(kSramSize),
       isErased(kMostSectors) {
     words[kSectorCountRegister] = model.sectorCountRegister;
