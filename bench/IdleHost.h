@@ -4,11 +4,11 @@
 #include <cstring>
 #include <string_view>
 
-#include "flashdevice/boundary/IFlashHost.h"
+#include "tests/support/StrictHost.h"
 
 namespace flash::bench {
 
-class IdleHost final : public IFlashHost {
+class IdleHost final : public test::StrictHost {
 public:
     const char* crcVerify = nullptr;  // "1": with CRC
 
@@ -52,20 +52,6 @@ public:
     const char* GetDirectoryPath() override { return ""; }
     const char* WaitMilliseconds(std::uint32_t) override { return nullptr; }
     const char* SelectCore(const char*) override { return nullptr; }
-
-    void Reserved5() override {}
-    void Reserved7() override {}
-    void Reserved8() override {}
-    void Reserved9() override {}
-    void Reserved12() override {}
-    void Reserved15() override {}
-    void Reserved16() override {}
-    void Reserved17() override {}
-    void Reserved18() override {}
-    void Reserved23() override {}
-    void Reserved24() override {}
-    void Reserved25() override {}
-    void Reserved26() override {}
 };
 
 }  // namespace flash::bench

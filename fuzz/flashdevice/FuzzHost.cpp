@@ -77,11 +77,6 @@ FuzzHost::FuzzHost(ByteSource& byteSource) : source(byteSource) {
     }
 }
 
-void FuzzHost::RefuseSlot() {
-    FuzzRequire(false, "no reserved slot is called");
-    std::abort();
-}
-
 void FuzzHost::PrepareOperation() {
     callsInOperation = 0;
     hasFailed = false;

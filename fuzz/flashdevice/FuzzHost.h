@@ -10,12 +10,12 @@
 #include <string>
 #include <vector>
 
-#include "flashdevice/boundary/IFlashHost.h"
 #include "fuzz/flashdevice/ByteSource.h"
+#include "tests/support/StrictHost.h"
 
 namespace flash::fuzz {
 
-class FuzzHost final : public IFlashHost {
+class FuzzHost final : public test::StrictHost {
 public:
     // Takes one byte per setting; 0 is its usual value.
     explicit FuzzHost(ByteSource& byteSource);
@@ -25,30 +25,17 @@ public:
     const char* LoadProgram(const char* fileName, const char* options, const char* directory) override;
     const char* LookUpSymbol(const char* name, std::uint64_t* value) override;
     const char* RunTarget() override { return Answer(); }
-    void Reserved5() override { RefuseSlot(); }
     const char* HaltTarget() override { return Answer(); }
-    void Reserved7() override { RefuseSlot(); }
-    void Reserved8() override { RefuseSlot(); }
-    void Reserved9() override { RefuseSlot(); }
     const char* ReadMemory(void* buffer, std::size_t count, std::uint64_t address, std::uint16_t page,
                            std::size_t elementSize) override;
     const char* WriteMemory(const void* buffer, std::size_t count, std::uint64_t address, std::uint16_t page,
                             std::size_t elementSize) override;
-    void Reserved12() override { RefuseSlot(); }
     const char* ReadRegister(std::uint32_t registerNumber, std::uint64_t* value) override;
     const char* WriteRegister(std::uint32_t registerNumber, std::uint64_t value) override;
-    void Reserved15() override { RefuseSlot(); }
-    void Reserved16() override { RefuseSlot(); }
-    void Reserved17() override { RefuseSlot(); }
-    void Reserved18() override { RefuseSlot(); }
     const char* ReportError(const char* text) override;
     const char* PrintMessage(const char* text) override;
     const char* GetDirectoryPath() override { return HandOut("C:\\tools\\"); }
     const char* WaitMilliseconds(std::uint32_t milliseconds) override;
-    void Reserved23() override { RefuseSlot(); }
-    void Reserved24() override { RefuseSlot(); }
-    void Reserved25() override { RefuseSlot(); }
-    void Reserved26() override { RefuseSlot(); }
     const char* SelectCore(const char* name) override;
 
     // Chooses how the host behaves in the next operation.
@@ -68,7 +55,6 @@ public:
 private:
     const char* Answer();
     const char* HandOut(const std::string& text);
-    [[noreturn]] static void RefuseSlot();
     void ChooseProperty(std::size_t index);
     void CheckCommand(std::uint32_t block, const std::uint8_t* bytes);
     void KeepChunk(std::uint32_t block, std::uint32_t address);

@@ -4,11 +4,11 @@
 #include <string>
 #include <vector>
 
-#include "flashdevice/boundary/IFlashHost.h"
+#include "tests/support/StrictHost.h"
 
 namespace flash::fuzz {
 
-class PropertyHost final : public IFlashHost {
+class PropertyHost final : public test::StrictHost {
 public:
     explicit PropertyHost(const std::string& text) : property(text) {}
 
@@ -22,29 +22,16 @@ public:
     const char* LoadProgram(const char*, const char*, const char*) override { return nullptr; }
     const char* LookUpSymbol(const char*, std::uint64_t*) override { return nullptr; }
     const char* RunTarget() override { return nullptr; }
-    void Reserved5() override {}
     const char* HaltTarget() override { return nullptr; }
-    void Reserved7() override {}
-    void Reserved8() override {}
-    void Reserved9() override {}
     const char* ReadMemory(void*, std::size_t, std::uint64_t, std::uint16_t, std::size_t) override { return nullptr; }
     const char* WriteMemory(const void*, std::size_t, std::uint64_t, std::uint16_t, std::size_t) override {
         return nullptr;
     }
-    void Reserved12() override {}
     const char* ReadRegister(std::uint32_t, std::uint64_t*) override { return nullptr; }
     const char* WriteRegister(std::uint32_t, std::uint64_t) override { return nullptr; }
-    void Reserved15() override {}
-    void Reserved16() override {}
-    void Reserved17() override {}
-    void Reserved18() override {}
     const char* PrintMessage(const char*) override { return nullptr; }
     const char* GetDirectoryPath() override { return ""; }
     const char* WaitMilliseconds(std::uint32_t) override { return nullptr; }
-    void Reserved23() override {}
-    void Reserved24() override {}
-    void Reserved25() override {}
-    void Reserved26() override {}
     const char* SelectCore(const char*) override { return nullptr; }
 
     std::string property;

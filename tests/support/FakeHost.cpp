@@ -1,19 +1,12 @@
 #include "tests/support/FakeHost.h"
 
 #include <algorithm>
-#include <cstdio>
-#include <cstdlib>
 #include <utility>
 
 namespace flash::test {
 namespace {
 
 constexpr std::uint32_t kProgramCounter = 527;
-
-[[noreturn]] void AbortAtReservedSlot(int slot) {
-    std::fprintf(stderr, "the plug-in called the reserved host slot %d\n", slot);
-    std::abort();
-}
 
 HostCall MemoryCall(Slot slot, std::size_t count, std::uint64_t address, std::uint16_t page, std::size_t elementSize) {
     HostCall call{slot, {}};
@@ -228,19 +221,5 @@ const char* FakeHost::SelectCore(const char* name) {
     }
     return error;
 }
-
-void FakeHost::Reserved5() { AbortAtReservedSlot(5); }
-void FakeHost::Reserved7() { AbortAtReservedSlot(7); }
-void FakeHost::Reserved8() { AbortAtReservedSlot(8); }
-void FakeHost::Reserved9() { AbortAtReservedSlot(9); }
-void FakeHost::Reserved12() { AbortAtReservedSlot(12); }
-void FakeHost::Reserved15() { AbortAtReservedSlot(15); }
-void FakeHost::Reserved16() { AbortAtReservedSlot(16); }
-void FakeHost::Reserved17() { AbortAtReservedSlot(17); }
-void FakeHost::Reserved18() { AbortAtReservedSlot(18); }
-void FakeHost::Reserved23() { AbortAtReservedSlot(23); }
-void FakeHost::Reserved24() { AbortAtReservedSlot(24); }
-void FakeHost::Reserved25() { AbortAtReservedSlot(25); }
-void FakeHost::Reserved26() { AbortAtReservedSlot(26); }
 
 }  // namespace flash::test

@@ -1,6 +1,5 @@
 // A debugger host for tests: properties, target memory, symbols and messages in plain containers, a record of every
-// service call, and failures on demand. It is strict: a text that it returns is spoilt at its next service call, and a
-// call of a reserved slot ends the test program.
+// service call, and failures on demand. A text that it returns is spoilt at its next service call.
 #pragma once
 
 #include <cstddef>
@@ -11,8 +10,8 @@
 #include <string>
 #include <vector>
 
-#include "flashdevice/boundary/IFlashHost.h"
 #include "tests/support/HostCall.h"
+#include "tests/support/StrictHost.h"
 #include "tests/support/TargetMemory.h"
 
 namespace flash::test {
@@ -29,7 +28,7 @@ public:
     virtual void OnProgramCounterWritten(std::uint64_t value) = 0;
 };
 
-class FakeHost final : public IFlashHost {
+class FakeHost final : public StrictHost {
 public:
     std::map<std::string, std::string> properties;
     std::map<std::string, std::uint64_t> symbols;
@@ -79,20 +78,6 @@ public:
     const char* GetDirectoryPath() override;
     const char* WaitMilliseconds(std::uint32_t milliseconds) override;
     const char* SelectCore(const char* name) override;
-
-    [[noreturn]] void Reserved5() override;
-    [[noreturn]] void Reserved7() override;
-    [[noreturn]] void Reserved8() override;
-    [[noreturn]] void Reserved9() override;
-    [[noreturn]] void Reserved12() override;
-    [[noreturn]] void Reserved15() override;
-    [[noreturn]] void Reserved16() override;
-    [[noreturn]] void Reserved17() override;
-    [[noreturn]] void Reserved18() override;
-    [[noreturn]] void Reserved23() override;
-    [[noreturn]] void Reserved24() override;
-    [[noreturn]] void Reserved25() override;
-    [[noreturn]] void Reserved26() override;
 
 private:
     struct Failure {

@@ -5,11 +5,11 @@
 #include <string>
 #include <vector>
 
-#include "flashdevice/boundary/IFlashHost.h"
+#include "tests/support/StrictHost.h"
 
 namespace flash::host {
 
-class ScriptedHost final : public IFlashHost {
+class ScriptedHost final : public test::StrictHost {
 public:
     explicit ScriptedHost(std::string fakeBehaviour = "") : behaviour(std::move(fakeBehaviour)) {}
 
@@ -20,24 +20,15 @@ public:
     const char* LoadProgram(const char*, const char*, const char*) override { return kNothingThere; }
     const char* LookUpSymbol(const char*, std::uint64_t*) override { return kNothingThere; }
     const char* RunTarget() override { return kNothingThere; }
-    void Reserved5() override {}
     const char* HaltTarget() override { return kNothingThere; }
-    void Reserved7() override {}
-    void Reserved8() override {}
-    void Reserved9() override {}
     const char* ReadMemory(void*, std::size_t, std::uint64_t, std::uint16_t, std::size_t) override {
         return kNothingThere;
     }
     const char* WriteMemory(const void*, std::size_t, std::uint64_t, std::uint16_t, std::size_t) override {
         return kNothingThere;
     }
-    void Reserved12() override {}
     const char* ReadRegister(std::uint32_t, std::uint64_t*) override { return kNothingThere; }
     const char* WriteRegister(std::uint32_t, std::uint64_t) override { return kNothingThere; }
-    void Reserved15() override {}
-    void Reserved16() override {}
-    void Reserved17() override {}
-    void Reserved18() override {}
     const char* ReportError(const char*) override { return nullptr; }
     const char* PrintMessage(const char* text) override {
         messages.emplace_back(text);
@@ -45,10 +36,6 @@ public:
     }
     const char* GetDirectoryPath() override { return ""; }
     const char* WaitMilliseconds(std::uint32_t) override { return nullptr; }
-    void Reserved23() override {}
-    void Reserved24() override {}
-    void Reserved25() override {}
-    void Reserved26() override {}
     const char* SelectCore(const char*) override { return kNothingThere; }
 
     std::vector<std::string> messages;
