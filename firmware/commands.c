@@ -78,9 +78,13 @@ static uint32_t FirstDifference(const Slice* slice) {
     return offset;
 }
 
+// A controller may say success and not have erased, or not yet. Then data that is already there would be taken for
+// programmed, checked, and gone with the end of the erase; so an erase counts only when the sector reads blank.
 static uint32_t EraseSector(LoadState* state, uint32_t sectorIndex) {
-    const FsmStatus fsmStatus = FlashPortEraseSector(sectorIndex * state->workspace->sectorBytes);
-    if (fsmStatus != kFsmSuccess) {
+    const uint32_t sectorBytes = state->workspace->sectorBytes;
+    const uint32_t address = sectorIndex * sectorBytes;
+    const FsmStatus fsmStatus = FlashPortEraseSector(address);
+    if (fsmStatus != kFsmSuccess || FirstProgrammed(address, address + sectorBytes) != address + sectorBytes) {
         return EraseFailure(sectorIndex, fsmStatus);
     }
     MarkFresh(state, sectorIndex);
@@ -291,7 +295,7 @@ static uint32_t Program(LoadState* state, CommandBlock* block, const uint8_t* bu
     return verifies && status == kStatusSuccess ? VerifyChunk(block, &chunk) : status;
 }
 
-// The sector to name when the bank erase failed: the first that should be blank and is not.
+// The first sector that should be blank after a bank erase and is not; the number of sectors when there is none.
 static uint32_t FirstSectorNotErased(const LoadState* state) {
     const uint32_t sectorBytes = state->workspace->sectorBytes;
     for (uint32_t i = 0; i < FlashPortSectorCount(); ++i) {
@@ -300,7 +304,7 @@ static uint32_t FirstSectorNotErased(const LoadState* state) {
             return i;
         }
     }
-    return 0;
+    return FlashPortSectorCount();
 }
 
 static uint32_t BankErase(LoadState* state, const CommandBlock* block) {
@@ -308,8 +312,9 @@ static uint32_t BankErase(LoadState* state, const CommandBlock* block) {
         return kStatusInvalidArguments;
     }
     const FsmStatus fsmStatus = FlashPortEraseBank();
-    if (fsmStatus != kFsmSuccess) {
-        return EraseFailure(FirstSectorNotErased(state), fsmStatus);
+    const uint32_t notErased = FirstSectorNotErased(state);
+    if (fsmStatus != kFsmSuccess || notErased != FlashPortSectorCount()) {
+        return EraseFailure(notErased % FlashPortSectorCount(), fsmStatus);
     }
     for (uint32_t i = 0; i < FlashPortSectorCount(); ++i) {
         if (!FlashPortIsProtected(i)) {

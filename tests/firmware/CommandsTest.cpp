@@ -765,6 +765,30 @@ TEST(BlankCheckCommand, DoesNotLookAtTheReferenceValue) {
 
 // ---- A controller that fails at any point of any command.
 
+TEST(AnyCommand, BelievesNoEraseThatLeavesSomethingBehind) {
+    const struct {
+        const char* name;
+        std::uint32_t command, address, length;
+    } cases[] = {
+        {"bank erase", 1, 0, 0},
+        {"program and erase, data that is there already", 3, 2 * kSector, 4},
+        {"program and retain", 4, 2 * kSector + 8, 4},
+        {"erase of sectors", 5, kSector, kSector},
+    };
+    for (const auto& c : cases) {
+        SCOPED_TRACE(c.name);
+        Flashloader loader;
+        loader.SetFlash(2 * kSector, {0x12, 0x34, 0x56, 0x78});
+        loader.SetFlash(3 * kSector - 1, {0x7F});
+        loader.SetFlash(2 * kSector + 8, {0x00});
+        loader.FillBuffer(0, 0x5A);
+        std::copy_n(loader.fake.bytes.begin() + 2 * kSector, 4, loader.buffers[0].begin());
+        loader.fake.onlySaysErased = true;
+
+        EXPECT_EQ(loader.Run(c.command, c.address, c.length).status, EraseFailed(2, kFsmSuccess));
+    }
+}
+
 TEST(AnyCommand, EndsAtTheFirstFailedOperationAndSaysSo) {
     for (const std::uint32_t command : {1u, 0x12u, 0x13u, 0x14u, 5u}) {
         for (int n = 1; n <= 8; ++n) {

@@ -32,7 +32,9 @@ FsmStatus FakeFlash::Begin() {
 }
 
 void FakeFlash::Blank(std::uint32_t sectorIndex) {
-    std::fill_n(bytes.begin() + sectorIndex * sectorBytes, sectorBytes, std::uint8_t{0xFF});
+    if (!onlySaysErased) {
+        std::fill_n(bytes.begin() + sectorIndex * sectorBytes, sectorBytes, std::uint8_t{0xFF});
+    }
     ++erases[sectorIndex];
 }
 
