@@ -23,6 +23,9 @@ typedef struct {
     uint32_t address;
     uint32_t length;
     const uint8_t* data;
+    // Flash was just seen to be, where the slice lies. As wide as the rest: a copy must not read bytes that nobody
+    // wrote.
+    uint32_t isBlank;
 } Slice;
 
 static uint32_t FlashBytes(const LoadState* state) { return FlashPortSectorCount() * state->workspace->sectorBytes; }
@@ -123,7 +126,10 @@ static FsmStatus ProgramWord(const Slice* slice, uint32_t wordAddress) {
 // How many of the words from here on lie whole in the slice and are blank.
 static uint32_t BlankWords(const Slice* slice, uint32_t wordAddress) {
     const uint32_t end = slice->address + slice->length;
-    return wordAddress < slice->address ? 0 : (FirstProgrammed(wordAddress, end) - wordAddress) / 4;
+    if (wordAddress < slice->address) {
+        return 0;
+    }
+    return ((slice->isBlank ? end : FirstProgrammed(wordAddress, end)) - wordAddress) / 4;
 }
 
 // Blank words go to the controller in one run, in which it never waits for the core: this is where a load spends its
@@ -171,7 +177,7 @@ static uint32_t ProgramStep(const Slice* slice, const Step* step) {
     }
     const uint8_t* data = slice->data + (address - slice->address);
     const uint8_t byte = *data | (step->leftOut & FlashPortBytes()[address]);
-    const Slice part = {address, end - address, step->leftOut == 0 ? data : &byte};
+    const Slice part = {address, end - address, step->leftOut == 0 ? data : &byte, slice->isBlank};
     return ProgramInPlace(&part);
 }
 
@@ -214,8 +220,15 @@ static uint32_t ProgramErasing(LoadState* state, const Slice* slice) {
         MarkFresh(state, sectorIndex);
         return kStatusSuccess;
     }
-    const uint32_t status = EraseOnce(state, sectorIndex);
-    return status == kStatusSuccess ? ProgramLocksLast(state, slice) : status;
+    Slice onceErased = *slice;
+    if (!IsFresh(state, sectorIndex)) {
+        const uint32_t status = EraseSector(state, sectorIndex);
+        if (status != kStatusSuccess) {
+            return status;
+        }
+        onceErased.isBlank = true;
+    }
+    return ProgramLocksLast(state, &onceErased);
 }
 
 static bool NeedsErase(const Slice* slice) {
@@ -243,7 +256,7 @@ static uint32_t ProgramRetaining(LoadState* state, const Slice* slice) {
     }
     const Workspace* workspace = state->workspace;
     const uint32_t sectorIndex = slice->address / workspace->sectorBytes;
-    const Slice whole = {sectorIndex * workspace->sectorBytes, workspace->sectorBytes, workspace->scratch};
+    const Slice whole = {sectorIndex * workspace->sectorBytes, workspace->sectorBytes, workspace->scratch, true};
     Compose(workspace->scratch, slice, whole.address, whole.length);
     const uint32_t status = EraseSector(state, sectorIndex);
     return status == kStatusSuccess ? ProgramLocksLast(state, &whole) : status;
@@ -262,7 +275,8 @@ static uint32_t ProgramChunk(LoadState* state, uint32_t code, Slice chunk) {
     uint32_t status = kStatusSuccess;
     while (chunk.length > 0 && status == kStatusSuccess) {
         const uint32_t leftInSector = sectorBytes - chunk.address % sectorBytes;
-        const Slice slice = {chunk.address, chunk.length < leftInSector ? chunk.length : leftInSector, chunk.data};
+        const Slice slice = {chunk.address, chunk.length < leftInSector ? chunk.length : leftInSector, chunk.data,
+                             false};
         status = ProgramSlice(state, code, &slice);
         chunk.address += slice.length;
         chunk.data += slice.length;
@@ -290,7 +304,7 @@ static uint32_t Program(LoadState* state, CommandBlock* block, const uint8_t* bu
     if (verifies && Crc32(buffer, block->length) != block->crc) {
         return kStatusVerificationIssue;
     }
-    const Slice chunk = {block->address, block->length, buffer};
+    const Slice chunk = {block->address, block->length, buffer, false};
     const uint32_t status = ProgramChunk(state, block->command & ~(uint32_t)kVerifyCrcFlag, chunk);
     return verifies && status == kStatusSuccess ? VerifyChunk(block, &chunk) : status;
 }

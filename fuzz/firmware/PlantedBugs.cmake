@@ -15,8 +15,8 @@ plant_bug_in_flashloader(NAME old_bytes_behind_the_chunk FILE firmware/commands.
     RIGHT "FirstProgrammed(sliceEnd, sectorEnd) == sectorEnd" WRONG "sliceEnd <= sectorEnd"
     REASON "both flashloaders")
 plant_bug_in_flashloader(NAME part_of_a_word_in_a_run FILE firmware/commands.c
-    RIGHT "(FirstProgrammed(wordAddress, end) - wordAddress) / 4"
-    WRONG "(FirstProgrammed(wordAddress, end) - wordAddress + 3) / 4"
+    RIGHT "FirstProgrammed(wordAddress, end)) - wordAddress) / 4"
+    WRONG "FirstProgrammed(wordAddress, end)) - wordAddress + 3) / 4"
     REASON "both flashloaders|AddressSanitizer|a run lies in")
 plant_bug_in_flashloader(NAME chunk_longer_than_a_buffer FILE firmware/commands.c
     RIGHT "block->length > state->workspace->sectorBytes" WRONG "block->length > 2 * state->workspace->sectorBytes"

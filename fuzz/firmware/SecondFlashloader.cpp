@@ -10,7 +10,7 @@ constexpr std::uint32_t kUnknownCommand = 0x105;
 constexpr std::uint32_t kVerificationIssue = 0x106;
 
 std::uint32_t EraseFailed(std::uint32_t sector, FsmStatus fsmStatus) {
-    return fsmStatus == kFsmSuccess ? 0 : 0x102 + fsmStatus * 0x10000U + sector * 0x100'0000U;
+    return 0x102 + fsmStatus * 0x10000U + sector * 0x100'0000U;
 }
 
 std::uint32_t ProgramFailed(FsmStatus fsmStatus) { return fsmStatus == kFsmSuccess ? 0 : 0x103 + fsmStatus * 0x10000U; }
@@ -64,17 +64,20 @@ std::uint32_t SecondFlashloader::EraseBank(const ::CommandBlock& block) {
         return kInvalidArguments;
     }
     const FsmStatus fsmStatus = flash.EraseBank();
-    std::uint32_t atFault = flash.sectorCount;
+    std::set<std::uint32_t> erased;
     for (std::uint32_t sector = 0; sector < flash.sectorCount; ++sector) {
         if (!flash.protectedSectors.contains(sector)) {
-            const bool isBlank = IsBlank(Content(sector * flash.sectorBytes, flash.sectorBytes));
-            atFault = isBlank ? atFault : std::min(atFault, sector);
-            if (fsmStatus == kFsmSuccess) {
-                fresh.insert(sector);
+            if (!IsBlank(Content(sector * flash.sectorBytes, flash.sectorBytes))) {
+                return EraseFailed(sector, fsmStatus);
             }
+            erased.insert(sector);
         }
     }
-    return EraseFailed(atFault % flash.sectorCount, fsmStatus);
+    if (fsmStatus != kFsmSuccess) {
+        return EraseFailed(0, fsmStatus);
+    }
+    fresh.merge(erased);
+    return 0;
 }
 
 std::uint32_t SecondFlashloader::EraseRange(const ::CommandBlock& block) {
@@ -92,11 +95,13 @@ std::uint32_t SecondFlashloader::EraseRange(const ::CommandBlock& block) {
 }
 
 std::uint32_t SecondFlashloader::EraseSector(std::uint32_t sector) {
-    const std::uint32_t status = EraseFailed(sector, flash.EraseSector(sector * flash.sectorBytes));
-    if (status == 0) {
-        fresh.insert(sector);
+    const std::uint32_t address = sector * flash.sectorBytes;
+    const FsmStatus fsmStatus = flash.EraseSector(address);
+    if (fsmStatus != kFsmSuccess || !IsBlank(Content(address, flash.sectorBytes))) {
+        return EraseFailed(sector, fsmStatus);
     }
-    return status;
+    fresh.insert(sector);
+    return 0;
 }
 
 Answer SecondFlashloader::BlankCheck(const ::CommandBlock& block) const {

@@ -30,7 +30,7 @@ public:
     std::uint32_t sectorCount;
     std::vector<std::uint8_t> bytes;
     std::set<std::uint32_t> protectedSectors;
-    bool onlySaysErased = false;  // an erase changes nothing and ends with success
+    bool onlySaysErased = false;                      // an erase changes nothing and ends with success
     std::map<std::uint32_t, std::uint8_t> stuckBits;  // by address: bits that stay 1 although the status says success
     std::function<void()> duringOperation;            // looks at, or spoils, the world while the controller works
 
