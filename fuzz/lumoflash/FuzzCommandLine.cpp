@@ -11,6 +11,7 @@
 #include "fuzz/InMemoryFile.h"
 #include "fuzz/SecondNumber.h"
 #include "fuzz/lumoflash/PrintedOptions.h"
+#include "fuzz/lumoflash/SecondCommandLine.h"
 #include "host/Failure.h"
 
 namespace flash::fuzz {
@@ -278,7 +279,11 @@ void CheckPrinting(const Options& options, std::uint32_t choices) {
 extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {
     using namespace flash::fuzz;
     const Arguments arguments = ReadInput({reinterpret_cast<const char*>(data), size});
-    if (const std::optional<Options> options = Read(arguments)) {
+    const std::optional<Options> options = Read(arguments);
+    if (const std::optional<bool> isAccepted = SecondCommandLine::Accepts(arguments)) {
+        FuzzRequire(options.has_value() == *isAccepted, "both readers accept the same command lines");
+    }
+    if (options) {
         CheckNumbers(*options, arguments);
         if (IsPrintable(*options)) {
             std::uint32_t choices = 0;
