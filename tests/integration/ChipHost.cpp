@@ -1,5 +1,6 @@
 #include "ChipHost.h"
 
+#include <cstdlib>
 #include <cstring>
 #include <stdexcept>
 
@@ -19,6 +20,12 @@ void Require(bool holds, const std::string& text) {
     if (!holds) {
         throw std::runtime_error(text);
     }
+}
+
+// That of the build, or another one: FLASH_TEST_IMAGES.
+std::string ImageFolder() {
+    const char* other = std::getenv("FLASH_TEST_IMAGES");
+    return other != nullptr ? other : FLASHLOADER_IMAGE_DIR;
 }
 
 }  // namespace
@@ -46,7 +53,7 @@ const char* ChipHost::SetProperty(const char* name, const char* value) {
 const char* ChipHost::LoadProgram(const char* fileName, const char* options, const char* directory) {
     return Guarded([&] {
         Require(std::string(options).empty() && std::string(directory) == kImageDirectory, "Unexpected arguments");
-        const ElfImage image = ReadElf(std::string(FLASHLOADER_IMAGE_DIR) + "/" + fileName);
+        const ElfImage image = ReadElf(ImageFolder() + "/" + fileName);
         symbols = image.symbols;
         for (const ElfSegment& segment : image.segments) {
             Send(segment.address, segment.bytes, 1);

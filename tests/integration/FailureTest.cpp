@@ -154,27 +154,6 @@ TEST_P(Failure, ALinkErrorAtAnyTransferOfALoadReachesTheUserAndASecondLoadIsClea
     }
 }
 
-// With the check on the target a load that says success has brought all of its data into flash.
-TEST_P(Failure, TheCheckOnTheTargetSeesThroughAControllerThatLies) {
-    const Bytes data = Pattern(40, 2);
-    for (const chip::Fault lie : {chip::Fault::OperationDoesNothing, chip::Fault::EarlyReady}) {
-        std::size_t caught = 0;
-        for (std::uint64_t n = 1; n <= 11; ++n) {  // the erase and ten words
-            SCOPED_TRACE(std::string(Name(lie)) + " at operation " + std::to_string(n));
-            ChipOnBench bench(Model());
-            bench.chip.PlaceInFlash(0, Pattern(40, 1));
-            bench.Property("CrcVerify") = "1";
-            bench.chip.Arm(lie, n);
-
-            const std::string error = bench.Load({{0, data}});
-
-            EXPECT_TRUE(!error.empty() || bench.FlashAt(0, data.size()) == data);
-            caught += error.empty() ? 0U : 1U;
-        }
-        EXPECT_GT(caught, 0U);
-    }
-}
-
 TEST_P(Failure, AChipWithoutPowerIsNamedAsSuch) {
     ChipOnBench bench(Model());
     bench.chip.PowerOff();
