@@ -155,11 +155,13 @@ TEST(AnyProgramCommand, BringsWhatLocksTheChipLast) {
     };
     const Case cases[] = {
         {"protection", 4, 0x20, 0xF1, false, 22},
+        {"protection of sector 24", 25, 0x1D, 0xFE, false, 21},
         {"protection of sector 31", 32, 0x1D, 0x7F, false, 21},
         {"protection of sector 32", 33, 0x1C, 0xFE, false, 21},
         {"protection of sector 65, which shares a bit with 33", 66, 0x1C, 0xFC, false, 22},
         {"debug port", 4, 0x20, 0xFF, true, 21},
         {"both", 4, 0x20, 0xF1, true, 23},
+        {"both, protection of sector 32", 33, 0x1C, 0xFE, true, 22},
         {"neither", 4, 0x20, 0xF9, false, 21},
     };
     for (const std::uint32_t command : {2u, 3u, 4u, 0x13u}) {
@@ -201,6 +203,15 @@ TEST(AnyProgramCommand, LeavesLocksThatAreThereAsTheyAre) {
         EXPECT_EQ(loader.FlashAt(kFlash - 0x29, 10), (Bytes{0x00, 1, 2, 3, 4, 5, 6, 7, 8, 0xF1}));
         EXPECT_EQ(loader.fake.words, 3);
     }
+}
+
+TEST(AnyProgramCommand, TakesZeroAloneForAClosedDebugPort) {
+    Flashloader loader;
+
+    EXPECT_EQ(loader.Program(2, kFlash - 0x2C, {0x10, 0x20, 0x30, 0x01}).status, 0U);
+
+    EXPECT_EQ(loader.fake.words, 1) << "the byte comes with its word";
+    EXPECT_EQ(loader.FlashAt(kFlash - 0x2C, 4), (Bytes{0x10, 0x20, 0x30, 0x01}));
 }
 
 TEST(AnyProgramCommand, EndsAtTheLockThatFails) {
@@ -703,6 +714,14 @@ TEST(BankEraseCommand, NamesTheFirstSectorThatShouldBeBlankAndIsNot) {
 
         EXPECT_EQ(loader.Run(1, 0, 0).status, EraseFailed(c.sector, kFsmFailed));
     }
+}
+
+TEST(BankEraseCommand, NamesTheFirstSectorOfAllWhenItOnlySaysErased) {
+    Flashloader loader;
+    loader.SetFlash(kSector - 1, {0x7F});
+    loader.fake.onlySaysErased = true;
+
+    EXPECT_EQ(loader.Run(1, 0, 0).status, EraseFailed(0, kFsmSuccess));
 }
 
 TEST(BankEraseCommand, AFailedOneCountsForNoSector) {
