@@ -10,11 +10,11 @@
 #include <vector>
 
 #include "chip/VirtualChip.h"
-#include "flashdevice/boundary/IFlashHost.h"
+#include "tests/support/StrictHost.h"
 
 namespace flash::test {
 
-class ChipHost final : public IFlashHost {
+class ChipHost final : public StrictHost {
 public:
     // Refers to the chip, which must live as long.
     explicit ChipHost(chip::VirtualChip& virtualChip) : chip(virtualChip) {}
@@ -48,20 +48,6 @@ public:
     const char* GetDirectoryPath() override;
     const char* WaitMilliseconds(std::uint32_t milliseconds) override;
     const char* SelectCore(const char* name) override;
-
-    void Reserved5() override {}
-    void Reserved7() override {}
-    void Reserved8() override {}
-    void Reserved9() override {}
-    void Reserved12() override {}
-    void Reserved15() override {}
-    void Reserved16() override {}
-    void Reserved17() override {}
-    void Reserved18() override {}
-    void Reserved23() override {}
-    void Reserved24() override {}
-    void Reserved25() override {}
-    void Reserved26() override {}
 
 private:
     std::uint32_t BlockAddress(std::uint32_t block) const { return symbols.at("g_cfg") + 24 * block; }
