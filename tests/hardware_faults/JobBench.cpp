@@ -54,7 +54,7 @@ std::string JobBench::Run() {
         bench->Property(name) = value;
     }
     bench->host.errors.clear();
-    const std::string error = bench->Initialize();
+    std::string error = bench->Initialize();
     if (!error.empty()) {
         return error;
     }
@@ -63,7 +63,7 @@ std::string JobBench::Run() {
 
 std::string JobBench::Repeat() {
     if (!job.hostKeeps.empty()) {
-        const std::string error = PutBack();
+        std::string error = PutBack();
         if (!error.empty()) {
             return error;
         }

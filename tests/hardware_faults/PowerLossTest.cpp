@@ -16,10 +16,10 @@ namespace {
 
 using chip::Fault;
 
-enum Sweep : std::size_t { kOnlyCut, kFirstCut, kSecondCut, kSweeps };
+enum Sweep : std::size_t { OnlyCut, FirstCut, SecondCut, SweepCount };
 
 // In the short form one cut in so many is made, and other ones for each job.
-constexpr std::size_t kShortStrides[kSweeps] = {23, 131, 29};
+constexpr std::size_t kShortStrides[SweepCount] = {23, 131, 29};
 
 struct Figures {
     std::size_t jobs = 0;
@@ -28,7 +28,7 @@ struct Figures {
     std::size_t pairs = 0;
     std::size_t tornCcfg = 0;  // cuts that left a last sector as no run leaves it
     std::size_t finished = 0;  // cuts that came when all was done
-    std::size_t turns[kSweeps] = {};
+    std::size_t turns[SweepCount] = {};
 };
 
 struct Cut {
@@ -107,7 +107,7 @@ protected:
         const std::string error = (bench.*work)();
         EXPECT_FALSE(bench.Chip().IsPowered()) << "the planned cut did not come";
         EXPECT_NE(error, "") << "success was reported for work that was cut";
-        const Bytes flash = bench.Flash();
+        Bytes flash = bench.Flash();
         ExpectOthersUntouched(flash);
         ExpectDefinedProtection(flash);
         return flash;
@@ -145,7 +145,7 @@ protected:
     }
 
     void CutOnce() {
-        ForEachCut(operations, kOnlyCut, [&](const Cut& cut) {
+        ForEachCut(operations, OnlyCut, [&](const Cut& cut) {
             bench.Place(job.initialFlash);
             ExpectRepeatable(Lose(cut, &JobBench::Run));
             ++figures.cuts;
@@ -156,7 +156,7 @@ protected:
     // cuts.
     void CutTwice() {
         std::set<std::size_t> swept;
-        ForEachCut(operations, kFirstCut, [&](const Cut& cut) {
+        ForEachCut(operations, FirstCut, [&](const Cut& cut) {
             bench.Place(job.initialFlash);
             const Bytes left = Lose(cut, &JobBench::Run);
             if (!IsLocked(left) && swept.insert(HashOf(left)).second) {
@@ -168,7 +168,7 @@ protected:
         bench.Place(left);
         const std::uint64_t before = bench.Operations();
         ASSERT_EQ(bench.Repeat(), "");
-        ForEachCut(bench.Operations() - before, kSecondCut, [&](const Cut& cut) {
+        ForEachCut(bench.Operations() - before, SecondCut, [&](const Cut& cut) {
             bench.Place(left);
             ExpectRepeatable(Lose(cut, &JobBench::Repeat));
             ++figures.pairs;
