@@ -1,10 +1,11 @@
-# `flash_plant_bug(NAME x LIBRARY y SOURCES … FILE of the LIBRARY, from the top folder; RIGHT text in it that becomes the
-# WRONG one; REASON that the finding must give; if wanted CORPUS z, MAX_LENGTH n)`: a variant of a fuzz target that has
-# one bug, and a test that passes when the fuzzer finds it within 200 000 runs. Without a corpus it starts from nothing.
+# `flash_plant_bug(NAME x TARGET y, whose objects it takes; LIBRARY z FILE of the LIBRARY, from the top folder; RIGHT text
+# in it that becomes the WRONG one; REASON that the finding must give; if wanted CORPUS c, MAX_LENGTH n)`: a variant of a
+# fuzz target that has one bug, and a test that passes when the fuzzer finds it within 200 000 runs. Without a corpus it
+# starts from nothing.
 include(Planting)
 
 function(flash_plant_bug)
-    cmake_parse_arguments(PARSE_ARGV 0 ARG "" "NAME;LIBRARY;FILE;RIGHT;WRONG;CORPUS;MAX_LENGTH;REASON" "SOURCES")
+    cmake_parse_arguments(PARSE_ARGV 0 ARG "" "NAME;TARGET;LIBRARY;FILE;RIGHT;WRONG;CORPUS;MAX_LENGTH;REASON" "")
     set(target planted_${ARG_NAME})
     set(corpus)
     if(ARG_CORPUS)
@@ -17,7 +18,7 @@ function(flash_plant_bug)
     endif()
     flash_plant_source(planted ${ARG_FILE} "${ARG_RIGHT}" "${ARG_WRONG}")
     # Its symbols come before those of the library, so that the library's own file is left out.
-    add_executable(${target} ${ARG_SOURCES} ${planted})
+    add_executable(${target} $<TARGET_OBJECTS:fuzz_${ARG_TARGET}> ${planted})
     target_include_directories(${target} PRIVATE ${PROJECT_SOURCE_DIR} $<TARGET_PROPERTY:${ARG_LIBRARY},INCLUDE_DIRECTORIES>)
     target_compile_definitions(${target} PRIVATE $<TARGET_PROPERTY:${ARG_LIBRARY},COMPILE_DEFINITIONS>)
     target_link_libraries(${target} PRIVATE ${ARG_LIBRARY} flash_build_options)

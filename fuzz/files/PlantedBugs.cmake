@@ -1,19 +1,19 @@
 # One small mistake in the readers of program files each, which the fuzzer must find.
 include(${PROJECT_SOURCE_DIR}/fuzz/PlantBug.cmake)
 
-flash_plant_bug(NAME half_a_byte LIBRARY host_files SOURCES FuzzIntelHex.cpp CORPUS intel_hex
+flash_plant_bug(NAME half_a_byte LIBRARY host_files TARGET intel_hex CORPUS intel_hex
     FILE host/files/TextRecords.cpp RIGHT "if (column < line.size())" WRONG "if (column + 1 < line.size())"
     REASON "the second reader agrees")
-flash_plant_bug(NAME linear_for_ever LIBRARY host_files SOURCES FuzzIntelHex.cpp CORPUS intel_hex
+flash_plant_bug(NAME linear_for_ever LIBRARY host_files TARGET intel_hex CORPUS intel_hex
     FILE host/files/IntelHex.cpp RIGHT "isLinear = false;\n            return" WRONG "return"
     REASON "the second reader agrees")
-flash_plant_bug(NAME more_than_the_record_says LIBRARY host_files SOURCES FuzzSRecord.cpp CORPUS s_record
+flash_plant_bug(NAME more_than_the_record_says LIBRARY host_files TARGET s_record CORPUS s_record
     FILE host/files/SRecord.cpp RIGHT "if (bytes[0] != bytes.size() - 1)" WRONG "if (bytes[0] > bytes.size() - 1)"
     REASON "the second reader agrees")
-flash_plant_bug(NAME byte_behind_the_elf_file LIBRARY host_files SOURCES FuzzElfFile.cpp CORPUS elf_file MAX_LENGTH 2048
+flash_plant_bug(NAME byte_behind_the_elf_file LIBRARY host_files TARGET elf_file CORPUS elf_file MAX_LENGTH 2048
     FILE host/files/ElfFile.cpp RIGHT "length > content.size() - offset" WRONG "length > content.size() - offset + 1"
     REASON "Assertion|AddressSanitizer|lie in the file")
-flash_plant_bug(NAME overlap_of_one_byte LIBRARY host_files SOURCES FuzzProgramImage.cpp CORPUS program_image
+flash_plant_bug(NAME overlap_of_one_byte LIBRARY host_files TARGET program_image CORPUS program_image
     FILE host/files/ProgramImage.cpp
     RIGHT "other->first < EndOf(address, length)" WRONG "other->first + 1 < EndOf(address, length)"
     REASON "an addition is refused exactly when it does not fit|a merge is refused exactly when something overlaps")

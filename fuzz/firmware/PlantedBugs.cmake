@@ -2,7 +2,7 @@
 include(${PROJECT_SOURCE_DIR}/fuzz/PlantBug.cmake)
 
 function(plant_bug_in_flashloader)
-    flash_plant_bug(LIBRARY flashloader_core SOURCES FuzzFlashloader.cpp ModelFlash.cpp SecondFlashloader.cpp ${ARGN})
+    flash_plant_bug(LIBRARY flashloader_core TARGET flashloader ${ARGN})
 endfunction()
 
 plant_bug_in_flashloader(NAME forgotten_erase FILE firmware/commands.c

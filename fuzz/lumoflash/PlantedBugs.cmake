@@ -2,7 +2,7 @@
 include(${PROJECT_SOURCE_DIR}/fuzz/PlantBug.cmake)
 
 function(plant_bug_in_command_line)
-    flash_plant_bug(LIBRARY lumoflash_app SOURCES FuzzCommandLine.cpp PrintedOptions.cpp ../NumberMutator.cpp
+    flash_plant_bug(LIBRARY lumoflash_app TARGET command_line
         CORPUS command_line ${ARGN})
 endfunction()
 
