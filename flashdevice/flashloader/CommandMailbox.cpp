@@ -81,8 +81,6 @@ void FlashDeviceLumo::ReportStatus(std::uint32_t status) {
         case kCodeVerificationIssue:
             ReportVerificationIssue();
             break;
-        default:
-            break;
     }
 }
 
