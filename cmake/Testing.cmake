@@ -28,3 +28,11 @@ function(flash_add_tests)
     add_test(NAME ${ARG_NAME} COMMAND ${ARG_NAME})
     set_tests_properties(${ARG_NAME} PROPERTIES ENVIRONMENT "WINEDEBUG=-all" TIMEOUT 300)
 endfunction()
+
+# A module that hosts could load, of the sources given and, for the rest, of the plug-in's own library:
+# `flash_add_module(TARGET source…)`.
+function(flash_add_module TARGET)
+    add_library(${TARGET} MODULE ${ARGN})
+    target_link_libraries(${TARGET} PRIVATE flashdevice_core flash_build_options)
+    set_target_properties(${TARGET} PROPERTIES CXX_VISIBILITY_PRESET hidden VISIBILITY_INLINES_HIDDEN ON)
+endfunction()

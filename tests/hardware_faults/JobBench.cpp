@@ -113,10 +113,4 @@ std::string JobBench::ReadBack(const std::vector<ByteRange>& ranges, const Bytes
     return "";
 }
 
-bool JobBench::HandlesVerification() {
-    bool handles = false;
-    bench->device->HandlesVerification(0, &handles);
-    return handles;
-}
-
 }  // namespace flash::test

@@ -29,8 +29,6 @@ public:
     std::size_t Faults() const;
     // Reads the ranges as a debugger does. The first byte that differs, in words, or nothing.
     std::string ReadBack(const std::vector<ByteRange>& ranges, const Bytes& expected);
-    // Whether the plug-in says that the host need not read back.
-    bool HandlesVerification();
 
     chip::VirtualChip& Chip() { return bench->chip; }
 

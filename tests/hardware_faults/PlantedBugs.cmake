@@ -8,9 +8,7 @@ function(flash_plant_swept_bug)
         flash_link_planted_image(planted_${ARG_NAME} ${ARG_FILE} ${planted})
         set(underTest FLASH_TEST_IMAGES=${CMAKE_CURRENT_BINARY_DIR}/planted_${ARG_NAME})
     else()
-        add_library(planted_${ARG_NAME} MODULE ${planted} ${PROJECT_SOURCE_DIR}/flashdevice/boundary/CreateFlashDevice2.cpp)
-        target_link_libraries(planted_${ARG_NAME} PRIVATE flashdevice_core flash_build_options)
-        set_target_properties(planted_${ARG_NAME} PROPERTIES CXX_VISIBILITY_PRESET hidden VISIBILITY_INLINES_HIDDEN ON)
+        flash_add_module(planted_${ARG_NAME} ${planted} ${PROJECT_SOURCE_DIR}/flashdevice/boundary/CreateFlashDevice2.cpp)
         set(underTest FLASH_TEST_MODULE=$<TARGET_FILE:planted_${ARG_NAME}>)
     endif()
     add_dependencies(hardware_faults_tests planted_${ARG_NAME})
@@ -21,21 +19,14 @@ endfunction()
 
 # LumoD's image with the planted file instead of the right one, in a folder of the target's name.
 function(flash_link_planted_image target file planted)
-    set(firmware ${PROJECT_SOURCE_DIR}/firmware)
-    set(sources start_up.c mailbox.c commands.c crc32.c port/virtual_chip/flash_port.c variants/lumod.c)
-    list(TRANSFORM sources PREPEND ${firmware}/)
-    list(TRANSFORM sources REPLACE "^${PROJECT_SOURCE_DIR}/${file}$" ${planted})
     set(folder ${CMAKE_CURRENT_BINARY_DIR}/${target})
     file(MAKE_DIRECTORY ${folder})
-    file(GLOB headers CONFIGURE_DEPENDS ${firmware}/*.h)
-    add_custom_command(OUTPUT ${folder}/lumod-flashloader.elf
-        COMMAND ${ARM_GCC} -mcpu=cortex-m3 -mthumb -std=c11 -O2 -ffreestanding -fno-tree-loop-distribute-patterns
-            -ffunction-sections -fdata-sections -I${PROJECT_SOURCE_DIR} ${sources}
-            -nostdlib -Wl,--gc-sections,--build-id=none -L${firmware}/variants -Tlumod.ld
-            -o ${folder}/lumod-flashloader.elf
-        DEPENDS ${sources} ${headers} ${firmware}/variants/lumod.ld ${firmware}/variants/sections.ld
-        VERBATIM)
+    flash_compile_for_target(${planted} ${folder}/planted.o)
+    cmake_path(GET file STEM name)
+    list(TRANSFORM LUMOD_FLASHLOADER_OBJECTS REPLACE ".*/${name}_c\\.o$" ${folder}/planted.o OUTPUT_VARIABLE objects)
+    flash_link_for_target(lumod ${folder}/lumod-flashloader.elf ${objects})
     add_custom_target(${target} DEPENDS ${folder}/lumod-flashloader.elf)
+    add_dependencies(${target} flashloader_images)
 endfunction()
 
 flash_plant_swept_bug(NAME host_errors_ignored FILE flashdevice/boundary/HostServices.cpp
@@ -52,11 +43,11 @@ flash_plant_swept_bug(NAME half_a_load_is_one FILE firmware/commands.c
     RIGHT "return FirstDifference(slice) == slice->length" WRONG "return FirstDifference(slice) != 0"
     JOB "*PowerLoss*/LoadOnLumoD" REASON "the same command leaves another flash")
 flash_plant_swept_bug(NAME check_not_looked_at FILE firmware/commands.c
-    RIGHT "verifies && status == kStatusSuccess ? VerifyChunk(block, &chunk) : status" WRONG "status"
+    RIGHT "status == kStatusSuccess ? VerifyChunk" WRONG "status != kStatusSuccess ? VerifyChunk"
     JOB "*SilentLies*/LoadWithoutEraseCheckedOnLumoD" REASON "success was reported for flash that is not as asked")
 flash_plant_swept_bug(NAME erase_believed FILE firmware/commands.c
     RIGHT " || FirstProgrammed(address, address + sectorBytes) != address + sectorBytes" WRONG ""
     JOB "*SilentLies*/LoadWhatIsThereCheckedOnLumoD" REASON "success was reported for flash that is not as asked")
 flash_plant_swept_bug(NAME answer_not_looked_at FILE flashdevice/programming/ProgramPipeline.cpp
-    RIGHT "if (status != kStatusSuccess) {" WRONG "if (status == kStatusNotDone) {"
+    RIGHT "if (WaitForPostedCommand() != kStatusSuccess) {" WRONG "if (WaitForPostedCommand() == kStatusNotDone) {"
     JOB "*SilentLies*/ProtectSomeCheckedOnLumoD" REASON "success was reported for flash that is not as asked")
