@@ -14,6 +14,7 @@ namespace {
 constexpr std::int64_t kPhaseLoadStarts = 1;
 constexpr std::int64_t kPhaseLoadFinished = 2;
 constexpr std::uint32_t kProtectablePages = 64;
+
 [[noreturn]] void Refuse(const std::string& text) { throw Failure(FailureKind::BadInput, text); }
 
 const char* OnOff(bool isOn) { return isOn ? "1" : "0"; }
@@ -244,9 +245,7 @@ void Session::PutCcfgBack(const Kept& kept, ScopedSettings& scope) {
         if (ReadMemory(kept.ccfgAddress, length) == kept.ccfg) {
             return;
         }
-        scope.Set("KeepCcfgSetting", OnOff(false));
-        scope.Set("FlashPageToggle", OnOff(false));
-        scope.Set("FlashPagesFilledWith", OnOff(false));
+        scope.SwitchOff(WriteOptions());
         scope.Set("CrcVerify", OnOff(true));
         scope.Set("FlashEraseSetting", EraseSettingText(EraseChoice::Retain));
         Operate("Putting CCFG back", Phase::Close, length, [&] {
@@ -278,9 +277,7 @@ void Session::WarnIfFails(const std::string& consequence, const std::function<vo
 }
 
 void Session::Close(const ClosingChanges& changes, ScopedSettings& scope) {
-    scope.Set("KeepCcfgSetting", "0");  // it would put the old CCFG back over the changed one
-    scope.Set("FlashPageToggle", "0");
-    scope.Set("FlashPagesFilledWith", "0");
+    scope.SwitchOff(WriteOptions());  // the kept CCFG would be put back over the changed one
     if (changes.protectedPages) {
         // The plug-in replaces the protection; pages that are protected stay so.
         PageSet pages = ReadCcfg().protectedPages;

@@ -35,12 +35,9 @@ const AddressNames& NamesOf(AddressKind kind) {
 
 // Everything that would make a named operation do more than its name says.
 void SwitchOptionsOff(ScopedSettings& scope) {
-    for (const std::string& option : ClosingOptions()) {
-        scope.Set(option, "0");
-    }
-    for (const char* option : {"KeepCcfgSetting", "FlashPageToggle", "FlashPagesFilledWith", "CrcVerify"}) {
-        scope.Set(option, "0");
-    }
+    scope.SwitchOff(ClosingOptions());
+    scope.SwitchOff(WriteOptions());
+    scope.Set("CrcVerify", "0");
 }
 
 // The number in front of `unit` in "352 KB (44 sectors)".

@@ -29,6 +29,12 @@ void ScopedSettings::Set(const std::string& key, const std::string& value) {
     settings.Set(key, value);
 }
 
+void ScopedSettings::SwitchOff(const std::vector<std::string>& options) {
+    for (const std::string& option : options) {
+        Set(option, "0");
+    }
+}
+
 ScopedSettings::~ScopedSettings() {
     // Backwards, so that a key that was changed twice gets its first value.
     for (auto change = earlier.rbegin(); change != earlier.rend(); ++change) {
@@ -51,15 +57,18 @@ const std::vector<std::string>& ClosingOptions() {
     return options;
 }
 
+const std::vector<std::string>& WriteOptions() {
+    static const std::vector<std::string> options{"KeepCcfgSetting", "FlashPageToggle", "FlashPagesFilledWith"};
+    return options;
+}
+
 Settings DefaultSettings() {
     Settings settings;
-    for (const std::string& option : ClosingOptions()) {
-        settings.Set(option, "0");
-    }
     // Some of these are read without a test for existence, so all of them always exist.
-    for (const char* option :
-         {"KeepCcfgSetting", "FlashPageToggle", "FlashPagesFilledWith", "CrcVerify", "FlashVerboseMode"}) {
-        settings.Set(option, "0");
+    for (const auto& options : {ClosingOptions(), WriteOptions(), {"CrcVerify", "FlashVerboseMode"}}) {
+        for (const std::string& option : options) {
+            settings.Set(option, "0");
+        }
     }
     for (const char* text :
          {"FlashPages", "WriteProtectionText", "ProgramLoadEraseSpecificText", "StandaloneEraseSpecificText"}) {

@@ -41,6 +41,7 @@ public:
     ScopedSettings& operator=(const ScopedSettings&) = delete;
 
     void Set(const std::string& key, const std::string& value);
+    void SwitchOff(const std::vector<std::string>& options);
 
 private:
     Settings& settings;
@@ -52,5 +53,8 @@ Settings DefaultSettings();
 
 // The options that rewrite the last sector when an operation ends.
 const std::vector<std::string>& ClosingOptions();
+
+// The options by which a write programs something else than the bytes given.
+const std::vector<std::string>& WriteOptions();
 
 }  // namespace flash::host
