@@ -328,6 +328,7 @@ static uint32_t BankErase(LoadState* state, const CommandBlock* block) {
     const FsmStatus fsmStatus = FlashPortEraseBank();
     const uint32_t notErased = FirstSectorNotErased(state);
     if (fsmStatus != kFsmSuccess || notErased != FlashPortSectorCount()) {
+        // The first sector stands for a failure that left nothing behind.
         return EraseFailure(notErased % FlashPortSectorCount(), fsmStatus);
     }
     for (uint32_t i = 0; i < FlashPortSectorCount(); ++i) {

@@ -43,7 +43,7 @@ public:
     virtual const char* Execute(const char* operation) = 0;
 
     // Slot 6. Tells that a program load starts (1) or has finished (2); any other number resets the state of the
-    // operation in progress.
+    // operation in progress. Only the low 32 bits count.
     virtual const char* NotifyPhase(std::int64_t phase) = 0;
 
     // Slot 7. Whether the settings make the plug-in decide what is programmed or check it itself, so that the host's

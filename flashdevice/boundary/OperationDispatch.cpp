@@ -26,9 +26,9 @@ void FlashDeviceLumo::ExecuteOperation(const std::string& operation) {
         const bool isErased = MassErase();
         OnFlashPhase(2);
         // Only reported, on purpose: to the host the operation succeeded.
-        if (!isErased) {  // GCOVR_EXCL_START: a failure throws
-            ReportErrorText("Flash Programmer: Error erasing flash.");
-        }  // GCOVR_EXCL_STOP
+        if (!isErased) {                                                // GCOVR_EXCL_BR_LINE: a failure throws
+            ReportErrorText("Flash Programmer: Error erasing flash.");  // GCOVR_EXCL_LINE: a failure throws
+        }
     } else if (IsAddressRead(operation)) {
         DoReadMacAddress(operation);
         ShowMacAddress(operation);

@@ -96,6 +96,7 @@ protected:
     bool PostCommand(const CommandBlock& block);
     std::uint32_t WaitForCommand();
     std::uint32_t WaitForPostedCommand();
+    std::uint32_t WaitForBlock(std::uint32_t block);
     void ReportStatus(std::uint32_t status);
     void ReportVerificationIssue();
     bool EraseSectorRanges(const char* propertyName);
@@ -110,7 +111,6 @@ protected:
     Command ChooseProgramCommand();
     void WriteChunkToBuffer(const std::uint8_t* data, std::uint32_t length);
     void PrintChunk(std::uint32_t chunkNumber, const CommandBlock& block);
-    void WaitForLastCommand();
 
     // Keep CCFG (programming/KeepCcfg.cpp)
     bool KeepCcfgActive();
@@ -174,11 +174,10 @@ protected:
     // A cleared bit protects its page, and stays cleared as long as the device lives.
     std::array<std::uint32_t, 2> writeProtectWords = {0xFFFF'FFFF, 0xFFFF'FFFF};
 
-    std::uint32_t verboseState = kVerboseUnread;  // else 0 or 1
-
     // Flashloader link; block N goes with buffer N. Until an image is loaded all addresses are the start of SRAM.
     bool bankEraseDone = false;
     bool flashloaderLoaded = false;
+    std::uint32_t verboseState = kVerboseUnread;  // else 0 or 1
     std::array<std::uint32_t, 2> bufferAddress = {0x2000'0000, 0x2000'0000};
     std::array<std::uint32_t, 2> commandBlockAddress = {0x2000'0000, 0x2000'0000};
     std::uint32_t currentBlock = 0;  // the pair that the next command uses

@@ -1,7 +1,6 @@
 #include "flashdevice/device/FlashUtil.h"
 
 #include <algorithm>
-#include <array>
 #include <stdexcept>
 
 #include "flashdevice/boundary/HostServices.h"

@@ -1,6 +1,6 @@
 // Giving the flashloader its work and waiting for the answer. Two command blocks are used in turn, so that the host
 // fills one buffer while the target works from the other: post, flip `currentBlock`, wait (for the block posted
-// before).
+// before). The flip comes with the post, whatever fails behind it: the target looks for the next command there.
 #include <stdexcept>
 
 #include "flashdevice/boundary/HostServices.h"
@@ -29,8 +29,13 @@ bool FlashDeviceLumo::PostCommand(const CommandBlock& block) {
     return true;
 }
 
-std::uint32_t FlashDeviceLumo::WaitForCommand() {
-    const std::uint32_t statusAddress = commandBlockAddress[currentBlock] + kStatusOffset;
+std::uint32_t FlashDeviceLumo::WaitForCommand() { return WaitForBlock(currentBlock); }
+
+// For a command that must see its own answer before anything else is posted.
+std::uint32_t FlashDeviceLumo::WaitForPostedCommand() { return WaitForBlock(currentBlock ^ 1); }
+
+std::uint32_t FlashDeviceLumo::WaitForBlock(std::uint32_t block) {
+    const std::uint32_t statusAddress = commandBlockAddress[block] + kStatusOffset;
     for (std::uint32_t budget = kWaitBudgetMilliseconds; budget != 0; budget -= kPollIntervalMilliseconds) {
         const std::uint32_t status = ReadWord(statusAddress);
         if (status != kStatusNotDone) {
@@ -42,13 +47,6 @@ std::uint32_t FlashDeviceLumo::WaitForCommand() {
     PrintFormatted("Target timed out! (Block %d)", static_cast<int>(blockInWork));
     ReportStatus(kStatusNotDone);
     return kStatusNotDone;
-}
-
-// For a command that must see its own answer before anything else is posted.
-std::uint32_t FlashDeviceLumo::WaitForPostedCommand() {
-    const std::uint32_t status = WaitForCommand();
-    currentBlock ^= 1;
-    return status;
 }
 
 // Decodes every status, although only time-outs come here: an answer in time goes to the caller as it is, on purpose.
@@ -100,9 +98,9 @@ void FlashDeviceLumo::ReportVerificationIssue() {
 bool FlashDeviceLumo::EraseSectorRanges(const char* propertyName) {
     for (const std::string& pages : PageListToRanges(propertyName, false)) {
         const AddressRange range = ParsePageRange(pages, sectorSize);
-        if (!LoadFlashloader()) {  // GCOVR_EXCL_START: a failure throws
-            return false;
-        }  // GCOVR_EXCL_STOP
+        if (!LoadFlashloader()) {  // GCOVR_EXCL_BR_LINE: a failure throws
+            return false;          // GCOVR_EXCL_LINE: a failure throws
+        }
         // The length is one less than the number of bytes, on purpose: the flashloader's rule for this command.
         const CommandBlock block{static_cast<std::uint32_t>(Command::EraseSectors), range.first,
                                  range.last - range.first, 0};

@@ -17,17 +17,19 @@ bool FlashDeviceLumo::MassErase() {
         PrintFormatted("Performing bank erase");
     }
     HoldCcfg();
-    if (!LoadFlashloader()) {  // GCOVR_EXCL_START: a failure throws
+    if (!LoadFlashloader()) {  // GCOVR_EXCL_BR_LINE: a failure throws
+        // GCOVR_EXCL_START: a failure throws
         if (IsVerbose()) {
             PrintFormatted("Bank Erase: Failed to write flashloader to target");
         }
         return false;
-    }  // GCOVR_EXCL_STOP
-    // GCOVR_EXCL_START: a failure throws
-    if (!PostCommand({static_cast<std::uint32_t>(Command::BankErase), 0, 0, 0})) {
-        return false;
+        // GCOVR_EXCL_STOP
     }
-    // GCOVR_EXCL_STOP
+    const CommandBlock block{static_cast<std::uint32_t>(Command::BankErase), 0, 0, 0};
+    if (!PostCommand(block)) {  // GCOVR_EXCL_BR_LINE: a failure throws
+        return false;           // GCOVR_EXCL_LINE: a failure throws
+    }
+    currentBlock ^= 1;
     Run();
     if (WaitForPostedCommand() != kStatusSuccess) {
         PrintFormatted("%s", kBankEraseFailed);

@@ -1,11 +1,10 @@
 // The chip's radio addresses. On the target the least significant byte comes first, in texts the most significant.
-#include <algorithm>
 #include <stdexcept>
+#include <utility>
 
 #include "flashdevice/boundary/HostServices.h"
 #include "flashdevice/device/FlashDeviceLumo.h"
 #include "flashdevice/device/MemoryField.h"
-#include "flashdevice/device/NumberText.h"
 #include "flashdevice/operations/MacAddressText.h"
 #include "flashdevice/operations/OperationNames.h"
 
@@ -29,8 +28,8 @@ bool FlashDeviceLumo::DoReadMacAddress(const std::string& command) {
     if (command.find("Sec") != std::string::npos) {
         field.address += flashSize - referenceFlashSize;
     }
-    std::vector<std::uint8_t>& bytes = macAddressCache[command];
-    bytes.resize(field.length);
+    macAddressCache.erase(command);  // what cannot be read is not written back later
+    std::vector<std::uint8_t> bytes(field.length);
     try {
         ReadBytes(bytes.data(), bytes.data() + bytes.size(), field.address);
     } catch (const std::exception& error) {
@@ -38,6 +37,7 @@ bool FlashDeviceLumo::DoReadMacAddress(const std::string& command) {
         throw std::runtime_error("DoReadMacAddress(): Failed to read " + std::to_string(field.length) +
                                  " bytes from 0x.\nError: " + error.what());
     }
+    macAddressCache[command] = std::move(bytes);
     return true;
 }
 

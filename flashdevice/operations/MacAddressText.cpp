@@ -2,6 +2,7 @@
 
 #include <algorithm>
 #include <stdexcept>
+#include <string_view>
 
 #include "flashdevice/device/FlashUtil.h"
 #include "flashdevice/device/NumberText.h"
@@ -9,14 +10,30 @@
 namespace flash {
 namespace {
 
-bool MayStandInAddress(char character) {
-    return DigitValue(character) < 16 || IsWhiteSpace(character) || character == '+' || character == '-' ||
-           character == ':';
+std::string_view TrimWhiteSpace(std::string_view text) {
+    while (!text.empty() && IsWhiteSpace(text.front())) {
+        text.remove_prefix(1);
+    }
+    while (!text.empty() && IsWhiteSpace(text.back())) {
+        text.remove_suffix(1);
+    }
+    return text;
+}
+
+// Digits, behind a sign or none; nothing at all stands for 0.
+bool IsHexadecimal(std::string_view piece) {
+    piece = TrimWhiteSpace(piece);
+    const bool hasSign = piece.starts_with('+') || piece.starts_with('-');
+    if (hasSign) {
+        piece.remove_prefix(1);
+    }
+    const bool isLoneSign = hasSign && piece.empty();
+    return !isLoneSign && std::ranges::all_of(piece, [](char digit) { return DigitValue(digit) < 16; });
 }
 
 // The conversion of bytes stops at a character that is no digit; in an address such a character is a mistake.
 std::vector<std::uint8_t> ConvertStrictly(const std::string& text) {
-    if (!std::all_of(text.begin(), text.end(), MayStandInAddress)) {
+    if (!std::ranges::all_of(FlashUtil::SplitString(text, ':'), IsHexadecimal)) {
         throw std::runtime_error("not hexadecimal");
     }
     std::vector<std::uint8_t> bytes;

@@ -1,5 +1,6 @@
 // Keeping the customer configuration area (CCFG) across programming: saved before, kept out of the data, written back.
 #include <stdexcept>
+#include <utility>
 
 #include "flashdevice/device/FlashDeviceLumo.h"
 #include "flashdevice/flashloader/CommandBlock.h"
@@ -68,25 +69,28 @@ void FlashDeviceLumo::RestoreCcfg() {
     if (length == 0 || length > sectorSize) {
         return;
     }
-    if (!LoadFlashloader()) {  // GCOVR_EXCL_START: a failure throws
+    if (!LoadFlashloader()) {  // GCOVR_EXCL_BR_LINE: a failure throws
+        // GCOVR_EXCL_START: a failure throws
         if (IsVerbose()) {
             PrintFormatted("Restore CCFG: Failed to write flashloader to target.");
         }
         return;
-    }  // GCOVR_EXCL_STOP
+        // GCOVR_EXCL_STOP
+    }
     if (IsVerbose()) {
         PrintFormatted("Keep CCFG: Programming CCFG back to target (addr=0x%08X, length=%d|0x%x).", ccfgData->address,
                        static_cast<int>(length), length);
     }
     WriteCcfgToBuffer();
-    // GCOVR_EXCL_START: a failure throws
-    if (!PostCommand({static_cast<std::uint32_t>(Command::ProgramRetain), ccfgData->address, length, 0})) {
+    const CommandBlock block{static_cast<std::uint32_t>(Command::ProgramRetain), ccfgData->address, length, 0};
+    if (!PostCommand(block)) {  // GCOVR_EXCL_BR_LINE: a failure throws
+        // GCOVR_EXCL_START: a failure throws
         if (IsVerbose()) {
             PrintFormatted("Restore CCFG: Failed to write configuration block to target.");
         }
         return;
+        // GCOVR_EXCL_STOP
     }
-    // GCOVR_EXCL_STOP
     // Not waited for: the next command's wait covers it.
     currentBlock ^= 1;
 }

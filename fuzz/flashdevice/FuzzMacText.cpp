@@ -1,6 +1,6 @@
 // Radio addresses as the user writes them: a second reader finds the same bytes or the same words of refusal; what is
 // printed reads back.
-#include <algorithm>
+#include <regex>
 
 #include "flashdevice/device/FlashUtil.h"
 #include "flashdevice/operations/MacAddressText.h"
@@ -13,9 +13,8 @@ namespace {
 using Bytes = std::vector<std::uint8_t>;
 
 bool IsPart(const std::string& piece) {
-    const std::string allowed = "0123456789abcdefABCDEF+- \t\n\v\f\r";
-    return piece.size() <= 2 && piece.find_first_not_of(allowed) == std::string::npos &&
-           SecondNumber(piece, 16) <= 0xFF;
+    static const std::regex hexadecimal("\\s*([+-]?[0-9a-fA-F]+)?\\s*", std::regex::optimize);
+    return piece.size() <= 2 && std::regex_match(piece, hexadecimal) && SecondNumber(piece, 16) <= 0xFF;
 }
 
 Bytes SecondAddress(const std::string& text, std::uint32_t length) {

@@ -29,9 +29,9 @@ private:
     std::vector<bool> members;
 };
 
-// Stricter than the plug-in, to which a stray comma names page 0: every item is N or N-M with N at most M and both
-// below `pageCount`, and there is at least one. Blanks around numbers are fine. Throws Failure (BadInput); `option`
-// names the source of the text.
+// Stricter than the plug-in, to which a leading or doubled comma names page 0: every item is N or N-M with N at most M
+// and both below `pageCount`, and there is at least one. Blanks around numbers are fine. Throws Failure (BadInput);
+// `option` names the source of the text.
 PageSet ParsePageList(std::string_view text, std::uint32_t pageCount, std::string_view option);
 
 }  // namespace flash::host

@@ -206,20 +206,18 @@ def freeze(tokens, first, last):
 
 
 def freeze_exempt_lines(source):
-    """In a part between two marks, what the first curly bracket encloses: the condition before it is reached."""
     part = None
     for number, line in enumerate(source.text.split("\n"), 1):
         if EXEMPT_LINE in line:
-            freeze_part(source, number, number)
+            freeze_lines(source, number, number)
         if EXEMPT_START in line:
             part = number
         if EXEMPT_STOP in line and part is not None:
-            freeze_part(source, part, number)
+            freeze_lines(source, part, number)
             part = None
 
 
-def freeze_part(source, first_line, last_line):
-    tokens = [t for t in source.tokens if first_line <= source.line_number(t.start) <= last_line]
-    opener = next((k for k, t in enumerate(tokens) if t.text == "{"), 0) if first_line != last_line else 0
-    for token in tokens[opener:]:
-        token.frozen = True
+def freeze_lines(source, first, last):
+    for token in source.tokens:
+        if first <= source.line_number(token.start) <= last:
+            token.frozen = True

@@ -238,6 +238,19 @@ TEST_F(Adapter, AFailingInitializeLeavesItsResultsUntouched) {
     EXPECT_EQ(operations, before);
 }
 
+TEST_F(Adapter, WithoutMemoryForALongErrorTextItsFirst2048CharactersStay) {
+    const std::runtime_error error(std::string(5000, 'x'));
+    script.onWork = [&] {
+        FailAllocation(1);
+        throw error;
+    };
+
+    const std::string text = device->NotifyPhase(1);
+    FailAllocation(0);
+
+    EXPECT_EQ(text, std::string(2048, 'x'));
+}
+
 TEST_F(Adapter, AnAddressIsInFlashUpToTheSizeItself) {
     struct Case {
         std::uint64_t address;

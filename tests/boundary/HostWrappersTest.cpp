@@ -46,6 +46,14 @@ TEST_F(Wrappers, MoveTheBytes) {
     EXPECT_EQ(read, written);
 }
 
+TEST_F(Wrappers, TakeAValueThatTheHostDoesNotGiveForZero) {
+    host.givesValues = false;
+
+    EXPECT_EQ(device.ReadWord(0x4003'002C), 0U);
+    EXPECT_EQ(device.LookUpSymbol("g_buf1"), 0U);
+    EXPECT_EQ(device.ReadIdCode(), 0U);
+}
+
 TEST_F(Wrappers, DoNotCallTheHostForAnEmptyRange) {
     std::uint8_t byte = 0;
 

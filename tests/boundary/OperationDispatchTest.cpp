@@ -104,6 +104,34 @@ TEST(ExecuteOperation, RefusesUnknownNamesAfterPhase0) {
     }
 }
 
+// What a load without its end left behind is dropped first, whatever the name.
+TEST(ExecuteOperation, AKnownNameStartsWithPhase0) {
+    struct Case {
+        const char* name;
+        std::size_t loads;
+    };
+    const Case cases[] = {
+        {"Erase", 1},        {"MassErase()", 1}, {"EraseSectors", 1}, {"BlankCheck", 1},  {"WriteSecBle", 1},
+        {"WriteSecIeee", 1}, {"ReadPriBle", 0},  {"ReadSecBle", 0},   {"ReadPriIeee", 0}, {"ReadSecIeee", 0},
+    };
+    for (const Case& each : cases) {
+        OpenLumoD target;
+        target.host.properties["StandaloneEraseSpecificText"] = "2";
+        target.host.properties["DeviceBleSecondary"] = "00:00:00:00:00:00";
+        target.host.properties["DeviceIeeeSecondary"] = "00:00:00:00:00:00:00:00";
+        target.device.flashloaderLoaded = true;
+        target.device.currentBlock = 1;
+        target.device.pageRanges = {"1"};
+
+        target.device.ExecuteOperation(each.name);
+
+        EXPECT_EQ(target.flashloader.loads, each.loads) << each.name;
+        EXPECT_FALSE(target.device.flashloaderLoaded) << each.name;
+        EXPECT_EQ(target.device.currentBlock, 0U) << each.name;
+        EXPECT_TRUE(target.device.pageRanges.empty()) << each.name;
+    }
+}
+
 TEST(ExecuteOperation, ANameWithAZeroByteInsideIsUnknown) {
     OpenLumoD target;
     EXPECT_THROW(target.device.ExecuteOperation(std::string("Erase\0", 6)), std::runtime_error);

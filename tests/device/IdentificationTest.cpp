@@ -108,6 +108,7 @@ TEST_F(Identification, RefusesAnEmptyRevisionText) {
         Connect(idCode, "1::RevA");
         EXPECT_EQ(ThrownText<std::runtime_error>([&] { device.IdentifyDevice(); }),
                   "FlashUtil::ConvertRevisionStringToMajorMinor(): Input string is empty");
+        EXPECT_EQ(device.revisionName, "-") << "no name without its numbers";
     }
 }
 

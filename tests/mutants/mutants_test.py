@@ -98,8 +98,9 @@ class WhatIsChanged(unittest.TestCase):
 
     def test_condition_before_an_exempt_part_is_changed(self):
         self.assertCountEqual(
-            changed_lines("void F() {\n    if (!G()) {  // GCOVR_EXCL_START: cannot be\n        H(1);\n    }\n"
-                          "    // GCOVR_EXCL_STOP\n    I();\n}\n"),
+            changed_lines("void F() {\n    if (!G()) {  // GCOVR_EXCL_BR_LINE: cannot be\n"
+                          "        // GCOVR_EXCL_START: cannot be\n        H(1);\n        // GCOVR_EXCL_STOP\n    }\n"
+                          "    I();\n}\n"),
             ["if (G()) {", "if (true) {", "if (false) {", ";"])
 
     def test_change_names_its_function_and_loses_its_comment(self):

@@ -27,6 +27,13 @@ TEST(GetCcfgFieldLocation, WrapsIn32Bits) {
     EXPECT_EQ(target.device.GetCcfgFieldLocation("Field"), (MemoryField{0xFFFF'0000, 0xFF}));
 }
 
+TEST(GetCcfgFieldLocation, OfAnEmptyTextIsNothingAtTheStartOfFlash) {
+    OpenLumoD target;
+    target.host.properties["FieldLoc"] = "";
+    EXPECT_EQ(target.device.GetCcfgFieldLocation("Field"), (MemoryField{0, 0}));
+    EXPECT_EQ(target.host.errors.size(), 1U);
+}
+
 TEST(GetCcfgFieldLocation, NeedsItsProperty) {
     OpenLumoD target;
     EXPECT_EQ(ThrownText<std::runtime_error>([&] { target.device.GetCcfgFieldLocation("Field"); }),
@@ -93,6 +100,16 @@ TEST(DoReadMacAddress, OfAFieldWithoutALengthReadsNothing) {
                                         "values delimited by ':'.\n"});
     EXPECT_EQ(target.host.CountOf(Slot::ReadMemory), 0U);
     EXPECT_TRUE(target.device.macAddressCache["ReadPriBle"].empty());
+}
+
+TEST(DoReadMacAddress, AFailingReadLeavesNothingToWriteBack) {
+    OpenLumoD target;
+    target.device.DoReadMacAddress("ReadSecBle");
+    target.host.FailNth(Slot::ReadMemory, 1, kPlannedError);
+
+    EXPECT_THROW(target.device.DoReadMacAddress("ReadSecBle"), std::runtime_error);
+
+    EXPECT_TRUE(target.device.macAddressCache["ReadSecBle"].empty());
 }
 
 TEST(ShowMacAddress, StoresAndPrintsTheTextAndTurnsTheCacheAround) {

@@ -24,6 +24,7 @@ TEST(ParseMacAddress, GivesTargetOrder) {
         {"1:2:3:", 3, {3, 2, 1}},
         {"1::3", 3, {3, 0, 1}},
         {" 1:+2:\t3", 3, {3, 2, 1}},
+        {"1 : :\r\n:4", 4, {4, 0, 0, 1}},
         {"-0:1", 2, {1, 0}},
         {"", 0, {}},
         {"7", 1, {7}},
@@ -34,8 +35,9 @@ TEST(ParseMacAddress, GivesTargetOrder) {
 }
 
 TEST(ParseMacAddress, ExplainsASyntaxError) {
-    for (const char* text : {"01:23:4G", "0x1:2:3:4:5:6", "x", "1:2:3:4:5:123", "1.2", "1:2:3:4:5:-1", "1,2",
-                             "01-23-45-67-89-AB", "1:2:3:4:5:6:7:zz"}) {
+    for (const char* text :
+         {"01:23:4G", "0x1:2:3:4:5:6", "x", "1:2:3:4:5:123", "1.2", "1:2:3:4:5:-1", "1,2", "01-23-45-67-89-AB",
+          "1:2:3:4:5:6:7:zz", "4-", "4+", "1:-", "+", "--:1", "+-", "1:A-", " -", "- ", "- 1"}) {
         EXPECT_EQ(ThrownText<std::runtime_error>([&] { ParseMacAddress(text, 8); }),
                   "Syntax error in MAC address. Expecting 8 HEX values separated by ':'.\n")
             << text;

@@ -221,6 +221,9 @@ TEST_F(Phases, TheOverrideIsToldInVerboseModeOnly) {
                      "Overriding erase option to \"Necessary Sectors Only\" because the Skip Sector option is "
                      "enabled\n"}));
     EXPECT_TRUE(device.pageRanges.empty()) << "dropped by the reset";
+    const Texts calls = TextsOf(Only(host.calls, {Slot::SetProperty, Slot::PrintMessage}));
+    ASSERT_EQ(calls.size(), 3U);
+    EXPECT_EQ(calls[1], "SetProperty FlashEraseSetting=Necessary Sectors Only") << "told when it is done";
 }
 
 TEST_F(Phases, OtherEraseSettingsAndLoadsWithoutPageSkippingKeepTheirs) {

@@ -158,6 +158,7 @@ TEST_F(KeepCcfg, TrimsARangeThatReachesIntoTheSavedArea) {
          "Keep CCFG: Range addr=0x00020000, length=4 is overlapping stored CCFG. Length reduced to 0.\n"},
         {"empty before", 0, 0, 0, nullptr},
         {"far away", 0, 0x1000, 0x1000, nullptr},
+        {"ends at the end of the address space", 0x1000, 0xFFFF'F000, 0xFFFF'F000, nullptr},
     };
     for (const Case& each : cases) {
         host.ClearRecord();
@@ -192,6 +193,11 @@ TEST_F(KeepCcfg, RestoresWhenTheRequestEndedAboveItsStart) {
         {"one byte at its start", kCcfg, 1, {}},
         {"two bytes at its start", kCcfg, 2, {restore + "0"}},
         {"one byte at its second byte", kCcfg + 1, 1, {restore + "0"}},
+        // The last byte of an empty request is the one before it.
+        {"empty at its start", kCcfg, 0, {}},
+        {"empty at its second byte", kCcfg + 1, 0, {}},
+        {"empty at its third byte", kCcfg + 2, 0, {restore + "0"}},
+        {"empty at address 0", 0, 0, {restore + "0"}},
     };
     for (const Case& each : cases) {
         OpenLumoD other;
@@ -225,8 +231,11 @@ TEST_F(KeepCcfg, TellsTheRestoreInVerboseModeOnly) {
     device.RestoreCcfg();
     EXPECT_TRUE(host.messages.empty());
     target.SetVerbose();
+    host.ClearRecord();
     device.RestoreCcfg();
-    EXPECT_EQ(host.messages, Texts{"Keep CCFG: Programming CCFG back to target (addr=0x0001FFA8, length=88|0x58)."});
+    EXPECT_EQ(TextsOf(Without(host.calls, {Slot::GetProperty})),
+              (Texts{"PrintMessage Keep CCFG: Programming CCFG back to target (addr=0x0001FFA8, length=88|0x58).",
+                     "WriteMemory 0x20002000 88*1", "WriteMemory 0x20000218 20*1"}));
 }
 
 TEST_F(KeepCcfg, NothingHeldOrTooMuchIsNotRestored) {

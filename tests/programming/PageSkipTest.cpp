@@ -92,11 +92,13 @@ TEST_F(PageSkip, OfAllPagesIsBuiltAndToldAtEachTest) {
 
 TEST_F(PageSkip, KeepsNoPartOfABadList) {
     Skip("1,40");
+    target.SetVerbose();
 
     EXPECT_EQ(ThrownText<std::runtime_error>([&] { device.PageSkipActive(); }),
               "Given page is out of range: \"40\"\nNote that the number of available pages is 32\n");
 
     EXPECT_TRUE(device.pageRanges.empty());
+    EXPECT_TRUE(host.messages.empty());
 }
 
 TEST_F(PageSkip, EndsWithTheHostsTextWhenTheListCannotBeTold) {

@@ -100,6 +100,36 @@ TEST_F(Pipeline, TheNextRequestGoesOnWithTheOtherBlock) {
     EXPECT_EQ(device.currentBlock, 0U);
 }
 
+// The target looks for the next command in the other block as soon as one is posted, whatever fails on the host.
+TEST_F(Pipeline, ARequestThatFailedBehindItsPostCanBeMadeAgain) {
+    struct Case {
+        const char* name;
+        const char* eraseSetting;
+        Slot slot;
+        std::size_t n;
+    };
+    const Case cases[] = {
+        {"the start of the bank erase", "All Unprotected Sectors", Slot::RunTarget, 2},
+        {"the answer of the bank erase", "All Unprotected Sectors", Slot::ReadMemory, 1},
+        {"telling the chunk", "Necessary Sectors Only", Slot::PrintMessage, 2},
+        {"the answer of the block before", "Necessary Sectors Only", Slot::ReadMemory, 1},
+        {"the last answer", "Necessary Sectors Only", Slot::ReadMemory, 2},
+    };
+    const std::vector<std::uint8_t> data = Pattern(100);
+    for (const Case& each : cases) {
+        OpenLumoD other;
+        other.SetVerbose();
+        other.host.properties["FlashEraseSetting"] = each.eraseSetting;
+        const auto write = [&] { other.device.ProgramData(data.data(), 0x1000, 100); };
+        other.host.FailNth(each.slot, each.n, kPlannedError);
+        ASSERT_EQ(ThrownText<std::runtime_error>(write), kPlannedError) << each.name;
+
+        EXPECT_EQ(ThrownText<std::runtime_error>(write), "(nothing thrown)") << each.name;
+
+        EXPECT_EQ(other.host.memory.Bytes(0x1000, data.size()), data) << each.name;
+    }
+}
+
 TEST_F(Pipeline, AnEmptyRequestLoadsAndWaitsOnTheLastBlock) {
     device.ProgramData(nullptr, 0x1000, 0);
 

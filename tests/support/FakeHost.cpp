@@ -118,6 +118,9 @@ const char* FakeHost::LookUpSymbol(const char* name, std::uint64_t* value) {
     if (error != nullptr) {
         return error;
     }
+    if (!givesValues) {
+        return nullptr;
+    }
     const auto found = symbols.find(name);
     if (found == symbols.end()) {
         return Lend("No symbol " + std::string(name));
@@ -145,7 +148,7 @@ const char* FakeHost::HaltTarget() {
 const char* FakeHost::ReadMemory(void* buffer, std::size_t count, std::uint64_t address, std::uint16_t page,
                                  std::size_t elementSize) {
     const char* error = Begin(MemoryCall(Slot::ReadMemory, count, address, page, elementSize));
-    if (error == nullptr) {
+    if (error == nullptr && givesValues) {
         const auto start = static_cast<std::uint32_t>(address);
         if (program != nullptr) {
             program->OnMemoryRead(start, count * elementSize);
@@ -172,6 +175,9 @@ const char* FakeHost::ReadRegister(std::uint32_t registerNumber, std::uint64_t* 
     const char* error = Begin(NumberCall(Slot::ReadRegister, registerNumber));
     if (error != nullptr) {
         return error;
+    }
+    if (!givesValues) {
+        return nullptr;
     }
     const auto found = routerRegisters.find(registerNumber);
     if (found == routerRegisters.end()) {

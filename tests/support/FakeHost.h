@@ -42,6 +42,7 @@ public:
     std::vector<std::string> messages;  // printed with success
     std::vector<std::string> errors;    // reported with success
     std::string core;                   // selected last
+    bool givesValues = true;            // else reads and look-ups succeed and leave the caller's place as it is
 
     // The n-th call (1 is the next one) of a slot, or of any slot, fails once with this text, or always from then on.
     // A failing `GetProperty` or `GetDirectoryPath` returns null. A failed call changes nothing on the target.

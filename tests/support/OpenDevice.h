@@ -41,6 +41,7 @@ public:
     using Generation::IsVerbose;
     using Generation::KeepCcfgActive;
     using Generation::LoadFlashloader;
+    using Generation::LookUpSymbol;
     using Generation::macAddressCache;
     using Generation::MassErase;
     using Generation::MeasureFlash;
