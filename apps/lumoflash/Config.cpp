@@ -55,6 +55,9 @@ private:
             } else {
                 entry.values.push_back(Text(node, name));
             }
+            if (entry.values.empty()) {
+                throw Failure(FailureKind::BadInput, fmt::format("{}: {} has no value", entry.place, name));
+            }
             entries.push_back(entry);
         }
     }

@@ -28,15 +28,23 @@ const std::string kListedSectors = "sectors:";
 
 [[noreturn]] void Refuse(const std::string& text) { throw Failure(FailureKind::BadInput, text); }
 
-std::uint32_t ParseNumber(const std::string& text, std::uint32_t most, const std::string& option) {
+struct Bounds {
+    std::uint32_t least, most;
+};
+
+constexpr Bounds kWord{0, 0xFFFF'FFFF};
+constexpr Bounds kByte{0, 0xFF};
+constexpr Bounds kTimeLimit{1, 3600};  // seconds
+
+std::uint32_t ParseNumber(const std::string& text, Bounds bounds, const std::string& option) {
     const bool isHexadecimal = text.starts_with("0x") || text.starts_with("0X");
     const char* first = text.data() + (isHexadecimal ? 2 : 0);
     const char* last = text.data() + text.size();
     std::uint32_t number = 0;
     const auto [end, error] = std::from_chars(first, last, number, isHexadecimal ? 16 : 10);
-    if (error != std::errc() || end != last || first == last || number > most) {
-        Refuse(fmt::format("{}: \"{}\" is not a number from 0 to 0x{:X} (decimal, or hexadecimal after 0x)", option,
-                           text, most));
+    if (error != std::errc() || end != last || first == last || number < bounds.least || number > bounds.most) {
+        Refuse(fmt::format("{}: \"{}\" is not a number from {} to {} (decimal, or hexadecimal after 0x)", option, text,
+                           bounds.least, bounds.most));
     }
     return number;
 }
@@ -62,11 +70,43 @@ const Words<AddressKind> kAddressKinds{{"pri-ble", AddressKind::PrimaryBle},
                                        {"pri-ieee", AddressKind::PrimaryIeee},
                                        {"sec-ieee", AddressKind::SecondaryIeee}};
 
+// One value for each time that the option is given. By itself the library takes all arguments that follow, too, and
+// splits one in brackets.
+void TakeOneAtATime(CLI::Option& option) { option.expected(1)->take_all()->allow_extra_args(false); }
+
+// All words without a name. The library goes on taking as long as the least number is not reached; with its own way
+// for lists it would split a word in brackets.
+CLI::Option& TakeAllWords(CLI::Option& option) {
+    constexpr int kMoreThanFit = 1 << 20;
+    return *option.take_all()->expected(kMoreThanFit, CLI::detail::expected_max_vector_size)->allow_extra_args(false);
+}
+
+// On a command line or in a configuration file.
+std::string NeitherTrueNorFalse(const std::string& text) {
+    return text == "true" || text == "false" ? "" : fmt::format("\"{}\" is neither true nor false", text);
+}
+
+CLI::Option* AddFlag(CLI::App& command, const std::string& names, bool& isOn, const std::string& description) {
+    return command.add_flag(names, isOn, description)->check(NeitherTrueNorFalse);
+}
+
+// The library cannot tell "--option=" from "--option" and takes the next argument for the value.
+void RequireValuesBehindEquals(const std::vector<std::string>& arguments) {
+    for (const std::string& argument : arguments) {
+        if (argument == "--") {
+            return;
+        }
+        if (argument.starts_with("--") && argument.find('=') == argument.size() - 1) {
+            Refuse(fmt::format("{}: there is no value behind the equals sign", argument));
+        }
+    }
+}
+
 // What CLI11 fills before it is turned into `Options`.
 struct RawOptions {
     std::vector<std::string> properties, files, kinds;
     std::string config, base, format, erase = "necessary", verify = "crc", skipPages, skipFill, ble, ieee, protect;
-    std::string outFormat, range, sectors, macKind;
+    std::string outFormat, range, sectors, macKind, timeLimit = "10";
 };
 
 class CommandLine {
@@ -97,6 +137,7 @@ public:
         try {
             // CLI11 takes its arguments back to front.
             std::vector<std::string> reversed(arguments + 1, arguments + argumentCount);
+            RequireValuesBehindEquals(reversed);
             std::reverse(reversed.begin(), reversed.end());
             app.parse(reversed);
             ApplyConfig();
@@ -136,18 +177,19 @@ private:
         app.add_option("--plugin", options.plugin, "The flash plug-in's module, instead of the installed one");
         app.add_option("--devices", options.devicesFolder, "Folder of device descriptions");
         app.add_option("--data", options.dataFolder, "Folder whose `arm` holds the flashloader images");
-        app.add_option("--set", raw.properties, "KEY=VALUE, any host property")->expected(1)->take_all();
+        TakeOneAtATime(*app.add_option("--set", raw.properties, "KEY=VALUE, any host property"));
         app.add_option("--config", raw.config, "TOML file with defaults");
         app.add_option("--trace", options.traceFile, "Write the timeline of the virtual chip here, for Perfetto");
-        app.add_flag("--verbose,-v", options.isVerbose, "Let the plug-in tell what it does");
-        app.add_flag("--quiet,-q", options.isQuiet, "Only errors");
-        app.add_flag("--json", options.isJson, "One JSON object per event on standard output");
-        app.add_flag("--no-color", options.isColorOff, "No colors, as with NO_COLOR");
-        app.add_flag("--yes,-y", options.isAgreed, "Agree to what cannot be taken back");
+        AddFlag(app, "--verbose,-v", options.isVerbose, "Let the plug-in tell what it does");
+        AddFlag(app, "--quiet,-q", options.isQuiet, "Only errors");
+        AddFlag(app, "--json", options.isJson, "One JSON object per event on standard output");
+        AddFlag(app, "--no-color", options.isColorOff, "No colors, as with NO_COLOR");
+        AddFlag(app, "--yes,-y", options.isAgreed, "Agree to what cannot be taken back");
     }
 
     void AddFiles(CLI::App& command) {
-        command.add_option("FILE", raw.files, "ELF, Intel HEX, Motorola S-record or raw binary")->required();
+        TakeAllWords(*command.add_option("FILE", raw.files, "ELF, Intel HEX, Motorola S-record or raw binary"))
+            .required();
         command.add_option("--base", raw.base, "Address of the first byte of raw binary files");
         command.add_option("--format", raw.format, "elf, hex, srec or bin, instead of looking at the file");
     }
@@ -157,8 +199,8 @@ private:
         command.add_option("--ble", raw.ble, "New secondary BLE address, for example C2:00:00:00:00:01");
         command.add_option("--ieee", raw.ieee, "New secondary IEEE address of eight bytes");
         command.add_option("--protect", raw.protect, "Write-protect pages, for example 0-3,7");
-        command.add_flag("--disable-bootloader", closing.disableBootloader, "Disable the boot loader");
-        command.add_flag("--disable-debug", closing.disableDebug, "Disable the debug port for good");
+        AddFlag(command, "--disable-bootloader", closing.disableBootloader, "Disable the boot loader");
+        AddFlag(command, "--disable-debug", closing.disableDebug, "Disable the debug port for good");
     }
 
     void AddProgram() {
@@ -168,13 +210,13 @@ private:
         AddFiles(command);
         command.add_option("--erase", raw.erase, "necessary, retain, all, sectors:LIST or none")->capture_default_str();
         command.add_option("--verify", raw.verify, "crc, readback or none")->capture_default_str();
-        command.add_flag("--keep-ccfg", options.program.keepCcfg, "Keep the chip's customer configuration area");
+        AddFlag(command, "--keep-ccfg", options.program.keepCcfg, "Keep the chip's customer configuration area");
         command.add_option("--skip-pages", raw.skipPages, "Neither erase nor write these pages, for example 0-3,7");
         command.add_option("--skip-fill", raw.skipFill, "Do not write sectors of only this byte value");
-        command.add_flag("--retain-ble", options.program.closing.retainBle, "Keep the secondary BLE address");
-        command.add_flag("--retain-ieee", options.program.closing.retainIeee, "Keep the secondary IEEE address");
+        AddFlag(command, "--retain-ble", options.program.closing.retainBle, "Keep the secondary BLE address");
+        AddFlag(command, "--retain-ieee", options.program.closing.retainIeee, "Keep the secondary IEEE address");
         AddClosing(command);
-        command.add_flag("--dry-run,-n", options.isDryRun, "Show the plan and touch nothing");
+        AddFlag(command, "--dry-run,-n", options.isDryRun, "Show the plan and touch nothing");
     }
 
     void AddRead() {
@@ -189,7 +231,7 @@ private:
         CLI::App& command =
             *AddCommand(app, Command::Erase, "erase", "Erases all of flash, or some sectors.", "erase --sectors 4-7");
         command.add_option("--sectors", raw.sectors, "Only these, for example 0-3,7");
-        command.add_flag("--keep-ccfg", options.keepCcfg, "Keep the customer configuration area");
+        AddFlag(command, "--keep-ccfg", options.keepCcfg, "Keep the customer configuration area");
     }
 
     void AddMac() {
@@ -197,8 +239,9 @@ private:
         mac->require_subcommand(1);
         mac->fallthrough();
         mac->footer("Example:\n  lumoflash --device LumoF2F352 --chip virtual:chip.bin mac read");
-        AddCommand(*mac, Command::MacRead, "read", "Reads all addresses, or those named.", "mac read sec-ble")
-            ->add_option("KIND", raw.kinds, "pri-ble, sec-ble, pri-ieee, sec-ieee");
+        CLI::App* read =
+            AddCommand(*mac, Command::MacRead, "read", "Reads all addresses, or those named.", "mac read sec-ble");
+        TakeAllWords(*read->add_option("KIND", raw.kinds, "pri-ble, sec-ble, pri-ieee, sec-ieee"));
         CLI::App* write = AddCommand(*mac, Command::MacWrite, "write", "Writes a secondary address.",
                                      "mac write ble C2:00:00:00:00:01");
         write->add_option("KIND", raw.macKind, "ble or ieee")->required();
@@ -211,12 +254,9 @@ private:
         command.footer("Example:\n  lumoflash validate-plugin ./libflashdevice.so");
         host::ValidatePluginOptions& validation = options.validation;
         CLI::Option* path = command.add_option("PATH", validation.modulePath, "The plug-in's module");
-        command.add_option("--check", validation.checkNames, "Only this check; may be repeated")
-            ->expected(1)
-            ->take_all();
-        command.add_flag("--list", validation.isListing, "Show the checks, run none")->excludes(path);
-        command.add_option("--time-limit", validation.limits.cpuSeconds, "Seconds of computing for one check")
-            ->check(CLI::Range(1, 3600))
+        TakeOneAtATime(*command.add_option("--check", validation.checkNames, "Only this check; may be repeated"));
+        AddFlag(command, "--list", validation.isListing, "Show the checks, run none")->excludes(path);
+        command.add_option("--time-limit", raw.timeLimit, "Seconds of computing for one check, 1 to 3600")
             ->capture_default_str();
     }
 
@@ -320,7 +360,7 @@ private:
     void FinishFiles() {
         options.files.assign(raw.files.begin(), raw.files.end());
         if (!raw.base.empty()) {
-            options.fileOptions.binaryBase = ParseNumber(raw.base, 0xFFFF'FFFF, "--base");
+            options.fileOptions.binaryBase = ParseNumber(raw.base, kWord, "--base");
         }
         if (!raw.format.empty()) {
             options.fileOptions.format = host::ParseFileFormat(raw.format);
@@ -349,7 +389,7 @@ private:
             program.skippedPages = raw.skipPages;
         }
         if (Given(Command::Program, "--skip-fill")) {
-            program.skippedFill = static_cast<std::uint8_t>(ParseNumber(raw.skipFill, 0xFF, "--skip-fill"));
+            program.skippedFill = static_cast<std::uint8_t>(ParseNumber(raw.skipFill, kByte, "--skip-fill"));
         }
     }
 
@@ -376,8 +416,8 @@ private:
             if (colon == std::string::npos) {
                 Refuse(fmt::format("--range: \"{}\" is not ADDRESS:LENGTH", raw.range));
             }
-            options.range = {ParseNumber(raw.range.substr(0, colon), 0xFFFF'FFFF, "--range"),
-                             ParseNumber(raw.range.substr(colon + 1), 0xFFFF'FFFF, "--range")};
+            options.range = {ParseNumber(raw.range.substr(0, colon), kWord, "--range"),
+                             ParseNumber(raw.range.substr(colon + 1), kWord, "--range")};
         }
         const std::string ending = options.outFile.extension().string();
         options.outFormat = ending == ".hex" || ending == ".ihex" ? FileFormat::IntelHex : FileFormat::Binary;
@@ -410,6 +450,7 @@ private:
     void FinishValidation() {
         host::ValidatePluginOptions& validation = options.validation;
         validation.isJson = options.isJson;
+        validation.limits.cpuSeconds = ParseNumber(raw.timeLimit, kTimeLimit, "--time-limit");
         validation.limits.wallSeconds = 6 * validation.limits.cpuSeconds;
         if (options.command == Command::ValidatePlugin && validation.modulePath.empty() && !validation.isListing) {
             Refuse("Which plug-in is it? Give the path of its module, or --list");

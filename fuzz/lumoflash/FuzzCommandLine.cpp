@@ -22,6 +22,8 @@ using Arguments = std::vector<std::string>;
 using Kind = PrintedOption::Kind;
 
 constexpr std::string_view kConfigOption = "--config";
+constexpr unsigned kUsualTimeLimit = 10;  // seconds
+constexpr unsigned kLongestTimeLimit = 3600;
 constexpr std::string_view kConfigMark = "---";  // the line before the configuration file
 
 // The configuration file that any `--config` of the input means.
@@ -58,8 +60,9 @@ app::ParsedCommandLine Parse(const Arguments& arguments) {
 }
 
 bool AsksForHelp(const std::string& argument) {
-    const bool isShort = argument.starts_with("-") && argument.find('h') != std::string::npos;
-    return isShort || argument.starts_with("--version");
+    const std::string name = argument.substr(0, argument.find('='));
+    const bool isCluster = argument.starts_with("-") && !argument.starts_with("--");
+    return (isCluster && argument.find('h') != std::string::npos) || name == "--help" || name == "--version";
 }
 
 void CheckEnd(const app::EarlyEnd& end, const Arguments& arguments) {
@@ -70,12 +73,12 @@ void CheckEnd(const app::EarlyEnd& end, const Arguments& arguments) {
 }
 
 // A number that is refused is none for the second reader either.
-void CheckRefusedNumber(std::string_view refusal, std::string_view option, std::uint32_t most) {
+void CheckRefusedNumber(std::string_view refusal, std::string_view option, std::uint32_t least, std::uint32_t most) {
     const std::string start = std::string(option) + ": \"";
-    const std::size_t end = refusal.rfind("\" is not a number from 0 to ");
+    const std::size_t end = refusal.rfind("\" is not a number from ");
     if (refusal.starts_with(start) && end != std::string_view::npos) {
         const std::string_view text = refusal.substr(start.size(), end - start.size());
-        FuzzRequire(!SecondNumber(text, 0, most), "a refused number is none");
+        FuzzRequire(!SecondNumber(text, least, most), "a refused number is none");
     }
 }
 
@@ -83,9 +86,10 @@ void CheckRefusal(const host::Failure& failure) {
     FuzzRequire(failure.Kind() == host::FailureKind::BadInput, "a wrong command line is bad input");
     const std::string_view text = failure.what();
     FuzzRequire(!text.empty(), "a refusal says something");
-    CheckRefusedNumber(text, "--base", 0xFFFF'FFFF);
-    CheckRefusedNumber(text, "--range", 0xFFFF'FFFF);
-    CheckRefusedNumber(text, "--skip-fill", 0xFF);
+    CheckRefusedNumber(text, "--base", 0, 0xFFFF'FFFF);
+    CheckRefusedNumber(text, "--range", 0, 0xFFFF'FFFF);
+    CheckRefusedNumber(text, "--skip-fill", 0, 0xFF);
+    CheckRefusedNumber(text, "--time-limit", 1, kLongestTimeLimit);
 }
 
 // The options, or nothing for a refusal, which is checked.
@@ -137,15 +141,18 @@ void RequireRange(const std::pair<std::uint32_t, std::uint32_t>& range, const Ar
 }
 
 void CheckNumbers(const Options& options, const Arguments& arguments) {
+    const unsigned seconds = options.validation.limits.cpuSeconds;
+    FuzzRequire(seconds >= 1 && seconds <= kLongestTimeLimit, "the time limit is within its bounds");
     if (ValuesOf(std::string(kConfigOption), arguments).empty() && options.properties.empty()) {
+        if (seconds != kUsualTimeLimit) {
+            RequireNumber("--time-limit", seconds, kLongestTimeLimit, arguments);
+        }
         RequireNumber("--base", options.fileOptions.binaryBase, 0xFFFF'FFFF, arguments);
         RequireNumber("--skip-fill", options.program.skippedFill, 0xFF, arguments);
         if (options.range) {
             RequireRange(*options.range, arguments);
         }
     }
-    const unsigned seconds = options.validation.limits.cpuSeconds;
-    FuzzRequire(seconds >= 1 && seconds <= 3600, "the time limit is within its bounds");
 }
 
 // Texts in brackets would be lists to the parser of arguments, and those behind a dash options.

@@ -24,6 +24,8 @@ public:
             const std::string& word = arguments[i];
             if (!word.starts_with("--")) {
                 line.TakeWord(word);
+            } else if (word.find('=') == word.size() - 1) {
+                line.isGood = false;
             } else if (word.find('=') != std::string::npos || line.IsFlag(word.substr(2))) {
                 line.TakeOption(word.substr(2, word.find('=') - 2), word.substr(std::min(word.find('='), word.size())));
             } else {
@@ -156,13 +158,18 @@ private:
         if (check == nullptr) {
             isGood = false;
         } else if (!*check) {
-            isPlain = isPlain && value.empty();
-            given[option] = "";
+            TakeFlag(option, value);
         } else if (isPlain) {
             const std::string text = value.substr(std::min<std::size_t>(1, value.size()));
-            isPlain = option != "time-limit" || !text.starts_with('0');
             isGood = isGood && (*check)(text) && given.emplace(option, text).second;
         }
+    }
+
+    // The last one counts. `--list=false` excludes a path and yet wants one.
+    void TakeFlag(const std::string& option, const std::string& value) {
+        isPlain = isPlain && (option != "list" || value.empty());
+        isGood = isGood && (value.empty() || value == "=true" || value == "=false");
+        value == "=false" ? void(given.erase(option)) : void(given[option] = "");
     }
 
     bool IsSound() const {

@@ -148,12 +148,38 @@ class Usage(Case):
             (["erase", "--set", "StandaloneEraseSpecificText=0", "--set", "KeepCcfgSetting=1"], "--keep-ccfg"),
             (["ccfg", "--set", "DisableCpuDap=1"], "agree with --yes"),
             (["info", "--json", "--quiet"], "exclude each other"),
+            *[(["info", f"--json={text}"], "--json: ") for text in ("7", "-5", "0x1", "99999999999999999999", "on", "True")],
+            ([*program, "--dry-run=0x1"], '"0x1" is neither true nor false'),
+            (["info", "--verbose="], "--verbose=: there is no value"),
+            (["info", "--trace=", "x"], "--trace=: there is no value"),
+            *[(["validate-plugin", "x", "--time-limit", text], f'--time-limit: "{text}" is not a number from 1 to 3600')
+              for text in ("0", "3601", " 5", "+5", "5s", "")],
         ]
         for arguments, expected in cases:
             with self.subTest(arguments=arguments):
                 out, err = self.run_chip(*arguments, code=2)
                 self.assertIn(expected, err)
                 self.assertFalse(self.chip.exists())
+
+    def test_an_option_takes_one_argument_and_leaves_those_behind_it(self):
+        data = pattern(16)
+        a, b = self.file("a.hex", ihex(0, data)), self.file("o=2.hex", ihex(0x100, data))
+        self.run_chip("program", "--set", "CrcVerify=1", a)
+        self.run_chip("program", a, "--set", "CrcVerify=1", b)
+        self.assertEqual((self.flash(0, 16), self.flash(0x100, 16)), (data, data))
+        self.run_raw("validate-plugin", "--check", "crc-value", "--check", "data-arrives", os.environ["PLUGIN"])
+
+    def test_brackets_are_part_of_a_value(self):
+        self.file("[p,q]", pattern(16))
+        self.run_chip("program", "[p,q]", "--format", "bin", "--base", "0", "--set", "[A=1,B=2]")
+        self.assertEqual(self.flash(0, 16), pattern(16))
+        self.assertIn('"[A,B]" is not KEY=VALUE', self.run_chip("info", "--set", "[A,B]", code=2)[1])
+        self.assertIn("[pri-ble,sec-ble]", self.run_chip("mac", "read", "[pri-ble,sec-ble]", code=2)[1])
+
+    def test_numbers_are_decimal_also_behind_zeros_or_hexadecimal(self):
+        plugin = os.environ["PLUGIN"]
+        for number in ("08", "010", "0x10"):
+            self.run_raw("validate-plugin", plugin, "--check", "crc-value", "--time-limit", number)
 
     def test_the_device_is_demanded_and_checked(self):
         self.assertIn("--device", self.run_raw("info", code=2)[1])
@@ -499,7 +525,11 @@ class Configuration(Case):
         for text, expected in [("device = \n", "c.toml:1: "), ("\nspeed = 3\n", "c.toml:2: there is no option speed"),
                                ("[paint]\ncolor = 1\n", "there is no command paint"), ("\n[!paint]\n", "c.toml:2: "), ("\ndevice = \u00e9\n", "c.toml:2: "),
                                ("device = 1.5\n", "c.toml:1: device"),
-                               ("verbose = \"loud\"\n", "c.toml:1: ")]:
+                               ("verbose = \"loud\"\n", "c.toml:1: "), ("\nquiet = 7\n", "c.toml:2: "),
+                               ("json = -5\n", "c.toml:1: "), ("\njson = []\n", "c.toml:2: json has no value"),
+                               ("[program]\nkeep-ccfg = []\n", "c.toml:2: keep-ccfg has no value"),
+                               ("[validate-plugin]\nlist = []\n", "c.toml:2: list has no value"),
+                               ("set = []\n", "c.toml:1: set has no value")]:
             with self.subTest(text=text):
                 self.assertIn(expected, self.run_chip("--config", self.file("c.toml", text), "info", code=2)[1])
         self.assertIn("missing.toml", self.run_chip("--config", "missing.toml", "info", code=2)[1])
