@@ -3,6 +3,8 @@
 
 #include <fmt/format.h>
 
+#include <charconv>
+
 #include "host/Failure.h"
 
 namespace flash::host {
@@ -47,6 +49,15 @@ std::string PrintMacAddress(std::span<const std::uint8_t> bytes) {
         text += fmt::format("{}{:02X}", text.empty() ? "" : ":", *byte);
     }
     return text;
+}
+
+std::vector<std::uint8_t> MacAddressBytes(std::string_view printed) {
+    std::vector<std::uint8_t> bytes((printed.size() + 1) / kCharactersPerByte);
+    for (std::size_t i = 0; i < bytes.size(); ++i) {
+        const char* digits = printed.data() + (bytes.size() - 1 - i) * kCharactersPerByte;
+        std::from_chars(digits, digits + 2, bytes[i], 16);
+    }
+    return bytes;
 }
 
 }  // namespace flash::host

@@ -6,6 +6,7 @@
 #include <span>
 #include <string>
 #include <string_view>
+#include <vector>
 
 namespace flash::host {
 
@@ -17,5 +18,8 @@ std::string ParseMacAddress(std::string_view text, std::size_t lengthBytes, std:
 
 // `bytes` as on the target: least significant byte first.
 std::string PrintMacAddress(std::span<const std::uint8_t> bytes);
+
+// The bytes of a printed address, as on the target.
+std::vector<std::uint8_t> MacAddressBytes(std::string_view printed);
 
 }  // namespace flash::host

@@ -1,4 +1,4 @@
-// A program load from plan to closing phase, and its way back when something fails in between.
+// A program load from plan to closing phase.
 #include <fmt/format.h>
 
 #include <algorithm>
@@ -11,8 +11,6 @@
 namespace flash::host {
 namespace {
 
-constexpr std::int64_t kPhaseLoadStarts = 1;
-constexpr std::int64_t kPhaseLoadFinished = 2;
 constexpr std::uint32_t kProtectablePages = 64;
 
 [[noreturn]] void Refuse(const std::string& text) { throw Failure(FailureKind::BadInput, text); }
@@ -22,6 +20,14 @@ const char* OnOff(bool isOn) { return isOn ? "1" : "0"; }
 }  // namespace
 
 // ---- The plan
+
+CcfgInfo Session::ReadCcfgToKeep() {
+    const CcfgInfo ccfg = ReadCcfg();
+    if (ccfg.sizeBytes == 0) {
+        observer.Warning("The chip holds no valid CCFG, so there is none to keep");
+    }
+    return ccfg;
+}
 
 PlanRequest Session::MakeRequest(const ProgramOptions& options) {
     const std::uint32_t pageCount = info.geometry.sectorCount;
@@ -34,11 +40,8 @@ PlanRequest Session::MakeRequest(const ProgramOptions& options) {
         request.skippedPages = ParsePageList(*options.skippedPages, pageCount, "--skip-pages");
     }
     if (options.keepCcfg) {
-        const CcfgInfo ccfg = ReadCcfg();
-        if (ccfg.sizeBytes != 0) {
+        if (const CcfgInfo ccfg = ReadCcfgToKeep(); ccfg.sizeBytes != 0) {
             request.keptCcfgAddress = ccfg.address;
-        } else {
-            observer.Warning("The chip holds no valid CCFG, so there is none to keep");
         }
     }
     return request;
@@ -165,9 +168,10 @@ Session::Kept Session::Remember(const ProgramOptions& options) {
 // ---- The load
 
 LoadResult Session::Program(const WritePlan& plan, const ProgramOptions& options) {
-    const Kept kept = Remember(options);
+    Kept kept = Remember(options);
     RequireNotInterrupted();
     const auto start = probe.Now();
+    const bool isVerified = options.verification != Verification::None;
     ScopedSettings scope(settings);
     SetProgramOptions(scope, options, plan);
     Operate("Starting the load", Phase::Program, 0, [this] { plugin.NotifyPhase(kPhaseLoadStarts); });
@@ -175,15 +179,17 @@ LoadResult Session::Program(const WritePlan& plan, const ProgramOptions& options
         Load(plan, options, scope);
         RequireAllProgrammed(plan, options, kept);
         VerifyLoad(plan, options, kept);
+        if (options.closing.IsAny()) {
+            KeepLastSector(kept);
+        }
+        Close(options.closing, scope);
+        if (isVerified) {
+            CheckClosed(options.closing, kept);
+        }
     } catch (const Failure&) {
-        AbandonLoad(options.closing, kept, scope);
+        AbandonLoad(kept, scope);
         throw;
     }
-    Close(options.closing, scope);
-    if (options.verification != Verification::None) {
-        CheckClosed(options.closing, kept);
-    }
-    const bool isVerified = options.verification != Verification::None;
     return {plan.WrittenBytes(), plan.ExpectedBytes(), isVerified ? plan.ExpectedBytes() : 0, probe.Now() - start};
 }
 
@@ -221,59 +227,21 @@ void Session::VerifyLoad(const WritePlan& plan, const ProgramOptions& options, c
     if (options.verification == Verification::ReadBack) {
         Compare(plan.expected);
     }
-    if (options.verification != Verification::None && !kept.ccfg.empty() &&
-        ReadMemory(kept.ccfgAddress, static_cast<std::uint32_t>(kept.ccfg.size())) != kept.ccfg) {
-        throw Failure(FailureKind::Difference, "Programming: the kept CCFG was not put back as it was");
+    if (options.verification != Verification::None) {
+        RequireKeptCcfg("Programming", kept);
     }
 }
 
-// The load is over without its end. What was to be kept or retained may be erased by now, so it is written back; no
-// other change is made.
-void Session::AbandonLoad(const ClosingChanges& changes, const Kept& kept, ScopedSettings& scope) {
-    SetClosing(scope, {});
-    PutCcfgBack(kept, scope);
-    WarnIfFails("Ending the load after the failure below", [&] { PutAddressesBack(changes, kept, scope); });
-}
-
-// The plug-in forgets its copy as soon as an operation ends.
-void Session::PutCcfgBack(const Kept& kept, ScopedSettings& scope) {
-    if (kept.ccfg.empty()) {
-        return;
+void Session::RequireKeptCcfg(const std::string& attempt, const Kept& kept) {
+    if (!kept.ccfg.empty() && ReadMemory(kept.ccfgAddress, static_cast<std::uint32_t>(kept.ccfg.size())) != kept.ccfg) {
+        throw Failure(FailureKind::Difference, attempt + ": the kept CCFG was not put back as it was");
     }
-    const auto length = static_cast<std::uint32_t>(kept.ccfg.size());
-    const auto work = [&] {
-        if (ReadMemory(kept.ccfgAddress, length) == kept.ccfg) {
-            return;
-        }
-        scope.SwitchOff(WriteOptions());
-        scope.Set("CrcVerify", OnOff(true));
-        scope.Set("FlashEraseSetting", EraseSettingText(EraseChoice::Retain));
-        Operate("Putting CCFG back", Phase::Close, length, [&] {
-            plugin.NotifyPhase(kPhaseLoadStarts);
-            plugin.Write(kept.ccfgAddress, kept.ccfg.data(), length);
-            plugin.NotifyPhase(kPhaseLoadFinished);
-        });
-    };
-    WarnIfFails(fmt::format("The kept CCFG is not back in flash; its {} bytes from 0x{:08X} on were {:02X}", length,
-                            kept.ccfgAddress, fmt::join(kept.ccfg, "")),
-                work);
 }
 
-void Session::PutAddressesBack(const ClosingChanges& changes, const Kept& kept, ScopedSettings& scope) {
-    ClosingChanges retained;
-    retained.retainBle = changes.retainBle && ReadAddressField("DeviceBleSecondary") != kept.ble;
-    retained.retainIeee = changes.retainIeee && ReadAddressField("DeviceIeeeSecondary") != kept.ieee;
-    SetClosing(scope, retained);
-    Close(retained, scope);
-}
-
-// For what follows a failure that is about to be told.
-void Session::WarnIfFails(const std::string& consequence, const std::function<void()>& work) {
-    try {
-        work();
-    } catch (const Failure& failure) {
-        observer.Warning(fmt::format("{}: {}", consequence, failure.what()));
-    }
+// The load is over without its end, and no other change is made.
+void Session::AbandonLoad(const Kept& kept, ScopedSettings& scope) {
+    PutBack(kept, scope);
+    WarnIfFails("Ending the load after the failure below", [&] { Close({}, scope); });
 }
 
 void Session::Close(const ClosingChanges& changes, ScopedSettings& scope) {
@@ -302,8 +270,12 @@ void Session::CheckClosed(const ClosingChanges& changes, const Kept& kept) {
             throw Failure(FailureKind::Difference, fmt::format("Changing CCFG: {} is not what was asked for", what));
         }
     };
-    const std::string ble = changes.ble ? ParseMacAddress(*changes.ble, kBleAddressBytes, "--ble") : kept.ble;
-    const std::string ieee = changes.ieee ? ParseMacAddress(*changes.ieee, kIeeeAddressBytes, "--ieee") : kept.ieee;
+    const std::string ble = changes.ble         ? ParseMacAddress(*changes.ble, kBleAddressBytes, "--ble")
+                            : changes.retainBle ? kept.ble
+                                                : "";
+    const std::string ieee = changes.ieee         ? ParseMacAddress(*changes.ieee, kIeeeAddressBytes, "--ieee")
+                             : changes.retainIeee ? kept.ieee
+                                                  : "";
     const CcfgInfo ccfg = ReadCcfg();
     demand(ble.empty() || ReadAddressField("DeviceBleSecondary") == ble, "the secondary BLE address");
     demand(ieee.empty() || ReadAddressField("DeviceIeeeSecondary") == ieee, "the secondary IEEE address");

@@ -254,21 +254,16 @@ std::size_t Session::Compare(const std::vector<DataRun>& expected) {
 // ---- Named operations
 
 void Session::EraseAll(bool keepCcfg) {
+    ProgramOptions options;
+    options.keepCcfg = keepCcfg && ReadCcfgToKeep().sizeBytes != 0;
+    const Kept kept = Remember(options);
     ScopedSettings scope(settings);
     SwitchOptionsOff(scope);
-    scope.Set("KeepCcfgSetting", keepCcfg ? "1" : "0");
-    ProgramOptions options;
-    options.keepCcfg = keepCcfg;
-    const Kept kept = Remember(options);
-    try {
+    scope.Set("KeepCcfgSetting", options.keepCcfg ? "1" : "0");
+    OrPutBack(kept, scope, [&] {
         Operate("Erasing flash", Phase::Close, kept.ccfg.size(), [this] { plugin.Execute("Erase"); });
-    } catch (const Failure&) {
-        PutCcfgBack(kept, scope);
-        throw;
-    }
-    if (keepCcfg && ReadMemory(kept.ccfgAddress, static_cast<std::uint32_t>(kept.ccfg.size())) != kept.ccfg) {
-        throw Failure(FailureKind::Difference, "Erasing flash: the kept CCFG was not put back as it was");
-    }
+        RequireKeptCcfg("Erasing flash", kept);
+    });
 }
 
 void Session::EraseSectors(const std::string& pages) {
@@ -321,26 +316,34 @@ void Session::WriteAddress(AddressKind kind, const std::string& address) {
     SwitchOptionsOff(scope);
     scope.Set("CrcVerify", "1");
     scope.Set(names.property, wanted);
-    Operate(fmt::format("Writing the address {}", wanted), Phase::Close, info.geometry.sectorSizeBytes,
-            [&] { plugin.Execute(names.writeOperation); });
-    const std::string written = ReadAddressField(names.property);
-    if (written != wanted) {
-        throw Failure(FailureKind::Difference,
-                      fmt::format("Writing the address {}: the chip now has {}", wanted, written));
-    }
+    Kept kept;
+    KeepLastSector(kept);
+    OrPutBack(kept, scope, [&] {
+        Operate(fmt::format("Writing the address {}", wanted), Phase::Close, info.geometry.sectorSizeBytes,
+                [&] { plugin.Execute(names.writeOperation); });
+        const std::string written = ReadAddressField(names.property);
+        if (written != wanted) {
+            throw Failure(FailureKind::Difference,
+                          fmt::format("Writing the address {}: the chip now has {}", wanted, written));
+        }
+    });
 }
 
 void Session::ChangeCcfg(const ClosingChanges& changes) {
     ProgramOptions options;
     options.closing = changes;
     RefuseContradictions(MakeRequest(options), options);
-    RequireNotInterrupted();
     ScopedSettings scope(settings);
     SwitchOptionsOff(scope);
     scope.Set("CrcVerify", "1");
     SetClosing(scope, changes);
-    Close(changes, scope);
-    CheckClosed(changes, {});
+    Kept kept;
+    KeepLastSector(kept);
+    RequireNotInterrupted();
+    OrPutBack(kept, scope, [&] {
+        Close(changes, scope);
+        CheckClosed(changes, kept);
+    });
 }
 
 }  // namespace flash::host

@@ -70,6 +70,10 @@ struct LoadResult {
     std::chrono::nanoseconds elapsed{};
 };
 
+// Of the plug-in's NotifyPhase.
+inline constexpr std::int64_t kPhaseLoadStarts = 1;
+inline constexpr std::int64_t kPhaseLoadFinished = 2;
+
 enum class AddressKind { PrimaryBle, SecondaryBle, PrimaryIeee, SecondaryIeee };
 
 class Session {
@@ -101,10 +105,14 @@ public:
     void ChangeCcfg(const ClosingChanges& changes);
 
 private:
-    struct Kept {  // what a load must leave as it is
+    // What must not be lost when an operation fails half-way. Later members lie over earlier ones.
+    struct Kept {
+        std::vector<std::uint8_t> lastSector;  // empty while the operation is to change it
         std::uint32_t ccfgAddress = 0;
-        std::vector<std::uint8_t> ccfg;
-        std::string ble, ieee;
+        std::vector<std::uint8_t> ccfg;  // up to the end of flash; empty when it need not stay
+        std::string ble, ieee;           // secondary addresses; "" when they need not stay
+
+        bool IsAnything() const { return !lastSector.empty() || !ccfg.empty() || !ble.empty() || !ieee.empty(); }
     };
 
     // Runs one step of the plug-in to its real end: settled, without complaints. `bytes` are those it programs.
@@ -118,6 +126,7 @@ private:
                     const std::function<void(std::uint32_t, std::span<const std::uint8_t>)>& take);
     std::vector<std::uint8_t> ReadMemory(std::uint32_t address, std::uint32_t lengthBytes);
     std::string ReadAddressField(const std::string& key);
+    CcfgInfo ReadCcfgToKeep();
     PlanRequest MakeRequest(const ProgramOptions& options);
     void RefuseContradictions(const PlanRequest& request, const ProgramOptions& options) const;
     void WarnAboutProtection(const WritePlan& plan);
@@ -128,9 +137,13 @@ private:
     void Load(const WritePlan& plan, const ProgramOptions& options, ScopedSettings& scope);
     void RequireAllProgrammed(const WritePlan& plan, const ProgramOptions& options, const Kept& kept) const;
     void VerifyLoad(const WritePlan& plan, const ProgramOptions& options, const Kept& kept);
-    void AbandonLoad(const ClosingChanges& changes, const Kept& kept, ScopedSettings& scope);
-    void PutCcfgBack(const Kept& kept, ScopedSettings& scope);
-    void PutAddressesBack(const ClosingChanges& changes, const Kept& kept, ScopedSettings& scope);
+    void RequireKeptCcfg(const std::string& attempt, const Kept& kept);
+    void AbandonLoad(const Kept& kept, ScopedSettings& scope);
+    void KeepLastSector(Kept& kept);
+    void OrPutBack(const Kept& kept, ScopedSettings& scope, const std::function<void()>& work);
+    void PutBack(const Kept& kept, ScopedSettings& scope);
+    std::vector<std::uint8_t> LastSectorWith(const Kept& kept);
+    std::string LossOf(const Kept& kept) const;
     void WarnIfFails(const std::string& consequence, const std::function<void()>& work);
     void Close(const ClosingChanges& changes, ScopedSettings& scope);
     void CheckClosed(const ClosingChanges& changes, const Kept& kept);

@@ -27,5 +27,9 @@ TEST(PrintMacAddress, PutsTheMostSignificantByteFirst) {
     EXPECT_EQ(PrintMacAddress(bytes), "AB:02:01");
 }
 
+TEST(MacAddressBytes, AreThoseThatWerePrinted) {
+    EXPECT_EQ(MacAddressBytes("AB:02:01"), (std::vector<std::uint8_t>{0x01, 0x02, 0xAB}));
+}
+
 }  // namespace
 }  // namespace flash::host

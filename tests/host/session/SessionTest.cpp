@@ -4,75 +4,11 @@
 
 #include <gtest/gtest.h>
 
-#include <numeric>
-
-#include "host/probe/VirtualChipProbe.h"
-#include "tests/host/support/RecordingObserver.h"
+#include "tests/host/session/SessionBench.h"
 #include "tests/host/support/Throws.h"
 
 namespace flash::host {
 namespace {
-
-class Bench {
-public:
-    explicit Bench(const std::string& name, const std::string& plugin = REAL_PLUGIN_MODULE,
-                   const std::string& fakeBehaviour = "")
-        : device(FindDevice(LoadDeviceDescriptions(FLASH_DEVICES_FOLDER), name)),
-          probe(VirtualChipProbe::Open(device, std::nullopt)),
-          module(plugin),
-          settings(DefaultSettings()) {
-        device.AddTo(settings);
-        settings.Set("FakeBehaviour", fakeBehaviour);
-    }
-
-    Session& Connect() {
-        session.emplace(probe, settings, device, device.name, module, HOST_DATA_FOLDER, observer, isInterrupted);
-        return *session;
-    }
-
-    chip::VirtualChip& Chip() { return probe.Chip(); }
-    std::vector<std::uint8_t> Flash(std::uint32_t address, std::size_t length) {
-        const auto flash = Chip().Flash().subspan(address, length);
-        return {flash.begin(), flash.end()};
-    }
-
-    DeviceDescription device;
-    VirtualChipProbe probe;
-    PluginModule module;
-    Settings settings;
-    RecordingObserver observer;
-    std::atomic<bool> isInterrupted{false};
-    std::optional<Session> session;
-};
-
-std::vector<std::uint8_t> Pattern(std::size_t length, std::uint8_t seed = 1) {
-    std::vector<std::uint8_t> bytes(length);
-    for (std::size_t i = 0; i < length; ++i) {
-        bytes[i] = static_cast<std::uint8_t>(i * 7 + (i >> 8) * 13 + seed);
-    }
-    return bytes;
-}
-
-ProgramImage ImageOf(std::initializer_list<std::pair<std::uint32_t, std::vector<std::uint8_t>>> pieces) {
-    ProgramImage image;
-    for (const auto& [address, bytes] : pieces) {
-        image.Add(address, bytes, {"test.bin", ""});
-    }
-    return image;
-}
-
-LoadResult Program(Session& session, const ProgramImage& image, const ProgramOptions& options = {}) {
-    return session.Program(session.Plan(image, options), options);
-}
-
-// A valid CCFG: its size in the flags word, everything enabled, and recognisable bytes around the fields.
-std::vector<std::uint8_t> GoodCcfg() {
-    std::vector<std::uint8_t> ccfg(0x58, 0xFF);
-    const std::uint8_t flags[] = {0x01, 0x00, 0x58, 0x00};
-    std::copy(std::begin(flags), std::end(flags), ccfg.begin() + 8);
-    ccfg[0] = 0x5A;
-    return ccfg;
-}
 
 class BothGenerations : public testing::TestWithParam<const char*> {};
 INSTANTIATE_TEST_SUITE_P(Session, BothGenerations, testing::Values("LumoD1F64", "LumoF2F352"));
@@ -253,85 +189,6 @@ TEST_P(BothGenerations, RetainedAddressesSurviveABankErase) {
     EXPECT_EQ(session.ReadAddress(AddressKind::SecondaryIeee), "02:00:00:00:00:00:00:03");
 }
 
-TEST_P(BothGenerations, AFailedLoadPutsRetainedAddressesBackAndTheNextOneSucceeds) {
-    Bench bench(GetParam());
-    Session& session = bench.Connect();
-    session.WriteAddress(AddressKind::SecondaryBle, "C2:00:00:00:00:02");
-    ProgramOptions options;
-    options.erase = EraseChoice::All;
-    options.closing.retainBle = true;
-    options.closing.disableBootloader = true;
-    const WritePlan plan = session.Plan(ImageOf({{0, Pattern(4096)}}), options);
-    bench.Chip().Arm(chip::Fault::OperationFails, 5);  // the bank erase is the first, then words
-
-    const std::string text = FailureOf(FailureKind::Operation, [&] { session.Program(plan, options); });
-
-    EXPECT_NE(text.find("Timed out waiting for target flashloader"), std::string::npos) << text;
-    EXPECT_NE(text.find("programming failed; the flash state machine's status is 4"), std::string::npos) << text;
-    EXPECT_EQ(session.ReadAddress(AddressKind::SecondaryBle), "C2:00:00:00:00:02");
-    EXPECT_FALSE(session.ReadCcfg().isBootloaderDisabled) << "an abandoned load changes nothing else";
-    session.Program(plan, options);
-    EXPECT_EQ(bench.Flash(0, 4096), Pattern(4096));
-}
-
-// A load of one word into the last sector: the sector's erase, the word, then the words of the kept CCFG.
-struct LoadThatKeepsCcfg {
-    explicit LoadThatKeepsCcfg(const char* name) : bench(name), end(bench.device.FlashSizeBytes()) {
-        bench.Chip().PlaceInFlash(end - 0x58, GoodCcfg());
-        options.keepCcfg = true;
-        const std::uint32_t last = end - bench.device.sectorSizeBytes;
-        plan = bench.Connect().Plan(ImageOf({{last, std::vector<std::uint8_t>(4, 0x00)}}), options);
-    }
-
-    std::vector<std::uint8_t> Ccfg() { return bench.Flash(end - 0x58, 0x58); }
-
-    Bench bench;
-    std::uint32_t end;
-    ProgramOptions options;
-    WritePlan plan;
-};
-
-TEST_P(BothGenerations, AFailedLoadPutsAKeptCcfgBackWhereverItFails) {
-    LoadThatKeepsCcfg clean(GetParam());
-    clean.bench.session->Program(clean.plan, clean.options);
-    const std::uint64_t operations = clean.bench.Chip().GetCounters().flashOperations;
-    ASSERT_GE(operations, 4U);
-    for (std::uint64_t n = 1; n <= operations; ++n) {
-        SCOPED_TRACE(n);
-        LoadThatKeepsCcfg load(GetParam());
-        load.bench.Chip().Arm(chip::Fault::OperationFails, n);
-
-        FailureOf(FailureKind::Operation, [&] { load.bench.session->Program(load.plan, load.options); });
-
-        EXPECT_EQ(load.Ccfg(), GoodCcfg());
-        load.bench.session->Program(load.plan, load.options);
-        EXPECT_EQ(load.Ccfg(), GoodCcfg());
-    }
-}
-
-TEST_P(BothGenerations, AKeptCcfgThatCannotBePutBackIsTold) {
-    LoadThatKeepsCcfg load(GetParam());
-    load.bench.Chip().Arm(chip::Fault::PowerLossAfterOperation, 2);
-
-    FailureOf(FailureKind::Operation, [&] { load.bench.session->Program(load.plan, load.options); });
-
-    const std::string& warning = load.bench.observer.warnings.front();
-    EXPECT_EQ(warning.find("The kept CCFG is not back in flash; its 88 bytes from 0x"), 0U) << warning;
-    EXPECT_NE(warning.find(" were 5AFFFFFFFFFFFFFF01005800FFFF"), std::string::npos) << warning;
-}
-
-TEST_P(BothGenerations, AFailedEraseOfAllPutsAKeptCcfgBack) {
-    Bench bench(GetParam());
-    const std::uint32_t end = bench.device.FlashSizeBytes();
-    bench.Chip().PlaceInFlash(end - 0x58, GoodCcfg());
-    Session& session = bench.Connect();
-    bench.Chip().Arm(chip::Fault::OperationFails, 3);  // the bank erase, then the second word of the kept CCFG
-
-    FailureOf(FailureKind::Operation, [&] { session.EraseAll(true); });
-
-    EXPECT_EQ(bench.Flash(end - 0x58, 0x58), GoodCcfg());
-}
-
 TEST_P(BothGenerations, ASilentCoreIsExplained) {
     Bench bench(GetParam());
     Session& session = bench.Connect();
@@ -393,32 +250,6 @@ TEST_P(BothGenerations, AnInterruptionStopsBetweenSectorsAndTheSameLoadSucceedsA
     bench.isInterrupted = false;
     session.Program(plan, {});
     EXPECT_EQ(session.Verify(image), image.ByteCount());
-}
-
-TEST_P(BothGenerations, AnInterruptionAfterABankErasePutsRetainedAddressesAndAKeptCcfgBack) {
-    Bench bench(GetParam());
-    const std::uint32_t end = bench.device.FlashSizeBytes();
-    bench.Chip().PlaceInFlash(end - 0x58, GoodCcfg());
-    Session& session = bench.Connect();
-    session.WriteAddress(AddressKind::SecondaryIeee, "02:00:00:00:00:00:00:03");
-    ProgramOptions options;
-    options.erase = EraseChoice::All;
-    options.closing.retainIeee = true;
-    const WritePlan plan = session.Plan(ImageOf({{0, Pattern(4096)}}), options);
-    bench.observer.onPhaseStart = [&](Phase phase) {
-        bench.isInterrupted = bench.isInterrupted || phase == Phase::Erase;
-    };
-
-    FailureOf(FailureKind::Interrupted, [&] { session.Program(plan, options); });
-
-    EXPECT_EQ(session.ReadAddress(AddressKind::SecondaryIeee), "02:00:00:00:00:00:00:03");
-    bench.isInterrupted = false;
-    bench.Chip().PlaceInFlash(end - 0x58, GoodCcfg());
-    options.closing.retainIeee = false;
-    options.keepCcfg = true;
-    const WritePlan keeping = session.Plan(ImageOf({{0, Pattern(4096)}}), options);
-    FailureOf(FailureKind::Interrupted, [&] { session.Program(keeping, options); });
-    EXPECT_EQ(bench.Flash(end - 0x58, 0x58), GoodCcfg());
 }
 
 TEST_P(BothGenerations, EraseAndBlankCheckAndSectors) {
