@@ -260,6 +260,7 @@ void Session::EraseAll(bool keepCcfg) {
     ScopedSettings scope(settings);
     SwitchOptionsOff(scope);
     scope.Set("KeepCcfgSetting", options.keepCcfg ? "1" : "0");
+    RequireNotInterrupted();
     OrPutBack(kept, scope, [&] {
         Operate("Erasing flash", Phase::Close, kept.ccfg.size(), [this] { plugin.Execute("Erase"); });
         RequireKeptCcfg("Erasing flash", kept);
@@ -271,12 +272,14 @@ void Session::EraseSectors(const std::string& pages) {
     ScopedSettings scope(settings);
     SwitchOptionsOff(scope);
     scope.Set("StandaloneEraseSpecificText", set.Text());
+    RequireNotInterrupted();
     Operate(fmt::format("Erasing sectors {}", set.Text()), Phase::Close, 0, [this] { plugin.Execute("EraseSectors"); });
 }
 
 void Session::BlankCheck() {
     ScopedSettings scope(settings);
     SwitchOptionsOff(scope);
+    RequireNotInterrupted();
     Operate("Checking for blank flash", Phase::Verify, 0, [this] { plugin.Execute("BlankCheck"); });
     const auto says = [this](const char* text) {
         return std::find(services.Messages().begin(), services.Messages().end(), text) != services.Messages().end();
@@ -318,6 +321,7 @@ void Session::WriteAddress(AddressKind kind, const std::string& address) {
     scope.Set(names.property, wanted);
     Kept kept;
     KeepLastSector(kept);
+    RequireNotInterrupted();
     OrPutBack(kept, scope, [&] {
         Operate(fmt::format("Writing the address {}", wanted), Phase::Close, info.geometry.sectorSizeBytes,
                 [&] { plugin.Execute(names.writeOperation); });

@@ -252,6 +252,39 @@ TEST_P(BothGenerations, AnInterruptionStopsBetweenSectorsAndTheSameLoadSucceedsA
     EXPECT_EQ(session.Verify(image), image.ByteCount());
 }
 
+TEST(Session, AnInterruptionBeforeAnOperationIsHonouredAndNothingIsTouched) {
+    struct Case {
+        const char* name;
+        std::function<void(Session&)> work;
+    };
+    ClosingChanges changes;
+    changes.disableBootloader = true;
+    const Case cases[] = {
+        {"erase", [](Session& session) { session.EraseAll(false); }},
+        {"erase --keep-ccfg", [](Session& session) { session.EraseAll(true); }},
+        {"erase --sectors", [](Session& session) { session.EraseSectors("0"); }},
+        {"blank-check", [](Session& session) { session.BlankCheck(); }},
+        {"mac write", [](Session& session) { session.WriteAddress(AddressKind::SecondaryBle, "C2:00:00:00:00:01"); }},
+        {"ccfg", [&](Session& session) { session.ChangeCcfg(changes); }},
+        {"program",
+         [](Session& session) {
+             Program(session, ImageOf({{0, Pattern(4)}}));
+         }},
+    };
+    for (const Case& c : cases) {
+        SCOPED_TRACE(c.name);
+        Bench bench("LumoD1F32");
+        bench.Chip().PlaceInFlash(0, Pattern(16));
+        Session& session = bench.Connect();
+        bench.isInterrupted = true;
+
+        FailureOf(FailureKind::Interrupted, [&] { c.work(session); });
+
+        EXPECT_EQ(bench.Chip().GetCounters().flashOperations, 0U);
+        EXPECT_EQ(bench.Chip().GetCounters().bytesWritten, 0U);
+    }
+}
+
 TEST_P(BothGenerations, EraseAndBlankCheckAndSectors) {
     Bench bench(GetParam());
     Session& session = bench.Connect();
