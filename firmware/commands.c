@@ -326,9 +326,9 @@ static uint32_t BankErase(LoadState* state, const CommandBlock* block) {
         return kStatusInvalidArguments;
     }
     const FsmStatus fsmStatus = FlashPortEraseBank();
-    const uint32_t notErased = FirstSectorNotErased(state);
+    // Flash cannot be read while the controller is busy. The first sector stands for a failure that names none.
+    const uint32_t notErased = fsmStatus == kFsmBusy ? 0 : FirstSectorNotErased(state);
     if (fsmStatus != kFsmSuccess || notErased != FlashPortSectorCount()) {
-        // The first sector stands for a failure that left nothing behind.
         return EraseFailure(notErased % FlashPortSectorCount(), fsmStatus);
     }
     for (uint32_t i = 0; i < FlashPortSectorCount(); ++i) {

@@ -64,6 +64,9 @@ std::uint32_t SecondFlashloader::EraseBank(const ::CommandBlock& block) {
         return kInvalidArguments;
     }
     const FsmStatus fsmStatus = flash.EraseBank();
+    if (fsmStatus == kFsmBusy) {
+        return EraseFailed(0, fsmStatus);
+    }
     std::set<std::uint32_t> erased;
     for (std::uint32_t sector = 0; sector < flash.sectorCount; ++sector) {
         if (!flash.protectedSectors.contains(sector)) {

@@ -716,6 +716,14 @@ TEST(BankEraseCommand, NamesTheFirstSectorThatShouldBeBlankAndIsNot) {
     }
 }
 
+TEST(BankEraseCommand, NamesTheFirstSectorWhileTheControllerIsBusy) {
+    Flashloader loader;
+    loader.SetFlash(kFlash - 1, {0x00});
+    loader.fake.FailOperation(1, kFsmBusy);
+
+    EXPECT_EQ(loader.Run(1, 0, 0).status, EraseFailed(0, kFsmBusy));
+}
+
 TEST(BankEraseCommand, NamesTheFirstSectorOfAllWhenItOnlySaysErased) {
     Flashloader loader;
     loader.SetFlash(kSector - 1, {0x7F});

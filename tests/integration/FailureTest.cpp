@@ -104,6 +104,17 @@ TEST_P(Failure, AStuckControllerIsReportedBeforeTheHostGivesUp) {
         EXPECT_EQ(bench.host.BlockStatus(0), operation == 1 ? 0x0001'0102U : 0x0001'0103U);
         bench.chip.Reset();
     }
+    EXPECT_EQ(bench.chip.ViolationTotal(), 0U);
+}
+
+TEST_P(Failure, NobodyReadsFlashBehindABankEraseThatNeverEnds) {
+    ChipOnBench bench(Model());
+    bench.chip.Arm(chip::Fault::StuckBusy, 1);
+
+    EXPECT_NE(bench.Execute("Erase"), "");
+
+    EXPECT_EQ(bench.host.BlockStatus(0), 0x0001'0102U);
+    EXPECT_EQ(bench.chip.ViolationTotal(), 0U);
 }
 
 TEST_P(Failure, ACoreThatStopsAnsweringRunsIntoTheTimeOut) {
