@@ -3,8 +3,6 @@
 import re
 from dataclasses import dataclass
 
-from mutation.source import OPENERS
-
 OTHER_OPERATORS = {
     "==": ["!="], "!=": ["=="], "<": ["<=", ">="], ">": [">=", "<="], "<=": ["<", ">"], ">=": [">", "<"],
     "+": ["-"], "-": ["+"], "*": ["/"], "/": ["*"], "%": ["/"],
@@ -44,12 +42,12 @@ class Change:
         return self.path, self.function, self.before, self.after
 
 
-def find_changes(source, with_texts=True):
+def find_changes(source):
     """In the order of the file, each once."""
     finder = Finder(source)
     for i, token in enumerate(source.tokens):
         if not token.frozen:
-            finder.look_at(i, token, with_texts)
+            finder.look_at(i, token)
     for statement in source.statements:
         finder.delete(statement)
     return sorted(finder.found.values(), key=lambda c: (c.start, c.end, c.new))
@@ -74,14 +72,14 @@ class Finder:
             self.source.path, start, end, new, kind, self.source.line_number(start), self.tokens[first].function,
             before, after))
 
-    def look_at(self, i, token, with_texts):
+    def look_at(self, i, token):
         if token.kind == "operator":
             self.change_operator(i, token)
         elif token.kind == "word":
             self.change_word(i, token)
         elif token.kind in ("number", "character"):
             self.change_constant(i, token)
-        elif token.kind == "text" and with_texts:
+        elif token.kind == "text":
             self.change_text(i, token)
 
     # ---- Operators and words

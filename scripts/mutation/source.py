@@ -86,7 +86,7 @@ def scan(path, text):
         match = TOKEN.match(text, position)
         if match is None:
             raise Unusable(f"{path}: cannot read {text[position:position + 20]!r}")
-        yield Token(match.lastgroup if match.lastgroup != "mark" else "text", match.group(), *match.span())
+        yield Token(match.lastgroup, match.group(), *match.span())
         position = match.end()
 
 

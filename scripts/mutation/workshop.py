@@ -213,9 +213,4 @@ def copy_tree(root, programs, folder):
              for p in program.change + program.tests + program.slow_tests + program.also if not os.path.isabs(p)]
     tops = {Path(p).parts[0] for p in named}
     for top in sorted(tops):
-        if (root / top).is_dir():
-            shutil.copytree(root / top, folder / "tree" / top, ignore=shutil.ignore_patterns("build"))
-        else:
-            (folder / "tree").mkdir(parents=True, exist_ok=True)
-            for path in root.glob(top):
-                shutil.copy2(path, folder / "tree")
+        shutil.copytree(root / top, folder / "tree" / top, ignore=shutil.ignore_patterns("build"))

@@ -1,7 +1,7 @@
 #!/usr/bin/env python3
 """Reads a built plug-in module and checks what a host and a security team expect of the file.
 
-usage: check_module.py MODULE [--objdump PROGRAM] [--expect-failure CHECK]...
+usage: check_module.py MODULE [--expect-failure CHECK]...
 
 Prints one line per check; exit code 1 when one fails. With --expect-failure exactly the checks so named must fail: that is
 how the tests prove that each check can fail.
@@ -38,8 +38,8 @@ def elf_checks(module):
     }
 
 
-def pe_checks(module, objdump):
-    headers = output_of(objdump, "--private-headers", module)
+def pe_checks(module):
+    headers = output_of("x86_64-w64-mingw32-objdump", "--private-headers", module)
     exports = set(re.findall(r"^\t\[ *\d+\] (?:\+base\[ *\d+\] +[0-9a-f]+ )?(\w+)$", headers, re.MULTILINE))
     imports = {name.lower() for name in re.findall(r"DLL Name: (\S+)", headers)}
     return {
@@ -55,11 +55,10 @@ def pe_checks(module, objdump):
 def main():
     parser = argparse.ArgumentParser()
     parser.add_argument("module")
-    parser.add_argument("--objdump", default="x86_64-w64-mingw32-objdump")
     parser.add_argument("--expect-failure", action="append", default=[])
     arguments = parser.parse_args()
     is_pe = arguments.module.endswith(".dll")
-    checks = pe_checks(arguments.module, arguments.objdump) if is_pe else elf_checks(arguments.module)
+    checks = pe_checks(arguments.module) if is_pe else elf_checks(arguments.module)
     for name, holds in checks.items():
         print(f"{name}: {'holds' if holds else 'FAILS'}")
     failed = {name for name, holds in checks.items() if not holds}
