@@ -5,6 +5,8 @@
 #include <string>
 #include <vector>
 
+#include "tests/support/SlowCrc32.h"
+
 namespace flash {
 namespace {
 
@@ -31,18 +33,6 @@ TEST(TargetCrc32, MatchesPublishedCheckValues) {
     }
 }
 
-// Bit by bit, as the definition has it.
-std::uint32_t SlowCrc32(const std::vector<std::uint8_t>& bytes) {
-    std::uint32_t crc = 0xFFFF'FFFF;
-    for (const std::uint8_t byte : bytes) {
-        for (int bit = 0; bit < 8; ++bit) {
-            const bool isOut = ((crc ^ (byte >> bit)) & 1) != 0;
-            crc = (crc >> 1) ^ (isOut ? 0xEDB8'8320 : 0);
-        }
-    }
-    return ~crc;
-}
-
 TEST(TargetCrc32, IsTheSameForAnyLengthAndAlignment) {
     for (std::size_t offset = 0; offset < 4; ++offset) {
         for (std::size_t length = 0; length <= 300; ++length) {
@@ -53,7 +43,7 @@ TEST(TargetCrc32, IsTheSameForAnyLengthAndAlignment) {
             std::vector<std::uint8_t> shifted(offset);
             shifted.insert(shifted.end(), bytes.begin(), bytes.end());
 
-            EXPECT_EQ(Crc32(shifted.data() + offset, static_cast<std::uint32_t>(length)), SlowCrc32(bytes))
+            EXPECT_EQ(Crc32(shifted.data() + offset, static_cast<std::uint32_t>(length)), test::SlowCrc32(bytes))
                 << length << " bytes at offset " << offset;
         }
     }

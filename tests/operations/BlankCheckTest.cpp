@@ -46,7 +46,7 @@ TEST(BlankCheck, TellsABlankFlashOnce) {
 TEST(BlankCheck, TellsAProgrammedFlashWhateverTheStatusSays) {
     for (const std::uint32_t status : {Answer::kOfWork, 0x102U, 0x106U, 1U}) {  // of the work: CCFG is programmed
         OpenLumoD target;
-        target.flashloader.AnswerAll({0, status, 0});
+        target.flashloader.AnswerAll(AnswerWithStatus(status));
         EXPECT_FALSE(target.device.BlankCheck());
         EXPECT_EQ(target.host.messages, Texts{"Blank Check: Device flash is programmed"}) << status;
         EXPECT_EQ(target.host.CountOf(Slot::HaltTarget), 1U) << "of the load";

@@ -7,8 +7,6 @@
 namespace flash::test {
 namespace {
 
-using Texts = std::vector<std::string>;
-
 Texts operator+(Texts first, const Texts& second) {
     first.insert(first.end(), second.begin(), second.end());
     return first;

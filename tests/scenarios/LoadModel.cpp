@@ -5,19 +5,10 @@
 #include <cstdio>
 #include <utility>
 
+#include "tests/support/SlowCrc32.h"
+
 namespace flash::test {
 namespace {
-
-std::uint32_t SlowCrc(const Bytes& bytes) {
-    std::uint32_t crc = ~0U;
-    for (const std::uint8_t byte : bytes) {
-        for (int bit = 0; bit < 8; ++bit) {
-            const bool isSet = (((crc ^ (std::uint32_t{byte} >> bit)) & 1U) != 0);
-            crc = (crc >> 1) ^ (isSet ? 0xEDB8'8320U : 0U);
-        }
-    }
-    return ~crc;
-}
 
 int Signed(std::size_t value) { return static_cast<int>(value); }
 
@@ -182,7 +173,7 @@ void LoadModel::SendChunks(std::uint32_t address, const Bytes& data) {
         const Bytes chunk(data.begin() + static_cast<std::ptrdiff_t>(from),
                           data.begin() + static_cast<std::ptrdiff_t>(to));
         const std::uint32_t at = address + static_cast<std::uint32_t>(from);
-        const std::uint32_t crc = settings.isVerifying ? SlowCrc(chunk) : 0;
+        const std::uint32_t crc = settings.isVerifying ? SlowCrc32(chunk) : 0;
         if (settings.isVerifying) {
             Say("  Chunk %d: addr=0x%08X, length=%d, crc=0x%08X (using block %u)", number, at, Signed(chunk.size()),
                 crc, nextBlock);

@@ -164,12 +164,5 @@ TEST_F(CopiedModule, LoadsWorksAndUnloadsAgainAndAgain) {
     }
 }
 
-TEST_F(CopiedModule, ExportsNothingButTheFactory) {
-    const LoadedModule module(path.string());
-
-    EXPECT_NE(module.FindExport("CreateFlashDevice2"), nullptr);
-    EXPECT_EQ(module.FindExport("CreateFlashDevice"), nullptr);
-}
-
 }  // namespace
 }  // namespace flash::test

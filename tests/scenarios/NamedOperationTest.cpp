@@ -7,8 +7,6 @@
 namespace flash::test {
 namespace {
 
-using Texts = std::vector<std::string>;
-
 class NamedOperation : public testing::TestWithParam<const ChipModel*> {
 protected:
     InitializedChip chip{*GetParam()};

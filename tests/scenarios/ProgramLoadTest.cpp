@@ -6,8 +6,6 @@
 namespace flash::test {
 namespace {
 
-using Texts = std::vector<std::string>;
-
 std::string Posted(std::uint32_t command, std::uint32_t address, std::uint32_t length, std::uint32_t block,
                    std::uint32_t crc = 0) {
     TakenCommand taken;

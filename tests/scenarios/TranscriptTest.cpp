@@ -6,8 +6,6 @@
 namespace flash::test {
 namespace {
 
-using Texts = std::vector<std::string>;
-
 constexpr char kTimedOut[] = "Timed out waiting for target flashloader to execute command.";
 
 // 32 sectors of 4096 bytes, CCFG from 0x1FFA8.

@@ -30,8 +30,6 @@ void FakeHost::FailNth(Slot slot, std::size_t n, const std::string& text) { Plan
 
 void FakeHost::FailNthOfAny(std::size_t n, const std::string& text) { Plan({std::nullopt, "", n, false, text}); }
 
-void FakeHost::FailFrom(Slot slot, std::size_t n, const std::string& text) { Plan({slot, "", n, true, text}); }
-
 void FakeHost::FailAllFrom(std::size_t n, const std::string& text) { Plan({std::nullopt, "", n, true, text}); }
 
 void FakeHost::HideProperty(const std::string& name, std::size_t n) { Plan({Slot::GetProperty, name, n, false, ""}); }

@@ -44,11 +44,10 @@ public:
     std::string core;                   // selected last
     bool givesValues = true;            // else reads and look-ups succeed and leave the caller's place as it is
 
-    // The n-th call (1 is the next one) of a slot, or of any slot, fails once with this text, or always from then on.
+    // The n-th call (1 is the next one) of a slot, or of any slot, fails once with this text.
     // A failing `GetProperty` or `GetDirectoryPath` returns null. A failed call changes nothing on the target.
     void FailNth(Slot slot, std::size_t n, const std::string& text);
     void FailNthOfAny(std::size_t n, const std::string& text);
-    void FailFrom(Slot slot, std::size_t n, const std::string& text);
     // As `FailNthOfAny`, and all calls behind it fail too, each with its own text: "text +1", "text +2", …
     void FailAllFrom(std::size_t n, const std::string& text);
     void StopFailing() { failures.clear(); }

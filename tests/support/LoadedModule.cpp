@@ -53,8 +53,6 @@ const char* LoadedModule::Create(const char* deviceName, const char* secondText,
     return create(deviceName, secondText, thirdText, host, device);
 }
 
-void* LoadedModule::FindExport(const char* name) const { return Find(handle, name); }
-
 DevicePointer MakeDevice(const char* deviceName, IFlashHost* host) {
     static const LoadedModule module;
     IFlashDevice2* device = nullptr;

@@ -29,7 +29,6 @@ public:
                        IFlashDevice2** device) const;
 
     // The address of an exported name, or null.
-    void* FindExport(const char* name) const;
 
 private:
     void* handle;

@@ -3,6 +3,8 @@
 #include <algorithm>
 #include <cstdio>
 
+#include "tests/support/SlowCrc32.h"
+
 namespace flash::test {
 namespace {
 
@@ -25,18 +27,6 @@ constexpr std::uint32_t kPostedLength = 20;
 std::uint32_t CodeOf(const TakenCommand& command) { return command.command & ~kCrcFlag; }
 
 bool IsProgram(std::uint32_t code) { return code >= kProgram && code <= kProgramRetain; }
-
-// One bit at a time, so that it shares nothing with the code under test.
-std::uint32_t Crc32Of(const std::vector<std::uint8_t>& bytes) {
-    std::uint32_t crc = 0xFFFF'FFFF;
-    for (const std::uint8_t byte : bytes) {
-        crc ^= byte;
-        for (int bit = 0; bit < 8; ++bit) {
-            crc = (crc & 1) != 0 ? (crc >> 1) ^ 0xEDB8'8320 : crc >> 1;
-        }
-    }
-    return ~crc;
-}
 
 }  // namespace
 
@@ -163,8 +153,6 @@ void ScriptedFlashloader::Finish() {
     std::uint32_t status = current.status;
     if (status == Answer::kOfWork) {
         status = Work(command);
-    } else if (status == kVerificationIssue) {
-        command.address = current.issueAddress;
     }
     host.memory.SetWord(BlockAddress(turn), command.address);
     host.memory.SetWord(BlockAddress(turn) + kStatusOffset, status);
@@ -213,7 +201,7 @@ std::uint32_t ScriptedFlashloader::Program(TakenCommand& command) {
 
 std::uint32_t ScriptedFlashloader::VerifyCrc(TakenCommand& command) {
     const std::vector<std::uint8_t> flash = host.memory.Bytes(command.address, command.length);
-    if (Crc32Of(flash) == command.crc) {
+    if (SlowCrc32(flash) == command.crc) {
         return 0;
     }
     const auto difference = std::mismatch(flash.begin(), flash.end(), command.data.begin()).first;
@@ -240,7 +228,7 @@ bool ScriptedFlashloader::IsInFlash(std::uint32_t address, std::uint32_t lengthB
 
 void ScriptedFlashloader::EraseTouched(std::uint32_t first, std::uint32_t last) {
     for (std::uint32_t sector = first / geometry.sectorSize; sector <= last / geometry.sectorSize; ++sector) {
-        if (erasedSectors.insert(sector).second || !erasesSectorsOnce) {
+        if (erasedSectors.insert(sector).second) {
             host.memory.Fill(sector * geometry.sectorSize, 0xFF, geometry.sectorSize);
         }
     }

@@ -34,13 +34,11 @@ struct Answer {
 
     std::uint32_t pollsBefore = 0;   // reads of its status that still see "not done"
     std::uint32_t status = kOfWork;  // any other: the flash is not touched
-    std::uint32_t issueAddress = 0;  // left in the block with status 0x106
 };
 
-inline constexpr Answer kAnswerAtOnce{};
-inline constexpr Answer kAnswerNever{Answer::kForever, Answer::kOfWork, 0};
-constexpr Answer AnswerAfterPolls(std::uint32_t polls) { return {polls, Answer::kOfWork, 0}; }
-constexpr Answer AnswerWithStatus(std::uint32_t status) { return {0, status, 0}; }
+inline constexpr Answer kAnswerNever{Answer::kForever, Answer::kOfWork};
+constexpr Answer AnswerAfterPolls(std::uint32_t polls) { return {polls, Answer::kOfWork}; }
+constexpr Answer AnswerWithStatus(std::uint32_t status) { return {0, status}; }
 
 // A command as it was taken from a block, with what its buffer held at that moment.
 struct TakenCommand {
@@ -67,9 +65,6 @@ public:
     void AnswerCommand(std::uint32_t code, Answer answer) { byCode[code] = answer; }
     void AnswerAll(Answer answer) { usual = answer; }
     void ForgetAnswers();
-
-    // Erases a sector at most once between two loads, whatever commands 3 and 5 ask, as the product's flashloader does.
-    bool erasesSectorsOnce = true;
 
     std::vector<TakenCommand> taken;  // in order
     std::size_t loads = 0;            // of the image

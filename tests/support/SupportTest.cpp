@@ -65,11 +65,11 @@ TEST(FakeHostTest, FailsTheNthCallOnceAndChangesNothing) {
 
 TEST(FakeHostTest, FailsEveryCallFromTheNthOn) {
     FakeHost host;
-    host.FailFrom(Slot::HaltTarget, 2, "lost");
+    host.FailAllFrom(2, "lost");
 
     EXPECT_EQ(host.HaltTarget(), nullptr);
     EXPECT_STREQ(host.HaltTarget(), "lost");
-    EXPECT_STREQ(host.HaltTarget(), "lost");
+    EXPECT_STREQ(host.RunTarget(), "lost +1");
     host.StopFailing();
     EXPECT_EQ(host.HaltTarget(), nullptr);
 }
