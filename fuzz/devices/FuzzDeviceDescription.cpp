@@ -3,11 +3,11 @@
 #include <algorithm>
 #include <string>
 
-#include "fuzz/AllocationMeter.h"
 #include "fuzz/FuzzTarget.h"
 #include "fuzz/InMemoryFile.h"
 #include "fuzz/devices/SecondDescription.h"
 #include "host/Failure.h"
+#include "tests/support/AllocationMeter.h"
 
 namespace flash::fuzz {
 namespace {
@@ -110,7 +110,7 @@ void CheckAccepted(const DeviceDescription& device) {
 extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {
     using namespace flash::fuzz;
     const std::string text(data, data + size);
-    const AllocationMeter meter;
+    const flash::test::AllocationMeter meter;
     const std::optional<DeviceDescription> read = ReadText(text);
     FuzzRequire(meter.Bytes() <= kMemoryBytes + kMemoryPerByte * size, "memory is bounded by the file's size");
     if (const std::optional<Element> root = SimpleXmlReader::Read(text)) {

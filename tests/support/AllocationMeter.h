@@ -8,7 +8,7 @@ extern "C" __attribute__((weak)) int __sanitizer_install_malloc_and_free_hooks(
     void (*onAllocation)(const volatile void* memory, std::size_t size),
     void (*onRelease)(const volatile void* memory));
 
-namespace flash::fuzz {
+namespace flash::test {
 
 class AllocationMeter {
 public:
@@ -31,4 +31,4 @@ private:
     std::size_t start;
 };
 
-}  // namespace flash::fuzz
+}  // namespace flash::test
