@@ -1,6 +1,7 @@
 // The simplest model of memory: one entry per byte. Second readers build it, images are compared with it.
 #pragma once
 
+#include <cstddef>
 #include <cstdint>
 #include <map>
 #include <optional>
@@ -8,6 +9,7 @@
 
 #include "fuzz/FuzzTarget.h"
 #include "host/files/ProgramImage.h"
+#include "tests/support/AllocationMeter.h"
 
 namespace flash::fuzz {
 
@@ -47,15 +49,29 @@ inline ByteMap MapOf(const host::ProgramImage& image) {
     return map;
 }
 
-// Null when `read` refuses, which it must do with a text that names the file.
-template <typename Read>
-std::optional<ByteMap> MapOrRefusal(std::string_view fileName, Read read) {
+// False when `work` on so many bytes refuses them, which it must do with a text that names the file. What it asks for
+// grows with these bytes only: a segment of one byte takes most.
+template <typename Work>
+bool IsDone(std::string_view fileName, std::size_t size, Work work) {
+    constexpr std::size_t kMemoryBytes = 16 * 1024;
+    constexpr std::size_t kMemoryPerByte = 160;
+    const test::AllocationMeter meter;
+    bool isDone = true;
     try {
-        return MapOf(read());
+        work();
     } catch (const host::ProgramFileError& error) {
         FuzzRequire(std::string_view(error.what()).starts_with(fileName), "a refusal names the file");
-        return std::nullopt;
+        isDone = false;
     }
+    FuzzRequire(meter.Bytes() <= kMemoryBytes + kMemoryPerByte * size, "memory is bounded by the file's size");
+    return isDone;
+}
+
+// What `read` makes of a file of so many bytes, null when it refuses.
+template <typename Read>
+std::optional<ByteMap> MapOrRefusal(std::string_view fileName, std::size_t size, Read read) {
+    host::ProgramImage image;
+    return IsDone(fileName, size, [&] { image = read(); }) ? std::optional(MapOf(image)) : std::nullopt;
 }
 
 }  // namespace flash::fuzz

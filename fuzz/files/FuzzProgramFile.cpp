@@ -16,7 +16,7 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
     const std::span content(data + 1, size - 1);
     const auto format = host::DetectFileFormat(content, name);
     const auto readAs = [&](const host::ReadOptions& options) {
-        return fuzz::MapOrRefusal(name, [&] { return host::ReadProgram(content, name, options); });
+        return fuzz::MapOrRefusal(name, size, [&] { return host::ReadProgram(content, name, options); });
     };
 
     const auto detected = readAs({std::nullopt, 0x1000});

@@ -24,10 +24,7 @@ void AddRun(Both& both, std::uint8_t place, std::uint8_t length, std::uint8_t va
     for (std::size_t i = 0; i < bytes.size(); ++i) {
         fits = changed.Put(std::uint64_t{address} + i, bytes[i]) && fits;
     }
-    const bool isAdded = MapOrRefusal("fuzz", [&] {
-                             both.image.Add(address, bytes, kOrigin);
-                             return both.image;
-                         }).has_value();
+    const bool isAdded = IsDone("fuzz", bytes.size(), [&] { both.image.Add(address, bytes, kOrigin); });
     FuzzRequire(isAdded == fits, "an addition is refused exactly when it does not fit");
     both.model = fits ? changed : both.model;
 }
@@ -38,10 +35,7 @@ void MergeInto(Both& target, const Both& source) {
     for (const auto& [address, byte] : source.model.bytes) {
         fits = changed.Put(address, byte) && fits;
     }
-    const bool isMerged = MapOrRefusal("fuzz", [&] {
-                              target.image.Merge(source.image);
-                              return target.image;
-                          }).has_value();
+    const bool isMerged = IsDone("fuzz", source.model.bytes.size(), [&] { target.image.Merge(source.image); });
     FuzzRequire(isMerged == fits, "a merge is refused exactly when something overlaps");
     target.model = fits ? changed : target.model;
 }
@@ -52,10 +46,7 @@ void CheckRange(const Both& both, std::uint8_t first, std::uint8_t length) {
     for (const auto& [address, byte] : both.model.bytes) {
         isInside = isInside && address >= first && address < first + count;
     }
-    const bool isAccepted = MapOrRefusal("fuzz", [&] {
-                                RequireInside(both.image, first, count, "flash");
-                                return both.image;
-                            }).has_value();
+    const bool isAccepted = IsDone("fuzz", 0, [&] { RequireInside(both.image, first, count, "flash"); });
     FuzzRequire(isAccepted == isInside, "a range refuses exactly what has a byte outside");
 }
 

@@ -21,7 +21,8 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
         fits = fits && expected.Put(std::uint64_t{base} + i, content[i]);
     }
 
-    const auto read = fuzz::MapOrRefusal("fuzz.bin", [&] { return host::ReadRawBinary(content, base, "fuzz.bin"); });
+    const auto read =
+        fuzz::MapOrRefusal("fuzz.bin", size, [&] { return host::ReadRawBinary(content, base, "fuzz.bin"); });
 
     fuzz::FuzzRequire(read == (fits ? std::optional(expected) : std::nullopt),
                       "the file lies at its base, or is refused");

@@ -70,7 +70,7 @@ bool TakeLine(std::string_view line, State& state) {
 
 extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {
     using namespace flash;
-    const auto read = fuzz::MapOrRefusal(fuzz::kFileName, [&] {
+    const auto read = fuzz::MapOrRefusal(fuzz::kFileName, size, [&] {
         return host::ReadSRecord({data, size}, fuzz::kFileName);
     });
     const auto second = fuzz::ReadLines<fuzz::State>({reinterpret_cast<const char*>(data), size}, fuzz::TakeLine);

@@ -13,6 +13,16 @@ flash_plant_bug(NAME more_than_the_record_says LIBRARY host_files TARGET s_recor
 flash_plant_bug(NAME byte_behind_the_elf_file LIBRARY host_files TARGET elf_file CORPUS elf_file MAX_LENGTH 2048
     FILE host/files/ElfFile.cpp RIGHT "length > content.size() - offset" WRONG "length > content.size() - offset + 1"
     REASON "Assertion|AddressSanitizer|lie in the file")
+flash_plant_bug(NAME symbols_at_zero LIBRARY host_files TARGET elf_file CORPUS elf_file MAX_LENGTH 2048
+    FILE host/files/ElfFile.cpp RIGHT "symbol.st_name, symbol.st_value" WRONG "symbol.st_name, symbol.st_value * 0"
+    REASON "a symbol has the file's value")
+flash_plant_bug(NAME segment_lost_behind_the_elf_header LIBRARY host_files TARGET elf_file CORPUS elf_file
+    MAX_LENGTH 2048 FILE host/files/ElfFile.cpp
+    RIGHT "!sections.empty() ? sections.front()->header.sh_offset" WRONG "!sections.empty() ? end"
+    REASON "every byte of a segment is in the image")
+flash_plant_bug(NAME kilobytes_for_a_digit LIBRARY host_files TARGET s_record CORPUS s_record
+    FILE host/files/TextRecords.cpp RIGHT "(line.size() - column) / 2" WRONG "(line.size() - column) * 1024"
+    REASON "memory is bounded by the file's size")
 flash_plant_bug(NAME overlap_of_one_byte LIBRARY host_files TARGET program_image CORPUS program_image
     FILE host/files/ProgramImage.cpp
     RIGHT "other->first < EndOf(address, length)" WRONG "other->first + 1 < EndOf(address, length)"

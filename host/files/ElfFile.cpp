@@ -6,6 +6,7 @@
 
 #include <algorithm>
 #include <cstring>
+#include <iterator>
 #include <memory>
 #include <vector>
 
@@ -16,10 +17,22 @@ struct ElfCloser {
     void operator()(Elf* elf) const { elf_end(elf); }
 };
 
+constexpr std::size_t kMostSectionNameBytes = 100;  // of a longer one, the rest is left out of messages
+
 struct Section {
-    std::string name;
+    std::size_t index;
     Elf32_Shdr header;
+
+    std::uint64_t End() const { return std::uint64_t{header.sh_offset} + header.sh_size; }
+    // Some are not for memory, others have no bytes in the file.
+    bool IsProgram() const {
+        return (header.sh_flags & SHF_ALLOC) != 0 && header.sh_type != SHT_NOBITS && header.sh_size > 0;
+    }
 };
+
+std::uint64_t EndOf(const Elf32_Phdr& segment) { return std::uint64_t{segment.p_offset} + segment.p_filesz; }
+
+std::string NameOfSegment(std::size_t index) { return fmt::format("program header {}", index); }
 
 // A 32-bit little-endian ARM file, opened and checked. Keeps a copy of the content: libelf wants to own its memory.
 class ElfReader {
@@ -30,11 +43,17 @@ public:
     const std::vector<Elf32_Phdr>& ProgramHeaders() const { return programHeaders; }
     const std::vector<Section>& Sections() const { return sections; }
 
+    // Those of the program that begin in the segment, ascending by offset.
+    std::span<const Section* const> SectionsFrom(const Elf32_Phdr& segment) const;
+
+    // "section .text", "section number 3".
+    std::string NameOf(const Section& section) const;
+
     // The bytes of the file at `offset`, null when they are not all there.
     std::optional<std::span<const std::uint8_t>> BytesAt(std::uint64_t offset, std::uint64_t length) const;
 
-    // The text at `offset` of a string table. Empty when the table or the text does not exist.
-    std::string_view TextAt(std::size_t tableIndex, std::size_t offset) const;
+    // The texts of a string table, each ended by a zero byte. Empty when the file has no such table.
+    std::string_view TextsOf(std::size_t tableIndex) const;
 
     Origin OriginOf(const std::string& place) const { return {fileName, place}; }
     ProgramFileError Error(std::string_view problem) const { return ErrorAt({fileName, ""}, problem); }
@@ -45,6 +64,7 @@ private:
                     std::size_t expectedSize) const;
     void ReadProgramHeaders();
     void ReadSections();
+    void SortProgramSections();
 
     std::string fileName;
     std::vector<std::uint8_t> content;
@@ -52,6 +72,8 @@ private:
     const Elf32_Ehdr* header = nullptr;
     std::vector<Elf32_Phdr> programHeaders;
     std::vector<Section> sections;
+    std::vector<const Section*> programSections;  // ascending by offset
+    std::string_view sectionNames;                // all of them, each ended by a zero byte
 };
 
 ElfReader::ElfReader(std::span<const std::uint8_t> fileContent, const std::string& name)
@@ -73,6 +95,8 @@ ElfReader::ElfReader(std::span<const std::uint8_t> fileContent, const std::strin
     CheckTable("section header", header->e_shoff, header->e_shnum, header->e_shentsize, sizeof(Elf32_Shdr));
     ReadProgramHeaders();
     ReadSections();
+    SortProgramSections();
+    sectionNames = TextsOf(header->e_shstrndx);
 }
 
 void ElfReader::CheckIdentification() const {
@@ -116,9 +140,25 @@ std::optional<std::span<const std::uint8_t>> ElfReader::BytesAt(std::uint64_t of
     return std::span<const std::uint8_t>(content).subspan(offset, length);
 }
 
-std::string_view ElfReader::TextAt(std::size_t tableIndex, std::size_t offset) const {
-    const char* text = elf_strptr(elf.get(), tableIndex, offset);
-    return text == nullptr ? std::string_view() : std::string_view(text);
+std::string_view ElfReader::TextsOf(std::size_t tableIndex) const {
+    if (tableIndex == SHN_UNDEF || tableIndex > sections.size()) {
+        return {};
+    }
+    const Elf32_Shdr& table = sections[tableIndex - 1].header;
+    const auto bytes = BytesAt(table.sh_offset, table.sh_size);
+    if (table.sh_type != SHT_STRTAB || !bytes) {
+        return {};
+    }
+    const std::string_view texts(reinterpret_cast<const char*>(bytes->data()), bytes->size());
+    return texts.substr(0, texts.rfind('\0') + 1);  // `npos` + 1 is 0: without an end there is no text
+}
+
+// Looks at no more of a name than it gives, because many sections may have one long name.
+std::string ElfReader::NameOf(const Section& section) const {
+    const std::size_t offset = std::min<std::size_t>(section.header.sh_name, sectionNames.size());
+    const std::string_view start = sectionNames.substr(offset, kMostSectionNameBytes);
+    const std::string_view name = start.substr(0, start.find('\0'));
+    return name.empty() ? fmt::format("section number {}", section.index) : fmt::format("section {}", name);
 }
 
 // Copied byte by byte, here and for sections: what libelf returns may lie unaligned in the content.
@@ -140,12 +180,26 @@ void ElfReader::ReadSections() {
         if (found == nullptr) {
             throw Error(fmt::format("section header {} cannot be read: {}", i, elf_errmsg(-1)));
         }
-        Section section;
+        Section section{i, {}};
         std::memcpy(&section.header, found, sizeof(section.header));
-        const std::string_view name = TextAt(header->e_shstrndx, section.header.sh_name);
-        section.name = name.empty() ? fmt::format("number {}", i) : std::string(name);
         sections.push_back(section);
     }
+}
+
+void ElfReader::SortProgramSections() {
+    for (const Section& section : sections) {
+        if (section.IsProgram()) {
+            programSections.push_back(&section);
+        }
+    }
+    std::ranges::stable_sort(programSections, {}, [](const Section* s) { return s->header.sh_offset; });
+}
+
+std::span<const Section* const> ElfReader::SectionsFrom(const Elf32_Phdr& segment) const {
+    const auto offset = [](const Section* section) -> std::uint64_t { return section->header.sh_offset; };
+    const auto first = std::ranges::lower_bound(programSections, std::uint64_t{segment.p_offset}, {}, offset);
+    const auto last = std::ranges::lower_bound(first, programSections.end(), EndOf(segment), {}, offset);
+    return {first, last};
 }
 
 // One loadable segment, to be cut into the parts that sections name.
@@ -156,21 +210,19 @@ public:
 
 private:
     std::uint64_t ProgramStart() const;
-    void AddPart(ProgramImage& image, std::uint64_t from, std::uint64_t to, const std::string& place) const;
+    // Of `section`, or of the segment alone when that is null.
+    void AddPart(ProgramImage& image, std::uint64_t from, std::uint64_t to, const Section* section) const;
 
     const ElfReader& reader;
     const Elf32_Phdr& segment;
     std::uint64_t end;  // all in offsets of the file
     std::string name;
     std::span<const std::uint8_t> bytes;
-    std::vector<Section> sections;  // those with bytes in this segment, ascending
+    std::vector<const Section*> sections;  // those that lie in this segment, ascending by offset
 };
 
 SegmentCutter::SegmentCutter(const ElfReader& elfReader, std::size_t index)
-    : reader(elfReader),
-      segment(elfReader.ProgramHeaders()[index]),
-      end(std::uint64_t{segment.p_offset} + segment.p_filesz),
-      name(fmt::format("program header {}", index)) {
+    : reader(elfReader), segment(elfReader.ProgramHeaders()[index]), end(EndOf(segment)), name(NameOfSegment(index)) {
     const auto found = reader.BytesAt(segment.p_offset, segment.p_filesz);
     if (!found) {
         throw ErrorAt(
@@ -183,32 +235,24 @@ SegmentCutter::SegmentCutter(const ElfReader& elfReader, std::size_t index)
                                                          segment.p_filesz, segment.p_memsz, segment.p_paddr));
     }
     bytes = *found;
-    for (const Section& section : reader.Sections()) {
-        const Elf32_Shdr& header = section.header;
-        const bool hasBytes = (header.sh_flags & SHF_ALLOC) != 0 && header.sh_type != SHT_NOBITS && header.sh_size > 0;
-        if (hasBytes && header.sh_offset >= segment.p_offset &&
-            std::uint64_t{header.sh_offset} + header.sh_size <= end) {
-            sections.push_back(section);
-        }
-    }
-    std::stable_sort(sections.begin(), sections.end(),
-                     [](const Section& a, const Section& b) { return a.header.sh_offset < b.header.sh_offset; });
+    std::ranges::copy_if(reader.SectionsFrom(segment), std::back_inserter(sections),
+                         [&](const Section* section) { return section->End() <= end; });
 }
 
 // A segment that holds the ELF header is program from its first section on only. Without sections nothing tells where
 // the header's padding ends, so that all of it counts.
 std::uint64_t SegmentCutter::ProgramStart() const {
     const bool holdsElfHeader = segment.p_offset < reader.Header().e_ehsize;
-    return holdsElfHeader && !sections.empty() ? sections.front().header.sh_offset : segment.p_offset;
+    return holdsElfHeader && !sections.empty() ? sections.front()->header.sh_offset : segment.p_offset;
 }
 
-void SegmentCutter::AddPart(ProgramImage& image, std::uint64_t from, std::uint64_t to, const std::string& place) const {
+void SegmentCutter::AddPart(ProgramImage& image, std::uint64_t from, std::uint64_t to, const Section* section) const {
     if (from >= to) {
         return;
     }
     const std::uint64_t offset = from - segment.p_offset;
     const std::uint64_t address = segment.p_paddr + offset;
-    const Origin origin = reader.OriginOf(place);
+    const Origin origin = reader.OriginOf(section == nullptr ? name : reader.NameOf(*section));
     if (address > UINT32_MAX) {
         throw ErrorAt(origin, fmt::format("address 0x{:X} is outside the 32-bit address space", address));
     }
@@ -217,14 +261,40 @@ void SegmentCutter::AddPart(ProgramImage& image, std::uint64_t from, std::uint64
 
 void SegmentCutter::AddTo(ProgramImage& image) const {
     std::uint64_t done = ProgramStart();
-    for (const Section& section : sections) {
-        const std::uint64_t start = std::max<std::uint64_t>(done, section.header.sh_offset);
-        const std::uint64_t sectionEnd = std::uint64_t{section.header.sh_offset} + section.header.sh_size;
-        AddPart(image, done, start, name);
-        AddPart(image, start, sectionEnd, "section " + section.name);
-        done = std::max(start, sectionEnd);
+    for (const Section* section : sections) {
+        const std::uint64_t start = std::max<std::uint64_t>(done, section->header.sh_offset);
+        AddPart(image, done, start, nullptr);
+        AddPart(image, start, section->End(), section);
+        done = std::max(start, section->End());
     }
-    AddPart(image, done, end, name);
+    AddPart(image, done, end, nullptr);
+}
+
+// The indices of the program headers whose bytes are loaded.
+std::vector<std::size_t> LoadedSegments(const ElfReader& reader) {
+    std::vector<std::size_t> indices;
+    for (std::size_t i = 0; i < reader.ProgramHeaders().size(); ++i) {
+        const Elf32_Phdr& segment = reader.ProgramHeaders()[i];
+        if (segment.p_type == PT_LOAD && segment.p_filesz > 0) {
+            indices.push_back(i);
+        }
+    }
+    return indices;
+}
+
+// Each byte of the file is loaded once, as every linker has it. So no image is larger than its file, and no section is
+// cut more than once, whatever thousands of program headers say.
+void RequireNoByteTwice(const ElfReader& reader, std::vector<std::size_t> loaded) {
+    const auto segment = [&](std::size_t index) -> const Elf32_Phdr& { return reader.ProgramHeaders()[index]; };
+    std::ranges::stable_sort(loaded, {}, [&](std::size_t index) { return segment(index).p_offset; });
+    const auto shared = std::ranges::adjacent_find(
+        loaded, [&](std::size_t a, std::size_t b) { return segment(b).p_offset < EndOf(segment(a)); });
+    if (shared != loaded.end()) {
+        const std::size_t second = *std::next(shared);
+        throw ErrorAt(reader.OriginOf(NameOfSegment(second)),
+                      fmt::format("the byte at offset 0x{:X} is loaded by program header {}, too",
+                                  segment(second).p_offset, *shared));
+    }
 }
 
 bool IsDefinedProgramSymbol(const Elf32_Sym& symbol) {
@@ -243,21 +313,22 @@ SymbolTable::Binding BindingOf(const Elf32_Sym& symbol) {
     }
 }
 
-void AddSymbols(SymbolTable& symbols, const ElfReader& reader, const Section& table) {
+SymbolTable SymbolsOf(const ElfReader& reader, const Section& table) {
     const auto bytes = reader.BytesAt(table.header.sh_offset, table.header.sh_size);
     if (!bytes || table.header.sh_size % sizeof(Elf32_Sym) != 0) {
-        throw ErrorAt(reader.OriginOf("section " + table.name),
+        throw ErrorAt(reader.OriginOf(reader.NameOf(table)),
                       fmt::format("{} bytes of symbols at offset 0x{:X} are cut off or no whole number of entries",
                                   table.header.sh_size, table.header.sh_offset));
     }
+    SymbolTable symbols(reader.TextsOf(table.header.sh_link));
     for (std::size_t offset = 0; offset < bytes->size(); offset += sizeof(Elf32_Sym)) {
         Elf32_Sym symbol{};
         std::memcpy(&symbol, bytes->data() + offset, sizeof(symbol));
-        const std::string_view name = reader.TextAt(table.header.sh_link, symbol.st_name);
-        if (IsDefinedProgramSymbol(symbol) && !name.empty()) {
-            symbols.Add(std::string(name), symbol.st_value, BindingOf(symbol));
+        if (IsDefinedProgramSymbol(symbol)) {
+            symbols.Add(symbol.st_name, symbol.st_value, BindingOf(symbol));
         }
     }
+    return symbols;
 }
 
 }  // namespace
@@ -265,11 +336,10 @@ void AddSymbols(SymbolTable& symbols, const ElfReader& reader, const Section& ta
 ProgramImage ReadElf(std::span<const std::uint8_t> content, const std::string& fileName) {
     const ElfReader reader(content, fileName);
     ProgramImage image;
-    for (std::size_t i = 0; i < reader.ProgramHeaders().size(); ++i) {
-        const Elf32_Phdr& segment = reader.ProgramHeaders()[i];
-        if (segment.p_type == PT_LOAD && segment.p_filesz > 0) {
-            SegmentCutter(reader, i).AddTo(image);
-        }
+    const std::vector<std::size_t> loaded = LoadedSegments(reader);
+    RequireNoByteTwice(reader, loaded);
+    for (const std::size_t index : loaded) {
+        SegmentCutter(reader, index).AddTo(image);
     }
     if (reader.Header().e_entry != 0) {
         image.entryPoint = reader.Header().e_entry;
@@ -277,27 +347,39 @@ ProgramImage ReadElf(std::span<const std::uint8_t> content, const std::string& f
     return image;
 }
 
-void SymbolTable::Add(const std::string& name, std::uint32_t address, Binding binding) {
-    const auto [entry, isNew] = entries.try_emplace(name, Entry{address, binding});
-    if (!isNew && binding < entry->second.binding) {
-        entry->second = {address, binding};
+void SymbolTable::Add(std::size_t nameOffset, std::uint32_t address, Binding binding) {
+    if (nameOffset < names.size() && names[nameOffset] != '\0') {
+        entries.push_back({nameOffset, address, binding});
     }
 }
 
+// From one end to the other: few names are looked up, and an index would have to compare long names with each other.
 std::optional<std::uint32_t> SymbolTable::Find(std::string_view name) const {
-    const auto found = entries.find(name);
-    return found == entries.end() ? std::nullopt : std::optional(found->second.address);
+    const std::string endedName = std::string(name) + '\0';
+    const Entry* best = nullptr;
+    for (const Entry& entry : entries) {
+        const bool isNamed = names.compare(entry.nameOffset, endedName.size(), endedName) == 0;
+        if (isNamed && (best == nullptr || entry.binding < best->binding)) {
+            best = &entry;
+        }
+    }
+    return best == nullptr ? std::nullopt : std::optional(best->address);
 }
 
 SymbolTable ReadElfSymbols(std::span<const std::uint8_t> content, const std::string& fileName) {
     const ElfReader reader(content, fileName);
-    SymbolTable symbols;
+    std::optional<SymbolTable> symbols;
     for (const Section& section : reader.Sections()) {
-        if (section.header.sh_type == SHT_SYMTAB) {
-            AddSymbols(symbols, reader, section);
+        if (section.header.sh_type != SHT_SYMTAB) {
+            continue;
         }
+        if (symbols) {
+            throw ErrorAt(reader.OriginOf(reader.NameOf(section)),
+                          "this is a second symbol table, expected at most one");
+        }
+        symbols = SymbolsOf(reader, section);
     }
-    return symbols;
+    return symbols.value_or(SymbolTable());
 }
 
 }  // namespace flash::host

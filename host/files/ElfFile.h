@@ -3,12 +3,11 @@
 
 #include <cstddef>
 #include <cstdint>
-#include <functional>
-#include <map>
 #include <optional>
 #include <span>
 #include <string>
 #include <string_view>
+#include <vector>
 
 #include "host/files/ProgramImage.h"
 
@@ -17,7 +16,8 @@ namespace flash::host {
 // The file's bytes of all loadable segments at their physical (load) addresses, cut at sections so that each byte
 // knows its section. Bytes that memory has but the file has not (.bss) are none of the image. Linkers that align
 // segments to pages may put the ELF header itself in front of the first section: that is not program, and is left out.
-// Throws `ProgramFileError` for anything but a whole, sound executable.
+// Throws `ProgramFileError` for anything but a whole, sound executable, and when two segments load one byte of the
+// file. Memory and time grow with the file's size, whatever stands in it; very long names of sections are cut.
 ProgramImage ReadElf(std::span<const std::uint8_t> content, const std::string& fileName);
 
 // Addresses by name. Of several symbols with one name a global one goes before a weak one, before a local one, and
@@ -26,20 +26,28 @@ class SymbolTable {
 public:
     enum class Binding { Global, Weak, Local };
 
-    void Add(const std::string& name, std::uint32_t address, Binding binding);
+    SymbolTable() = default;
+    // `texts` are all names, each ended by a zero byte.
+    explicit SymbolTable(std::string_view texts) : names(texts) {}
+
+    // Adds the symbol whose name begins at `nameOffset` of the texts; one without a name is left out.
+    void Add(std::size_t nameOffset, std::uint32_t address, Binding binding);
 
     // The value as it stands in the file: bit 0 of a Thumb function's address is set (`ResetISR` at 0x20000101 starts
     // at 0x20000100). Whoever writes it to a program counter clears that bit, as a branch would.
     std::optional<std::uint32_t> Find(std::string_view name) const;
 
+    // Several of one name count each.
     std::size_t Size() const { return entries.size(); }
 
 private:
     struct Entry {
+        std::size_t nameOffset;
         std::uint32_t address;
         Binding binding;
     };
-    std::map<std::string, Entry, std::less<>> entries;
+    std::string names;
+    std::vector<Entry> entries;
 };
 
 // Defined symbols of functions, data and labels. Empty when the file is stripped. Throws like `ReadElf`.

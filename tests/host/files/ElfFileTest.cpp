@@ -9,6 +9,7 @@
 
 #include "tests/host/files/FileTesting.h"
 #include "tests/host/files/TestElf.h"
+#include "tests/support/AllocationMeter.h"
 
 namespace flash::host {
 namespace {
@@ -132,9 +133,16 @@ TEST(ReadElf, RefusesWhatIsNoSoundExecutableForTheChip) {
          "a.elf, section .text: 4 bytes at 0xFFFFFFFE run past the end of the 32-bit address space"},
         {"section past the address space", [](TestElf& e) { e.segments[0].p_paddr = 0xFFFF'FFFC; },
          "a.elf, section .data: address 0x100000000 is outside the 32-bit address space"},
-        {"overlapping segments", [](TestElf& e) { e.segments.push_back(MakeSegment(kTestDataOffset, 0x1007, 4)); },
-         "a.elf, section .text: data at 0x00001007-0x0000100A overlaps that of a.elf, section .data at "
+        {"overlapping segments",
+         [](TestElf& e) {
+             e.data.resize(12);
+             e.segments.push_back(MakeSegment(kTestDataOffset + 8, 0x1007, 4));
+         },
+         "a.elf, program header 1: data at 0x00001007-0x0000100A overlaps that of a.elf, section .data at "
          "0x00001004-0x00001007, first at 0x00001007"},
+        {"a byte of the file in two segments",
+         [](TestElf& e) { e.segments.push_back(MakeSegment(kTestDataOffset + 7, 0x5000, 1)); },
+         "a.elf, program header 1: the byte at offset 0x107 is loaded by program header 0, too"},
     };
     for (const Case& c : cases) {
         SCOPED_TRACE(c.name);
@@ -143,6 +151,85 @@ TEST(ReadElf, RefusesWhatIsNoSoundExecutableForTheChip) {
 
         EXPECT_EQ(ErrorOf([&] { Read(elf); }), c.error);
     }
+}
+
+// Files that ask for the work of thousands. Linear work takes a few copies of each byte.
+constexpr std::size_t kMostMemoryPerByte = 40;
+constexpr std::size_t kMany = 2000;
+const std::string kVeryLongName(40'000, 'n');
+
+TEST(ReadElf, ManySegmentsOfTheSameBytesAreRefusedBeforeTheyAreCopied) {
+    TestElf elf;
+    elf.data.assign(0x10000, 1);
+    elf.segments.clear();
+    for (std::uint32_t i = 0; i < kMany; ++i) {
+        elf.segments.push_back(MakeSegment(kTestDataOffset, 0x10000 * i, 0x10000));
+        elf.sections.push_back(MakeSection(".one", SHT_PROGBITS, SHF_ALLOC, kTestDataOffset, 1));
+    }
+    const Bytes file = elf.Bytes();
+
+    const test::AllocationMeter meter;
+    const std::string error = ErrorOf([&] { ReadElf(file, "a.elf"); });
+
+    EXPECT_LT(meter.Bytes(), kMostMemoryPerByte * file.size());
+    EXPECT_EQ(error, "a.elf, program header 1: the byte at offset 0x100 is loaded by program header 0, too");
+}
+
+TEST(ReadElf, OfManySegmentsTheRightOneFindsManySections) {
+    TestElf elf;
+    elf.data.assign(kMany, 1);
+    elf.segments.clear();
+    for (std::uint32_t i = 0; i < kMany; ++i) {
+        elf.segments.push_back(MakeSegment(kTestDataOffset + i, 2 * i, 1));
+        elf.sections.push_back(MakeSection(".one", SHT_PROGBITS, SHF_ALLOC, kTestDataOffset + kMany / 2, 1));
+    }
+    const Bytes file = elf.Bytes();
+
+    const test::AllocationMeter meter;
+    const ProgramImage image = ReadElf(file, "a.elf");
+
+    EXPECT_LT(meter.Bytes(), kMostMemoryPerByte * file.size());
+    EXPECT_EQ(image.ByteCount(), kMany);
+    EXPECT_EQ(image.OriginAt(kMany)->place, "section .one");
+}
+
+TEST(ReadElf, OfAVeryLongSectionNameTheFirstHundredBytesAreKept) {
+    TestElf elf;
+    elf.data.assign(kMany, 1);
+    elf.segments.clear();
+    elf.sections.clear();
+    for (std::uint32_t i = 0; i < kMany; ++i) {
+        elf.segments.push_back(MakeSegment(kTestDataOffset + i, 2 * i, 1));
+        elf.sections.push_back(MakeSection(kVeryLongName, SHT_PROGBITS, SHF_ALLOC, kTestDataOffset + i, 1));
+    }
+    const Bytes file = elf.Bytes();
+
+    const test::AllocationMeter meter;
+    const ProgramImage image = ReadElf(file, "a.elf");
+
+    EXPECT_LT(meter.Bytes(), kMostMemoryPerByte * file.size());
+    EXPECT_TRUE(image.OriginAt(0)->place == "section " + kVeryLongName.substr(0, 100));
+}
+
+TEST(ReadElf, HeadersThatTheFileHasNoRoomForTakeNoMemory) {
+    TestElf elf;
+    elf.header.e_phnum = 0xFFFE;
+    elf.header.e_shnum = 0xFEFF;
+    const Bytes file = elf.Bytes();
+
+    const test::AllocationMeter meter;
+    const std::string error = ErrorOf([&] { ReadElf(file, "a.elf"); });
+
+    EXPECT_LT(meter.Bytes(), kMostMemoryPerByte * file.size());
+    EXPECT_EQ(error, "a.elf: 65534 program headers at offset 0x34 end outside the file of 580 bytes: it is truncated");
+}
+
+TEST(ReadElf, ASectionWithoutANameIsNamedByItsNumber) {
+    TestElf elf;
+    elf.sections[0].name.clear();
+    elf.sections[1].name.clear();
+
+    EXPECT_EQ(Read(elf).OriginAt(0x1004)->place, "section number 2");
 }
 
 TEST(ReadElf, AFileCutAnywhereIsRefused) {
@@ -197,6 +284,40 @@ TEST(ReadElfSymbols, OfOneNameTheStrongestCountsThenTheFirst) {
 
     EXPECT_EQ(symbols.Find("a"), 3u);
     EXPECT_EQ(symbols.Find("b"), 5u);
+}
+
+TEST(ReadElfSymbols, ManySymbolsOfOneVeryLongNameTakeMemoryInProportionToTheFile) {
+    TestElf elf;
+    for (std::uint32_t i = 0; i < kMany; ++i) {
+        elf.symbols.push_back({kVeryLongName, i, STB_GLOBAL, STT_OBJECT, 2});
+    }
+    const Bytes file = elf.Bytes();
+
+    const test::AllocationMeter meter;
+    const SymbolTable symbols = ReadElfSymbols(file, "a.elf");
+
+    EXPECT_LT(meter.Bytes(), kMostMemoryPerByte * file.size());
+    EXPECT_EQ(symbols.Find(kVeryLongName), 0u);
+    EXPECT_EQ(symbols.Find(kVeryLongName.substr(1)), std::nullopt);
+}
+
+TEST(ReadElfSymbols, ANameWithoutAnEndIsNone) {
+    Bytes file = TestElf().Bytes();
+    constexpr std::size_t kNameOfSymbol = kTestDataOffset + 8 + sizeof(Elf32_Sym);  // behind the data and symbol 0
+    constexpr std::size_t kTexts = kTestDataOffset + 8 + 2 * sizeof(Elf32_Sym);
+    const std::size_t last = file.size() - 6 * sizeof(Elf32_Shdr) - 1;
+    file[kNameOfSymbol] = static_cast<std::uint8_t>(last - kTexts);
+    file[last] = 'x';
+
+    EXPECT_EQ(ReadElfSymbols(file, "a.elf").Size(), 0u);
+}
+
+TEST(ReadElfSymbols, ASecondTableIsRefused) {
+    TestElf elf;
+    elf.sections.push_back(MakeSection(".symbols", SHT_SYMTAB, 0, 0, 0));
+
+    EXPECT_EQ(ErrorOf([&] { ReadElfSymbols(elf.Bytes(), "a.elf"); }),
+              "a.elf, section .symtab: this is a second symbol table, expected at most one");
 }
 
 TEST(ReadElfSymbols, AStrippedFileHasNone) {

@@ -2,6 +2,7 @@
 #include "tests/host/files/TestElf.h"
 
 #include <cstring>
+#include <map>
 
 namespace flash::host {
 namespace {
@@ -12,16 +13,32 @@ void Append(std::vector<std::uint8_t>& bytes, const T& value) {
     bytes.insert(bytes.end(), first, first + sizeof(value));
 }
 
-// Texts one behind the other, each ended by 0; the first is empty.
+void AppendAll(std::vector<std::uint8_t>& bytes, const std::vector<Elf32_Phdr>& segments) {
+    for (const Elf32_Phdr& segment : segments) {
+        Append(bytes, segment);
+    }
+}
+
+// Texts one behind the other, each ended by 0; the first is empty. Of a long text there is one for all who have it.
 class StringTable {
 public:
     std::uint32_t Add(const std::string& text) {
+        constexpr std::size_t kLongBytes = 100;
         const auto offset = static_cast<std::uint32_t>(bytes.size());
+        if (text.size() >= kLongBytes) {
+            const auto [known, isNew] = longTexts.try_emplace(text, offset);
+            if (!isNew) {
+                return known->second;
+            }
+        }
         bytes.insert(bytes.end(), text.begin(), text.end());
         bytes.push_back(0);
         return offset;
     }
     std::vector<std::uint8_t> bytes{0};
+
+private:
+    std::map<std::string, std::uint32_t> longTexts;
 };
 
 void AppendSymbols(std::vector<std::uint8_t>& file, const std::vector<TestSymbol>& symbols, StringTable& names) {
@@ -81,9 +98,10 @@ TestElf::TestElf() {
 }
 
 std::vector<std::uint8_t> TestElf::Bytes() const {
+    const bool fitsInFront = sizeof(Elf32_Ehdr) + segments.size() * sizeof(Elf32_Phdr) <= kTestDataOffset;
     std::vector<std::uint8_t> file(sizeof(Elf32_Ehdr));
-    for (const Elf32_Phdr& segment : segments) {
-        Append(file, segment);
+    if (fitsInFront) {
+        AppendAll(file, segments);
     }
     file.resize(kTestDataOffset);
     file.insert(file.end(), data.begin(), data.end());
@@ -104,7 +122,10 @@ std::vector<std::uint8_t> TestElf::Bytes() const {
     file.insert(file.end(), names.bytes.begin(), names.bytes.end());
 
     Elf32_Ehdr written = header;
-    SetUnlessGiven(written.e_phoff, segments.empty() ? 0 : sizeof(Elf32_Ehdr));
+    SetUnlessGiven(written.e_phoff, segments.empty() ? 0 : fitsInFront ? sizeof(Elf32_Ehdr) : file.size());
+    if (!fitsInFront) {
+        AppendAll(file, segments);
+    }
     SetUnlessGiven(written.e_phnum, segments.size());
     if (hasSectionHeaders) {
         SetUnlessGiven(written.e_shoff, file.size());

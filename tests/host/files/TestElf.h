@@ -23,7 +23,8 @@ struct TestSymbol {
     std::uint16_t section;
 };
 
-// Content of the file from `kTestDataOffset` on; before it are the ELF header and the program headers.
+// Content of the file from `kTestDataOffset` on; before it are the ELF header and, when there are few, the program
+// headers.
 inline constexpr std::uint32_t kTestDataOffset = 0x100;
 
 struct TestElf {
