@@ -24,10 +24,13 @@ std::size_t LinesIn(const std::string& text) {
     return 1 + static_cast<std::size_t>(std::count(text.begin(), text.end(), '\n'));
 }
 
-// "FILE:LINE: what is wrong", on one line.
+// "FILE:LINE: what is wrong", on one line. An empty file has no line.
 void CheckRefusal(const std::string& refusal, const std::string& text) {
     const std::string start = File().Path() + ":";
     FuzzRequire(refusal.starts_with(start), "a refusal names the file");
+    if (text.empty()) {
+        return;
+    }
     const std::size_t colon = refusal.find(": ", start.size());
     FuzzRequire(colon != std::string::npos && colon + 2 < refusal.size(), "a refusal says what is wrong");
     const auto line = SecondNumber(refusal.substr(start.size(), colon - start.size()), 1, 0xFFFF'FFFF);
@@ -99,7 +102,7 @@ void CheckAccepted(const DeviceDescription& device) {
     for (const auto& [key, value] : device.properties) {
         if (key.ends_with("Loc")) {
             const host::FieldLocation field = device.Location(key.substr(0, key.size() - 3));
-            FuzzRequire(field.lengthBytes >= 1 && field.lengthBytes <= 64, "a field has 1 to 64 bytes");
+            FuzzRequire(field.lengthBytes <= 8, "no field is longer than an address");
         }
     }
 }

@@ -7,8 +7,11 @@ function(plant_bug_in_descriptions)
         FILE host/devices/DeviceDescription.cpp ${ARGN})
 endfunction()
 
-plant_bug_in_descriptions(NAME field_of_no_bytes RIGHT "numbers[1] >= 1" WRONG "numbers[1] >= 0"
-    REASON "a field has 1 to 64 bytes|both readers accept the same files")
+plant_bug_in_descriptions(NAME field_of_any_length
+    RIGHT "!location || location->lengthBytes != rule.lengthBytes" WRONG "!location"
+    REASON "no field is longer than an address|both readers accept the same files")
+plant_bug_in_descriptions(NAME switch_outside_of_the_last_sector RIGHT "rule.isInCcfg &&" WRONG "rule.isInCcfg && false &&"
+    REASON "both readers accept the same files")
 plant_bug_in_descriptions(NAME rest_behind_a_number
     RIGHT "error == std::errc() && end == last && first" WRONG "error == std::errc() && first"
     REASON "both readers accept the same files")

@@ -1,7 +1,7 @@
 // The rules of docs/device-descriptions.md a second time, over the simple reader of XML.
 #pragma once
 
-#include <map>
+#include <algorithm>
 #include <optional>
 #include <set>
 #include <string>
@@ -55,6 +55,11 @@ private:
             }
         }
         Demand(chips == 1 && description.properties.size() == 9);
+        for (const auto& [key, value] : description.properties) {
+            if (key.ends_with("Loc")) {
+                Demand(IsLocation(key, value));
+            }
+        }
     }
 
     void ReadChip(const Element& chip) {
@@ -68,34 +73,36 @@ private:
     }
 
     void ReadProperty(const Element& property) {
-        static const std::set<std::string> kLocations{
-            "DeviceIeeePrimaryLoc", "DeviceBlePrimaryLoc", "DeviceIeeeSecondaryLoc", "DeviceBleSecondaryLoc",
-            "DisableBootloaderLoc", "DisableCpuDapLoc",    "CCFG_PROT_31_0Loc"};
+        static const std::set<std::string> kKeys{
+            "DeviceIeeePrimaryLoc",          "DeviceBlePrimaryLoc",  "DeviceIeeeSecondaryLoc",
+            "DeviceBleSecondaryLoc",         "DisableBootloaderLoc", "DisableCpuDapLoc",
+            "DeviceInfoRevisionTranslation", "CCFG_PROT_31_0Loc",    "DeviceFlashloaderFile"};
         Demand(property.name == "property" && property.attributes.size() == 2);
         const std::string key = Value(property, "key");
         const std::string value = Value(property, "value");
         Demand(description.properties.emplace(key, value).second);
-        if (kLocations.contains(key)) {
-            Demand(IsLocation(value));
-        } else if (key == "DeviceInfoRevisionTranslation") {
-            Demand(IsRevisionTable(value));
-        } else {
-            Demand(key == "DeviceFlashloaderFile");
-        }
+        Demand(kKeys.contains(key) && (key != "DeviceInfoRevisionTranslation" || IsRevisionTable(value)));
     }
 
     static std::string_view WithoutPrefix(std::string_view text) {
         return text.starts_with("0x") || text.starts_with("0X") ? text.substr(2) : text;
     }
 
-    static bool IsLocation(std::string_view value) {
+    // Addresses of a radio have 6 or 8 bytes, switches one; all but the primary addresses lie in the last sector.
+    bool IsLocation(const std::string& key, std::string_view value) const {
         const std::size_t colon = value.find(':');
         if (colon == std::string_view::npos) {
             return false;
         }
         const auto address = DigitsOf(WithoutPrefix(value.substr(0, colon)), 16);
         const auto length = DigitsOf(WithoutPrefix(value.substr(colon + 1)), 16);
-        return address && *address <= 0xFFFF'FFFF && length && *length >= 1 && *length <= 64;
+        const std::uint64_t expected = key.starts_with("DeviceBle") ? 6 : key.starts_with("Disable") ? 1 : 8;
+        if (!address || *address > 0xFFFF'FFFF || length != expected) {
+            return false;
+        }
+        const std::uint64_t flashEnd = description.referenceFlashSizeBytes;
+        return key.find("Primary") != std::string::npos ||
+               (*address + description.sectorSizeBytes >= flashEnd && *address + expected <= flashEnd);
     }
 
     // Takes what stands before the mark off the front.

@@ -7,12 +7,12 @@
 #include <array>
 #include <charconv>
 #include <cstring>
-#include <fstream>
 #include <iterator>
-#include <limits>
 #include <pugixml.hpp>
+#include <system_error>
 
 #include "host/Failure.h"
+#include "host/files/ProgramFile.h"
 
 namespace flash::host {
 namespace {
@@ -20,24 +20,39 @@ namespace {
 constexpr std::size_t kGenerationPosition = 5;
 constexpr std::size_t kMaximumFileBytes = std::size_t{1} << 20;
 
-constexpr std::array kLocationKeys = {"DeviceBlePrimaryLoc",    "DeviceBleSecondaryLoc", "DeviceIeeePrimaryLoc",
-                                      "DeviceIeeeSecondaryLoc", "DisableBootloaderLoc",  "DisableCpuDapLoc",
-                                      "CCFG_PROT_31_0Loc"};
+struct LocationRule {
+    const char* key;
+    std::uint32_t lengthBytes;
+    bool isInCcfg;  // which lies in the last sector
+};
+
+constexpr LocationRule kLocationRules[] = {
+    {"DeviceBlePrimaryLoc", 6, false},   {"DeviceBleSecondaryLoc", 6, true}, {"DeviceIeeePrimaryLoc", 8, false},
+    {"DeviceIeeeSecondaryLoc", 8, true}, {"DisableBootloaderLoc", 1, true},  {"DisableCpuDapLoc", 1, true},
+    {"CCFG_PROT_31_0Loc", 8, true},
+};
 constexpr std::array kTextKeys = {"DeviceInfoRevisionTranslation", "DeviceFlashloaderFile"};
+
+const LocationRule* RuleFor(std::string_view key) {
+    const auto* found = std::ranges::find(kLocationRules, key, &LocationRule::key);
+    return found == std::end(kLocationRules) ? nullptr : found;
+}
+
+std::vector<std::uint8_t> ContentOf(const std::filesystem::path& file) {
+    try {
+        return LoadFile(file, kMaximumFileBytes);
+    } catch (const ProgramFileError& error) {
+        throw Failure(FailureKind::BadInput, error.what());
+    }
+}
 
 bool IsControlCharacter(unsigned char character) { return character < 0x20 || character == 0x7F; }
 
 class DescriptionReader {
 public:
     explicit DescriptionReader(const std::filesystem::path& path) : file(path) {
-        std::ifstream stream(file, std::ios::binary);
-        text.assign(std::istreambuf_iterator<char>(stream), {});
-        if (!stream.is_open() || stream.bad()) {
-            throw Failure(FailureKind::BadInput, fmt::format("Cannot read the device description {}", file.string()));
-        }
-        if (text.size() > kMaximumFileBytes) {
-            Fail(0, "is larger than 1 MiB, which no device description is");
-        }
+        const std::vector<std::uint8_t> content = ContentOf(file);
+        text.assign(content.begin(), content.end());
         if (const std::size_t zero = text.find('\0'); zero != std::string::npos) {
             Fail(static_cast<std::ptrdiff_t>(zero), "holds a zero byte; device descriptions are UTF-8 text");
         }
@@ -161,7 +176,7 @@ private:
             RefuseOthers(property, {"key", "value"}, {});
             const std::string key = Attribute(property, "key");
             const std::string value = Attribute(property, "value");
-            CheckValue(property, key, value);
+            CheckValue(property, key, value, description);
             if (!description.properties.emplace(key, value).second) {
                 Fail(property.offset_debug(), fmt::format("the property {} stands twice", key));
             }
@@ -171,22 +186,39 @@ private:
                 Fail(root.offset_debug(), fmt::format("the property {} is missing", key));
             }
         };
-        std::for_each(kLocationKeys.begin(), kLocationKeys.end(), demand);
+        std::ranges::for_each(kLocationRules, demand, &LocationRule::key);
         std::for_each(kTextKeys.begin(), kTextKeys.end(), demand);
     }
 
-    void CheckValue(const pugi::xml_node& property, const std::string& key, const std::string& value) const {
-        const bool isLocation = std::find(kLocationKeys.begin(), kLocationKeys.end(), key) != kLocationKeys.end();
-        if (!isLocation && std::find(kTextKeys.begin(), kTextKeys.end(), key) == kTextKeys.end()) {
+    void CheckValue(const pugi::xml_node& property, const std::string& key, const std::string& value,
+                    const DeviceDescription& description) const {
+        const LocationRule* rule = RuleFor(key);
+        if (rule == nullptr && std::find(kTextKeys.begin(), kTextKeys.end(), key) == kTextKeys.end()) {
             Fail(property.offset_debug(), fmt::format("the property {} is not known", key));
         }
-        if (isLocation && !ParseLocation(value)) {
-            Fail(property.offset_debug(),
-                 fmt::format("{}=\"{}\" is not ADDRESS:LENGTH, both hexadecimal, the length from 1 to 40", key, value));
+        if (rule != nullptr) {
+            CheckLocation(property, *rule, value, description);
         }
         if (key == "DeviceInfoRevisionTranslation" && !IsRevisionTable(value)) {
             Fail(property.offset_debug(),
                  fmt::format("{}=\"{}\" is not a list CODE:MAJOR.MINOR:NAME[:...]", key, value));
+        }
+    }
+
+    void CheckLocation(const pugi::xml_node& property, const LocationRule& rule, const std::string& value,
+                       const DeviceDescription& description) const {
+        const std::optional<FieldLocation> location = ParseLocation(value);
+        if (!location || location->lengthBytes != rule.lengthBytes) {
+            Fail(property.offset_debug(),
+                 fmt::format("{}=\"{}\" is not ADDRESS:LENGTH, both hexadecimal, the length {}", rule.key, value,
+                             rule.lengthBytes));
+        }
+        const std::uint64_t end = std::uint64_t{location->address} + location->lengthBytes;
+        const std::uint32_t flashEnd = description.referenceFlashSizeBytes;
+        if (rule.isInCcfg &&
+            (end > flashEnd || std::uint64_t{location->address} + description.sectorSizeBytes < flashEnd)) {
+            Fail(property.offset_debug(), fmt::format("{}=\"{}\" is not in the last sector of 0x{:X} bytes of flash",
+                                                      rule.key, value, flashEnd));
         }
     }
 
@@ -228,8 +260,7 @@ public:
             }
             numbers[i] = *number;
         }
-        return numbers[1] >= 1 && numbers[1] <= 0x40 ? std::optional(FieldLocation{numbers[0], numbers[1]})
-                                                     : std::nullopt;
+        return FieldLocation{numbers[0], numbers[1]};
     }
 
 private:
@@ -276,10 +307,15 @@ DeviceDescription LoadDeviceDescription(const std::filesystem::path& file) { ret
 std::vector<DeviceDescription> LoadDeviceDescriptions(const std::filesystem::path& folder) {
     std::error_code error;
     std::vector<DeviceDescription> devices;
-    for (const auto& entry : std::filesystem::directory_iterator(folder, error)) {
-        if (entry.path().extension() == ".xml") {
-            devices.push_back(LoadDeviceDescription(entry.path()));
+    for (std::filesystem::directory_iterator entry(folder, error); entry != end(entry); entry.increment(error)) {
+        if (entry->path().extension() == ".xml") {
+            devices.push_back(LoadDeviceDescription(entry->path()));
         }
+    }
+    if (error) {
+        throw Failure(FailureKind::BadInput,
+                      fmt::format("Cannot read the folder of device descriptions {}: {}; give it with --devices",
+                                  folder.string(), error.message()));
     }
     if (devices.empty()) {
         throw Failure(FailureKind::BadInput, fmt::format("There is no device description (*.xml) in {}; give the "

@@ -72,7 +72,7 @@ std::string LowerCase(std::string text) {
 }
 
 // Before anything is opened: what is no regular file may block, or have no end.
-std::uintmax_t SizeOfUsableFile(const std::filesystem::path& path) {
+std::uintmax_t SizeOfUsableFile(const std::filesystem::path& path, std::size_t mostBytes) {
     std::error_code error;
     const std::filesystem::file_status status = std::filesystem::status(path, error);
     const Origin origin{path.string(), ""};
@@ -95,8 +95,8 @@ std::uintmax_t SizeOfUsableFile(const std::filesystem::path& path) {
     if (size == 0) {
         throw ErrorAt(origin, "the file is empty");
     }
-    if (size > kMaxFileBytes) {
-        throw ErrorAt(origin, fmt::format("the file has {} bytes, at most {} are allowed", size, kMaxFileBytes));
+    if (size > mostBytes) {
+        throw ErrorAt(origin, fmt::format("the file has {} bytes, at most {} are allowed", size, mostBytes));
     }
     return size;
 }
@@ -136,8 +136,8 @@ std::optional<FileFormat> DetectFileFormat(std::span<const std::uint8_t> content
     return Lookup(kExtensions, LowerCase(std::filesystem::path(fileName).extension().string()));
 }
 
-std::vector<std::uint8_t> LoadFile(const std::filesystem::path& path) {
-    const std::uintmax_t size = SizeOfUsableFile(path);
+std::vector<std::uint8_t> LoadFile(const std::filesystem::path& path, std::size_t mostBytes) {
+    const std::uintmax_t size = SizeOfUsableFile(path, mostBytes);
     std::ifstream stream(path, std::ios::binary);
     if (!stream) {
         throw ErrorAt({path.string(), ""}, fmt::format("the file cannot be read: {}", std::strerror(errno)));

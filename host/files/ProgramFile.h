@@ -1,6 +1,7 @@
 // Program files by path: loading, recognising the format, reading. Everything that is wrong is a `ProgramFileError`.
 #pragma once
 
+#include <cstddef>
 #include <cstdint>
 #include <filesystem>
 #include <optional>
@@ -28,8 +29,8 @@ struct ReadOptions {
     std::optional<std::uint32_t> binaryBase = std::nullopt;  // required by the binary format, ignored by the others
 };
 
-// The file's bytes. Refuses what is missing, unreadable, no regular file, empty, or larger than `kMaxFileBytes`.
-std::vector<std::uint8_t> LoadFile(const std::filesystem::path& path);
+// The file's bytes. Refuses what is missing, unreadable, no regular file, empty, or larger than `mostBytes`.
+std::vector<std::uint8_t> LoadFile(const std::filesystem::path& path, std::size_t mostBytes = kMaxFileBytes);
 
 // Creates or overwrites.
 void SaveFile(const std::filesystem::path& path, std::span<const std::uint8_t> content);

@@ -2,6 +2,7 @@
 #include "host/devices/DeviceDescription.h"
 
 #include <gtest/gtest.h>
+#include <sys/stat.h>
 
 #include <cstdlib>
 #include <fstream>
@@ -84,7 +85,9 @@ TEST(DeviceDescription, RefusesWhatIsWrongWithFileAndLine) {
     };
     const Case cases[] = {
         {"no XML", "hello", ":1: is not well-formed XML"},
-        {"empty", "", ":1: is not well-formed XML"},
+        {"empty", "", ": the file is empty"},
+        {"larger than any description", std::string((1 << 20) + 1, ' '),
+         ": the file has 1048577 bytes, at most 1048576 are allowed"},
         {"cut off", std::string(kGood).substr(0, 300), "is not well-formed XML"},
         {"another document", "<other/>", ":1: starts with <other>, expected <flashProperties>"},
         {"no digit", GoodWith("LumoD1X", "LumoDX"), ":2: the device name \"LumoDX\" has no digit"},
@@ -110,6 +113,13 @@ TEST(DeviceDescription, RefusesWhatIsWrongWithFileAndLine) {
          ":12: the property DisableBootloaderLoc stands twice"},
         {"one number", GoodWith("0x1FFD7:1", "0x1FFD7"), ":12: DisableCpuDapLoc=\"0x1FFD7\" is not ADDRESS:LENGTH"},
         {"length 0", GoodWith("0x1FFD7:1", "0x1FFD7:0"), ":12: DisableCpuDapLoc"},
+        {"length of another field", GoodWith("0x1FFC8:6", "0x1FFC8:4"),
+         ":10: DeviceBleSecondaryLoc=\"0x1FFC8:4\" is not ADDRESS:LENGTH, both hexadecimal, the length 6"},
+        {"switch in front of the last sector", GoodWith("0x1FFD7:1", "0x1EFFF:1"),
+         ":12: DisableCpuDapLoc=\"0x1EFFF:1\" is not in the last sector of 0x20000 bytes of flash"},
+        {"protection across the end of flash", GoodWith("0x1FFE0:8", "0x1FFFC:8"), ":13: CCFG_PROT_31_0Loc"},
+        {"protection at the end of memory", GoodWith("0x1FFE0:8", "0xFFFFFFFF:8"), ":13: CCFG_PROT_31_0Loc"},
+        {"address outside of flash", GoodWith("0x1FFC0:8", "0x20000:8"), ":9: DeviceIeeeSecondaryLoc"},
         {"no hexadecimal", GoodWith("0x1FFD7:1", "0xZ:1"), ":12: DisableCpuDapLoc"},
         {"revision table of two", GoodWith("0:1.0:A", "0:1.0"),
          ":5: DeviceInfoRevisionTranslation=\"0:1.0\" is not a list"},
@@ -127,11 +137,40 @@ TEST(DeviceDescription, RefusesWhatIsWrongWithFileAndLine) {
     }
 }
 
+TEST(DeviceDescription, FieldsInCcfgMayFillTheLastSector) {
+    const std::filesystem::path file =
+        FileWith(GoodWith("0x1FFC0:8", "0x1F000:8").replace(std::string(kGood).find("0x1FFE0:8"), 9, "0x1FFF8:8"));
+
+    const DeviceDescription device = LoadDeviceDescription(file);
+
+    EXPECT_EQ(device.Location("DeviceIeeeSecondary").address, 0x1F000u);
+    EXPECT_EQ(device.Location("CCFG_PROT_31_0").address, 0x1FFF8u);
+}
+
+TEST(DeviceDescription, WhatIsNoRegularFileIsRefusedBeforeItIsOpened) {
+    const std::filesystem::path folder = std::filesystem::path(testing::TempDir()) / "descriptions";
+    std::filesystem::remove_all(folder);
+    std::filesystem::create_directory(folder);
+    const auto failureOf = [&] { return FailureOf(FailureKind::BadInput, [&] { LoadDeviceDescriptions(folder); }); };
+
+    std::filesystem::create_directory(folder / "x.xml");
+    EXPECT_EQ(failureOf(), (folder / "x.xml").string() + ": this is a folder, expected a file");
+
+    std::filesystem::remove(folder / "x.xml");
+    ASSERT_EQ(mkfifo((folder / "x.xml").c_str(), 0600), 0);
+    EXPECT_EQ(failureOf(), (folder / "x.xml").string() + ": this is a device or a pipe, expected a regular file");
+
+    std::filesystem::remove(folder / "x.xml");
+    std::filesystem::create_symlink("/dev/zero", folder / "x.xml");
+    EXPECT_EQ(failureOf(), (folder / "x.xml").string() + ": this is a device or a pipe, expected a regular file");
+}
+
 TEST(DeviceDescription, AMissingFileAndAnEmptyFolderAreNamed) {
     EXPECT_NE(FailureOf(FailureKind::BadInput, [] { LoadDeviceDescription("/nowhere/x.xml"); }).find("/nowhere/x.xml"),
               std::string::npos);
-    EXPECT_NE(FailureOf(FailureKind::BadInput, [] { LoadDeviceDescriptions("/nowhere"); }).find("/nowhere"),
-              std::string::npos);
+    EXPECT_EQ(FailureOf(FailureKind::BadInput, [] { LoadDeviceDescriptions("/nowhere"); }),
+              "Cannot read the folder of device descriptions /nowhere: No such file or directory; give it with "
+              "--devices");
 }
 
 TEST(FindDevice, TakesTheNameItsLongerFormsAndClearAbbreviations) {
