@@ -152,7 +152,7 @@ void Collect(pid_t process, int file, const RunLimits& limits, CheckResult& resu
         result.outcome = Outcome::Hung;
         result.expected = "the check to come to its end";
         result.found = "nothing after " + std::to_string(limits.wallSeconds) + " seconds";
-    } else if (IsWhole(message)) {
+    } else if (IsWhole(message) && WIFEXITED(status) && WEXITSTATUS(status) == 0) {
         ReadMessage(message, result);
     } else {
         ExplainEnd(status, limits, result);

@@ -69,12 +69,14 @@ ModuleUnderCheck::ModuleUnderCheck(const std::string& modulePath)
     }
     factory = reinterpret_cast<Factory>(dlsym(handle, kFactoryName));
     if (factory == nullptr) {
-        dlclose(handle);
         throw NotLoadable{std::string("it has no ") + kFactoryName};
     }
 }
 
-ModuleUnderCheck::~ModuleUnderCheck() { dlclose(handle); }
+void ModuleUnderCheck::Unload() const {
+    const bool isDone = dlclose(handle) == 0;
+    Expect(isDone, "the module is unloaded", isDone ? "" : Quoted(dlerror()));
+}
 
 std::vector<std::string> ModuleUnderCheck::ExportedNames() const {
     link_map* map = nullptr;

@@ -46,6 +46,8 @@ TEST_P(BrokenModules, FailExactlyTheirOwnCheck) {
 constexpr BrokenModule kModules[] = {
     {"SecondExport", "exports-only-the-factory", Outcome::Failed},
     {"CallsHostAtRelease", "release-leaves-the-host-alone", Outcome::Failed},
+    {"AbortsAtItsEnd", "can-be-unloaded", Outcome::Crashed},
+    {"NeverUnloads", "can-be-unloaded", Outcome::Hung},
     {"LeaksDevices", "live-memory-is-steady", Outcome::Failed},
     {"KnowsOneSecondGeneration", "sixth-character-selects", Outcome::Failed},
     {"CatchesNameErrors", "name-without-digit-throws", Outcome::Failed},

@@ -40,6 +40,11 @@ void UseOneDevice(const ModuleUnderCheck& module) {
     ready.device.Execute("no such operation");
 }
 
+void CanBeUnloaded(const ModuleUnderCheck& module) {
+    UseOneDevice(module);
+    module.Unload();
+}
+
 constexpr std::size_t kCycles = 50;
 
 // What is held after 50 devices, and after 100.
@@ -84,6 +89,8 @@ std::vector<Check> LoadingChecks() {
          DevicesAreIndependent},
         {kTopic, "release-leaves-the-host-alone", "Release returns null and calls no host service.",
          ReleaseLeavesTheHostAlone},
+        {kTopic, "can-be-unloaded",
+         "After its devices are released the module is unloaded, without a crash and in time.", CanBeUnloaded},
         {kTopic, "live-memory-is-steady", "Devices made, used and released leave no memory behind.",
          LiveMemoryIsSteady},
         {kTopic, "starts-no-thread", "The plug-in starts no thread and leaves no handle open.", StartsNoThread},
