@@ -4,7 +4,6 @@
 #include <fmt/format.h>
 
 #include <cstdio>
-#include <iostream>
 
 #include "apps/lumoflash/Locations.h"
 #include "host/Failure.h"
@@ -220,14 +219,38 @@ Outcome OutcomeOf(const std::function<Outcome()>& work) {
     }
 }
 
-// Judges a module; there is no chip.
-Outcome Validate(const host::ValidatePluginOptions& options) {
+host::ValidationReport RunChecks(const host::ValidatePluginOptions& options, View& view,
+                                 const std::atomic<bool>& isInterrupted) {
+    const auto show = [&](const host::validator::CheckResult& result) { view.ShowCheck(result); };
     try {
-        const host::ValidationVerdict verdict = host::RunValidatePlugin(options, std::cout);
-        return {verdict.exitCode, verdict.text, 0, {}};
+        return host::ValidatePlugin(options, show, isInterrupted);
     } catch (const std::invalid_argument& error) {
         throw Failure(FailureKind::BadInput, error.what());
     }
+}
+
+// Judges a module; there is no chip.
+Outcome Validate(const host::ValidatePluginOptions& options, View& view, const std::atomic<bool>& isInterrupted) {
+    const host::ValidationReport report = RunChecks(options, view, isInterrupted);
+    if (report.wasInterrupted) {
+        throw Failure(FailureKind::Interrupted, "Interrupted");
+    }
+    if (!report.loadError.empty()) {
+        throw Failure(FailureKind::Unreachable,
+                      fmt::format("{} cannot be loaded: {}", options.modulePath, report.loadError));
+    }
+    const std::size_t passed = report.PassedCount();
+    const std::string verdict = fmt::format("{} of {} checks passed", passed, report.results.size());
+    if (passed != report.results.size()) {
+        throw Failure(FailureKind::Operation, verdict);
+    }
+    return {0, verdict, 0, {}};
+}
+
+Outcome ListChecks(View& view) {
+    const std::vector<host::validator::Check>& checks = host::validator::AllChecks();
+    std::for_each(checks.begin(), checks.end(), [&](const auto& check) { view.ListCheck(check); });
+    return {0, fmt::format("{} checks", checks.size()), 0, {}};
 }
 
 }  // namespace
@@ -235,7 +258,9 @@ Outcome Validate(const host::ValidatePluginOptions& options) {
 int RunCommand(const Options& options, View& view, const std::atomic<bool>& isInterrupted) {
     view.Started(options);
     if (options.command == Command::ValidatePlugin) {
-        const Outcome outcome = OutcomeOf([&] { return Validate(options.validation); });
+        const Outcome outcome = OutcomeOf([&] {
+            return options.validation.isListing ? ListChecks(view) : Validate(options.validation, view, isInterrupted);
+        });
         view.Finished(outcome);
         return outcome.exitCode;
     }

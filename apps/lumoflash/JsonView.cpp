@@ -89,6 +89,21 @@ public:
                   {"sectors", device.sectorCount}});
         }
     }
+    void ListCheck(const host::validator::Check& check) override {
+        Emit({{"event", "check"}, {"topic", check.topic}, {"name", check.name}, {"demand", check.demand}});
+    }
+    void ShowCheck(const host::validator::CheckResult& result) override {
+        json event{{"event", "check"},
+                   {"topic", result.topic},
+                   {"name", result.name},
+                   {"demand", result.demand},
+                   {"outcome", NameOf(result.outcome)}};
+        if (result.outcome != host::validator::Outcome::Passed) {
+            event["expected"] = result.expected;
+            event["found"] = result.found;
+        }
+        Emit(event);
+    }
     bool Agrees(const std::vector<std::string>&, const std::atomic<bool>&) override { return false; }
 
     void Finished(const Outcome& outcome) override {

@@ -449,7 +449,6 @@ private:
 
     void FinishValidation() {
         host::ValidatePluginOptions& validation = options.validation;
-        validation.isJson = options.isJson;
         validation.limits.cpuSeconds = ParseNumber(raw.timeLimit, kTimeLimit, "--time-limit");
         validation.limits.wallSeconds = 6 * validation.limits.cpuSeconds;
         if (options.command == Command::ValidatePlugin && validation.modulePath.empty() && !validation.isListing) {

@@ -127,6 +127,20 @@ public:
         }
     }
 
+    void ListCheck(const host::validator::Check& check) override {
+        Print(stdout, "{} ({}): {}\n", check.name, check.topic, check.demand);
+    }
+    void ShowCheck(const host::validator::CheckResult& result) override {
+        if (std::exchange(topic, result.topic) != result.topic) {
+            Print(stdout, "{}\n", result.topic);
+        }
+        Print(stdout, "  {}  {}: {}\n", NameOf(result.outcome), result.name, result.demand);
+        if (result.outcome != host::validator::Outcome::Passed) {
+            Print(stdout, "      expected: {}\n      found:    {}\n", result.expected, result.found);
+        }
+        std::fflush(stdout);  // the next one may take its time
+    }
+
     bool Agrees(const std::vector<std::string>& dangers, const std::atomic<bool>& isInterrupted) override {
         if (isatty(STDIN_FILENO) == 0 || !isTerminal) {
             return false;
@@ -196,6 +210,7 @@ private:
     bool hasColor = false, isLineOpen = false;
     std::uint64_t total = 0;
     int lastPercent = -1;
+    std::string topic;  // of the last check
 };
 
 }  // namespace

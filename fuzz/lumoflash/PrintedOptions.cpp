@@ -165,8 +165,8 @@ public:
         AddAll(erase, erased, keepCcfg, skippedPages, skippedFill, verification, closing);
     }
     void Add(const host::ValidatePluginOptions& value) {
-        const auto& [path, checks, isListing, isJson, limits] = value;
-        AddAll(path, checks, isListing, isJson, limits.cpuSeconds, limits.wallSeconds);
+        const auto& [path, checks, isListing, limits] = value;
+        AddAll(path, checks, isListing, limits.cpuSeconds, limits.wallSeconds);
     }
 
     template <typename... Values>

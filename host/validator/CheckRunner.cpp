@@ -2,6 +2,7 @@
 
 #include <fcntl.h>
 #include <poll.h>
+#include <sys/prctl.h>
 #include <sys/resource.h>
 #include <sys/wait.h>
 #include <unistd.h>
@@ -48,10 +49,15 @@ void Send(int file, char letter, const std::string& expected, const std::string&
     }
 }
 
-// Signals end the process again, whatever handler a runtime installed, so that the parent sees them.
-void PrepareProcess(const RunLimits& limits) {
+// The check ends with the validator, and it alone. Signals end it again, whatever handler is inherited, so that the
+// parent sees them.
+void PrepareProcess(const RunLimits& limits, pid_t parent) {
     setpgid(0, 0);
-    for (const int number : {SIGSEGV, SIGBUS, SIGFPE, SIGILL, SIGABRT, SIGTRAP}) {
+    prctl(PR_SET_PDEATHSIG, SIGKILL);
+    if (getppid() != parent) {
+        _exit(1);  // the parent ended before it could be watched
+    }
+    for (const int number : {SIGSEGV, SIGBUS, SIGFPE, SIGILL, SIGABRT, SIGTRAP, SIGINT, SIGTERM, SIGPIPE, SIGXCPU}) {
         signal(number, SIG_DFL);
     }
     const rlimit noCore{0, 0};
@@ -77,34 +83,88 @@ void Perform(const Check& check, const std::string& modulePath, int file) {
     }
 }
 
-[[noreturn]] void BeTheCheck(const Check& check, const std::string& modulePath, const RunLimits& limits, int file) {
-    PrepareProcess(limits);
-    Perform(check, modulePath, file);
-    _exit(0);
-}
+enum class End { OfItself, TimeOver, Interrupted };
 
-// Everything that the process sends until it ends, or false when the time is over first.
-bool Receive(int file, unsigned seconds, std::string& message) {
-    using Clock = std::chrono::steady_clock;
-    const auto deadline = Clock::now() + std::chrono::seconds(seconds);
-    for (;;) {
-        const auto left = std::chrono::duration_cast<std::chrono::milliseconds>(deadline - Clock::now()).count();
-        pollfd waiting{file, POLLIN, 0};
-        const int ready = left <= 0 ? 0 : poll(&waiting, 1, static_cast<int>(left));
-        if (ready < 0 && errno == EINTR) {
-            continue;
+// The check's process. It leads a group, so that what the plug-in starts ends with the check.
+class CheckProcess {
+public:
+    CheckProcess(const Check& check, const std::string& modulePath, const RunLimits& limits) {
+        const Pipe channel;
+        const pid_t parent = getpid();
+        process = fork();
+        if (process < 0) {
+            throw std::system_error(errno, std::generic_category(), "fork");
         }
-        if (ready <= 0) {
+        if (process == 0) {
+            close(channel.readEnd);
+            PrepareProcess(limits, parent);
+            Perform(check, modulePath, channel.writeEnd);
+            _exit(0);
+        }
+        setpgid(process, process);  // here, too: the group is there whichever of the two comes first
+        close(channel.writeEnd);
+        readEnd = channel.readEnd;
+    }
+    ~CheckProcess() { close(readEnd); }
+    CheckProcess(const CheckProcess&) = delete;
+    CheckProcess& operator=(const CheckProcess&) = delete;
+
+    // Takes what the process sends until it ends. That is more than the end of the pipe, which what the plug-in started
+    // may hold open, and which the plug-in may close.
+    End Wait(unsigned seconds, const std::atomic<bool>& isInterrupted) {
+        using Clock = std::chrono::steady_clock;
+        constexpr int kLookUpMilliseconds = 50;  // for an end or an interruption without a word
+        const auto deadline = Clock::now() + std::chrono::seconds(seconds);
+        while (!HasEnded()) {
+            if (isInterrupted) {
+                return End::Interrupted;
+            }
+            if (Clock::now() >= deadline) {
+                return End::TimeOver;
+            }
+            Receive(isOpen ? kLookUpMilliseconds : 1);
+        }
+        while (Receive(0)) {
+        }
+        return End::OfItself;
+    }
+
+    // Ends whatever of the group is left, and returns the process's status.
+    int Finish() const {
+        kill(-process, SIGKILL);
+        int status = 0;
+        while (waitpid(process, &status, 0) < 0 && errno == EINTR) {
+        }
+        return status;
+    }
+
+    const std::string& Message() const { return message; }
+
+private:
+    // Without taking its status, so that its number, which is the group's, stays taken.
+    bool HasEnded() const {
+        siginfo_t info{};
+        return waitid(P_PID, static_cast<id_t>(process), &info, WEXITED | WNOHANG | WNOWAIT) == 0 && info.si_pid != 0;
+    }
+
+    // What comes within this time; false for nothing.
+    bool Receive(int milliseconds) {
+        pollfd waiting{isOpen ? readEnd : -1, POLLIN, 0};
+        if (poll(&waiting, 1, milliseconds) <= 0) {
             return false;
         }
         char bytes[4096];
-        const ssize_t count = read(file, bytes, sizeof bytes);
-        if (count <= 0) {
-            return true;
-        }
-        message.append(bytes, static_cast<std::size_t>(count));
+        const ssize_t count = read(readEnd, bytes, sizeof bytes);
+        isOpen = count > 0;
+        message.append(bytes, isOpen ? static_cast<std::size_t>(count) : 0);
+        return isOpen;
     }
-}
+
+    pid_t process = -1;
+    int readEnd = -1;
+    bool isOpen = true;
+    std::string message;
+};
 
 void ReadMessage(const std::string& message, CheckResult& result) {
     result.outcome = message[0] == kPassed   ? Outcome::Passed
@@ -129,26 +189,13 @@ void ExplainEnd(int status, const RunLimits& limits, CheckResult& result) {
     }
 }
 
-int WaitFor(pid_t process) {
-    int status = 0;
-    while (waitpid(process, &status, 0) < 0 && errno == EINTR) {
-    }
-    return status;
-}
-
 // A whole message: its letter and two texts.
 bool IsWhole(const std::string& message) {
     return !message.empty() && std::count(message.begin(), message.end(), '\0') == 2;
 }
 
-void Collect(pid_t process, int file, const RunLimits& limits, CheckResult& result) {
-    std::string message;
-    const bool isInTime = Receive(file, limits.wallSeconds, message);
-    if (!isInTime) {
-        kill(process, SIGKILL);
-    }
-    const int status = WaitFor(process);
-    if (!isInTime) {
+void Judge(End end, int status, const std::string& message, const RunLimits& limits, CheckResult& result) {
+    if (end == End::TimeOver) {
         result.outcome = Outcome::Hung;
         result.expected = "the check to come to its end";
         result.found = "nothing after " + std::to_string(limits.wallSeconds) + " seconds";
@@ -163,20 +210,16 @@ void Collect(pid_t process, int file, const RunLimits& limits, CheckResult& resu
 
 const char* NameOf(Outcome outcome) { return kOutcomeNames[static_cast<std::size_t>(outcome)]; }
 
-CheckResult RunCheck(const Check& check, const std::string& modulePath, const RunLimits& limits) {
+std::optional<CheckResult> RunCheck(const Check& check, const std::string& modulePath, const RunLimits& limits,
+                                    const std::atomic<bool>& isInterrupted) {
+    CheckProcess process(check, modulePath, limits);
+    const End end = process.Wait(limits.wallSeconds, isInterrupted);
+    const int status = process.Finish();
+    if (end == End::Interrupted) {
+        return std::nullopt;
+    }
     CheckResult result{check.topic, check.name, check.demand, Outcome::Passed, "", ""};
-    const Pipe channel;
-    const pid_t process = fork();
-    if (process < 0) {
-        throw std::system_error(errno, std::generic_category(), "fork");
-    }
-    if (process == 0) {
-        close(channel.readEnd);
-        BeTheCheck(check, modulePath, limits, channel.writeEnd);
-    }
-    close(channel.writeEnd);
-    Collect(process, channel.readEnd, limits, result);
-    close(channel.readEnd);
+    Judge(end, status, process.Message(), limits, result);
     return result;
 }
 

@@ -2,6 +2,8 @@
 // result.
 #pragma once
 
+#include <atomic>
+#include <optional>
 #include <string>
 
 #include "host/validator/Check.h"
@@ -24,7 +26,9 @@ struct CheckResult {
     std::string found;
 };
 
-CheckResult RunCheck(const Check& check, const std::string& modulePath, const RunLimits& limits);
+// Nothing when it is interrupted. Whatever the plug-in started is ended, too.
+std::optional<CheckResult> RunCheck(const Check& check, const std::string& modulePath, const RunLimits& limits,
+                                    const std::atomic<bool>& isInterrupted);
 
 const char* NameOf(Outcome outcome);
 

@@ -1,9 +1,7 @@
 #include "host/validator/ValidatePlugin.h"
 
 #include <algorithm>
-#include <cstdio>
 #include <filesystem>
-#include <ostream>
 #include <stdexcept>
 
 namespace flash::host {
@@ -13,10 +11,6 @@ using validator::AllChecks;
 using validator::Check;
 using validator::CheckResult;
 using validator::Outcome;
-
-constexpr int kExitPassed = 0;
-constexpr int kExitFailed = 1;
-constexpr int kExitNotLoaded = 4;
 
 // The first process only loads the module: when that fails, no check can say anything.
 const Check kLoads = {"loading", "can-be-loaded", "The module can be loaded and has a factory.",
@@ -38,104 +32,35 @@ std::vector<Check> Selected(const std::vector<std::string>& names) {
     return checks;
 }
 
-std::string JsonText(const std::string& text) {
-    std::string result = "\"";
-    for (const char character : text) {
-        char escaped[8];
-        if (character == '"' || character == '\\') {
-            result += '\\';
-            result += character;
-        } else if (static_cast<unsigned char>(character) < 0x20) {
-            std::snprintf(escaped, sizeof escaped, "\\u%04x", static_cast<unsigned>(character));
-            result += escaped;
-        } else {
-            result += character;
-        }
-    }
-    return result + "\"";
-}
-
-// The members that a check has before it has run.
-std::string JsonStart(const char* topic, const char* name, const char* demand) {
-    return "{\"event\": \"check\", \"topic\": " + JsonText(topic) + ", \"name\": " + JsonText(name) +
-           ", \"demand\": " + JsonText(demand);
-}
-
-void PrintJson(const ValidationReport& report, std::ostream& output) {
-    for (const CheckResult& result : report.results) {
-        output << JsonStart(result.topic, result.name, result.demand)
-               << ", \"outcome\": " << JsonText(NameOf(result.outcome));
-        if (result.outcome != Outcome::Passed) {
-            output << ", \"expected\": " << JsonText(result.expected) << ", \"found\": " << JsonText(result.found);
-        }
-        output << "}\n";
-    }
-}
-
-void PrintText(const ValidationReport& report, std::ostream& output) {
-    std::string topic;
-    for (const CheckResult& result : report.results) {
-        if (topic != result.topic) {
-            topic = result.topic;
-            output << topic << "\n";
-        }
-        output << "  " << NameOf(result.outcome) << "  " << result.name << ": " << result.demand << "\n";
-        if (result.outcome != Outcome::Passed) {
-            output << "      expected: " << result.expected << "\n      found:    " << result.found << "\n";
-        }
-    }
-}
-
-ValidationVerdict PrintList(bool isJson, std::ostream& output) {
-    for (const Check& check : AllChecks()) {
-        if (isJson) {
-            output << JsonStart(check.topic, check.name, check.demand) << "}\n";
-        } else {
-            output << check.name << " (" << check.topic << "): " << check.demand << "\n";
-        }
-    }
-    return {kExitPassed, std::to_string(AllChecks().size()) + " checks"};
-}
-
-std::size_t CountPassed(const ValidationReport& report) {
-    return static_cast<std::size_t>(
-        std::count_if(report.results.begin(), report.results.end(),
-                      [](const CheckResult& result) { return result.outcome == Outcome::Passed; }));
-}
-
 // A bare file name would be looked for among the system's libraries.
 std::string AsPath(const std::string& path) { return path.empty() ? path : std::filesystem::absolute(path).string(); }
 
 }  // namespace
 
-bool ValidationReport::HasPassed() const { return loadError.empty() && CountPassed(*this) == results.size(); }
-
-ValidationReport ValidatePlugin(const ValidatePluginOptions& options) {
-    const std::vector<Check> checks = Selected(options.checkNames);
-    const std::string path = AsPath(options.modulePath);
-    ValidationReport report{options.modulePath, "", {}};
-    const CheckResult load = RunCheck(kLoads, path, options.limits);
-    if (load.outcome != Outcome::Passed) {
-        report.loadError = load.found;
-        return report;
-    }
-    for (const Check& check : checks) {
-        report.results.push_back(RunCheck(check, path, options.limits));
-    }
-    return report;
+std::size_t ValidationReport::PassedCount() const {
+    return static_cast<std::size_t>(std::count_if(
+        results.begin(), results.end(), [](const CheckResult& result) { return result.outcome == Outcome::Passed; }));
 }
 
-ValidationVerdict RunValidatePlugin(const ValidatePluginOptions& options, std::ostream& output) {
-    if (options.isListing) {
-        return PrintList(options.isJson, output);
+ValidationReport ValidatePlugin(const ValidatePluginOptions& options, const CheckListener& listener,
+                                const std::atomic<bool>& isInterrupted) {
+    const std::vector<Check> checks = Selected(options.checkNames);
+    const std::string path = AsPath(options.modulePath);
+    ValidationReport report;
+    std::optional<CheckResult> result = RunCheck(kLoads, path, options.limits, isInterrupted);
+    if (result && result->outcome != Outcome::Passed) {
+        report.loadError = result->found;
+        return report;
     }
-    const ValidationReport report = ValidatePlugin(options);
-    if (!report.loadError.empty()) {
-        return {kExitNotLoaded, report.modulePath + " cannot be loaded: " + report.loadError};
+    for (auto check = checks.begin(); result && check != checks.end(); ++check) {
+        result = RunCheck(*check, path, options.limits, isInterrupted);
+        if (result) {
+            listener(*result);
+            report.results.push_back(*result);
+        }
     }
-    options.isJson ? PrintJson(report, output) : PrintText(report, output);
-    return {report.HasPassed() ? kExitPassed : kExitFailed,
-            std::to_string(CountPassed(report)) + " of " + std::to_string(report.results.size()) + " checks passed"};
+    report.wasInterrupted = !result.has_value();
+    return report;
 }
 
 }  // namespace flash::host

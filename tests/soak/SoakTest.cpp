@@ -125,8 +125,8 @@ void ManyDevices(const ModuleUnderCheck& module) {
 TEST(ALeakingModule, IsNoticed) {
     const Check check{"endurance", "many-devices", "Many devices leave nothing behind.", ManyDevices};
 
-    EXPECT_EQ(RunCheck(check, REAL_MODULE, {}).outcome, Outcome::Passed);
-    EXPECT_EQ(RunCheck(check, LEAKING_MODULE, {}).outcome, Outcome::Failed);
+    EXPECT_EQ(RunCheck(check, REAL_MODULE, {}, false)->outcome, Outcome::Passed);
+    EXPECT_EQ(RunCheck(check, LEAKING_MODULE, {}, false)->outcome, Outcome::Failed);
 }
 
 }  // namespace

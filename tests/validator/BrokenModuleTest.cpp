@@ -1,7 +1,10 @@
 // Each module that breaks one promise fails the check of that promise and no other.
 #include <gtest/gtest.h>
 
-#include <sstream>
+#include <sys/prctl.h>
+#include <sys/wait.h>
+
+#include <csignal>
 
 #include "host/validator/ValidatePlugin.h"
 
@@ -24,10 +27,15 @@ ValidatePluginOptions OptionsFor(const std::string& module) {
     return options;
 }
 
+ValidationReport Validate(const ValidatePluginOptions& options, bool isInterrupted = false) {
+    return ValidatePlugin(
+        options, [](const CheckResult&) {}, isInterrupted);
+}
+
 class BrokenModules : public testing::TestWithParam<BrokenModule> {};
 
 TEST_P(BrokenModules, FailExactlyTheirOwnCheck) {
-    const ValidationReport report = ValidatePlugin(OptionsFor(GetParam().module));
+    const ValidationReport report = Validate(OptionsFor(GetParam().module));
 
     EXPECT_EQ(report.loadError, "");
     std::vector<std::string> unmet;
@@ -95,29 +103,55 @@ TEST(UnusableModule, IsNotLoadedWithItsReason) {
         ValidatePluginOptions options;
         options.modulePath = c.path;
 
-        std::ostringstream output;
-        const ValidationVerdict verdict = RunValidatePlugin(options, output);
+        const ValidationReport report = Validate(options);
 
-        EXPECT_EQ(verdict.exitCode, 4);
-        EXPECT_NE(verdict.text.find(c.reason), std::string::npos) << verdict.text;
-        EXPECT_EQ(output.str(), "");
+        EXPECT_NE(report.loadError.find(c.reason), std::string::npos) << report.loadError;
+        EXPECT_TRUE(report.results.empty());
     }
 }
 
-TEST(FailingModule, ExitsWith1AndSaysExpectedAndFound) {
+TEST(FailingModule, IsToldExpectedAndFoundAsEachCheckEnds) {
     ValidatePluginOptions options = OptionsFor("PausesTooLong");
     options.checkNames = {"pauses-for-5-milliseconds", "crc-value"};
 
-    std::ostringstream output;
-    const ValidationVerdict verdict = RunValidatePlugin(options, output);
+    std::vector<CheckResult> told;
+    const ValidationReport report = ValidatePlugin(
+        options, [&](const CheckResult& result) { told.push_back(result); }, false);
 
-    EXPECT_EQ(verdict.exitCode, 1);
-    EXPECT_EQ(verdict.text, "1 of 2 checks passed");
-    EXPECT_NE(output.str().find("failed  pauses-for-5-milliseconds: "), std::string::npos) << output.str();
-    EXPECT_NE(output.str().find("expected: milliseconds of a pause: 5 (0x5)\n      found:    10 (0xA)"),
-              std::string::npos)
-        << output.str();
-    EXPECT_NE(output.str().find("passed  crc-value: "), std::string::npos) << output.str();
+    ASSERT_EQ(told.size(), 2U);
+    EXPECT_EQ(told[0].expected, "milliseconds of a pause: 5 (0x5)");
+    EXPECT_EQ(told[0].found, "10 (0xA)");
+    EXPECT_EQ(told[1].outcome, Outcome::Passed);
+    EXPECT_EQ(report.PassedCount(), 1U);
+}
+
+TEST(InterruptedValidation, EndsTheCheckThatNeverComesBack) {
+    ValidatePluginOptions options = OptionsFor("NeverEnds");
+    options.checkNames = {"erase-is-one-command"};
+    options.limits = {3600, 3600};
+
+    const ValidationReport report = Validate(options, true);
+
+    EXPECT_TRUE(report.wasInterrupted);
+    EXPECT_TRUE(report.results.empty());
+    EXPECT_EQ(waitpid(-1, nullptr, WNOHANG), -1);
+}
+
+// Orphans come to this process, so that it can see how the one that the module started ended.
+TEST(ModuleThatStartsAProcess, IsJudgedAtItsOwnEndAndLeavesNothingBehind) {
+    ASSERT_EQ(prctl(PR_SET_CHILD_SUBREAPER, 1), 0);
+    ValidatePluginOptions options = OptionsFor("StartsAProcess");
+    options.checkNames = {"crc-value"};
+    options.limits = {4, 3600};
+
+    const ValidationReport report = Validate(options);
+
+    EXPECT_EQ(report.PassedCount(), 1U);
+    int orphans = 0;
+    for (int status = 0; waitpid(-1, &status, 0) > 0; ++orphans) {
+        EXPECT_TRUE(WIFSIGNALED(status) && WTERMSIG(status) == SIGKILL) << status;
+    }
+    EXPECT_GE(orphans, 1);
 }
 
 }  // namespace

@@ -6,6 +6,7 @@ variables.
 import json
 import os
 import pty
+import select
 import signal
 import subprocess
 import tempfile
@@ -556,14 +557,36 @@ class ValidatePlugin(Case):
         events = self.events("validate-plugin", broken, "--check", "crc-value", code=1)
         self.assertEqual(events[1]["outcome"], "failed")
 
-    def test_what_cannot_be_checked_says_why(self):
-        _, err = self.run_raw("validate-plugin", NO_PLUGIN, code=4)
-        self.assertIn("it has no CreateFlashDevice2", err)
-        _, err = self.run_raw("validate-plugin", code=2)
-        self.assertIn("Give the path of its module", err)
-        _, err = self.run_raw("validate-plugin", NO_PLUGIN, "--check", "no-such", code=2)
-        self.assertIn('no check is named "no-such"', err)
-        self.run_raw("validate-plugin", NO_PLUGIN, "--list", code=2)
+    def test_texts_that_are_not_utf_8_are_events_all_the_same(self):
+        events = self.events("validate-plugin", os.environ["GARBLED_PLUGIN"], "--check", "crc-value", code=1)
+        self.assertEqual(events[1]["found"], '"caf\ufffd"')
+
+    def test_each_check_is_shown_as_it_ends_and_ctrl_c_ends_the_running_one(self):
+        process, check = self.start_what_never_ends()
+        process.send_signal(signal.SIGINT)
+        out, err = process.communicate(timeout=120)
+        self.assertEqual((process.returncode, out, err), (130, b"", b"error: Interrupted\n"))
+        self.assertFalse(Path(f"/proc/{check}").exists())
+
+    def test_a_check_ends_with_the_program(self):
+        process, check = self.start_what_never_ends()
+        check = os.pidfd_open(check)
+        self.addCleanup(os.close, check)
+        process.kill()
+        process.communicate(timeout=120)
+        self.assertTrue(select.select([check], [], [], 60)[0])
+
+    def start_what_never_ends(self):
+        """The program in its second check, and that check's process."""
+        process = subprocess.Popen([PROGRAM, "validate-plugin", os.environ["NEVER_ENDING_PLUGIN"], "--time-limit", "3600",
+                                    "--check", "crc-value", "--check", "erase-is-one-command"],
+                                   stdout=subprocess.PIPE, stderr=subprocess.PIPE)
+        self.assertEqual(process.stdout.readline(), b"crc\n")
+        self.assertIn(b"passed  crc-value", process.stdout.readline())
+        while process.poll() is None:
+            for child in Path(f"/proc/{process.pid}/task/{process.pid}/children").read_text().split():
+                return process, int(child)
+        self.fail(f"ended by itself with {process.returncode}: {process.communicate()}")
 
 
 class Terminal(Case):
