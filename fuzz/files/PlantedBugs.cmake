@@ -23,6 +23,9 @@ flash_plant_bug(NAME segment_lost_behind_the_elf_header LIBRARY host_files TARGE
 flash_plant_bug(NAME kilobytes_for_a_digit LIBRARY host_files TARGET s_record CORPUS s_record
     FILE host/files/TextRecords.cpp RIGHT "(line.size() - column) / 2" WRONG "(line.size() - column) * 1024"
     REASON "memory is bounded by the file's size")
+flash_plant_bug(NAME any_letter_of_a_record LIBRARY host_files TARGET program_file CORPUS program_file
+    FILE host/files/ProgramFile.cpp RIGHT "line[1] >= '0' && line[1] <= '9'" WRONG "line[1] >= '0'"
+    REASON "both ways find the same format")
 flash_plant_bug(NAME overlap_of_one_byte LIBRARY host_files TARGET program_image CORPUS program_image
     FILE host/files/ProgramImage.cpp
     RIGHT "other->first < EndOf(address, length)" WRONG "other->first + 1 < EndOf(address, length)"
