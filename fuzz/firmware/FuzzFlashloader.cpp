@@ -11,10 +11,10 @@
 #include <optional>
 
 #include "firmware/mailbox.h"
+#include "fuzz/ByteSource.h"
 #include "fuzz/FuzzTarget.h"
 #include "fuzz/firmware/ModelFlash.h"
 #include "fuzz/firmware/SecondFlashloader.h"
-#include "fuzz/flashdevice/ByteSource.h"
 
 namespace flash::fuzz {
 namespace {

@@ -23,10 +23,10 @@ int SecondFillValue(const std::string& text) {
     if (hasX && text.size() != 4) {
         throw std::runtime_error("Invalid option was given \"" + text + "\". Value must fit in one byte!\n");
     }
-    if (!hasX && (hasLetter || SecondNumber(text, 10) > 1)) {
+    if (!hasX && (hasLetter || CLibraryNumber(text, 10) > 1)) {
         throw std::runtime_error("Invalid option was given \"" + text + "\".\n");
     }
-    return static_cast<int>(SecondNumber(text, hasX ? 16 : 10) & 0xFF);
+    return static_cast<int>(CLibraryNumber(text, hasX ? 16 : 10) & 0xFF);
 }
 
 void CheckPrinting(int value) {

@@ -16,8 +16,8 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
     flash::FlashUtil(access).ReadHexPair("FieldLoc", &first, &second);
 
     const std::vector<std::string> pieces = SecondSplit(text, ':');
-    FuzzRequire(first == (pieces.empty() ? kUntouched : SecondNumber(pieces[0], 16)), "the first number");
-    FuzzRequire(second == (pieces.size() < 2 ? kUntouched : SecondNumber(pieces[1], 16)), "the second number");
+    FuzzRequire(first == (pieces.empty() ? kUntouched : CLibraryNumber(pieces[0], 16)), "the first number");
+    FuzzRequire(second == (pieces.size() < 2 ? kUntouched : CLibraryNumber(pieces[1], 16)), "the second number");
     const std::vector<std::string> complaint = {
         "Property 'FieldLoc' in Flash Properties XML does not contain 2 values delimited by ':'.\n"};
     FuzzRequire(host.errors == (pieces.size() == 2 ? std::vector<std::string>{} : complaint),

@@ -10,7 +10,7 @@
 #include <string>
 #include <vector>
 
-#include "fuzz/flashdevice/ByteSource.h"
+#include "fuzz/ByteSource.h"
 #include "tests/support/StrictHost.h"
 
 namespace flash::fuzz {

@@ -14,7 +14,7 @@ using Bytes = std::vector<std::uint8_t>;
 
 bool IsPart(const std::string& piece) {
     static const std::regex hexadecimal("\\s*([+-]?[0-9a-fA-F]+)?\\s*", std::regex::optimize);
-    return piece.size() <= 2 && std::regex_match(piece, hexadecimal) && SecondNumber(piece, 16) <= 0xFF;
+    return piece.size() <= 2 && std::regex_match(piece, hexadecimal) && CLibraryNumber(piece, 16) <= 0xFF;
 }
 
 Bytes SecondAddress(const std::string& text, std::uint32_t length) {
@@ -25,7 +25,7 @@ Bytes SecondAddress(const std::string& text, std::uint32_t length) {
             throw std::runtime_error("Syntax error in MAC address. Expecting " + expected +
                                      " HEX values separated by ':'.\n");
         }
-        bytes.insert(bytes.begin(), static_cast<std::uint8_t>(SecondNumber(piece, 16)));
+        bytes.insert(bytes.begin(), static_cast<std::uint8_t>(CLibraryNumber(piece, 16)));
     }
     if (bytes.size() != length) {
         throw std::runtime_error("Error: Expected MAC address length of " + expected + " bytes.\n");

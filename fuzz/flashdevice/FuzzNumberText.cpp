@@ -32,9 +32,9 @@ Integer IntegerOf(Read read) {
 extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {
     using namespace flash::fuzz;
     const std::string text(data, data + size);
-    FuzzRequire(flash::ParseUnsigned(text, 10) == SecondNumber(text, 10),
+    FuzzRequire(flash::ParseUnsigned(text, 10) == CLibraryNumber(text, 10),
                 "decimal numbers as the C library reads them");
-    FuzzRequire(flash::ParseUnsigned(text, 16) == SecondNumber(text, 16),
+    FuzzRequire(flash::ParseUnsigned(text, 16) == CLibraryNumber(text, 16),
                 "hexadecimal numbers as the C library reads them");
     FuzzRequire(IntegerOf([&] { return flash::ParseInteger(text); }) == IntegerOf([&] { return std::stoi(text); }),
                 "integers as the C++ library reads them");

@@ -29,15 +29,15 @@ void TakeItem(const std::string& item, Pages& pages) {
     if (const std::size_t minus = item.find('-'); minus != std::string::npos) {
         first = item.substr(0, minus);
         last = item.substr(minus + 1, item.find('-', minus + 1) - minus - 1);
-        if (first.empty() || last.empty() || SecondNumber(first, 10) > SecondNumber(last, 10)) {
+        if (first.empty() || last.empty() || CLibraryNumber(first, 10) > CLibraryNumber(last, 10)) {
             throw std::runtime_error("Invalid range was given " + InQuotes(item) + ".\n");
         }
     }
-    if (SecondNumber(last, 10) >= pages.size()) {
+    if (CLibraryNumber(last, 10) >= pages.size()) {
         throw std::runtime_error("Given page is out of range: " + InQuotes(item) +
                                  "\nNote that the number of available pages is " + std::to_string(pages.size()) + "\n");
     }
-    for (std::uint32_t page = SecondNumber(first, 10); page <= SecondNumber(last, 10); ++page) {
+    for (std::uint32_t page = CLibraryNumber(first, 10); page <= CLibraryNumber(last, 10); ++page) {
         pages[page] = false;
     }
 }

@@ -18,7 +18,7 @@ Table SecondTable(const std::string& text) {
     }
     Table table;
     for (std::size_t i = 0; i + 2 < pieces.size(); i += 3) {
-        table.push_back({pieces[i + 2], pieces[i + 1], SecondNumber(pieces[i], 10)});
+        table.push_back({pieces[i + 2], pieces[i + 1], CLibraryNumber(pieces[i], 10)});
     }
     return table;
 }
@@ -40,7 +40,7 @@ Revision SecondRevision(const std::string& text) {
         throw std::runtime_error("FlashUtil::ConvertRevisionStringToMajorMinor(): Input string is empty");
     }
     const std::vector<std::string> pieces = SecondSplit(text, '.');
-    return pieces.size() == 2 ? Revision{SecondNumber(pieces[0], 10), SecondNumber(pieces[1], 10)} : Revision{};
+    return pieces.size() == 2 ? Revision{CLibraryNumber(pieces[0], 10), CLibraryNumber(pieces[1], 10)} : Revision{};
 }
 
 }  // namespace

@@ -23,7 +23,7 @@ inline std::vector<std::string> SecondSplit(const std::string& text, char delimi
 }
 
 // The C library counts in 64 bits here: what does not fit 32 is the largest number, a sign works in 32.
-inline std::uint32_t SecondNumber(const std::string& text, int base) {
+inline std::uint32_t CLibraryNumber(const std::string& text, int base) {
     const char* start = text.c_str();
     while (*start == ' ' || (*start >= '\t' && *start <= '\r')) {
         ++start;
