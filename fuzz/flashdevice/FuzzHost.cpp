@@ -11,7 +11,8 @@ constexpr std::uint32_t kBlocks = 0x2000'0400;
 constexpr std::uint32_t kBlockBytes = 24;
 constexpr std::uint32_t kBuffers[] = {0x2000'1000, 0x2000'4000};
 constexpr std::uint32_t kStatusNotDone = 0xFFFF'FFFF;
-constexpr std::uint32_t kMostCalls = 2'000'000;  // of one operation; a run away loop has more
+constexpr std::uint32_t kMostCalls = 20'000;  // of one operation; a run away loop has more
+constexpr std::uint32_t kMostPauses = 400;    // of 5 ms: what a wait may take
 
 struct Choice {
     const char* name;
@@ -79,12 +80,14 @@ FuzzHost::FuzzHost(ByteSource& byteSource) : source(byteSource) {
 
 void FuzzHost::PrepareOperation() {
     callsInOperation = 0;
+    pausesInWait = 0;
     hasFailed = false;
     failingCall = source.Chance(3) ? source.Byte() : 0;
     failureText = "failure " + std::to_string(failingCall) + " %s %n";
     isSilent = source.Chance(8);
     programmed.clear();
     firstProgrammedAddress.reset();
+    hasStrayChunk = false;
 }
 
 void FuzzHost::ChangeProperty() { ChooseProperty(source.Below(static_cast<std::uint32_t>(Choices().size()))); }
@@ -182,6 +185,7 @@ const char* FuzzHost::PrintMessage(const char* text) {
 
 const char* FuzzHost::WaitMilliseconds(std::uint32_t milliseconds) {
     FuzzRequire(milliseconds == 5, "a pause has 5 ms");
+    FuzzRequire(++pausesInWait <= kMostPauses, "a wait ends");
     return Answer();
 }
 
@@ -201,8 +205,9 @@ const char* FuzzHost::ReadMemory(void* buffer, std::size_t count, std::uint64_t 
     if (elementSize == 4) {
         const std::uint32_t words[] = {0, 0x20, 0x2C, 0x0058'0001, source.Chance(4) ? source.Word() : 0, 0xFFFF'FFFF};
         const std::uint32_t chosen = isStatus ? (source.Chance(8) ? 5 : 0) : source.Below(6);
-        lastReadWord = isStatus && isSilent ? kStatusNotDone : words[chosen];
-        std::memcpy(bytes, &lastReadWord, sizeof lastReadWord);
+        const std::uint32_t word = isStatus && isSilent ? kStatusNotDone : words[chosen];
+        std::memcpy(bytes, &word, sizeof word);
+        pausesInWait = word == kStatusNotDone ? pausesInWait : 0;
     } else if (!source.IsEmpty()) {
         bytes[0] = source.Byte();
         bytes[count - 1] = source.Byte();
@@ -213,6 +218,7 @@ const char* FuzzHost::ReadMemory(void* buffer, std::size_t count, std::uint64_t 
 const char* FuzzHost::WriteMemory(const void* buffer, std::size_t count, std::uint64_t address, std::uint16_t page,
                                   std::size_t elementSize) {
     FuzzRequire(page == 1 && elementSize == 1 && count != 0, "memory is written in bytes, on page 1");
+    pausesInWait = 0;
     const auto* bytes = static_cast<const std::uint8_t*>(buffer);
     for (std::uint32_t block = 0; block < 2 && !areSymbolsLost; ++block) {
         if (address == kBuffers[block]) {
@@ -253,6 +259,8 @@ void FuzzHost::KeepChunk(std::uint32_t block, std::uint32_t address) {
     firstProgrammedAddress = first;
     if (address == static_cast<std::uint32_t>(first + programmed.size())) {
         programmed.insert(programmed.end(), buffers[block].begin(), buffers[block].end());
+    } else {
+        hasStrayChunk = true;
     }
 }
 

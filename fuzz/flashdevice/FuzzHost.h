@@ -48,9 +48,9 @@ public:
     bool hasFailed = false;       // in this operation
     bool areSymbolsLost = false;  // the plug-in does not know where buffers and blocks lie
     std::uint32_t sectorSize = 0x1000;
-    std::vector<std::uint8_t> programmed;  // the chunks of commands 2 to 4, in the order of posting
+    std::vector<std::uint8_t> programmed;  // the chunks of commands 2 to 4 that continue each other
     std::optional<std::uint32_t> firstProgrammedAddress;
-    std::uint32_t lastReadWord = 0;
+    bool hasStrayChunk = false;  // one that does not continue the others
 
 private:
     const char* Answer();
@@ -61,8 +61,9 @@ private:
 
     ByteSource& source;
     std::uint32_t callsInOperation = 0;
-    std::uint32_t failingCall = 0;  // 0: none
-    bool isSilent = false;          // the flashloader never answers
+    std::uint32_t pausesInWait = 0;  // since the last write, or the last answer
+    std::uint32_t failingCall = 0;   // 0: none
+    bool isSilent = false;           // the flashloader never answers
     std::array<std::vector<std::uint8_t>, 2> buffers;
     std::unique_ptr<std::string> handedOut;  // a new one each time, so that a kept pointer dangles
 };

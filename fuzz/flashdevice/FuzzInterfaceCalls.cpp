@@ -47,7 +47,7 @@ public:
             case 5:
                 return Execute();
             case 6:
-                return Judge(device->NotifyPhase(source.Chance(8) ? source.Word() : source.Below(4)));
+                return NotifyPhase();
             case 7:
                 return SetDataType();
             default:
@@ -123,6 +123,14 @@ private:
                     "no data type is supported");
     }
 
+    // The work of the closing phase may build the list anew.
+    void ForgetPageRanges() { hasPageRanges = (hasPageRanges && lastError != nullptr) || host.IsOn("FlashPageToggle"); }
+
+    void NotifyPhase() {
+        Judge(device->NotifyPhase(source.Chance(8) ? source.Word() : source.Below(4)));
+        ForgetPageRanges();
+    }
+
     void Execute() {
         constexpr const char* kNames[] = {"Erase",       "EraseSectors", "ReadPriBle",   "ReadSecBle",  "WriteSecBle",
                                           "ReadPriIeee", "ReadSecIeee",  "WriteSecIeee", "MassErase()", "BlankCheck"};
@@ -130,6 +138,7 @@ private:
         const std::string name = index < std::size(kNames) ? kNames[index] : source.Text(12);
         Judge(device->Execute(name.c_str()));
         const bool isKnown = std::find(std::begin(kNames), std::end(kNames), name) != std::end(kNames);
+        ForgetPageRanges();
         FuzzRequire(isKnown || (lastError != nullptr && lastError == "Unsupported Operation Code: '" + name + "'"),
                     "an unknown operation is refused by name");
     }
@@ -165,7 +174,7 @@ private:
         if (lastError == nullptr && isPlain && !host.areSymbolsLost) {
             const bool isSame =
                 std::equal(host.programmed.begin(), host.programmed.end(), data.get(), data.get() + length);
-            FuzzRequire(isSame && host.firstProgrammedAddress.value_or(address) == address,
+            FuzzRequire(isSame && !host.hasStrayChunk && host.firstProgrammedAddress.value_or(address) == address,
                         "what was given is programmed, all of it and in order");
         }
     }
@@ -174,7 +183,7 @@ private:
     FuzzHost host;
     IFlashDevice2* device = nullptr;
     const char* lastError = nullptr;
-    bool hasPageRanges = false;  // a list once built outlives its option until the next phase
+    bool hasPageRanges = false;  // a list once built outlives its option until the next phase or operation
 };
 
 }  // namespace
