@@ -39,11 +39,16 @@ std::vector<std::string> FindDangers(const DangerousChanges& changes, const Devi
             "The debug port will be disabled from the next power-up on: no debugger, this program "
             "included, will reach the chip again");
     }
+    const bool isLast = changes.protectedPages.Contains(changes.protectedPages.PageCount() - 1);
     if (!changes.protectedPages.IsEmpty()) {
-        const bool isLast = changes.protectedPages.Contains(changes.protectedPages.PageCount() - 1);
         dangers.push_back(fmt::format("Pages {} will be write-protected from the next power-up on{}",
                                       changes.protectedPages.Text(),
                                       isLast ? ", and with the last page all of CCFG: this cannot be taken back" : ""));
+    }
+    if (changes.disableDebug && isLast) {
+        dangers.emplace_back(
+            "The last page is protected before the debug port is disabled: a chip that loses power in between can "
+            "never be changed to have both");
     }
     if (ByteAt(changes.programmedData, device.Location("DisableCpuDap", flashSizeBytes).address) == 0) {
         dangers.emplace_back(

@@ -46,5 +46,14 @@ TEST_F(Dangers, ProtectingPagesIsOneByOptionAndByFileInEitherWord) {
     EXPECT_TRUE(Find({false, PageSet(16), {{kProtection + 8, {0x7F}}}}).empty());
 }
 
+TEST_F(Dangers, BothLocksInOneStepAreOneMore) {
+    PageSet pages(16);
+    pages.Add(3);
+    EXPECT_EQ(Find({true, pages, {}}).size(), 2U);
+    pages.Add(15);
+
+    EXPECT_NE(Find({true, pages, {}}).at(2).find("loses power in between"), std::string::npos);
+}
+
 }  // namespace
 }  // namespace flash::host
