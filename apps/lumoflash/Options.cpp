@@ -181,7 +181,7 @@ private:
         app.add_option("--config", raw.config, "TOML file with defaults");
         app.add_option("--trace", options.traceFile, "Write the timeline of the virtual chip here, for Perfetto");
         AddFlag(app, "--verbose,-v", options.isVerbose, "Let the plug-in tell what it does");
-        AddFlag(app, "--quiet,-q", options.isQuiet, "Only errors");
+        AddFlag(app, "--quiet,-q", options.isQuiet, "Only errors, and the warnings that come with them");
         AddFlag(app, "--json", options.isJson, "One JSON object per event on standard output");
         AddFlag(app, "--no-color", options.isColorOff, "No colors, as with NO_COLOR");
         AddFlag(app, "--yes,-y", options.isAgreed, "Agree to what cannot be taken back");

@@ -4,6 +4,7 @@
 #include <poll.h>
 #include <unistd.h>
 
+#include <algorithm>
 #include <cstdio>
 #include <cstdlib>
 #include <iostream>
@@ -90,7 +91,13 @@ public:
             Say("", "", text);
         }
     }
-    void Warning(const std::string& text) override { Say(kYellow, "warning: ", text); }
+    void Warning(const std::string& text) override {
+        if (isQuiet) {
+            heldBack.push_back(text);
+        } else {
+            ShowWarning(text);
+        }
+    }
 
     void ShowPlan(const host::WritePlan& plan) override {
         using host::SectorPlan;
@@ -146,7 +153,7 @@ public:
             return false;
         }
         for (const std::string& danger : dangers) {
-            Warning(danger);
+            ShowWarning(danger);
         }
         Print(stderr, "Go on? Type yes: ");
         std::string answer;
@@ -156,6 +163,8 @@ public:
     void Finished(const Outcome& outcome) override {
         std::fflush(stdout);
         if (outcome.exitCode != 0) {
+            // They may say what is lost, and hold the only copy.
+            std::for_each(heldBack.begin(), heldBack.end(), [this](const std::string& text) { ShowWarning(text); });
             EndLine();
             Print(stderr, "{}error: {}{}\n", hasColor ? kRed : "", outcome.text, hasColor ? kPlain : "");
         } else if (!isQuiet && (isTerminal || isVerbose) && !outcome.text.empty()) {
@@ -187,10 +196,15 @@ private:
         }
     }
 
-    void Say(const char* color, const char* prefix, std::string text) {
-        if (isQuiet) {
-            return;
+    void Say(const char* color, const char* prefix, const std::string& text) {
+        if (!isQuiet) {
+            Show(color, prefix, text);
         }
+    }
+
+    void ShowWarning(const std::string& text) { Show(kYellow, "warning: ", text); }
+
+    void Show(const char* color, const char* prefix, std::string text) {
         while (!text.empty() && text.back() == '\n') {
             text.pop_back();
         }
@@ -207,6 +221,7 @@ private:
     }
 
     bool isTerminal, isQuiet, isVerbose;
+    std::vector<std::string> heldBack;  // warnings that are only told with a failure
     bool hasColor = false, isLineOpen = false;
     std::uint64_t total = 0;
     int lastPercent = -1;

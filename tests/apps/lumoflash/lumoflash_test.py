@@ -631,8 +631,9 @@ class Terminal(Case):
         code, shown = self.on_terminal("ccfg", "--protect", "3", answer="no")
         self.assertEqual(code, 2)
         self.assertIn("Pages 3 will be write-protected", shown)
-        code, _ = self.on_terminal("ccfg", "--protect", "3", answer="yes")
+        code, shown = self.on_terminal("-q", "ccfg", "--protect", "3", answer="yes")
         self.assertEqual(code, 0)
+        self.assertIn("Pages 3 will be write-protected", shown)  # whoever is asked is told
         self.assertIn("pages 3", self.run_chip("ccfg")[0].decode())
 
     def test_an_answer_decides_about_a_dangerous_load(self):
