@@ -8,6 +8,7 @@
 #include "apps/lumoflash/Locations.h"
 #include "host/Failure.h"
 #include "host/files/IntelHex.h"
+#include "host/files/OutputFile.h"
 #include "host/plan/Dangers.h"
 #include "host/probe/VirtualChipProbe.h"
 
@@ -32,6 +33,7 @@ public:
             view.ShowDevices(host::LoadDeviceDescriptions(DevicesFolder()));
             return {};
         }
+        RefuseFilesWithTwoParts();
         // Files first: a mistake in them is found without a chip.
         const bool hasFiles = options.command == Command::Program || options.command == Command::Verify;
         const host::ProgramImage image =
@@ -43,15 +45,14 @@ public:
         return outcome;
     }
 
-    // The chip's state and the timeline, also after a failure.
-    void Keep() {
-        if (!probe) {
-            return;
+    void SaveChip() const {
+        if (probe && !options.isDryRun) {
+            probe->Save();
         }
-        if (const auto file = options.ChipFile(); file && !options.isDryRun) {
-            probe->Save(*file);
-        }
-        if (!options.traceFile.empty()) {
+    }
+
+    void SaveTrace() {
+        if (probe && !options.traceFile.empty()) {
             const std::string trace = probe->Chip().TimelineJson();
             host::SaveFile(options.traceFile,
                            std::span(reinterpret_cast<const std::uint8_t*>(trace.data()), trace.size()));
@@ -61,6 +62,32 @@ public:
 private:
     std::filesystem::path DevicesFolder() const {
         return OrDefault(options.devicesFolder, locations.dataFolder / "devices");
+    }
+
+    // What is written would take the place of what is read, or of what else is written.
+    void RefuseFilesWithTwoParts() const {
+        std::vector<std::pair<std::string, std::filesystem::path>> parts;
+        if (options.outFile != "-" && !options.outFile.empty()) {
+            parts.emplace_back("--out", options.outFile);
+        }
+        if (!options.traceFile.empty()) {
+            parts.emplace_back("--trace", options.traceFile);
+        }
+        const std::size_t outputs = parts.size();
+        if (const auto chip = options.ChipFile()) {
+            parts.emplace_back("--chip", *chip);
+        }
+        for (const std::filesystem::path& file : options.files) {
+            parts.emplace_back("FILE", file);
+        }
+        for (std::size_t i = 0; i < outputs; ++i) {
+            for (std::size_t k = i + 1; k < parts.size(); ++k) {
+                if (host::IsSameFile(parts[i].second, parts[k].second)) {
+                    throw Failure(FailureKind::BadInput, fmt::format("{} and {} name the same file, {}", parts[i].first,
+                                                                     parts[k].first, parts[k].second.string()));
+                }
+            }
+        }
     }
 
     void Connect() {
@@ -219,6 +246,20 @@ Outcome OutcomeOf(const std::function<Outcome()>& work) {
     }
 }
 
+// What follows the work even when that failed. Its own failure is one of the command, and hides no earlier one.
+void KeepTrying(Outcome& outcome, const std::function<void()>& step) {
+    const Outcome kept = OutcomeOf([&] {
+        step();
+        return Outcome{};
+    });
+    if (kept.exitCode == 0) {
+        return;
+    }
+    const char* joint = outcome.exitCode != 0 ? "\nBesides: " : ", but: ";
+    outcome.text = outcome.text.empty() ? kept.text : outcome.text + joint + kept.text;
+    outcome.exitCode = outcome.exitCode != 0 ? outcome.exitCode : static_cast<int>(FailureKind::Operation);
+}
+
 host::ValidationReport RunChecks(const host::ValidatePluginOptions& options, View& view,
                                  const std::atomic<bool>& isInterrupted) {
     const auto show = [&](const host::validator::CheckResult& result) { view.ShowCheck(result); };
@@ -271,14 +312,8 @@ int RunCommand(const Options& options, View& view, const std::atomic<bool>& isIn
                outcome.exitCode != static_cast<int>(FailureKind::Unreachable);
     };
     if (isTouched()) {
-        const Outcome kept = OutcomeOf([&] {
-            work.Keep();
-            return Outcome{};
-        });
-        if (kept.exitCode != 0 && outcome.exitCode == 0) {
-            outcome = {
-                static_cast<int>(FailureKind::Operation), fmt::format("{}, but: {}", outcome.text, kept.text), 0, {}};
-        }
+        KeepTrying(outcome, [&] { work.SaveChip(); });
+        KeepTrying(outcome, [&] { work.SaveTrace(); });
     }
     view.Finished(outcome);
     return outcome.exitCode;

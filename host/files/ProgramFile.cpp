@@ -149,15 +149,6 @@ std::vector<std::uint8_t> LoadFile(const std::filesystem::path& path, std::size_
     return content;
 }
 
-void SaveFile(const std::filesystem::path& path, std::span<const std::uint8_t> content) {
-    std::ofstream stream(path, std::ios::binary | std::ios::trunc);
-    stream.write(reinterpret_cast<const char*>(content.data()), static_cast<std::streamsize>(content.size()));
-    stream.close();
-    if (!stream) {
-        throw ErrorAt({path.string(), ""}, fmt::format("the file cannot be written: {}", std::strerror(errno)));
-    }
-}
-
 ProgramImage ReadProgram(std::span<const std::uint8_t> content, const std::string& fileName,
                          const ReadOptions& options) {
     const std::optional<FileFormat> format = options.format ? options.format : DetectFileFormat(content, fileName);

@@ -32,9 +32,6 @@ struct ReadOptions {
 // The file's bytes. Refuses what is missing, unreadable, no regular file, empty, or larger than `mostBytes`.
 std::vector<std::uint8_t> LoadFile(const std::filesystem::path& path, std::size_t mostBytes = kMaxFileBytes);
 
-// Creates or overwrites.
-void SaveFile(const std::filesystem::path& path, std::span<const std::uint8_t> content);
-
 // The image of a file's content. A file without a single byte to program is refused.
 ProgramImage ReadProgram(std::span<const std::uint8_t> content, const std::string& fileName,
                          const ReadOptions& options = {});

@@ -4,7 +4,6 @@
 #include <fmt/format.h>
 
 #include "host/Failure.h"
-#include "host/files/ProgramFile.h"
 
 namespace flash::host {
 namespace {
@@ -12,12 +11,13 @@ namespace {
 constexpr std::uint32_t kIdentificationRegister = 1;
 constexpr std::uint32_t kFirstRevisionBit = 28;
 
+// The chip's own texts say what was tried.
 template <typename Work>
-auto Access(const std::string& attempt, Work work) {
+auto Access(Work work) {
     try {
         return work();
     } catch (const chip::ChipError& error) {
-        throw ProbeError(fmt::format("{}: {}", attempt, error.what()));
+        throw ProbeError(error.what());
     }
 }
 
@@ -28,12 +28,12 @@ chip::CoreRegister CoreRegisterOf(std::uint32_t number) {
     return static_cast<chip::CoreRegister>(number - kFirstCoreRegister);
 }
 
-chip::VirtualChip ReadChip(const std::filesystem::path& file) {
+chip::VirtualChip ReadChip(const ChipFile& file, const std::filesystem::path& name) {
     try {
-        return chip::VirtualChip::FromSavedState(LoadFile(file));
+        return chip::VirtualChip::FromSavedState(file.Load());
     } catch (const std::exception& error) {
         throw Failure(FailureKind::Unreachable,
-                      fmt::format("Cannot power up the virtual chip in {}: {}", file.string(), error.what()));
+                      fmt::format("Cannot power up the virtual chip in {}: {}", name.string(), error.what()));
     }
 }
 
@@ -52,29 +52,24 @@ chip::Settings VirtualChipSettings(const DeviceDescription& device) {
 }
 
 VirtualChipProbe VirtualChipProbe::Open(const DeviceDescription& device,
-                                        const std::optional<std::filesystem::path>& file) {
+                                        const std::optional<std::filesystem::path>& name) {
     const chip::Settings wanted = VirtualChipSettings(device);
-    if (!file || !std::filesystem::exists(*file)) {
-        return VirtualChipProbe(chip::VirtualChip(wanted));
-    }
-    VirtualChipProbe probe(ReadChip(*file));
+    auto file = name ? std::make_unique<ChipFile>(*name) : nullptr;
+    VirtualChipProbe probe(file && file->Exists() ? ReadChip(*file, *name) : chip::VirtualChip(wanted));
     const chip::Settings& found = probe.chip.GetSettings();
     if (found.generation != wanted.generation || found.sectorCount != wanted.sectorCount) {
         throw Failure(FailureKind::Unreachable,
                       fmt::format("{} holds {}, which is no {}; choose the right --device or another file",
-                                  file->string(), probe.Describe(), device.name));
+                                  name->string(), probe.Describe(), device.name));
     }
+    probe.file = std::move(file);
     return probe;
 }
 
-void VirtualChipProbe::Save(const std::filesystem::path& file) const {
-    const std::vector<std::uint8_t> state = chip.SaveState();
-    if (std::filesystem::exists(file) && LoadFile(file) == state) {
-        return;
+void VirtualChipProbe::Save() const {
+    if (file) {
+        file->Save(chip.SaveState());
     }
-    const std::filesystem::path fresh = file.string() + ".new";
-    SaveFile(fresh, state);
-    std::filesystem::rename(fresh, file);
 }
 
 std::string VirtualChipProbe::Describe() const {
@@ -91,15 +86,15 @@ void VirtualChipProbe::SelectRoute(const std::string& route) {
 }
 
 void VirtualChipProbe::Run() {
-    Access("Cannot run the core", [&] { chip.Run(); });
+    Access([&] { chip.Run(); });
 }
 
 void VirtualChipProbe::Halt() {
-    Access("Cannot halt the core", [&] { chip.Halt(); });
+    Access([&] { chip.Halt(); });
 }
 
 CoreState VirtualChipProbe::ReadCoreState() {
-    return Access("Cannot read the core's state", [&] {
+    return Access([&] {
         switch (chip.State()) {
             case chip::CoreState::Running:
                 return CoreState{true, std::nullopt, ""};
@@ -112,18 +107,16 @@ CoreState VirtualChipProbe::ReadCoreState() {
 }
 
 void VirtualChipProbe::ReadMemory(std::uint32_t address, std::span<std::uint8_t> bytes, std::size_t elementSize) {
-    Access(fmt::format("Cannot read {} bytes at 0x{:08X}", bytes.size(), address),
-           [&] { chip.ReadMemory(address, bytes, static_cast<std::uint32_t>(elementSize)); });
+    Access([&] { chip.ReadMemory(address, bytes, static_cast<std::uint32_t>(elementSize)); });
 }
 
 void VirtualChipProbe::WriteMemory(std::uint32_t address, std::span<const std::uint8_t> bytes,
                                    std::size_t elementSize) {
-    Access(fmt::format("Cannot write {} bytes at 0x{:08X}", bytes.size(), address),
-           [&] { chip.WriteMemory(address, bytes, static_cast<std::uint32_t>(elementSize)); });
+    Access([&] { chip.WriteMemory(address, bytes, static_cast<std::uint32_t>(elementSize)); });
 }
 
 std::uint64_t VirtualChipProbe::ReadRegister(std::uint32_t registerNumber) {
-    return Access(fmt::format("Cannot read register {}", registerNumber), [&]() -> std::uint64_t {
+    return Access([&]() -> std::uint64_t {
         if (!isRouterSelected) {
             return chip.ReadCoreRegister(CoreRegisterOf(registerNumber));
         }
@@ -135,8 +128,7 @@ std::uint64_t VirtualChipProbe::ReadRegister(std::uint32_t registerNumber) {
 }
 
 void VirtualChipProbe::WriteRegister(std::uint32_t registerNumber, std::uint64_t value) {
-    Access(fmt::format("Cannot write register {}", registerNumber),
-           [&] { chip.WriteCoreRegister(CoreRegisterOf(registerNumber), static_cast<std::uint32_t>(value)); });
+    Access([&] { chip.WriteCoreRegister(CoreRegisterOf(registerNumber), static_cast<std::uint32_t>(value)); });
 }
 
 void VirtualChipProbe::Pause(std::chrono::microseconds duration) { chip.Pause(duration); }

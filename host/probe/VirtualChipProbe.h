@@ -2,10 +2,12 @@
 #pragma once
 
 #include <filesystem>
+#include <memory>
 #include <optional>
 
 #include "chip/VirtualChip.h"
 #include "host/devices/DeviceDescription.h"
+#include "host/probe/ChipFile.h"
 #include "host/probe/Probe.h"
 
 namespace flash::host {
@@ -18,11 +20,11 @@ public:
     explicit VirtualChipProbe(chip::VirtualChip virtualChip) : chip(std::move(virtualChip)) {}
 
     // Powers up the chip of that file, or a new one when there is no such file. Throws Failure (Unreachable) when the
-    // file holds no chip, or one that does not fit the device.
-    static VirtualChipProbe Open(const DeviceDescription& device, const std::optional<std::filesystem::path>& file);
+    // file is in use, holds no chip, or one that does not fit the device.
+    static VirtualChipProbe Open(const DeviceDescription& device, const std::optional<std::filesystem::path>& name);
 
-    // Replaces the file at once or leaves it as it was. A file that holds this state already is not touched.
-    void Save(const std::filesystem::path& file) const;
+    // Into its file, if it has one.
+    void Save() const;
 
     chip::VirtualChip& Chip() { return chip; }
 
@@ -42,6 +44,7 @@ public:
 
 private:
     chip::VirtualChip chip;
+    std::unique_ptr<ChipFile> file;
     bool isRouterSelected = false;
 };
 

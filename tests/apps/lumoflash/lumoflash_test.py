@@ -3,6 +3,7 @@
 Run by CTest with the program, the source folder, the example firmware and a module that is no plug-in as environment
 variables.
 """
+import fcntl
 import json
 import os
 import pty
@@ -215,6 +216,20 @@ class Unreachable(Case):
         self.assertIn("--device", self.run_chip("info", code=4)[1])
         self.assertEqual(self.chip.read_bytes(), before)
 
+    def test_a_chip_file_that_cannot_be_opened_ends_with_4(self):
+        (self.path / "loop").symlink_to("loop")
+        for name, expected in [("loop", "Too many levels of symbolic links"), ("x" * 300, "File name too long")]:
+            self.chip = self.path / name
+            _, err = self.run_chip("info", code=4)
+            self.assertIn(f"Cannot open the virtual chip in {self.chip}: {expected}", err)
+
+    def test_a_chip_in_use_ends_with_4_and_keeps_the_others_work(self):
+        self.run_chip("info")
+        with self.chip.open("rb") as file:
+            fcntl.flock(file, fcntl.LOCK_EX)
+            self.assertIn("in use by another lumoflash", self.run_chip("erase", code=4)[1])
+        self.run_chip("erase")
+
     def test_a_missing_flashloader_is_named(self):
         _, err = self.run_chip("--set", "DeviceFlashloaderFile=missing.elf", "blank-check", code=1)
         self.assertIn("missing.elf", err)
@@ -334,6 +349,36 @@ class Files(Case):
         subprocess.run(["objcopy", "-I", "ihex", "-O", "binary", "out.hex", "again.bin"], cwd=self.path, check=True)
         self.assertEqual((self.path / "again.bin").read_bytes(), data)
         self.assertEqual(len(self.flash()), FLASH[self.device])
+
+
+    def test_a_file_has_one_part_in_a_command(self):
+        image = self.file("a.bin", pattern(100))
+        self.run_chip("program", image, "--base", "0")
+        before = self.chip.read_bytes()
+        (self.path / "link").symlink_to("chip.bin")
+        cases = [
+            (["read", "--out", "chip.bin"], "--out and --chip"),
+            (["read", "--out", "./link"], "--out and --chip"),
+            (["--trace", "chip.bin", "info"], "--trace and --chip"),
+            (["--trace", "new", "read", "--out", "./new"], "--out and --trace"),
+            (["--trace", image, "program", image, "--base", "0"], "--trace and FILE"),
+        ]
+        for arguments, expected in cases:
+            with self.subTest(arguments=arguments):
+                self.assertIn(expected + " name the same file", self.run_chip(*arguments, code=2)[1])
+        self.assertEqual((self.chip.read_bytes(), Path(image).read_bytes()), (before, pattern(100)))
+        self.run_chip("--trace", "/dev/null", "read", "--out", "/dev/null")
+
+    def test_what_cannot_be_written_ends_with_1(self):
+        self.assertIn("cannot be written", self.run_chip("read", "--out", "/dev/full", code=1)[1])
+
+    def test_a_chip_behind_a_link_stays_there(self):
+        self.chip.symlink_to("real.bin")
+        self.run_chip("program", self.file("a.bin", pattern(100)), "--base", "0")
+        self.run_chip("erase")
+        self.assertTrue(self.chip.is_symlink())
+        self.run_chip("blank-check")
+        self.assertEqual(sorted(path.name for path in self.path.iterdir()), ["a.bin", "chip.bin", "real.bin"])
 
 
 class ProgramOptions(Case):
@@ -482,6 +527,23 @@ class Streams(Case):
         self.assertIn("/nowhere/t.json", err)
         self.chip = self.path / "none" / "chip.bin"
         self.assertIn("chip.bin", self.run_chip("info", code=1)[1])
+
+    def test_every_failure_is_told_and_by_itself_reads_well(self):
+        _, err = self.run_chip("--trace", "/nowhere/t.json", "info", code=1)
+        self.assertEqual(err, "error: /nowhere/t.json: the file cannot be written: No such file or directory\n")
+        self.chip = self.path / "none" / "chip.bin"
+        _, err = self.run_chip("--trace", "/nowhere/t.json", "verify", self.file("a.bin", b"\0"), "--base", "0", code=3)
+        for expected in ("1 of 1 bytes differ", "\nBesides: ", "chip.bin: the file cannot be written",
+                         "/nowhere/t.json: the file cannot be written"):
+            self.assertIn(expected, err)
+
+    def test_a_warning_is_told_with_a_failure_even_when_quiet(self):
+        program = ["program", self.file("a.bin", pattern(16)), "--base", "0", "-q"]
+        self.assertEqual(self.run_chip(*program, "--keep-ccfg")[1], "")
+        self.run_chip("ccfg", "--protect", "0", "--yes")
+        self.file("a.bin", pattern(16, 9))
+        _, err = self.run_chip(*program, code=1)
+        self.assertIn("warning: The chip protects pages 0", err)
 
     def test_json_progress_ends_at_the_total(self):
         phases = [e for e in self.events("program", self.file("a.bin", pattern(9000)), "--base", "0", "--verify", "readback")

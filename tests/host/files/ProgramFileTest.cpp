@@ -154,25 +154,6 @@ TEST(LoadFile, SaysThatAFileMayNotBeRead) {
     EXPECT_EQ(error, path.string() + ": the file cannot be read: Permission denied");
 }
 
-TEST(SaveFile, WritesAndOverwrites) {
-    const TemporaryFolder folder;
-    const auto path = folder.Write("a.bin", "a longer text");
-
-    SaveFile(path, Bytes{1, 0, 2});
-
-    EXPECT_EQ(LoadFile(path), (Bytes{1, 0, 2}));
-}
-
-TEST(SaveFile, SaysWhatCannotBeWritten) {
-    const TemporaryFolder folder;
-    const auto path = folder / "missing/a.bin";
-
-    EXPECT_EQ(ErrorOf([&] { SaveFile(path, Bytes{1}); }),
-              path.string() + ": the file cannot be written: No such file or directory");
-    EXPECT_EQ(ErrorOf([] { SaveFile("/dev/full", Bytes{1}); }),
-              "/dev/full: the file cannot be written: No space left on device");
-}
-
 TEST(ReadProgramFiles, MakesOneImageOfSeveralFormats) {
     const TemporaryFolder folder;
     const std::vector<std::filesystem::path> paths{folder.Write("a.hex", kHexText), folder.Write("b.s19", kSRecordText),

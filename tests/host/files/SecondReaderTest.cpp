@@ -13,6 +13,7 @@
 
 #include "host/files/ElfFile.h"
 #include "host/files/IntelHex.h"
+#include "host/files/OutputFile.h"
 #include "host/files/ProgramFile.h"
 #include "host/files/RawBinary.h"
 #include "host/files/SRecord.h"

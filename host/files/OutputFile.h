@@ -1,0 +1,35 @@
+// Files that are written: whole or not at all, and never over a file that has another part in the work.
+#pragma once
+
+#include <cstdint>
+#include <filesystem>
+#include <optional>
+#include <span>
+
+namespace flash::host {
+
+// Whether both name one file, there already or not. Devices and pipes are nobody's own.
+bool IsSameFile(const std::filesystem::path& a, const std::filesystem::path& b);
+
+// Where symbolic links lead in the end, which need not exist. Throws std::system_error, as for a link to itself.
+std::filesystem::path FollowLinks(const std::filesystem::path& path);
+
+// A new file beside its destination, gone again unless it is put in place. Throws Failure (Operation).
+class FileInTheMaking {
+public:
+    FileInTheMaking(std::filesystem::path destination, std::span<const std::uint8_t> content);
+    ~FileInTheMaking();
+    FileInTheMaking(const FileInTheMaking&) = delete;
+    FileInTheMaking& operator=(const FileInTheMaking&) = delete;
+
+    void Replace();    // what is there, if anything
+    void PlaceAnew();  // fails when something is there
+
+private:
+    std::filesystem::path destination, fresh;
+};
+
+// Creates the file or replaces its content; a link stays and leads to the new content. Throws Failure (Operation).
+void SaveFile(const std::filesystem::path& path, std::span<const std::uint8_t> content);
+
+}  // namespace flash::host
