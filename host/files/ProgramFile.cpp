@@ -101,6 +101,15 @@ std::uintmax_t SizeOfUsableFile(const std::filesystem::path& path, std::size_t m
     return size;
 }
 
+FileFormat FormatOf(std::span<const std::uint8_t> content, const std::string& fileName, const ReadOptions& options) {
+    const std::optional<FileFormat> format = options.format ? options.format : DetectFileFormat(content, fileName);
+    if (!format) {
+        throw ErrorAt({fileName, ""},
+                      "neither content nor extension tells the format: name it (hex, srec, bin or elf)");
+    }
+    return *format;
+}
+
 ProgramImage ReadAs(FileFormat format, std::span<const std::uint8_t> content, const std::string& fileName,
                     const ReadOptions& options) {
     switch (format) {
@@ -151,12 +160,7 @@ std::vector<std::uint8_t> LoadFile(const std::filesystem::path& path, std::size_
 
 ProgramImage ReadProgram(std::span<const std::uint8_t> content, const std::string& fileName,
                          const ReadOptions& options) {
-    const std::optional<FileFormat> format = options.format ? options.format : DetectFileFormat(content, fileName);
-    if (!format) {
-        throw ErrorAt({fileName, ""},
-                      "neither content nor extension tells the format: name it (hex, srec, bin or elf)");
-    }
-    ProgramImage image = ReadAs(*format, content, fileName, options);
+    ProgramImage image = ReadAs(FormatOf(content, fileName, options), content, fileName, options);
     if (image.IsEmpty()) {
         throw ErrorAt({fileName, ""}, "the file holds no byte to program");
     }
@@ -169,8 +173,14 @@ ProgramImage ReadProgramFile(const std::filesystem::path& path, const ReadOption
 
 ProgramImage ReadProgramFiles(std::span<const std::filesystem::path> paths, const ReadOptions& options) {
     ProgramImage image;
+    bool hasBinary = false;
     for (const std::filesystem::path& path : paths) {
-        image.Merge(ReadProgramFile(path, options));
+        const std::vector<std::uint8_t> content = LoadFile(path);
+        hasBinary = hasBinary || FormatOf(content, path.string(), options) == FileFormat::Binary;
+        image.Merge(ReadProgram(content, path.string(), options));
+    }
+    if (options.binaryBase && !hasBinary && !paths.empty()) {
+        throw ErrorAt({paths.front().string(), ""}, "only a raw binary file takes an address (--base)");
     }
     return image;
 }

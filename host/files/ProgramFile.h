@@ -26,7 +26,7 @@ std::optional<FileFormat> DetectFileFormat(std::span<const std::uint8_t> content
 
 struct ReadOptions {
     std::optional<FileFormat> format = std::nullopt;         // instead of detection
-    std::optional<std::uint32_t> binaryBase = std::nullopt;  // required by the binary format, ignored by the others
+    std::optional<std::uint32_t> binaryBase = std::nullopt;  // required by the binary format, no use to others
 };
 
 // The file's bytes. Refuses what is missing, unreadable, no regular file, empty, or larger than `mostBytes`.
@@ -37,7 +37,8 @@ ProgramImage ReadProgram(std::span<const std::uint8_t> content, const std::strin
                          const ReadOptions& options = {});
 ProgramImage ReadProgramFile(const std::filesystem::path& path, const ReadOptions& options = {});
 
-// All files as one image; overlapping data is refused with both origins.
+// All files as one image; overlapping data is refused with both origins, and so is a base address when none of the
+// files is raw binary.
 ProgramImage ReadProgramFiles(std::span<const std::filesystem::path> paths, const ReadOptions& options = {});
 
 }  // namespace flash::host

@@ -164,6 +164,15 @@ TEST(ReadProgramFiles, MakesOneImageOfSeveralFormats) {
     EXPECT_EQ(image.Runs(), (Runs{{0x30, {0x02, 0x33, 0x7A}}, {0x1000, {1, 2, 5, 6}}}));
 }
 
+TEST(ReadProgramFiles, RefusesABaseAddressWithoutARawBinaryFile) {
+    const TemporaryFolder folder;
+    const std::vector<std::filesystem::path> paths{folder.Write("a.hex", kHexText),
+                                                   folder.Write("b.s19", kSRecordText)};
+
+    EXPECT_EQ(ErrorOf([&] { ReadProgramFiles(paths, {.binaryBase = 0x1000}); }),
+              paths[0].string() + ": only a raw binary file takes an address (--base)");
+}
+
 TEST(ReadProgramFiles, NamesBothFilesOfAnOverlap) {
     const TemporaryFolder folder;
     const std::vector<std::filesystem::path> paths{folder.Write("a.s19", kSRecordText), folder.Write("b.bin", "\x02")};
