@@ -4,6 +4,7 @@
 #include <fmt/format.h>
 
 #include <set>
+#include <system_error>
 
 #include "apps/lumoflash/Toml.h"
 #include "host/Failure.h"
@@ -18,11 +19,20 @@ using host::FailureKind;
 const std::string kChipWithFile = "virtual:";
 const std::string kStandardOutput = "-";
 
+// Of a program that is a mistake; a configuration file just says nothing.
+bool IsEmptyFile(const std::filesystem::path& file) {
+    std::error_code error;
+    return std::filesystem::is_regular_file(file, error) && std::filesystem::file_size(file, error) == 0;
+}
+
 class ConfigReader {
 public:
     explicit ConfigReader(const std::filesystem::path& configFile) : file(configFile) {}
 
     std::vector<ConfigEntry> Read() {
+        if (IsEmptyFile(file)) {
+            return {};
+        }
         try {
             const std::vector<std::uint8_t> content = host::LoadFile(file);
             ReadTable(toml::parse(std::string(content.begin(), content.end())), "");

@@ -144,21 +144,25 @@ public:
             ReadProperties();
             ApplyProperties();
         } catch (const CLI::ParseError& error) {
-            return {std::nullopt, EarlyEndOf(error)};
+            return {std::nullopt, HelpFor(error)};
         }
         FinishOptions();
         return {options, std::nullopt};
     }
 
 private:
-    EarlyEnd EarlyEndOf(const CLI::ParseError& error) {
-        if (const std::vector<std::string> unknown = app.remaining();
-            app.get_subcommands().empty() && !unknown.empty()) {
+    // The library tells a question for help like a mistake.
+    std::string HelpFor(const CLI::ParseError& error) {
+        const std::vector<CLI::App*> given = app.get_subcommands();
+        if (const std::vector<std::string> unknown = app.remaining(); given.empty() && !unknown.empty()) {
             Refuse(fmt::format("There is no command {}; `lumoflash --help` lists them", unknown.front()));
         }
         std::ostringstream out, problem;
-        const bool isError = app.exit(error, out, problem) != 0;
-        return {isError ? problem.str() : out.str(), isError ? static_cast<int>(FailureKind::BadInput) : 0};
+        if (app.exit(error, out, problem) != 0) {
+            Refuse(fmt::format("{}; `lumoflash {}--help` tells more", error.what(),
+                               given.empty() ? "" : given.front()->get_name() + " "));
+        }
+        return out.str();
     }
 
     CLI::App* AddCommand(CLI::App& parent, Command command, const std::string& name, const std::string& description,
@@ -410,6 +414,9 @@ private:
     void FinishRead() {
         if (options.command == Command::Read && options.outFile.empty()) {
             Refuse("Where do the bytes go? Give --out FILE; - is standard output");
+        }
+        if (options.command == Command::Read && options.isJson && options.outFile == "-") {
+            Refuse("--json and --out - exclude each other: both write to standard output");
         }
         if (Given(Command::Read, "--range")) {
             const std::size_t colon = raw.range.find(':');

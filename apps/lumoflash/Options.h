@@ -57,19 +57,13 @@ struct Options {
     std::optional<std::filesystem::path> ChipFile() const;
 };
 
-// What to do instead of a command: print a text and end with a code.
-struct EarlyEnd {
-    std::string text;
-    int exitCode;
-};
-
 // Exactly one of the two.
 struct ParsedCommandLine {
     std::optional<Options> options;
-    std::optional<EarlyEnd> end;
+    std::optional<std::string> help;  // or the version: what to print instead of a command's work
 };
 
-// Throws Failure (BadInput) for what only the values show to be wrong.
+// Throws Failure (BadInput) for whatever is wrong.
 ParsedCommandLine ParseCommandLine(int argumentCount, const char* const* arguments);
 
 }  // namespace flash::app

@@ -1,5 +1,7 @@
 // lumoflash: parse, run, print, exit code.
+#include <fcntl.h>
 #include <fmt/format.h>
+#include <unistd.h>
 
 #include <atomic>
 #include <csignal>
@@ -29,15 +31,29 @@ void InstallSignals() {
     std::signal(SIGPIPE, SIG_IGN);
 }
 
-int RunProgram(int argumentCount, char** arguments) {
-    const flash::app::ParsedCommandLine parsed = flash::app::ParseCommandLine(argumentCount, arguments);
-    if (parsed.end) {
-        fmt::print(parsed.end->exitCode == 0 ? stdout : stderr, "{}", parsed.end->text);
-        return parsed.end->exitCode;
+// A file that is opened later must not become a standard stream. Writing to one that is missing fails all the same.
+void OpenMissingStreams() {
+    int file = STDIN_FILENO;
+    while (file >= STDIN_FILENO && file <= STDERR_FILENO) {
+        file = open("/dev/null", O_RDONLY | O_CLOEXEC);
+    }
+    if (file >= 0) {
+        close(file);
+    }
+}
+
+int Run(const flash::app::ParsedCommandLine& parsed) {
+    if (parsed.help) {
+        std::fputs(parsed.help->c_str(), stdout);
+        return 0;
     }
     const flash::app::Options& options = *parsed.options;
     const auto view = options.isJson ? flash::app::MakeJsonView() : flash::app::MakeTextView(options);
-    const int exitCode = flash::app::RunCommand(options, *view, isInterrupted);
+    return flash::app::RunCommand(options, *view, isInterrupted);
+}
+
+int RunProgram(int argumentCount, char** arguments) {
+    const int exitCode = Run(flash::app::ParseCommandLine(argumentCount, arguments));
     if ((std::fflush(stdout) != 0 || std::ferror(stdout) != 0) && exitCode == 0) {
         std::fprintf(stderr, "error: Cannot write to standard output\n");
         return static_cast<int>(flash::host::FailureKind::Operation);
@@ -48,6 +64,7 @@ int RunProgram(int argumentCount, char** arguments) {
 }  // namespace
 
 int main(int argumentCount, char** arguments) {
+    OpenMissingStreams();
     InstallSignals();
     try {
         return RunProgram(argumentCount, arguments);

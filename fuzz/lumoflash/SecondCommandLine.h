@@ -183,7 +183,8 @@ private:
         if (command == "erase") {
             return !given.contains("sectors") || !given.contains("keep-ccfg");
         }
-        return command != "read" || given.contains("out");
+        const auto out = given.find("out");
+        return command != "read" || (out != given.end() && (out->second != "-" || !given.contains("json")));
     }
 
     bool AreWordsSound() const {

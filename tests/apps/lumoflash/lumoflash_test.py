@@ -113,10 +113,13 @@ class Usage(Case):
         image = self.file("a.bin", pattern(16))
         program = ["program", image, "--base", "0"]
         cases = [
-            ([], "subcommand is required"),
+            ([], "A subcommand is required; `lumoflash --help` tells more"),
             (["paint"], "There is no command paint"),
-            (["program"], "FILE"),
-            (["program", image, "--frobnicate"], "--frobnicate"),
+            (["program"], "FILE is required; `lumoflash program --help` tells more"),
+            (["program", image, "--frobnicate"], "not expected: --frobnicate; `lumoflash program --help` tells more"),
+            (["info", "--trace"], "--trace: "),
+            (["program", self.file("a.hex", ihex(0, b"1")), "--base", "0"], "only a raw binary file takes an address"),
+            (["--json", "read", "--out", "-"], "--json and --out - exclude each other"),
             ([*program, "--erase", "some"], '--erase: "some" is none of necessary, retain, all, sectors:LIST, none'),
             ([*program, "--erase", "sectors:"], "the list is empty"),
             ([*program, "--erase", "sectors:99"], "page 99 does not exist"),
@@ -161,6 +164,7 @@ class Usage(Case):
             with self.subTest(arguments=arguments):
                 out, err = self.run_chip(*arguments, code=2)
                 self.assertIn(expected, err)
+                self.assertTrue(err.startswith("error: "), err)
                 self.assertFalse(self.chip.exists())
 
     def test_an_option_takes_one_argument_and_leaves_those_behind_it(self):
@@ -519,8 +523,22 @@ class Streams(Case):
 
     def test_a_full_disk_is_told(self):
         with open("/dev/full", "wb") as full:
-            result = subprocess.run([PROGRAM, "devices"], stdout=full, stderr=subprocess.PIPE, timeout=60)
-        self.assertEqual(result.returncode, 1)
+            for arguments in (["devices"], ["--help"], ["program", "--help"], ["--version"]):
+                with self.subTest(arguments=arguments):
+                    result = subprocess.run([PROGRAM, *arguments], stdout=full, stderr=subprocess.PIPE, timeout=60)
+                    self.assertEqual((result.returncode, result.stderr), (1, b"error: Cannot write to standard output\n"))
+
+    def test_closed_streams_are_not_taken_for_files(self):
+        def run(closed, *arguments, code):
+            result = subprocess.run(["sh", "-c", f'exec "$@" {closed}', "sh", PROGRAM, *arguments], capture_output=True,
+                                    timeout=120)
+            self.assertEqual(result.returncode, code, result.stderr)
+            return result
+        check = ["validate-plugin", os.environ["PLUGIN"], "--check", "crc-value"]
+        self.assertIn(b"passed  crc-value", run("<&- 2>&-", *check, code=0).stdout)
+        self.assertEqual(run("<&- >&-", *check, code=1).stderr, b"error: Cannot write to standard output\n")
+        run("<&- >&- 2>&-", "-d", self.device, "--chip", f"virtual:{self.chip}", "-v", "info", code=1)
+        self.run_chip("blank-check")
 
     def test_a_trace_or_state_that_cannot_be_written_fails_the_command(self):
         _, err = self.run_chip("--trace", "/nowhere/t.json", "info", code=1)
@@ -583,6 +601,9 @@ class Configuration(Case):
         self.assertEqual(len(self.run_chip("--config", config, "read")[0]), 16)
         self.run_chip("--config", self.file("d.toml", '[read]\nout = "d.bin"\n'), "read")
         self.assertTrue((self.path / "d.bin").exists())
+
+    def test_an_empty_file_says_nothing(self):
+        self.run_chip("--config", self.file("empty.toml", ""), "info")
 
     def test_mistakes_are_named_with_file_and_line(self):
         for text, expected in [("device = \n", "c.toml:1: "), ("\nspeed = 3\n", "c.toml:2: there is no option speed"),
