@@ -287,6 +287,28 @@ void Session::CheckClosed(const ClosingChanges& changes, const Kept& kept) {
             demand(!wanted.Contains(page) || ccfg.protectedPages.Contains(page), "the write protection");
         }
     }
+    demand(IsRestOfLastSectorAsItWas(changes, kept), "the rest of the last sector");
+}
+
+bool Session::IsRestOfLastSectorAsItWas(const ClosingChanges& changes, const Kept& kept) {
+    const std::uint32_t start = info.geometry.LastSectorAddress();
+    const std::vector<std::uint8_t> present = ReadMemory(start, info.geometry.sectorSizeBytes);
+    std::vector<std::uint8_t> expected = kept.lastSector;
+    const std::pair<bool, const char*> fields[] = {
+        {changes.ble || changes.retainBle, "DeviceBleSecondary"},
+        {changes.ieee || changes.retainIeee, "DeviceIeeeSecondary"},
+        {changes.protectedPages.has_value(), "CCFG_PROT_31_0"},
+        {changes.disableBootloader, "DisableBootloader"},
+        {changes.disableDebug, "DisableCpuDap"},
+    };
+    for (const auto& [isChanged, key] : fields) {
+        const FieldLocation field = device.Location(key, info.geometry.SizeBytes());
+        if (isChanged) {
+            std::copy_n(present.begin() + (field.address - start), field.lengthBytes,
+                        expected.begin() + (field.address - start));
+        }
+    }
+    return present == expected;
 }
 
 }  // namespace flash::host

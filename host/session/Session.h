@@ -147,6 +147,7 @@ private:
     void WarnIfFails(const std::string& consequence, const std::function<void()>& work);
     void Close(const ClosingChanges& changes, ScopedSettings& scope);
     void CheckClosed(const ClosingChanges& changes, const Kept& kept);
+    bool IsRestOfLastSectorAsItWas(const ClosingChanges& changes, const Kept& kept);
     std::size_t Compare(const std::vector<DataRun>& expected);
 
     Probe& probe;
