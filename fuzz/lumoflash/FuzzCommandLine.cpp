@@ -1,6 +1,6 @@
 // The command line of lumoflash and its configuration file: what is wrong is refused in the documented way, what is
 // accepted and printed back gives the same options, as arguments and as a configuration file, and numbers are those
-// that a second reader finds.
+// that a second reader finds. Memory is bounded by the input's size.
 #include <algorithm>
 #include <optional>
 #include <string>
@@ -13,6 +13,7 @@
 #include "fuzz/lumoflash/PrintedOptions.h"
 #include "fuzz/lumoflash/SecondCommandLine.h"
 #include "host/Failure.h"
+#include "tests/support/AllocationMeter.h"
 
 namespace flash::fuzz {
 namespace {
@@ -24,6 +25,8 @@ using Kind = PrintedOption::Kind;
 constexpr std::string_view kConfigOption = "--config";
 constexpr unsigned kUsualTimeLimit = 10;  // seconds
 constexpr unsigned kLongestTimeLimit = 3600;
+constexpr std::size_t kMemoryBytes = 256 * 1024;  // all that the program knows of options
+constexpr std::size_t kMemoryPerByte = 1024;
 constexpr std::string_view kConfigMark = "---";  // the line before the configuration file
 
 // The configuration file that any `--config` of the input means.
@@ -285,7 +288,9 @@ void CheckPrinting(const Options& options, std::uint32_t choices) {
 extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {
     using namespace flash::fuzz;
     const Arguments arguments = ReadInput({reinterpret_cast<const char*>(data), size});
+    const flash::test::AllocationMeter meter;
     const std::optional<Options> options = Read(arguments);
+    FuzzRequire(meter.Bytes() <= kMemoryBytes + kMemoryPerByte * size, "memory is bounded by the input's size");
     if (const std::optional<bool> isAccepted = SecondCommandLine::Accepts(arguments)) {
         FuzzRequire(options.has_value() == *isAccepted, "both readers accept the same command lines");
     }
