@@ -22,7 +22,7 @@ const char* OnOff(bool isOn) { return isOn ? "1" : "0"; }
 // ---- The plan
 
 CcfgInfo Session::ReadCcfgToKeep() {
-    const CcfgInfo ccfg = ReadCcfg();
+    CcfgInfo ccfg = ReadCcfg();
     if (ccfg.sizeBytes == 0) {
         observer.Warning("The chip holds no valid CCFG, so there is none to keep");
     }
