@@ -1,7 +1,6 @@
 #include "tests/hardware_faults/JobBench.h"
 
 #include <algorithm>
-#include <cstdlib>
 
 namespace flash::test {
 namespace {
@@ -25,11 +24,6 @@ chip::Settings SmallChip(const Job& job) {
 }
 
 }  // namespace
-
-bool IsLongForm() {
-    const char* setting = std::getenv("FLASH_SOAK");
-    return setting != nullptr && std::string(setting) == "1";
-}
 
 JobBench::JobBench(const Job& work) : job(work) { MakeBench(); }
 

@@ -9,9 +9,6 @@
 
 namespace flash::test {
 
-// FLASH_SOAK=1: everything, and not a sample.
-bool IsLongForm();
-
 class JobBench {
 public:
     explicit JobBench(const Job& work);

@@ -10,6 +10,7 @@
 #include <string_view>
 
 #include "tests/hardware_faults/JobBench.h"
+#include "tests/support/LongForm.h"
 
 namespace flash::test {
 namespace {

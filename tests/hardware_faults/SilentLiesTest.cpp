@@ -8,6 +8,7 @@
 #include <functional>
 
 #include "tests/hardware_faults/JobBench.h"
+#include "tests/support/LongForm.h"
 
 namespace flash::test {
 namespace {

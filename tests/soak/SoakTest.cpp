@@ -2,25 +2,20 @@
 // hundredth. FLASH_SOAK=1 runs 10 000 program loads and 1 000 module loads instead of the short form.
 #include <gtest/gtest.h>
 
-#include <cstdlib>
 #include <functional>
 
 #include "host/validator/CheckRunner.h"
 #include "host/validator/Resources.h"
 #include "tests/soak/AllocationCounter.h"
+#include "tests/support/LongForm.h"
 
 namespace flash::host::validator {
 namespace {
 
 constexpr int kSettled = 100;
 
-bool IsLong() {
-    const char* setting = std::getenv("FLASH_SOAK");
-    return setting != nullptr && std::string(setting) == "1";
-}
-
-const int kProgramLoads = IsLong() ? 10'000 : 300;
-const int kModuleLoads = IsLong() ? 1'000 : 160;
+const int kProgramLoads = test::IsLongForm() ? 10'000 : 300;
+const int kModuleLoads = test::IsLongForm() ? 1'000 : 160;
 
 struct Held {
     test::LiveAllocations allocations;
