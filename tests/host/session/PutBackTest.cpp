@@ -196,10 +196,11 @@ TEST_P(BothGenerations, AFailingChangeOfTheLastSectorPutsAllOfItBackWhereverItFa
     }
 }
 
-TEST(PutBack, ALieDuringAChangeOfTheLastSectorNeverCostsWhatIsInIt) {
-    const Job& job = JobsThatChangeTheLastSector()[1];
+// The controller does nothing at an operation of the job, from `first` on, and says that it did.
+void ExpectEachLieToBeFoundAndMadeGood(const Job& job, std::uint64_t first) {
     const std::uint64_t operations = OperationsOf("LumoD1F32", job);
-    for (std::uint64_t n = 1; n <= operations; ++n) {
+    ASSERT_GE(operations, first);
+    for (std::uint64_t n = first; n <= operations; ++n) {
         SCOPED_TRACE(n);
         FullLastSector chip("LumoD1F32");
         chip.bench.Chip().Arm(chip::Fault::OperationDoesNothing, n);
@@ -210,6 +211,10 @@ TEST(PutBack, ALieDuringAChangeOfTheLastSectorNeverCostsWhatIsInIt) {
     }
 }
 
+TEST(PutBack, ALieDuringAChangeOfTheLastSectorNeverCostsWhatIsInIt) {
+    ExpectEachLieToBeFoundAndMadeGood(JobsThatChangeTheLastSector()[1], 1);
+}
+
 TEST(PutBack, ALieDuringTheClosingPhaseIsFoundByReadingBack) {
     const Job job{"load", [](Session& session) {
                       ProgramOptions options;
@@ -217,16 +222,8 @@ TEST(PutBack, ALieDuringTheClosingPhaseIsFoundByReadingBack) {
                       options.closing.disableBootloader = true;
                       Program(session, ImageOf({{0, Pattern(4)}}), options);
                   }};
-    const std::uint64_t operations = OperationsOf("LumoD1F32", job);
-    for (std::uint64_t n = 3; n <= operations; ++n) {  // an erase and a word come first
-        SCOPED_TRACE(n);
-        FullLastSector chip("LumoD1F32");
-        chip.bench.Chip().Arm(chip::Fault::OperationDoesNothing, n);
-
-        EXPECT_THROW(job.work(*chip.bench.session), Failure);
-
-        EXPECT_EQ(chip.Sector(), chip.before);
-    }
+    constexpr std::uint64_t kFirstOfTheClosingPhase = 3;  // an erase and a word come first
+    ExpectEachLieToBeFoundAndMadeGood(job, kFirstOfTheClosingPhase);
 }
 
 TEST_P(BothGenerations, ARetainedAddressSurvivesABankEraseAndALoadThatFailsAnywhere) {
