@@ -3,7 +3,9 @@
 
 #include <fmt/format.h>
 
+#include <algorithm>
 #include <cstdio>
+#include <functional>
 
 #include "apps/lumoflash/Locations.h"
 #include "host/Failure.h"
