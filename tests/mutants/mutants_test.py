@@ -219,6 +219,15 @@ class PlantedProject(unittest.TestCase):
         self.assertNotEqual(first, self.run_tool("--list", "--sample", "5", "--seed", "8").stdout)
         self.assertEqual(first.splitlines()[-1], "Changes: 5 of 31")
 
+    def test_file_of_two_programs_is_changed_by_the_first_alone(self):
+        programs = self.project / "tests/mutants/programs.toml"
+        programs.write_text(programs.read_text() + programs.read_text().replace('"planted"', '"second"'))
+        run = self.run_tool("--files", "*/Planted.h")
+        self.assertEqual((run.returncode, run.stdout.count("unchanged, it passes")), (0, 1))
+        self.assertIn("Changes: 2 of 2\n", run.stdout)
+        self.assertEqual(self.run_tool("--list", "--programs", "planted").stdout, self.run_tool("--list").stdout)
+        self.assertEqual(self.run_tool("--list", "--programs", "second").returncode, 1)
+
     def list_as_equivalent(self, before, after):
         with open(self.project / "tests/mutants/equivalent.txt", "a") as file:
             file.write(f"\nproduct/Planted.h\n- {before}\n+ {after}\nBecause.\n")
@@ -242,10 +251,13 @@ class PlantedProject(unittest.TestCase):
         self.assertIn("the unchanged program fails by assertion Limit", run.stderr)
         self.assertEqual(run.returncode, 1)
 
-    def test_pattern_that_names_no_file_is_refused(self):
-        run = self.run_tool("--files", "*/NoSuchFile.cpp")
-        self.assertIn("there is nothing to change", run.stderr)
-        self.assertEqual(run.returncode, 1)
+    def test_pattern_or_program_that_names_nothing_is_refused(self):
+        for arguments, reason in ((["--files", "*/NoSuchFile.cpp"], "there is nothing to change"),
+                                  (["--programs", "planted", "plantde"], "there is no test program plantde")):
+            with self.subTest(arguments):
+                run = self.run_tool(*arguments)
+                self.assertIn(reason, run.stderr)
+                self.assertEqual(run.returncode, 1)
 
 
 if __name__ == "__main__":

@@ -1,4 +1,4 @@
-// Which property belongs to an address operation.
+// What the host calls the operations, and which property belongs to an address operation.
 #include "flashdevice/operations/OperationNames.h"
 
 #include <gtest/gtest.h>
@@ -9,6 +9,13 @@
 
 namespace flash::test {
 namespace {
+
+TEST(OperationNames, AreTheHostsToTheByte) {
+    EXPECT_STREQ(kErase, "Erase");
+    EXPECT_STREQ(kEraseSectors, "EraseSectors");
+    EXPECT_STREQ(kBlankCheck, "BlankCheck");
+    EXPECT_STREQ(kMassErase, "MassErase()");
+}
 
 TEST(GetXmlPropertyNameFromCommand, KnowsTheSixAddressOperations) {
     EXPECT_STREQ(GetXmlPropertyNameFromCommand("ReadPriBle"), "DeviceBlePrimary");

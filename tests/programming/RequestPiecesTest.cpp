@@ -16,7 +16,7 @@ TEST(PartInRange, FollowsTheFiveCases) {
         AddressRange range;
         RequestPart part;
     };
-    const RequestPart kNone{};
+    const RequestPart kNone{false, false, 0, 0};
     // Most rows: bytes 0x1800 to 0x27FF.
     const Case cases[] = {
         {"around the request", 0x1800, 0x1000, {0x1000, 0x2FFF}, {true, true, 0, 0x1000}},
