@@ -1,12 +1,7 @@
-# Fuzz targets. With FLASH_FUZZ (Clang, preset `fuzz`) each is a libFuzzer program; without it each is a replay driver, so
-# that every test run on every compiler feeds every file of the corpus to it. Corpus: fuzz/corpus/NAME, in both cases.
-option(FLASH_FUZZ "Build the fuzz targets with libFuzzer" OFF)
+# Fuzz targets. With FLASH_FUZZ (preset `clang`) each is a libFuzzer program; without it each is a replay driver, so that a
+# test run on every compiler feeds every file of the corpus to it. Corpus: fuzz/corpus/NAME, in both cases.
 if(FLASH_FUZZ AND NOT CMAKE_CXX_COMPILER_ID MATCHES "Clang")
-    message(FATAL_ERROR "FLASH_FUZZ needs Clang: use the preset `fuzz`")
-endif()
-if(FLASH_FUZZ)
-    target_compile_options(flash_build_options INTERFACE -fsanitize=fuzzer-no-link -O1)
-    target_link_options(flash_build_options INTERFACE -fsanitize=fuzzer-no-link)
+    message(FATAL_ERROR "FLASH_FUZZ needs Clang: use the preset `clang`")
 endif()
 
 add_custom_target(fuzz_targets)  # all of them

@@ -6,10 +6,14 @@ endif()
 set(INSTALL_GTEST OFF CACHE BOOL "" FORCE)
 set(BUILD_GMOCK ON CACHE BOOL "" FORCE)
 add_subdirectory(${googletestSources} ${CMAKE_BINARY_DIR}/googletest EXCLUDE_FROM_ALL SYSTEM)
-# For Windows the library under test is built as it is released. The tests themselves need no optimizer, which would take
-# most of the time.
+# For Windows the library under test is built as it is released, with libFuzzer it is optimized for speed. The tests
+# themselves need no optimizer, which would take most of the time.
 if(WIN32)
     set(testCodeOptions -O0 -g0 -U_FORTIFY_SOURCE)
+elseif(FLASH_FUZZ)
+    set(testCodeOptions -O0 -fno-sanitize=fuzzer-no-link)
+endif()
+if(testCodeOptions)
     foreach(library gtest gtest_main gmock gmock_main)
         target_compile_options(${library} PRIVATE ${testCodeOptions})
     endforeach()

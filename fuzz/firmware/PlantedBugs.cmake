@@ -11,7 +11,7 @@ plant_bug_in_flashloader(NAME forgotten_erase FILE firmware/commands.c
 plant_bug_in_flashloader(NAME length_that_wraps FILE firmware/commands.c
     RIGHT "length <= flashBytes - address" WRONG "address + length <= flashBytes"
     REASON "both flashloaders|AddressSanitizer")
-plant_bug_in_flashloader(NAME old_bytes_behind_the_chunk FILE firmware/commands.c
+plant_bug_in_flashloader(NAME old_bytes_behind_the_chunk CORPUS flashloader FILE firmware/commands.c
     RIGHT "FirstProgrammed(sliceEnd, sectorEnd) == sectorEnd" WRONG "sliceEnd <= sectorEnd"
     REASON "both flashloaders")
 plant_bug_in_flashloader(NAME part_of_a_word_in_a_run FILE firmware/commands.c
