@@ -1,8 +1,8 @@
 # `flash_plant_bug(NAME x TARGET y, whose objects it takes; LIBRARY z FILE of the LIBRARY, from the top folder; RIGHT text
 # in it that becomes the WRONG one; REASON that the finding must give; if wanted CORPUS c, MAX_LENGTH n)`: a variant of a
 # fuzz target that has one bug, and a test that passes when the fuzzer finds it within 200 000 runs. Without a corpus it
-# starts from nothing; what an earlier run found never counts. SEEDS are files of the corpus, in its place, that never
-# leave the fuzzer's own; FLAGS go to libFuzzer.
+# starts from nothing; what an earlier run found never counts. SEEDS are files of CORPUS: only
+# they are read, and the fuzzer never drops them for others. FLAGS go to libFuzzer.
 include(Planting)
 
 function(flash_plant_bug)
