@@ -1,5 +1,5 @@
 # Fuzz targets. With FLASH_FUZZ (preset `clang`) each is a libFuzzer program; without it each is a replay driver, so that a
-# test run on every compiler feeds every file of the corpus to it. Corpus: fuzz/corpus/NAME, in both cases.
+# test run on every compiler feeds every file of the corpus to it. Corpus: tests/fuzz/corpus/NAME, in both cases.
 if(FLASH_FUZZ AND NOT CMAKE_CXX_COMPILER_ID MATCHES "Clang")
     message(FATAL_ERROR "FLASH_FUZZ needs Clang: use the preset `clang`")
 endif()
@@ -11,7 +11,7 @@ add_custom_target(fuzz_targets)  # all of them
 function(flash_add_fuzz_target)
     cmake_parse_arguments(ARG "" "NAME;MUTATOR" "SOURCES;LIBRARIES" ${ARGN})
     set(target fuzz_${ARG_NAME})
-    set(corpus ${PROJECT_SOURCE_DIR}/fuzz/corpus/${ARG_NAME})
+    set(corpus ${PROJECT_SOURCE_DIR}/tests/fuzz/corpus/${ARG_NAME})
     add_executable(${target} ${ARG_SOURCES})
     set_target_properties(${target} PROPERTIES RUNTIME_OUTPUT_DIRECTORY ${CMAKE_BINARY_DIR}/fuzz-targets)
     add_dependencies(fuzz_targets ${target})
@@ -22,7 +22,7 @@ function(flash_add_fuzz_target)
         target_link_options(${target} PRIVATE -fsanitize=fuzzer)
         add_test(NAME ${target} COMMAND ${target} -runs=0 ${corpus})
     else()
-        target_sources(${target} PRIVATE ${PROJECT_SOURCE_DIR}/fuzz/ReplayMain.cpp)
+        target_sources(${target} PRIVATE ${PROJECT_SOURCE_DIR}/tests/fuzz/ReplayMain.cpp)
         add_test(NAME ${target} COMMAND ${target} ${corpus})
     endif()
     set_tests_properties(${target} PROPERTIES ENVIRONMENT "WINEDEBUG=-all" TIMEOUT 300)

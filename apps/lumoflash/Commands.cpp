@@ -12,7 +12,7 @@
 #include "host/files/IntelHex.h"
 #include "host/files/OutputFile.h"
 #include "host/plan/Dangers.h"
-#include "host/probe/VirtualChipProbe.h"
+#include "host/virtual_chip/VirtualChipProbe.h"
 
 namespace flash::app {
 namespace {
@@ -264,7 +264,7 @@ void KeepTrying(Outcome& outcome, const std::function<void()>& step) {
 
 host::ValidationReport RunChecks(const host::ValidatePluginOptions& options, View& view,
                                  const std::atomic<bool>& isInterrupted) {
-    const auto show = [&](const host::validator::CheckResult& result) { view.ShowCheck(result); };
+    const auto show = [&](const validator::CheckResult& result) { view.ShowCheck(result); };
     try {
         return host::ValidatePlugin(options, show, isInterrupted);
     } catch (const std::invalid_argument& error) {
@@ -291,7 +291,7 @@ Outcome Validate(const host::ValidatePluginOptions& options, View& view, const s
 }
 
 Outcome ListChecks(View& view) {
-    const std::vector<host::validator::Check>& checks = host::validator::AllChecks();
+    const std::vector<validator::Check>& checks = validator::AllChecks();
     std::for_each(checks.begin(), checks.end(), [&](const auto& check) { view.ListCheck(check); });
     return {0, fmt::format("{} checks", checks.size()), 0, {}};
 }

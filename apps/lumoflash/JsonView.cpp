@@ -89,16 +89,16 @@ public:
                   {"sectors", device.sectorCount}});
         }
     }
-    void ListCheck(const host::validator::Check& check) override {
+    void ListCheck(const validator::Check& check) override {
         Emit({{"event", "check"}, {"topic", check.topic}, {"name", check.name}, {"demand", check.demand}});
     }
-    void ShowCheck(const host::validator::CheckResult& result) override {
+    void ShowCheck(const validator::CheckResult& result) override {
         json event{{"event", "check"},
                    {"topic", result.topic},
                    {"name", result.name},
                    {"demand", result.demand},
                    {"outcome", NameOf(result.outcome)}};
-        if (result.outcome != host::validator::Outcome::Passed) {
+        if (result.outcome != validator::Outcome::Passed) {
             event["expected"] = result.expected;
             event["found"] = result.found;
         }

@@ -12,7 +12,7 @@
 #include "host/files/ProgramFile.h"
 #include "host/plan/WritePlan.h"
 #include "host/session/Session.h"
-#include "host/validator/ValidatePlugin.h"
+#include "validator/ValidatePlugin.h"
 
 namespace flash::app {
 

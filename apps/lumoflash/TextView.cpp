@@ -135,15 +135,15 @@ public:
         }
     }
 
-    void ListCheck(const host::validator::Check& check) override {
+    void ListCheck(const validator::Check& check) override {
         Print(stdout, "{} ({}): {}\n", check.name, check.topic, check.demand);
     }
-    void ShowCheck(const host::validator::CheckResult& result) override {
+    void ShowCheck(const validator::CheckResult& result) override {
         if (std::exchange(topic, result.topic) != result.topic) {
             Print(stdout, "{}\n", result.topic);
         }
         Print(stdout, "  {}  {}: {}\n", NameOf(result.outcome), result.name, result.demand);
-        if (result.outcome != host::validator::Outcome::Passed) {
+        if (result.outcome != validator::Outcome::Passed) {
             Print(stdout, "      expected: {}\n      found:    {}\n", result.expected, result.found);
         }
         std::fflush(stdout);  // the next one may take its time

@@ -12,8 +12,8 @@
 #include "host/plan/WritePlan.h"
 #include "host/services/Observer.h"
 #include "host/session/Session.h"
-#include "host/validator/Check.h"
-#include "host/validator/CheckRunner.h"
+#include "validator/Check.h"
+#include "validator/CheckRunner.h"
 
 namespace flash::app {
 
@@ -37,8 +37,8 @@ public:
     virtual void ShowAddress(host::AddressKind kind, const std::string& address) = 0;
     virtual void ShowCcfg(const host::CcfgInfo& ccfg) = 0;
     virtual void ShowInfo(const Connection& connection) = 0;
-    virtual void ListCheck(const host::validator::Check& check) = 0;
-    virtual void ShowCheck(const host::validator::CheckResult& result) = 0;
+    virtual void ListCheck(const validator::Check& check) = 0;
+    virtual void ShowCheck(const validator::CheckResult& result) = 0;
     virtual void ShowDevices(const std::vector<host::DeviceDescription>& devices) = 0;
 
     // True when the user agrees to what cannot be taken back. Only asks a person; an interruption ends the question.

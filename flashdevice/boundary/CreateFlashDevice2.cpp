@@ -7,9 +7,9 @@
 
 #include "flashdevice/boundary/FlashDeviceFactory.h"
 #include "flashdevice/boundary/GenerationSelection.h"
-#include "flashdevice/boundary/IFlashDevice2.h"
 #include "flashdevice/device/FlashDeviceLumoDor.h"
 #include "flashdevice/device/FlashDeviceLumoFen.h"
+#include "flashdevice/interface/IFlashDevice2.h"
 
 const char* CreateFlashDevice2(const char* deviceName, const char* secondText, const char* thirdText,
                                flash::IFlashHost* host, flash::IFlashDevice2** device) {

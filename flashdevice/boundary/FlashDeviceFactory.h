@@ -7,8 +7,8 @@
 #include <string>
 #include <utility>
 
-#include "flashdevice/boundary/HostServices.h"
-#include "flashdevice/boundary/IFlashDevice2.h"
+#include "flashdevice/device/HostServices.h"
+#include "flashdevice/interface/IFlashDevice2.h"
 
 namespace flash {
 

@@ -11,8 +11,8 @@
 #include <string>
 #include <vector>
 
-#include "flashdevice/boundary/IFlashHost.h"
 #include "flashdevice/device/FlashUtil.h"
+#include "flashdevice/interface/IFlashHost.h"
 
 namespace flash {
 

@@ -3,7 +3,7 @@
 #include <algorithm>
 #include <stdexcept>
 
-#include "flashdevice/boundary/HostServices.h"
+#include "flashdevice/device/HostServices.h"
 #include "flashdevice/device/NumberText.h"
 
 namespace flash {

@@ -7,7 +7,7 @@
 #include <string_view>
 #include <vector>
 
-#include "flashdevice/boundary/IFlashHost.h"
+#include "flashdevice/interface/IFlashHost.h"
 
 namespace flash {
 

@@ -1,8 +1,8 @@
 // Which silicon revision is connected: the identification code of the chip's debug router, by the host's table.
 #include <stdexcept>
 
-#include "flashdevice/boundary/HostServices.h"
 #include "flashdevice/device/FlashDeviceLumo.h"
+#include "flashdevice/device/HostServices.h"
 
 namespace flash {
 namespace {

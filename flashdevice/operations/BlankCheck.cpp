@@ -1,7 +1,7 @@
 // Asking the flashloader whether the whole flash is erased.
-#include "flashdevice/boundary/HostServices.h"
 #include "flashdevice/device/FlashDeviceLumo.h"
-#include "flashdevice/flashloader/CommandBlock.h"
+#include "flashdevice/device/HostServices.h"
+#include "flashdevice/mailbox/CommandBlock.h"
 
 namespace flash {
 

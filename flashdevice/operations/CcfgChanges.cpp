@@ -3,10 +3,10 @@
 
 #include "flashdevice/device/FlashDeviceLumo.h"
 #include "flashdevice/device/MemoryField.h"
-#include "flashdevice/operations/EraseMode.h"
 #include "flashdevice/operations/OperationNames.h"
 #include "flashdevice/operations/Options.h"
 #include "flashdevice/operations/WriteProtection.h"
+#include "flashdevice/programming/EraseMode.h"
 
 namespace flash {
 

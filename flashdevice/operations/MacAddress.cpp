@@ -2,8 +2,8 @@
 #include <stdexcept>
 #include <utility>
 
-#include "flashdevice/boundary/HostServices.h"
 #include "flashdevice/device/FlashDeviceLumo.h"
+#include "flashdevice/device/HostServices.h"
 #include "flashdevice/device/MemoryField.h"
 #include "flashdevice/operations/MacAddressText.h"
 #include "flashdevice/operations/OperationNames.h"

@@ -4,9 +4,9 @@
 #include <algorithm>
 
 #include "flashdevice/device/FlashDeviceLumo.h"
-#include "flashdevice/operations/EraseMode.h"
 #include "flashdevice/operations/OperationNames.h"
 #include "flashdevice/programming/CcfgData.h"
+#include "flashdevice/programming/EraseMode.h"
 
 namespace flash {
 namespace {

@@ -3,7 +3,7 @@
 #include <utility>
 
 #include "flashdevice/device/FlashDeviceLumo.h"
-#include "flashdevice/flashloader/CommandBlock.h"
+#include "flashdevice/mailbox/CommandBlock.h"
 #include "flashdevice/programming/CcfgData.h"
 
 namespace flash {

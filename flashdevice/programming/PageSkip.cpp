@@ -1,6 +1,6 @@
 // Pages that the user excludes from programming by number, and pages named for erasing.
-#include "flashdevice/boundary/HostServices.h"
 #include "flashdevice/device/FlashDeviceLumo.h"
+#include "flashdevice/device/HostServices.h"
 #include "flashdevice/programming/PageList.h"
 
 namespace flash {

@@ -3,12 +3,12 @@
 #include <algorithm>
 #include <stdexcept>
 
-#include "flashdevice/boundary/HostServices.h"
 #include "flashdevice/device/FlashDeviceLumo.h"
-#include "flashdevice/flashloader/CommandBlock.h"
-#include "flashdevice/operations/EraseMode.h"
+#include "flashdevice/device/HostServices.h"
+#include "flashdevice/mailbox/CommandBlock.h"
 #include "flashdevice/programming/CcfgData.h"
 #include "flashdevice/programming/Crc32.h"
+#include "flashdevice/programming/EraseMode.h"
 #include "flashdevice/programming/PageList.h"
 #include "flashdevice/programming/ProgramOptions.h"
 #include "flashdevice/programming/RequestPieces.h"

@@ -11,7 +11,7 @@
 #include <string>
 #include <vector>
 
-#include "flashdevice/boundary/IFlashHost.h"
+#include "flashdevice/interface/IFlashHost.h"
 #include "host/files/ElfFile.h"
 #include "host/probe/Probe.h"
 #include "host/services/Mailbox.h"

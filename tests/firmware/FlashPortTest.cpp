@@ -3,7 +3,7 @@
 
 #include <gtest/gtest.h>
 
-#include "flashdevice/flashloader/CommandBlock.h"
+#include "flashdevice/mailbox/CommandBlock.h"
 
 namespace flash {
 namespace {

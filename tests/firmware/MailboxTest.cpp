@@ -2,7 +2,7 @@
 
 #include <gtest/gtest.h>
 
-#include "flashdevice/flashloader/CommandBlock.h"
+#include "flashdevice/mailbox/CommandBlock.h"
 #include "tests/firmware/Flashloader.h"
 
 namespace flash {

@@ -6,7 +6,7 @@
 #include <memory>
 #include <string>
 
-#include "flashdevice/boundary/IFlashDevice2.h"
+#include "flashdevice/interface/IFlashDevice2.h"
 
 namespace flash::test {
 

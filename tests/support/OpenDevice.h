@@ -5,9 +5,9 @@
 #include "flashdevice/device/FlashDeviceLumoDor.h"
 #include "flashdevice/device/FlashDeviceLumoFen.h"
 #include "flashdevice/device/MemoryField.h"
-#include "flashdevice/flashloader/CommandBlock.h"
-#include "flashdevice/operations/EraseMode.h"
+#include "flashdevice/mailbox/CommandBlock.h"
 #include "flashdevice/programming/CcfgData.h"
+#include "flashdevice/programming/EraseMode.h"
 
 namespace flash::test {
 

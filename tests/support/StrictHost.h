@@ -4,7 +4,7 @@
 #include <cstdio>
 #include <cstdlib>
 
-#include "flashdevice/boundary/IFlashHost.h"
+#include "flashdevice/interface/IFlashHost.h"
 
 namespace flash::test {
 

@@ -8,9 +8,9 @@
 #include <csignal>
 #include <string_view>
 
-#include "host/validator/Check.h"
-#include "host/validator/ValidatePlugin.h"
 #include "tests/support/LongForm.h"
+#include "validator/Check.h"
+#include "validator/ValidatePlugin.h"
 
 namespace flash::host {
 namespace {

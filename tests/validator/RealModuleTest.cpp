@@ -3,8 +3,8 @@
 
 #include <set>
 
-#include "host/validator/Check.h"
-#include "host/validator/ValidatePlugin.h"
+#include "validator/Check.h"
+#include "validator/ValidatePlugin.h"
 
 namespace flash::host {
 namespace {

@@ -3,9 +3,9 @@
 
 #include <cstring>
 
-#include "host/validator/SimulatedHost.h"
+#include "validator/SimulatedHost.h"
 
-namespace flash::host::validator {
+namespace flash::validator {
 namespace {
 
 struct Block {
@@ -119,4 +119,4 @@ TEST(SimulatedHost, HasNothingBetweenItsMemories) {
 }
 
 }  // namespace
-}  // namespace flash::host::validator
+}  // namespace flash::validator

@@ -1,5 +1,5 @@
 // A plug-in whose texts are not UTF-8.
-#include "flashdevice/boundary/IFlashDevice2.h"
+#include "flashdevice/interface/IFlashDevice2.h"
 
 extern "C" __attribute__((visibility("default"))) const char* CreateFlashDevice2(const char*, const char*, const char*,
                                                                                  flash::IFlashHost*,

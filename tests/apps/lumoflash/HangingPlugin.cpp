@@ -1,5 +1,5 @@
 // A plug-in whose factory never comes back.
-#include "flashdevice/boundary/IFlashDevice2.h"
+#include "flashdevice/interface/IFlashDevice2.h"
 
 extern "C" __attribute__((visibility("default"))) const char* CreateFlashDevice2(const char*, const char*, const char*,
                                                                                  flash::IFlashHost*,

@@ -3,7 +3,7 @@
 #include <stdexcept>
 #include <string>
 
-#include "flashdevice/boundary/IFlashDevice2.h"
+#include "flashdevice/interface/IFlashDevice2.h"
 
 namespace {
 

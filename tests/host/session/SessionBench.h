@@ -7,8 +7,8 @@
 #include <string>
 #include <vector>
 
-#include "host/probe/VirtualChipProbe.h"
 #include "host/session/Session.h"
+#include "host/virtual_chip/VirtualChipProbe.h"
 #include "tests/host/support/RecordingObserver.h"
 
 namespace flash::host {

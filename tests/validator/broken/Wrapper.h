@@ -10,9 +10,9 @@
 
 #include "flashdevice/boundary/FlashDeviceFactory.h"
 #include "flashdevice/boundary/GenerationSelection.h"
-#include "flashdevice/boundary/IFlashDevice2.h"
 #include "flashdevice/device/FlashDeviceLumoDor.h"
 #include "flashdevice/device/FlashDeviceLumoFen.h"
+#include "flashdevice/interface/IFlashDevice2.h"
 
 namespace flash::broken {
 

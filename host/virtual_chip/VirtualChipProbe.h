@@ -1,0 +1,51 @@
+// The virtual chip behind the probe interface. With a file, the chip's flash and factory data last between calls.
+#pragma once
+
+#include <filesystem>
+#include <memory>
+#include <optional>
+
+#include "chip/VirtualChip.h"
+#include "host/devices/DeviceDescription.h"
+#include "host/probe/Probe.h"
+#include "host/virtual_chip/ChipFile.h"
+
+namespace flash::host {
+
+// A new chip of a part: erased, with addresses of its own in factory data.
+chip::Settings VirtualChipSettings(const DeviceDescription& device);
+
+class VirtualChipProbe final : public Probe {
+public:
+    explicit VirtualChipProbe(chip::VirtualChip virtualChip) : chip(std::move(virtualChip)) {}
+
+    // Powers up the chip of that file, or a new one when there is no such file. Throws Failure (Unreachable) when the
+    // file is in use, holds no chip, or one that does not fit the device.
+    static VirtualChipProbe Open(const DeviceDescription& device, const std::optional<std::filesystem::path>& name);
+
+    // Into its file, if it has one.
+    void Save() const;
+
+    chip::VirtualChip& Chip() { return chip; }
+
+    std::string Describe() const override;
+    void SelectRoute(const std::string& route) override;
+    void Run() override;
+    void Halt() override;
+    CoreState ReadCoreState() override;
+    void ReadMemory(std::uint32_t address, std::span<std::uint8_t> bytes, std::size_t elementSize) override;
+    void WriteMemory(std::uint32_t address, std::span<const std::uint8_t> bytes, std::size_t elementSize) override;
+    std::uint64_t ReadRegister(std::uint32_t registerNumber) override;
+    void WriteRegister(std::uint32_t registerNumber, std::uint64_t value) override;
+    void Pause(std::chrono::microseconds duration) override;
+    bool PauseWhileWordIs(std::uint32_t address, std::uint32_t value, std::chrono::microseconds bound) override;
+    void WatchCommandBlocks(std::uint32_t address) override { chip.ObserveCommandBlocks(address); }
+    std::chrono::nanoseconds Now() override;
+
+private:
+    chip::VirtualChip chip;
+    std::unique_ptr<ChipFile> file;
+    bool isRouterSelected = false;
+};
+
+}  // namespace flash::host

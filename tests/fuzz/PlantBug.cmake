@@ -1,0 +1,36 @@
+# `flash_plant_bug(NAME x TARGET y, whose objects it takes; LIBRARY z FILE of the LIBRARY, from the top folder; RIGHT text
+# in it that becomes the WRONG one; REASON that the finding must give; if wanted CORPUS c, MAX_LENGTH n)`: a variant of a
+# fuzz target that has one bug, and a test that passes when the fuzzer finds it within 200 000 runs. Without a corpus it
+# starts from nothing; what an earlier run found never counts. SEEDS are files of CORPUS: only
+# they are read, and the fuzzer never drops them for others. FLAGS go to libFuzzer.
+include(Planting)
+
+function(flash_plant_bug)
+    cmake_parse_arguments(PARSE_ARGV 0 ARG "" "NAME;TARGET;LIBRARY;FILE;RIGHT;WRONG;CORPUS;MAX_LENGTH;REASON" "SEEDS;FLAGS")
+    set(target planted_${ARG_NAME})
+    # What the fuzzer finds new goes to the first folder: never into the sources.
+    set(found ${CMAKE_CURRENT_BINARY_DIR}/${target}-corpus)
+    set(corpus)
+    if(ARG_SEEDS)
+        list(TRANSFORM ARG_SEEDS PREPEND ${PROJECT_SOURCE_DIR}/tests/fuzz/corpus/${ARG_CORPUS}/)
+        list(JOIN ARG_SEEDS "," seeds)
+        list(APPEND ARG_FLAGS -keep_seed=1 -seed_inputs=${seeds})
+    elseif(ARG_CORPUS)
+        set(corpus ${PROJECT_SOURCE_DIR}/tests/fuzz/corpus/${ARG_CORPUS})
+    endif()
+    if(NOT ARG_MAX_LENGTH)
+        set(ARG_MAX_LENGTH 512)
+    endif()
+    flash_plant_source(planted ${ARG_FILE} "${ARG_RIGHT}" "${ARG_WRONG}")
+    # Its symbols come before those of the library, so that the library's own file is left out.
+    add_executable(${target} $<TARGET_OBJECTS:fuzz_${ARG_TARGET}> ${planted})
+    target_include_directories(${target} PRIVATE ${PROJECT_SOURCE_DIR} $<TARGET_PROPERTY:${ARG_LIBRARY},INCLUDE_DIRECTORIES>)
+    target_compile_definitions(${target} PRIVATE $<TARGET_PROPERTY:${ARG_LIBRARY},COMPILE_DEFINITIONS>)
+    target_link_libraries(${target} PRIVATE ${ARG_LIBRARY} flash_build_options)
+    target_link_options(${target} PRIVATE -fsanitize=fuzzer)
+    add_dependencies(fuzz_targets ${target})
+    add_test(NAME fuzz_${target} COMMAND sh -c "rm -rf \"$0\" && mkdir \"$0\" && exec \"$@\"" ${found}
+        $<TARGET_FILE:${target}> -runs=200000 -max_len=${ARG_MAX_LENGTH} -seed=1 ${ARG_FLAGS}
+        -artifact_prefix=${target}- ${found} ${corpus})
+    set_tests_properties(fuzz_${target} PROPERTIES TIMEOUT 300 PASS_REGULAR_EXPRESSION ${ARG_REASON})
+endfunction()

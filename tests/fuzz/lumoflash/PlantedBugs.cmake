@@ -1,0 +1,23 @@
+# One small mistake in the reading of the command line each, which the fuzzer must find.
+include(${PROJECT_SOURCE_DIR}/tests/fuzz/PlantBug.cmake)
+
+function(plant_bug_in_command_line)
+    flash_plant_bug(LIBRARY lumoflash_app TARGET command_line
+        CORPUS command_line ${ARGN})
+endfunction()
+
+plant_bug_in_command_line(NAME rest_behind_an_address FILE apps/lumoflash/Options.cpp
+    RIGHT "end != last || first == last" WRONG "first == last"
+    REASON "both readers accept the same command lines|an accepted number is the one|an accepted range is the one")
+plant_bug_in_command_line(NAME first_sector_forgotten FILE apps/lumoflash/Options.cpp
+    RIGHT "raw.erase.substr(kListedSectors.size())" WRONG "raw.erase.substr(kListedSectors.size() + 1)"
+    REASON "same options|out_of_range|a refusal is a Failure")
+plant_bug_in_command_line(NAME flag_always_on FILE apps/lumoflash/Config.cpp
+    RIGHT "*isOn ? \"true\" : \"false\"" WRONG "*isOn ? \"true\" : \"true\""
+    REASON "a configuration file gives the same options")
+plant_bug_in_command_line(NAME path_from_elsewhere FILE apps/lumoflash/Config.cpp
+    RIGHT "\"devices\", \"data\"" WRONG "\"devices\""
+    REASON "a configuration file gives the same options")
+plant_bug_in_command_line(NAME loud_and_quiet FILE apps/lumoflash/Options.cpp
+    RIGHT "options.isJson && options.isQuiet" WRONG "options.isJson && options.isQuiet && options.isVerbose"
+    REASON "both readers accept the same command lines")

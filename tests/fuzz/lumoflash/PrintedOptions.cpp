@@ -1,0 +1,231 @@
+#include "tests/fuzz/lumoflash/PrintedOptions.h"
+
+#include <optional>
+#include <sstream>
+
+namespace flash::fuzz {
+namespace {
+
+using app::Command;
+using app::Options;
+using Kind = PrintedOption::Kind;
+
+class Printer {
+public:
+    explicit Printer(const Options& parsed) : options(parsed), command(app::CommandName(parsed.command)) {}
+
+    std::vector<PrintedOption> Print() {
+        PrintGlobal();
+        switch (options.command) {
+            case Command::Program:
+                PrintFileOptions();
+                PrintProgram();
+                break;
+            case Command::Verify:
+                PrintFileOptions();
+                break;
+            case Command::Ccfg:
+                PrintClosing();
+                break;
+            case Command::Read:
+                PrintRead();
+                break;
+            case Command::Erase:
+                Put("sectors", options.sectors);
+                PutFlag("keep-ccfg", options.keepCcfg);
+                break;
+            case Command::ValidatePlugin:
+                if (options.validation.isListing) {  // excludes a path, whatever its value
+                    PutFlag("list", true);
+                }
+                Put("time-limit", std::to_string(options.validation.limits.cpuSeconds), Kind::Number);
+                break;
+            default:
+                break;
+        }
+        return std::move(printed);
+    }
+
+private:
+    void PrintGlobal() {
+        const std::string own = std::exchange(command, "");
+        PutUnlessEmpty("device", options.device, Kind::Text);
+        Put("chip", options.chip, Kind::Path);
+        PutUnlessEmpty("plugin", options.plugin, Kind::Path);
+        PutUnlessEmpty("devices", options.devicesFolder, Kind::Path);
+        PutUnlessEmpty("data", options.dataFolder, Kind::Path);
+        PutUnlessEmpty("trace", options.traceFile, Kind::Path);
+        PutFlag("verbose", options.isVerbose);
+        PutFlag("json", options.isJson);
+        PutFlag("quiet", options.isQuiet);
+        PutFlag("no-color", options.isColorOff);
+        PutFlag("yes", options.isAgreed);
+        command = own;
+    }
+
+    void PrintFileOptions() {
+        if (const auto base = options.fileOptions.binaryBase) {
+            Put("base", std::to_string(*base), Kind::Number);
+        }
+        if (const auto format = options.fileOptions.format) {
+            Put("format", std::string(host::FileFormatName(*format)), Kind::Text);
+        }
+    }
+
+    void PrintProgram() {
+        const host::ProgramOptions& program = options.program;
+        const char* const erases[] = {"necessary", "retain", "all", "sectors:", "none"};
+        const char* const verifications[] = {"crc", "readback", "none"};
+        Put("erase", erases[static_cast<int>(program.erase)] + program.erasedPages, Kind::Text);
+        Put("verify", verifications[static_cast<int>(program.verification)], Kind::Text);
+        PutFlag("keep-ccfg", program.keepCcfg);
+        Put("skip-pages", program.skippedPages);
+        if (program.skippedFill) {
+            Put("skip-fill", std::to_string(*program.skippedFill), Kind::Number);
+        }
+        PutFlag("retain-ble", program.closing.retainBle);
+        PutFlag("retain-ieee", program.closing.retainIeee);
+        PrintClosing();
+        PutFlag("dry-run", options.isDryRun);
+    }
+
+    void PrintClosing() {
+        const host::ClosingChanges& closing = options.program.closing;
+        Put("ble", closing.ble);
+        Put("ieee", closing.ieee);
+        Put("protect", closing.protectedPages);
+        PutFlag("disable-bootloader", closing.disableBootloader);
+        PutFlag("disable-debug", closing.disableDebug);
+    }
+
+    void PrintRead() {
+        Put("out", options.outFile.string(), Kind::Path);
+        if (options.range) {
+            const auto [address, length] = *options.range;
+            Put("range", std::to_string(address) + ":" + std::to_string(length), Kind::Text);
+        }
+        Put("format", options.outFormat == host::FileFormat::IntelHex ? "hex" : "bin", Kind::Text);
+    }
+
+    void Put(const std::string& name, const std::string& value, Kind kind) {
+        printed.push_back({command, name, value, kind});
+    }
+    void PutUnlessEmpty(const std::string& name, const std::string& value, Kind kind) {
+        if (!value.empty()) {
+            Put(name, value, kind);
+        }
+    }
+    void Put(const std::string& name, const std::optional<std::string>& value) {
+        if (value) {
+            Put(name, *value, Kind::Text);
+        }
+    }
+    void PutFlag(const std::string& name, bool isOn) { Put(name, isOn ? "true" : "false", Kind::Flag); }
+
+    const Options& options;
+    std::string command;
+    std::vector<PrintedOption> printed;
+};
+
+// Members one after the other; a text with its length, so that no two lists look alike.
+class Description {
+public:
+    void Add(const std::string& value) { stream << value.size() << ":" << value << " "; }
+    void Add(const std::filesystem::path& value) { Add(value.string()); }
+    template <typename Value>
+    requires std::is_arithmetic_v<Value> || std::is_enum_v<Value>
+    void Add(Value value) { stream << static_cast<std::uint64_t>(value) << " "; }
+    template <typename First, typename Second>
+    void Add(const std::pair<First, Second>& value) {
+        AddAll(value.first, value.second);
+    }
+    template <typename Value>
+    void Add(const std::optional<Value>& value) {
+        Add(value.has_value());
+        if (value) {
+            Add(*value);
+        }
+    }
+    template <typename Value>
+    void Add(const std::vector<Value>& values) {
+        AddList(values);
+    }
+    void Add(const std::map<std::string, std::string>& values) { AddList(values); }
+
+    void Add(const host::ReadOptions& value) {
+        const auto& [format, base] = value;
+        AddAll(format, base);
+    }
+    void Add(const host::ClosingChanges& value) {
+        const auto& [retainBle, retainIeee, ble, ieee, pages, bootloader, debug] = value;
+        AddAll(retainBle, retainIeee, ble, ieee, pages, bootloader, debug);
+    }
+    void Add(const host::ProgramOptions& value) {
+        const auto& [erase, erased, keepCcfg, skippedPages, skippedFill, verification, closing] = value;
+        AddAll(erase, erased, keepCcfg, skippedPages, skippedFill, verification, closing);
+    }
+    void Add(const host::ValidatePluginOptions& value) {
+        const auto& [path, checks, isListing, limits] = value;
+        AddAll(path, checks, isListing, limits.cpuSeconds, limits.wallSeconds);
+    }
+
+    template <typename... Values>
+    void AddAll(const Values&... values) {
+        (Add(values), ...);
+    }
+
+    std::string Text() const { return stream.str(); }
+
+private:
+    template <typename List>
+    void AddList(const List& list) {
+        Add(list.size());
+        for (const auto& value : list) {
+            Add(value);
+        }
+    }
+
+    std::ostringstream stream;
+};
+
+std::vector<std::string> Split(const std::string& command) {
+    const std::size_t blank = command.find(' ');
+    return blank == std::string::npos ? std::vector{command}
+                                      : std::vector{command.substr(0, blank), command.substr(blank + 1)};
+}
+
+}  // namespace
+
+std::vector<PrintedOption> PrintOptions(const Options& options) { return Printer(options).Print(); }
+
+std::vector<std::string> PrintWords(const Options& options) {
+    std::vector<std::string> words = Split(app::CommandName(options.command));
+    words.insert(words.end(), options.files.begin(), options.files.end());
+    if (options.command == Command::MacRead) {
+        const char* const kinds[] = {"pri-ble", "sec-ble", "pri-ieee", "sec-ieee"};
+        for (const host::AddressKind kind : options.addressKinds) {
+            words.push_back(kinds[static_cast<int>(kind)]);
+        }
+    }
+    if (options.command == Command::MacWrite) {
+        words.push_back(options.addressKinds.at(0) == host::AddressKind::SecondaryBle ? "ble" : "ieee");
+        words.push_back(options.newAddress);
+    }
+    if (!options.validation.modulePath.empty()) {
+        words.push_back(options.validation.modulePath);
+    }
+    return words;
+}
+
+std::string Describe(const Options& options) {
+    const auto& [command, device, plugin, devicesFolder, dataFolder, traceFile, chip, properties, isVerbose, isJson,
+                 isQuiet, isColorOff, isAgreed, files, fileOptions, program, isDryRun, outFile, outFormat, range,
+                 sectors, keepCcfg, addressKinds, newAddress, validation] = options;
+    Description description;
+    description.AddAll(command, device, plugin, devicesFolder, dataFolder, traceFile, chip, properties, isVerbose,
+                       isJson, isQuiet, isColorOff, isAgreed, files, fileOptions, program, isDryRun, outFile, outFormat,
+                       range, sectors, keepCcfg, addressKinds, newAddress, validation);
+    return description.Text();
+}
+
+}  // namespace flash::fuzz

@@ -1,0 +1,216 @@
+// The rules of the command line a second time, for plain ones: an option and its value are two words or joined by "=",
+// nothing is empty, no word but an option starts with a dash. About others it makes no claim.
+#pragma once
+
+#include <algorithm>
+#include <functional>
+#include <map>
+#include <optional>
+#include <set>
+#include <string>
+#include <string_view>
+#include <vector>
+
+#include "tests/fuzz/SecondNumber.h"
+
+namespace flash::fuzz {
+
+class SecondCommandLine {
+public:
+    // Whether it is accepted, or nothing when it is not plain.
+    static std::optional<bool> Accepts(const std::vector<std::string>& arguments) {
+        SecondCommandLine line;
+        for (std::size_t i = 0; i < arguments.size() && line.isPlain; ++i) {
+            const std::string& word = arguments[i];
+            if (!word.starts_with("--")) {
+                line.TakeWord(word);
+            } else if (word.find('=') == word.size() - 1) {
+                line.isGood = false;
+            } else if (word.find('=') != std::string::npos || line.IsFlag(word.substr(2))) {
+                line.TakeOption(word.substr(2, word.find('=') - 2), word.substr(std::min(word.find('='), word.size())));
+            } else {
+                ++i;
+                line.TakeOption(word.substr(2), "=" + (i < arguments.size() ? arguments[i] : ""));
+            }
+        }
+        return line.isPlain ? std::optional(line.IsSound()) : std::nullopt;
+    }
+
+private:
+    using Check = std::function<bool(const std::string& value)>;
+
+    static bool IsOneOf(const std::set<std::string>& words, const std::string& value) { return words.contains(value); }
+
+    static bool IsRange(const std::string& value) {
+        const std::size_t colon = value.find(':');
+        return colon != std::string::npos && SecondNumber(value.substr(0, colon), 0, 0xFFFF'FFFF) &&
+               SecondNumber(value.substr(colon + 1), 0, 0xFFFF'FFFF);
+    }
+
+    static bool IsAddress(std::size_t bytes, const std::string& value) {
+        std::size_t digits = 0;
+        for (std::size_t i = 0; i < value.size(); ++i) {
+            const bool isDigit = DigitsOf(value.substr(i, 1), 16).has_value();
+            if (isDigit != (i % 3 != 2) || (!isDigit && value[i] != ':' && value[i] != '-')) {
+                return false;
+            }
+            digits += isDigit ? 1 : 0;
+        }
+        return digits == 2 * bytes && value.size() == 3 * bytes - 1;
+    }
+
+    // By command, "" for all. An option without a check is a flag.
+    static const std::map<std::string, std::map<std::string, Check>>& Options() {
+        const Check any = [](const std::string&) { return true; };
+        const Check number = [](const std::string& value) { return SecondNumber(value, 0, 0xFFFF'FFFF).has_value(); };
+        const Check byte = [](const std::string& value) { return SecondNumber(value, 0, 0xFF).has_value(); };
+        const auto oneOf = [](std::set<std::string> known) { return std::bind_front(IsOneOf, std::move(known)); };
+        const Check ble = std::bind_front(IsAddress, 6);
+        const Check ieee = std::bind_front(IsAddress, 8);
+        const Check format = oneOf({"elf", "hex", "srec", "bin"});
+        const Check chip = [](const std::string& value) {
+            return value == "virtual" || (value.starts_with("virtual:") && value.size() > 8);
+        };
+        const Check erase = [](const std::string& value) {
+            return value.starts_with("sectors:") || IsOneOf({"necessary", "retain", "all", "none"}, value);
+        };
+        const Check limit = [](const std::string& value) { return SecondNumber(value, 1, 3600).has_value(); };
+        static const std::map<std::string, std::map<std::string, Check>> options{
+            {"",
+             {{"device", any},
+              {"chip", chip},
+              {"plugin", any},
+              {"devices", any},
+              {"data", any},
+              {"trace", any},
+              {"verbose", {}},
+              {"json", {}},
+              {"quiet", {}},
+              {"no-color", {}},
+              {"yes", {}}}},
+            {"program",
+             {{"base", number},
+              {"format", format},
+              {"erase", erase},
+              {"verify", oneOf({"crc", "readback", "none"})},
+              {"keep-ccfg", {}},
+              {"skip-pages", any},
+              {"skip-fill", byte},
+              {"retain-ble", {}},
+              {"retain-ieee", {}},
+              {"ble", ble},
+              {"ieee", ieee},
+              {"protect", any},
+              {"disable-bootloader", {}},
+              {"disable-debug", {}},
+              {"dry-run", {}}}},
+            {"verify", {{"base", number}, {"format", format}}},
+            {"read", {{"out", any}, {"range", IsRange}, {"format", oneOf({"bin", "hex"})}}},
+            {"erase", {{"sectors", any}, {"keep-ccfg", {}}}},
+            {"blank-check", {}},
+            {"info", {}},
+            {"mac", {}},
+            {"mac read", {}},
+            {"mac write", {}},
+            {"ccfg",
+             {{"ble", ble}, {"ieee", ieee}, {"protect", any}, {"disable-bootloader", {}}, {"disable-debug", {}}}},
+            {"devices", {}},
+            {"validate-plugin", {{"list", {}}, {"time-limit", limit}}}};
+        return options;
+    }
+
+    // Null when neither the command nor all commands have it.
+    const Check* Find(const std::string& option) const {
+        for (const std::string& owner : {command, std::string()}) {
+            const auto& known = Options().at(owner);
+            if (const auto found = known.find(option); found != known.end()) {
+                return &found->second;
+            }
+        }
+        return nullptr;
+    }
+
+    bool IsFlag(const std::string& option) const {
+        const Check* check = Find(option);
+        return check != nullptr && !*check;
+    }
+
+    void TakeWord(const std::string& word) {
+        isPlain = isPlain && !word.empty() && !word.starts_with('-') && !word.starts_with('[') &&
+                  word.find_first_of("{}") == std::string::npos;
+        if (command.empty() || command == "mac") {
+            const std::string name = command.empty() ? word : command + " " + word;
+            isGood = isGood && word.find(' ') == std::string::npos && Options().contains(name);
+            command = isGood ? name : command;
+        } else {
+            words.push_back(word);
+        }
+    }
+
+    // `value` starts with "=", or is empty for a flag.
+    void TakeOption(const std::string& option, const std::string& value) {
+        // These need more: help, other files, properties that stand for options, lists of values.
+        static const std::set<std::string> others{"help", "version", "config", "set", "check"};
+        const Check* check = Find(option);
+        const bool isValuePlain = value.size() > 1 && value[1] != '-' && value[1] != '[' && value[1] != '"' &&
+                                  value.find_first_of("{}\\`'", 1) == std::string::npos;
+        isPlain = isPlain && !others.contains(option) && !option.empty() && (isValuePlain || value.empty());
+        if (check == nullptr) {
+            isGood = false;
+        } else if (!*check) {
+            TakeFlag(option, value);
+        } else if (isPlain) {
+            const std::string text = value.substr(std::min<std::size_t>(1, value.size()));
+            isGood = isGood && (*check)(text) && given.emplace(option, text).second;
+        }
+    }
+
+    // The last one counts. `--list=false` excludes a path and yet wants one.
+    void TakeFlag(const std::string& option, const std::string& value) {
+        isPlain = isPlain && (option != "list" || value.empty());
+        isGood = isGood && (value.empty() || value == "=true" || value == "=false");
+        value == "=false" ? void(given.erase(option)) : void(given[option] = "");
+    }
+
+    bool IsSound() const {
+        const bool needsPart = command != "devices" && command != "validate-plugin";
+        const bool isQuietAndLoud = given.contains("json") && given.contains("quiet");
+        return isGood && !command.empty() && command != "mac" && (!needsPart || given.contains("device")) &&
+               !isQuietAndLoud && AreWordsSound() && AreOptionsSound();
+    }
+
+    bool AreOptionsSound() const {
+        if (command == "erase") {
+            return !given.contains("sectors") || !given.contains("keep-ccfg");
+        }
+        const auto out = given.find("out");
+        return command != "read" || (out != given.end() && (out->second != "-" || !given.contains("json")));
+    }
+
+    bool AreWordsSound() const {
+        if (command == "program" || command == "verify") {
+            return !words.empty();
+        }
+        if (command == "mac read") {
+            return std::all_of(words.begin(), words.end(), [](const std::string& word) {
+                return IsOneOf({"pri-ble", "sec-ble", "pri-ieee", "sec-ieee"}, word);
+            });
+        }
+        if (command == "mac write") {
+            return words.size() == 2 && IsOneOf({"ble", "ieee"}, words[0]) &&
+                   IsAddress(words[0] == "ble" ? 6 : 8, words[1]);
+        }
+        if (command == "validate-plugin") {
+            return words.size() == (given.contains("list") ? 0 : 1);
+        }
+        return words.empty();
+    }
+
+    std::string command;
+    std::map<std::string, std::string> given;
+    std::vector<std::string> words;
+    bool isPlain = true;
+    bool isGood = true;
+};
+
+}  // namespace flash::fuzz

@@ -1,0 +1,77 @@
+// What a program load must send to the flashloader and tell the user: a model of the rules by which requests are cut,
+// trimmed, restricted to pages and skipped. It shares no code with the plug-in and talks to no host.
+#pragma once
+
+#include <cstdint>
+#include <set>
+#include <string>
+#include <vector>
+
+#include "tests/system/scenarios/ConnectedChip.h"
+
+namespace flash::test {
+
+enum class Erasing { Nothing, Necessary, Retaining, Bank, Listed };
+
+// The user's settings with their meaning beside the text.
+struct LoadSettings {
+    Erasing erasing = Erasing::Necessary;
+    std::string erasingText;
+    std::set<std::uint32_t> erasedPages;  // with `Erasing::Listed`
+    std::string erasedPagesText;
+    bool isSkippingPages = false;
+    std::set<std::uint32_t> skippedPages;
+    std::string skippedPagesText;
+    bool isSkippingFill = false;
+    std::uint8_t fillValue = 0;
+    std::string fillText;
+    bool isKeepingCcfg = false;
+    bool isVerifying = false;
+    bool isVerbose = false;
+};
+
+class LoadModel {
+public:
+    // `flash` is what the chip holds before the load, all of it.
+    LoadModel(FlashGeometry flashGeometry, LoadSettings loadSettings, Bytes flashBefore);
+
+    void Start();
+    void Write(const Segment& segment);
+
+    std::vector<TakenCommand> commands;
+    std::vector<std::string> messages;
+
+private:
+    struct PageRun {
+        std::uint32_t first, last;
+    };
+
+    void Say(const char* format, ...) __attribute__((format(printf, 2, 3)));
+    void SayWhatIsSkipped();
+    void Post(std::uint32_t command, std::uint32_t address, std::uint32_t length, std::uint32_t crc, Bytes data);
+    void NeedFlashloader();
+    std::vector<PageRun> Runs(const std::set<std::uint32_t>& pages, bool areNamed) const;
+
+    void WriteWithinRun(const Segment& segment, PageRun run, bool& isDone);
+    void WriteUnfilled(const Segment& segment);
+    void Program(const Segment& segment);
+    void ProgramPart(const Segment& segment, std::uint32_t from, std::uint32_t length);
+    void SendChunks(std::uint32_t address, const Bytes& data);
+    void EraseBank();
+    void SaveCcfg();
+    void RestoreCcfg();
+    std::uint32_t Trimmed(std::uint32_t address, std::uint32_t length);
+
+    FlashGeometry geometry;
+    LoadSettings settings;
+    Bytes flash;
+
+    bool isLoaded = false;
+    bool isBankErased = false;
+    bool arePagesKnown = false;
+    std::uint32_t nextBlock = 0;
+    Bytes ccfg;  // saved; empty: none
+    std::uint32_t ccfgAddress = 0;
+};
+
+}  // namespace flash::test
