@@ -83,19 +83,25 @@ static uint32_t FirstDifference(const Slice* slice) {
 
 // A controller may say success and not have erased, or not yet. Then data that is already there would be taken for
 // programmed, checked, and gone with the end of the erase; so an erase counts only when the sector reads blank.
-static uint32_t EraseSector(LoadState* state, uint32_t sectorIndex) {
+static uint32_t EraseSector(const LoadState* state, uint32_t sectorIndex) {
     const uint32_t sectorBytes = state->workspace->sectorBytes;
     const uint32_t address = sectorIndex * sectorBytes;
     const FsmStatus fsmStatus = FlashPortEraseSector(address);
     if (fsmStatus != kFsmSuccess || FirstProgrammed(address, address + sectorBytes) != address + sectorBytes) {
         return EraseFailure(sectorIndex, fsmStatus);
     }
-    MarkFresh(state, sectorIndex);
     return kStatusSuccess;
 }
 
 static uint32_t EraseOnce(LoadState* state, uint32_t sectorIndex) {
-    return IsFresh(state, sectorIndex) ? (uint32_t)kStatusSuccess : EraseSector(state, sectorIndex);
+    if (IsFresh(state, sectorIndex)) {
+        return kStatusSuccess;
+    }
+    const uint32_t status = EraseSector(state, sectorIndex);
+    if (status == kStatusSuccess) {
+        MarkFresh(state, sectorIndex);
+    }
+    return status;
 }
 
 // `word` with the slice's bytes over it. Most words lie whole in the slice.
@@ -222,7 +228,7 @@ static uint32_t ProgramErasing(LoadState* state, const Slice* slice) {
     }
     Slice onceErased = *slice;
     if (!IsFresh(state, sectorIndex)) {
-        const uint32_t status = EraseSector(state, sectorIndex);
+        const uint32_t status = EraseOnce(state, sectorIndex);
         if (status != kStatusSuccess) {
             return status;
         }
@@ -250,6 +256,8 @@ static void Compose(uint8_t* scratch, const Slice* slice, uint32_t sectorAddress
     }
 }
 
+// The sector is as fresh afterwards as it was before, because what it keeps may be older than the load. Only when the
+// slice is all of it nothing is kept.
 static uint32_t ProgramRetaining(LoadState* state, const Slice* slice) {
     if (!NeedsErase(slice)) {
         return ProgramLocksLast(state, slice);
@@ -259,7 +267,13 @@ static uint32_t ProgramRetaining(LoadState* state, const Slice* slice) {
     const Slice whole = {sectorIndex * workspace->sectorBytes, workspace->sectorBytes, workspace->scratch, true};
     Compose(workspace->scratch, slice, whole.address, whole.length);
     const uint32_t status = EraseSector(state, sectorIndex);
-    return status == kStatusSuccess ? ProgramLocksLast(state, &whole) : status;
+    if (status != kStatusSuccess) {
+        return status;
+    }
+    if (slice->length == workspace->sectorBytes) {
+        MarkFresh(state, sectorIndex);
+    }
+    return ProgramLocksLast(state, &whole);
 }
 
 static uint32_t ProgramSlice(LoadState* state, uint32_t code, const Slice* slice) {
@@ -322,7 +336,7 @@ static uint32_t FirstSectorNotErased(const LoadState* state) {
 }
 
 static uint32_t BankErase(LoadState* state, const CommandBlock* block) {
-    if (block->address != 0 || block->length != 0) {
+    if (block->address != 0 || block->length != 0 || FlashPortSectorCount() == 0) {
         return kStatusInvalidArguments;
     }
     const FsmStatus fsmStatus = FlashPortEraseBank();

@@ -85,6 +85,16 @@ TEST(Refusal, BankEraseWithArguments) {
     ExpectRefused(1, {"a length", 0, 1}, 0x104);
 }
 
+TEST(Refusal, EverythingOnAPortWithoutSectors) {
+    for (const std::uint32_t command : {1u, 2u, 3u, 4u, 5u, 6u}) {
+        Flashloader loader(kSector, 0);
+
+        EXPECT_EQ(loader.Run(command, 0, command == 1 ? 0 : 1), (Answer{0x104, 0}));
+
+        EXPECT_EQ(loader.fake.operations, 0);
+    }
+}
+
 TEST(Refusal, UnknownCodeOrFlag) {
     for (const std::uint32_t command :
          {0u, 7u, 8u, 0xFu, 0x10u, 0x11u, 0x15u, 0x16u, 0x17u, 0x22u, 0x32u, 0x102u, 0x8000'0003u, 0xFFFF'FFFFu}) {
@@ -622,14 +632,40 @@ TEST(EraseSectorsCommand, KeepsWhatThisLoadHasProgrammedAfterAnErase) {
     }
 }
 
-TEST(EraseSectorsCommand, KeepsASectorThatWasRewrittenWithRetention) {
+TEST(EraseSectorsCommand, ErasesWhatCommand4KeptInASector) {
+    for (const std::uint32_t erasing : {3u, 5u}) {
+        Flashloader loader;
+        loader.SetFlash(kSector, Bytes(kSector, 0x00));
+        EXPECT_EQ(loader.Program(4, kSector, {0x5A}).status, 0u);
+
+        EXPECT_EQ((erasing == 5 ? loader.Run(5, kSector, kSector - 1) : loader.Program(3, kSector, {0x5A})).status, 0u);
+
+        EXPECT_EQ(loader.FlashAt(kSector + 1, kSector - 1), Bytes(kSector - 1, 0xFF));
+        EXPECT_EQ(loader.fake.erases[1], 2);
+    }
+}
+
+TEST(EraseSectorsCommand, KeepsASectorInWhichCommand4KeptNothing) {
     Flashloader loader;
     loader.SetFlash(0, Bytes(kSector, 0x00));
-    loader.Program(4, 0, kDigits);
+    loader.Program(4, 0, Bytes(kSector, 0x5A));
 
     EXPECT_EQ(loader.Run(5, 0, kSector - 1).status, 0u);
 
-    EXPECT_EQ(loader.FlashAt(0, 9), kDigits);
+    EXPECT_EQ(loader.FlashAt(0, kSector), Bytes(kSector, 0x5A));
+}
+
+TEST(EraseSectorsCommand, KeepsAnErasedSectorThatCommand4RewroteLater) {
+    Flashloader loader;
+    loader.SetFlash(0, Bytes(kSector, 0x00));
+    loader.Run(5, 0, kSector - 1);
+    loader.Program(2, 0, kDigits);
+    EXPECT_EQ(loader.Program(4, 0, {0xFF}).status, 0u);
+
+    EXPECT_EQ(loader.Run(5, 0, kSector - 1).status, 0u);
+
+    EXPECT_EQ(loader.fake.erases[0], 2) << "by the first command and by command 4";
+    EXPECT_EQ(loader.FlashAt(0, 3), (Bytes{0xFF, '2', '3'}));
 }
 
 TEST(EraseSectorsCommand, StopsAtTheSectorThatFails) {
@@ -817,20 +853,35 @@ TEST(AnyCommand, BelievesNoEraseThatLeavesSomethingBehind) {
 }
 
 TEST(AnyCommand, EndsAtTheFirstFailedOperationAndSaysSo) {
-    for (const std::uint32_t command : {1u, 0x12u, 0x13u, 0x14u, 5u}) {
-        for (int n = 1; n <= 8; ++n) {
-            SCOPED_TRACE(testing::Message() << "operation " << n << ", command 0x" << std::hex << command);
+    constexpr int kWords = kSector / 4;  // in a sector that is rewritten whole
+    const struct {
+        std::uint32_t command;
+        std::vector<int> failing;  // by its number: every one, or the first and the last of each step
+        int operations;            // of the command when none fails
+        std::set<int> erases;
+    } cases[] = {
+        {1, {1}, 1, {1}},
+        {0x12, {1, 2}, 2, {}},
+        {0x13, {1, 2, 3, 4}, 4, {1, 3}},
+        {0x14, {1, 2, kWords + 1, kWords + 2, kWords + 3, 2 * kWords + 2}, 2 * kWords + 2, {1, kWords + 2}},
+        {5, {1, 2, 3, 4}, 4, {1, 2, 3, 4}},
+    };
+    for (const auto& c : cases) {
+        std::vector<int> failing = c.failing;
+        failing.push_back(c.operations + 1);  // never comes
+        for (const int n : failing) {
+            SCOPED_TRACE(testing::Message() << "operation " << n << ", command 0x" << std::hex << c.command);
             Flashloader loader;
-            loader.SetFlash(0, Bytes(kFlash, command == 0x12 ? 0xFF : 0x00));
+            loader.SetFlash(0, Bytes(kFlash, c.command == 0x12 ? 0xFF : 0x00));
             loader.fake.FailOperation(n, kFsmFailed);
 
-            const Answer answer = command == 1   ? loader.Run(1, 0, 0)
-                                  : command == 5 ? loader.Run(5, 0, kFlash - 1)
-                                                 : loader.Program(command, kSector - 4, Bytes(8, 0x5A));
+            const Answer answer = c.command == 1   ? loader.Run(1, 0, 0)
+                                  : c.command == 5 ? loader.Run(5, 0, kFlash - 1)
+                                                   : loader.Program(c.command, kSector - 4, Bytes(8, 0x5A));
 
-            const bool failed = loader.fake.operations >= n;
-            EXPECT_EQ(answer.status != 0, failed);
-            EXPECT_TRUE(!failed || loader.fake.operations == n) << "nothing comes after a failure";
+            const bool fails = n <= c.operations;
+            EXPECT_EQ(answer.status & 0xFFFF, !fails ? 0u : c.erases.contains(n) ? 0x102u : 0x103u);
+            EXPECT_EQ(loader.fake.operations, fails ? n : c.operations) << "nothing comes after a failure";
         }
     }
 }

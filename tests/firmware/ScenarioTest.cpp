@@ -99,23 +99,27 @@ private:
         if (code == 3 && !fresh.contains(i)) {
             wanted.assign(sectorBytes, 0xFF);
             std::copy(part.begin(), part.end(), wanted.begin() + offset);
-            return Replace(i, wanted, wanted != sector);
+            return Replace(i, wanted, wanted != sector, true);
         }
         std::copy(part.begin(), part.end(), wanted.begin() + offset);
         if (code == 4 && SetsABit(sector, wanted)) {
-            return Replace(i, wanted, true);
+            return Replace(i, wanted, true, fresh.contains(i) || part.size() == sectorBytes);
         }
         return MergeWords(i, wanted, offset, offset + static_cast<std::uint32_t>(part.size()));
     }
 
-    std::uint32_t Replace(std::uint32_t i, const Bytes& wanted, bool needsErase) {
+    std::uint32_t Replace(std::uint32_t i, const Bytes& wanted, bool needsErase, bool keepsNothingOlder) {
         if (needsErase && protectedSectors.contains(i)) {
             return 0x102 | 4u << 16 | i << 24;
         }
         if (needsErase) {
             EraseUnprotected(i);
         }
-        fresh.insert(i);
+        if (keepsNothingOlder) {
+            fresh.insert(i);
+        } else {
+            fresh.erase(i);
+        }
         content[i] = wanted;
         return 0;
     }

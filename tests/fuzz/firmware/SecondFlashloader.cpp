@@ -93,6 +93,9 @@ std::uint32_t SecondFlashloader::EraseRange(const ::CommandBlock& block) {
         const std::uint64_t begin = std::uint64_t{sector} * flash.sectorBytes;
         const bool isTouched = begin <= last && begin + flash.sectorBytes > block.address;
         status = isTouched && !fresh.contains(sector) ? EraseSector(sector) : 0;
+        if (isTouched && status == 0) {
+            fresh.insert(sector);
+        }
     }
     return status;
 }
@@ -103,7 +106,6 @@ std::uint32_t SecondFlashloader::EraseSector(std::uint32_t sector) {
     if (fsmStatus != kFsmSuccess || !IsBlank(Content(address, flash.sectorBytes))) {
         return EraseFailed(sector, fsmStatus);
     }
-    fresh.insert(sector);
     return 0;
 }
 
@@ -155,6 +157,9 @@ std::uint32_t SecondFlashloader::ProgramSector(std::uint32_t code, std::uint32_t
     const bool erases = (code == 3 && !fresh.contains(sector)) || (code == 4 && setsABit);
     if (const std::uint32_t status = erases ? EraseSector(sector) : 0; status != 0) {
         return status;
+    }
+    if (erases && (code == 3 || part.size() == flash.sectorBytes)) {
+        fresh.insert(sector);
     }
     return code == 4 && erases ? ProgramLocksLast(sectorBegin, after) : ProgramLocksLast(begin, part);
 }

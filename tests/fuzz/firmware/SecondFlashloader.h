@@ -37,7 +37,7 @@ private:
 
     Bytes Content(std::uint32_t begin, std::uint32_t length) const;
 
-    std::set<std::uint32_t> fresh;  // sectors that were erased since the load, or needed no erase
+    std::set<std::uint32_t> fresh;  // sectors that hold nothing older than the load
 };
 
 std::uint32_t SlowCrc32(const Bytes& bytes);
