@@ -8,7 +8,7 @@
 namespace flash::app {
 namespace {
 
-using host::Phase;
+using host::Stage;
 using nlohmann::json;
 
 double Seconds(std::chrono::nanoseconds time) { return std::chrono::duration<double>(time).count(); }
@@ -41,15 +41,15 @@ public:
               {"ram", info.ramText},
               {"revision", info.revisionText}});
     }
-    void PhaseStarted(Phase phase, std::uint64_t totalBytes) override {
+    void StageStarted(Stage stage, std::uint64_t totalBytes) override {
         total = totalBytes;
-        EmitPhase(phase, "start", 0, {});
+        EmitStage(stage, "start", 0, {});
     }
-    void PhaseAdvanced(Phase phase, std::uint64_t doneBytes, std::chrono::nanoseconds elapsed) override {
-        EmitPhase(phase, "progress", doneBytes, elapsed);
+    void StageAdvanced(Stage stage, std::uint64_t doneBytes, std::chrono::nanoseconds elapsed) override {
+        EmitStage(stage, "progress", doneBytes, elapsed);
     }
-    void PhaseFinished(Phase phase, std::uint64_t doneBytes, std::chrono::nanoseconds elapsed) override {
-        EmitPhase(phase, "end", doneBytes, elapsed);
+    void StageFinished(Stage stage, std::uint64_t doneBytes, std::chrono::nanoseconds elapsed) override {
+        EmitStage(stage, "end", doneBytes, elapsed);
     }
     void PluginMessage(const std::string& text) override { EmitMessage("plugin", "info", text); }
     void PluginError(const std::string& text) override { EmitMessage("plugin", "error", text); }
@@ -128,9 +128,9 @@ private:
     static void EmitMessage(const char* source, const char* level, const std::string& text) {
         Emit({{"event", "message"}, {"source", source}, {"level", level}, {"text", text}});
     }
-    void EmitPhase(Phase phase, const char* state, std::uint64_t doneBytes, std::chrono::nanoseconds elapsed) const {
+    void EmitStage(Stage stage, const char* state, std::uint64_t doneBytes, std::chrono::nanoseconds elapsed) const {
         Emit({{"event", "phase"},
-              {"phase", PhaseName(phase)},
+              {"phase", StageName(stage)},
               {"state", state},
               {"doneBytes", doneBytes},
               {"totalBytes", total},

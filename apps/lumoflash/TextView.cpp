@@ -15,7 +15,7 @@
 namespace flash::app {
 namespace {
 
-using host::Phase;
+using host::Stage;
 
 constexpr const char* kRed = "\x1b[31m";
 constexpr const char* kYellow = "\x1b[33m";
@@ -65,21 +65,21 @@ public:
         }
     }
 
-    void PhaseStarted(Phase, std::uint64_t totalBytes) override {
+    void StageStarted(Stage, std::uint64_t totalBytes) override {
         total = totalBytes;
         lastPercent = -1;
     }
-    void PhaseAdvanced(Phase phase, std::uint64_t doneBytes, std::chrono::nanoseconds elapsed) override {
+    void StageAdvanced(Stage stage, std::uint64_t doneBytes, std::chrono::nanoseconds elapsed) override {
         const int percent = total == 0 ? 0 : static_cast<int>(std::min(doneBytes, total) * 100 / total);
         if (IsShowingProgress() && percent != lastPercent) {
             lastPercent = percent;
-            ShowProgress(phase, percent, Speed(doneBytes, elapsed));
+            ShowProgress(stage, percent, Speed(doneBytes, elapsed));
         }
     }
-    void PhaseFinished(Phase phase, std::uint64_t doneBytes, std::chrono::nanoseconds elapsed) override {
+    void StageFinished(Stage stage, std::uint64_t doneBytes, std::chrono::nanoseconds elapsed) override {
         if (IsShowingProgress()) {
             const bool isWhole = total == 0 || doneBytes >= total;
-            ShowProgress(phase, isWhole ? 100 : static_cast<int>(doneBytes * 100 / total), Speed(doneBytes, elapsed));
+            ShowProgress(stage, isWhole ? 100 : static_cast<int>(doneBytes * 100 / total), Speed(doneBytes, elapsed));
             Print(stderr, "\n");
             isLineOpen = false;
         }
@@ -184,8 +184,8 @@ public:
 private:
     bool IsShowingProgress() const { return isTerminal && !isQuiet; }
 
-    void ShowProgress(Phase phase, int percent, const std::string& speed) {
-        Print(stderr, "{}{:<8} {:3} %  {}", kClearLine, PhaseName(phase), percent, speed);
+    void ShowProgress(Stage stage, int percent, const std::string& speed) {
+        Print(stderr, "{}{:<8} {:3} %  {}", kClearLine, StageName(stage), percent, speed);
         std::fflush(stderr);
         isLineOpen = true;
     }

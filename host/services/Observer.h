@@ -8,19 +8,20 @@
 
 namespace flash::host {
 
-enum class Phase { Load, Erase, Program, Verify, Read, Close };
+// A stretch of the work, as a user sees it. Phases are something else: what the plug-in is told by NotifyPhase.
+enum class Stage { Load, Erase, Program, Verify, Read, Close };
 
 // "load", "erase", …
-std::string_view PhaseName(Phase phase);
+std::string_view StageName(Stage stage);
 
 class Observer {
 public:
     virtual ~Observer() = default;
 
-    // Bytes; a total of 0 means that the amount is not known. Phases do not nest.
-    virtual void PhaseStarted(Phase phase, std::uint64_t totalBytes) = 0;
-    virtual void PhaseAdvanced(Phase phase, std::uint64_t doneBytes, std::chrono::nanoseconds elapsed) = 0;
-    virtual void PhaseFinished(Phase phase, std::uint64_t doneBytes, std::chrono::nanoseconds elapsed) = 0;
+    // Bytes; a total of 0 means that the amount is not known. Stages do not nest.
+    virtual void StageStarted(Stage stage, std::uint64_t totalBytes) = 0;
+    virtual void StageAdvanced(Stage stage, std::uint64_t doneBytes, std::chrono::nanoseconds elapsed) = 0;
+    virtual void StageFinished(Stage stage, std::uint64_t doneBytes, std::chrono::nanoseconds elapsed) = 0;
 
     virtual void PluginMessage(const std::string& text) = 0;  // the plug-in's own words
     virtual void PluginError(const std::string& text) = 0;    // counted as a failure by the session

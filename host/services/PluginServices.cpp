@@ -32,9 +32,9 @@ std::uint32_t NarrowAddress(std::uint64_t address) {
 
 }  // namespace
 
-std::string_view PhaseName(Phase phase) {
+std::string_view StageName(Stage stage) {
     static constexpr std::array<std::string_view, 6> kNames = {"load", "erase", "program", "verify", "read", "close"};
-    return kNames[static_cast<std::size_t>(phase)];
+    return kNames[static_cast<std::size_t>(stage)];
 }
 
 PluginServices::PluginServices(Probe& targetProbe, Settings& hostSettings, Observer& hostObserver,
@@ -62,32 +62,32 @@ const char* PluginServices::Guarded(Work work) {
     }
 }
 
-void PluginServices::BeginOperation(Phase phaseOfProgramming, std::uint64_t bytesToProgram) {
+void PluginServices::BeginOperation(Stage stageOfProgramming, std::uint64_t bytesToProgram) {
     EndOperation();
     complaints.clear();
     messages.clear();
     sawVerificationFailure = false;
     wasInterrupted = false;
-    programPhase = phaseOfProgramming;
+    programStage = stageOfProgramming;
     programBytes = bytesToProgram;
     programmedBytes = 0;
     checkedBytes = 0;
 }
 
-void PluginServices::EndOperation() { FinishPhase(); }
+void PluginServices::EndOperation() { FinishStage(); }
 
-void PluginServices::StartPhase(Phase next, std::uint64_t totalBytes) {
-    FinishPhase();
-    phase = next;
-    phaseStart = probe.Now();
-    phaseBytes = 0;
-    observer.PhaseStarted(next, totalBytes);
+void PluginServices::StartStage(Stage next, std::uint64_t totalBytes) {
+    FinishStage();
+    stage = next;
+    stageStart = probe.Now();
+    stageBytes = 0;
+    observer.StageStarted(next, totalBytes);
 }
 
-void PluginServices::FinishPhase() {
-    if (phase) {
-        observer.PhaseFinished(*phase, phaseBytes, probe.Now() - phaseStart);
-        phase.reset();
+void PluginServices::FinishStage() {
+    if (stage) {
+        observer.StageFinished(*stage, stageBytes, probe.Now() - stageStart);
+        stage.reset();
     }
 }
 
@@ -139,17 +139,17 @@ void PluginServices::LoadImage(const std::filesystem::path& file) {
     coreBeforeHalt.reset();
     pending.fill(std::nullopt);
     polledBlock.reset();
-    StartPhase(Phase::Load, image.ByteCount());
+    StartStage(Stage::Load, image.ByteCount());
     for (const DataRun& run : image.Runs()) {
         for (std::size_t offset = 0; offset < run.bytes.size(); offset += kLoadPieceBytes) {
             const std::size_t length = std::min(kLoadPieceBytes, run.bytes.size() - offset);
             probe.WriteMemory(run.address + static_cast<std::uint32_t>(offset),
                               std::span(run.bytes).subspan(offset, length), 1);
-            phaseBytes += length;
-            observer.PhaseAdvanced(Phase::Load, phaseBytes, probe.Now() - phaseStart);
+            stageBytes += length;
+            observer.StageAdvanced(Stage::Load, stageBytes, probe.Now() - stageStart);
         }
     }
-    FinishPhase();
+    FinishStage();
     const auto blocks = symbols.Find("g_cfg");
     const auto first = symbols.Find("g_buf1");
     const auto second = symbols.Find("g_buf2");
@@ -267,7 +267,7 @@ const char* PluginServices::WriteMemory(const void* buffer, std::size_t count, s
 // Before a whole sector of data goes into a buffer nothing is half done, but for what the flashloader works on. A kept
 // CCFG and the rest of its sector are shorter, and the closing phase has no safe point.
 bool PluginServices::IsSafePoint(std::uint32_t address, std::size_t lengthBytes) const {
-    return mailbox && programPhase == Phase::Program && lengthBytes == sectorSizeBytes &&
+    return mailbox && programStage == Stage::Program && lengthBytes == sectorSizeBytes &&
            (address == mailbox->buffers[0] || address == mailbox->buffers[1]);
 }
 
@@ -279,9 +279,9 @@ void PluginServices::WatchPost(std::uint32_t address, std::span<const std::uint8
         const CommandBlockView block = DecodeBlock(bytes);
         pending[index] = block;
         if (block.IsErase()) {
-            StartPhase(Phase::Erase, block.command == 5 ? std::uint64_t{block.lengthBytes} + 1 : 0);
-        } else if (block.IsProgram() && phase != programPhase) {
-            StartPhase(programPhase, programBytes);
+            StartStage(Stage::Erase, block.command == 5 ? std::uint64_t{block.lengthBytes} + 1 : 0);
+        } else if (block.IsProgram() && stage != programStage) {
+            StartStage(programStage, programBytes);
         }
     }
 }
@@ -306,15 +306,15 @@ void PluginServices::WatchStatus(std::uint32_t address, std::uint32_t value) {
 }
 
 void PluginServices::FinishBlock(const CommandBlockView& block) {
-    if (block.IsErase() && phase == Phase::Erase) {
-        phaseBytes = block.command == 5 ? std::uint64_t{block.lengthBytes} + 1 : 0;
-        FinishPhase();
+    if (block.IsErase() && stage == Stage::Erase) {
+        stageBytes = block.command == 5 ? std::uint64_t{block.lengthBytes} + 1 : 0;
+        FinishStage();
     } else if (block.IsProgram()) {
         programmedBytes += block.lengthBytes;
         checkedBytes += (block.command & kCommandCrcFlag) != 0 ? block.lengthBytes : 0;
-        if (phase == programPhase) {
-            phaseBytes += block.lengthBytes;
-            observer.PhaseAdvanced(programPhase, phaseBytes, probe.Now() - phaseStart);
+        if (stage == programStage) {
+            stageBytes += block.lengthBytes;
+            observer.StageAdvanced(programStage, stageBytes, probe.Now() - stageStart);
         }
     }
 }

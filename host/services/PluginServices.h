@@ -27,10 +27,10 @@ public:
     PluginServices(Probe& probe, Settings& settings, Observer& observer, const std::filesystem::path& dataFolder,
                    std::uint32_t sectorSizeBytes, const std::atomic<bool>& isInterrupted);
 
-    // Forgets what earlier operations reported, and says how many bytes the next one programs in which phase.
-    void BeginOperation(Phase programPhase, std::uint64_t programBytes);
+    // Forgets what earlier operations reported, and says how many bytes the next one programs in which stage.
+    void BeginOperation(Stage programStage, std::uint64_t programBytes);
 
-    // Ends the phase in progress.
+    // Ends the stage in progress.
     void EndOperation();
 
     // Gives a running flashloader a bounded time to finish what is posted, then stops the core. A posted command that
@@ -93,8 +93,8 @@ private:
     bool IsSafePoint(std::uint32_t address, std::size_t lengthBytes) const;
     void AwaitPending();
     void AwaitBlock(std::uint32_t index);
-    void StartPhase(Phase phase, std::uint64_t totalBytes);
-    void FinishPhase();
+    void StartStage(Stage stage, std::uint64_t totalBytes);
+    void FinishStage();
 
     Probe& probe;
     Settings& settings;
@@ -117,10 +117,10 @@ private:
     bool sawVerificationFailure = false;
     bool wasInterrupted = false;
 
-    std::optional<Phase> phase;
-    std::chrono::nanoseconds phaseStart{};
-    std::uint64_t phaseBytes = 0;
-    Phase programPhase = Phase::Program;
+    std::optional<Stage> stage;
+    std::chrono::nanoseconds stageStart{};
+    std::uint64_t stageBytes = 0;
+    Stage programStage = Stage::Program;
     std::uint64_t programBytes = 0;
     std::uint64_t programmedBytes = 0;
     std::uint64_t checkedBytes = 0;

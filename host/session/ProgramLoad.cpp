@@ -174,7 +174,7 @@ LoadResult Session::Program(const WritePlan& plan, const ProgramOptions& options
     const bool isVerified = options.verification != Verification::None;
     ScopedSettings scope(settings);
     SetProgramOptions(scope, options, plan);
-    Operate("Starting the load", Phase::Program, 0, [this] { plugin.NotifyPhase(kPhaseLoadStarts); });
+    Operate("Starting the load", Stage::Program, 0, [this] { plugin.NotifyPhase(kPhaseLoadStarts); });
     try {
         Load(plan, options, scope);
         RequireAllProgrammed(plan, options, kept);
@@ -194,7 +194,7 @@ LoadResult Session::Program(const WritePlan& plan, const ProgramOptions& options
 }
 
 void Session::Load(const WritePlan& plan, const ProgramOptions& options, ScopedSettings& scope) {
-    Operate("Programming", Phase::Program, plan.WrittenBytes(), [&] {
+    Operate("Programming", Stage::Program, plan.WrittenBytes(), [&] {
         for (const DataRun& run : plan.writes) {
             plugin.Write(run.address, run.bytes.data(), static_cast<std::uint32_t>(run.bytes.size()));
             if (plan.erase == EraseChoice::Listed) {
@@ -257,7 +257,7 @@ void Session::Close(const ClosingChanges& changes, ScopedSettings& scope) {
         }
         scope.Set("WriteProtectionText", pages.Text());
     }
-    Operate(changes.IsAny() ? "Changing CCFG" : "Ending the load", Phase::Close, info.geometry.sectorSizeBytes,
+    Operate(changes.IsAny() ? "Changing CCFG" : "Ending the load", Stage::Close, info.geometry.sectorSizeBytes,
             [this] { plugin.NotifyPhase(kPhaseLoadFinished); });
 }
 

@@ -47,7 +47,7 @@ void Session::PutBack(const Kept& kept, ScopedSettings& scope) {
         }
         scope.Set("CrcVerify", "1");
         scope.Set("FlashEraseSetting", EraseSettingText(EraseChoice::Retain));
-        Operate("Putting the last sector back", Phase::Close, length, [&] {
+        Operate("Putting the last sector back", Stage::Close, length, [&] {
             plugin.NotifyPhase(kPhaseLoadStarts);
             plugin.Write(address, wanted.data(), length);
             plugin.NotifyPhase(kPhaseLoadFinished);

@@ -100,8 +100,8 @@ FlashGeometry Session::MeasuredGeometry() const {
 
 // ---- Running the plug-in
 
-void Session::Operate(const std::string& attempt, Phase phase, std::uint64_t bytes, const std::function<void()>& work) {
-    services.BeginOperation(phase, bytes);
+void Session::Operate(const std::string& attempt, Stage stage, std::uint64_t bytes, const std::function<void()>& work) {
+    services.BeginOperation(stage, bytes);
     try {
         work();
         if (services.IsFlashloaderRunning()) {
@@ -154,23 +154,23 @@ void Session::RequireNotInterrupted() const {
 
 // ---- Reading
 
-void Session::ReadPieces(Phase phase, const std::vector<DataRun>& where,
+void Session::ReadPieces(Stage stage, const std::vector<DataRun>& where,
                          const std::function<void(std::uint32_t, std::span<const std::uint8_t>)>& take) {
     std::uint64_t total = 0;
     std::for_each(where.begin(), where.end(), [&](const DataRun& run) { total += run.bytes.size(); });
     const auto start = probe.Now();
     std::uint64_t done = 0;
-    observer.PhaseStarted(phase, total);
+    observer.StageStarted(stage, total);
     for (const DataRun& run : where) {
         for (std::uint32_t offset = 0; offset < run.bytes.size(); offset += kReadPieceBytes) {
             RequireNotInterrupted();
             const auto length = std::min(kReadPieceBytes, static_cast<std::uint32_t>(run.bytes.size()) - offset);
             take(run.address + offset, ReadMemory(run.address + offset, length));
             done += length;
-            observer.PhaseAdvanced(phase, done, probe.Now() - start);
+            observer.StageAdvanced(stage, done, probe.Now() - start);
         }
     }
-    observer.PhaseFinished(phase, done, probe.Now() - start);
+    observer.StageFinished(stage, done, probe.Now() - start);
 }
 
 std::vector<std::uint8_t> Session::ReadMemory(std::uint32_t address, std::uint32_t lengthBytes) {
@@ -190,7 +190,7 @@ std::vector<std::uint8_t> Session::Read(std::uint32_t address, std::uint32_t len
                                                          lengthBytes, address, info.geometry.SizeBytes()));
     }
     std::vector<std::uint8_t> content;
-    ReadPieces(Phase::Read, {DataRun{address, std::vector<std::uint8_t>(lengthBytes)}},
+    ReadPieces(Stage::Read, {DataRun{address, std::vector<std::uint8_t>(lengthBytes)}},
                [&](std::uint32_t, std::span<const std::uint8_t> bytes) {
                    content.insert(content.end(), bytes.begin(), bytes.end());
                });
@@ -231,7 +231,7 @@ std::size_t Session::Compare(const std::vector<DataRun>& expected) {
     std::size_t compared = 0, different = 0;
     std::string firstDifference;
     auto run = expected.begin();
-    ReadPieces(Phase::Verify, expected, [&](std::uint32_t address, std::span<const std::uint8_t> present) {
+    ReadPieces(Stage::Verify, expected, [&](std::uint32_t address, std::span<const std::uint8_t> present) {
         while (address >= run->address + run->bytes.size()) {
             ++run;
         }
@@ -262,7 +262,7 @@ void Session::EraseAll(bool keepCcfg) {
     scope.Set("KeepCcfgSetting", options.keepCcfg ? "1" : "0");
     RequireNotInterrupted();
     OrPutBack(kept, scope, [&] {
-        Operate("Erasing flash", Phase::Close, kept.ccfg.size(), [this] { plugin.Execute("Erase"); });
+        Operate("Erasing flash", Stage::Close, kept.ccfg.size(), [this] { plugin.Execute("Erase"); });
         RequireKeptCcfg("Erasing flash", kept);
     });
 }
@@ -273,14 +273,14 @@ void Session::EraseSectors(const std::string& pages) {
     SwitchOptionsOff(scope);
     scope.Set("StandaloneEraseSpecificText", set.Text());
     RequireNotInterrupted();
-    Operate(fmt::format("Erasing sectors {}", set.Text()), Phase::Close, 0, [this] { plugin.Execute("EraseSectors"); });
+    Operate(fmt::format("Erasing sectors {}", set.Text()), Stage::Close, 0, [this] { plugin.Execute("EraseSectors"); });
 }
 
 void Session::BlankCheck() {
     ScopedSettings scope(settings);
     SwitchOptionsOff(scope);
     RequireNotInterrupted();
-    Operate("Checking for blank flash", Phase::Verify, 0, [this] { plugin.Execute("BlankCheck"); });
+    Operate("Checking for blank flash", Stage::Verify, 0, [this] { plugin.Execute("BlankCheck"); });
     const auto says = [this](const char* text) {
         return std::find(services.Messages().begin(), services.Messages().end(), text) != services.Messages().end();
     };
@@ -302,7 +302,7 @@ std::string Session::ReadAddress(AddressKind kind) {
     const AddressNames& names = NamesOf(kind);
     scope.Set(names.property, "");  // the plug-in puts the answer here
     std::string address;
-    Operate(fmt::format("{}", names.readOperation), Phase::Read, 0, [&] {
+    Operate(fmt::format("{}", names.readOperation), Stage::Read, 0, [&] {
         plugin.Execute(names.readOperation);
         address = settings.Value(names.property);
     });
@@ -323,7 +323,7 @@ void Session::WriteAddress(AddressKind kind, const std::string& address) {
     KeepLastSector(kept);
     RequireNotInterrupted();
     OrPutBack(kept, scope, [&] {
-        Operate(fmt::format("Writing the address {}", wanted), Phase::Close, info.geometry.sectorSizeBytes,
+        Operate(fmt::format("Writing the address {}", wanted), Stage::Close, info.geometry.sectorSizeBytes,
                 [&] { plugin.Execute(names.writeOperation); });
         const std::string written = ReadAddressField(names.property);
         if (written != wanted) {

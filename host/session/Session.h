@@ -116,13 +116,13 @@ private:
     };
 
     // Runs one step of the plug-in to its real end: settled, without complaints. `bytes` are those it programs.
-    void Operate(const std::string& attempt, Phase phase, std::uint64_t bytes, const std::function<void()>& work);
+    void Operate(const std::string& attempt, Stage stage, std::uint64_t bytes, const std::function<void()>& work);
     [[noreturn]] void FailOperation(const std::string& attempt, const std::string& pluginText);
     void RequireNoComplaints(const std::string& attempt);
     void RequireNotInterrupted() const;
 
     FlashGeometry MeasuredGeometry() const;
-    void ReadPieces(Phase phase, const std::vector<DataRun>& where,
+    void ReadPieces(Stage stage, const std::vector<DataRun>& where,
                     const std::function<void(std::uint32_t, std::span<const std::uint8_t>)>& take);
     std::vector<std::uint8_t> ReadMemory(std::uint32_t address, std::uint32_t lengthBytes);
     std::string ReadAddressField(const std::string& key);

@@ -36,12 +36,12 @@ struct Times {
 class Stopwatch final : public Observer {
 public:
     explicit Stopwatch(Probe& chipProbe) : probe(chipProbe) {}
-    void PhaseStarted(Phase, std::uint64_t) override {}
-    void PhaseAdvanced(Phase, std::uint64_t, Nanoseconds) override {}
-    void PhaseFinished(Phase phase, std::uint64_t, Nanoseconds) override {
-        if (phase == Phase::Load) {
+    void StageStarted(Stage, std::uint64_t) override {}
+    void StageAdvanced(Stage, std::uint64_t, Nanoseconds) override {}
+    void StageFinished(Stage stage, std::uint64_t, Nanoseconds) override {
+        if (stage == Stage::Load) {
             start = probe.Now();
-        } else if (phase == Phase::Program) {
+        } else if (stage == Stage::Program) {
             end = probe.Now();
         }
     }

@@ -64,8 +64,8 @@ TEST_F(Services, TheDirectoryEndsInABackslashAndLeadsToTheImages) {
 
     LoadFlashloader();
 
-    EXPECT_EQ(observer.phases.front().substr(0, 10), "start load");
-    EXPECT_EQ(observer.phases.back().substr(0, 8), "end load");
+    EXPECT_EQ(observer.stages.front().substr(0, 10), "start load");
+    EXPECT_EQ(observer.stages.back().substr(0, 8), "end load");
     const SymbolTable symbols =
         ReadElfSymbols(LoadFile(std::filesystem::path(HOST_DATA_FOLDER) / "arm/lumod-flashloader.elf"), "x");
     EXPECT_EQ(blocks, symbols.Find("g_cfg"));
@@ -134,7 +134,7 @@ TEST_F(Services, MessagesAreKeptAndErrorsAreCounted) {
     EXPECT_EQ(services.Complaints(), std::vector<std::string>{"Something went wrong programming device"});
     EXPECT_EQ(observer.errors, services.Complaints());
 
-    services.BeginOperation(Phase::Program, 0);
+    services.BeginOperation(Stage::Program, 0);
     EXPECT_TRUE(services.Complaints().empty());
 }
 
@@ -242,8 +242,8 @@ TEST_F(Services, HaltingStopsTheCoreEvenWhenTheMailboxCannotBeRead) {
 
 TEST_F(Services, ProgressFollowsTheMailbox) {
     LoadFlashloader();
-    services.BeginOperation(Phase::Program, 0x2000);
-    observer.phases.clear();
+    services.BeginOperation(Stage::Program, 0x2000);
+    observer.stages.clear();
 
     Post(0, 1, 0);
     Answer(0, 0);
@@ -256,7 +256,7 @@ TEST_F(Services, ProgressFollowsTheMailbox) {
     PollStatus(0);
     services.EndOperation();
 
-    EXPECT_EQ(observer.phases, (std::vector<std::string>{"start erase 0", "end erase 0", "start program 8192",
+    EXPECT_EQ(observer.stages, (std::vector<std::string>{"start erase 0", "end erase 0", "start program 8192",
                                                          "at program 4096", "end program 4096"}));
     EXPECT_EQ(services.ProgrammedBytes(), 0x1000u);
     EXPECT_EQ(services.CheckedBytes(), 0x1000u);
@@ -265,7 +265,7 @@ TEST_F(Services, ProgressFollowsTheMailbox) {
 
 TEST_F(Services, AnInterruptionStopsBeforeAWholeSectorOfDataOnly) {
     LoadFlashloader();
-    services.BeginOperation(Phase::Program, 0x1000);
+    services.BeginOperation(Stage::Program, 0x1000);
     isInterrupted = true;
     const std::vector<std::uint8_t> sector(kSectorSize);
 
@@ -275,7 +275,7 @@ TEST_F(Services, AnInterruptionStopsBeforeAWholeSectorOfDataOnly) {
     EXPECT_STREQ(services.WriteMemory(sector.data(), sector.size(), buffer, 1, 1), "Interrupted by the user");
     EXPECT_TRUE(services.WasInterrupted());
 
-    services.BeginOperation(Phase::Close, kSectorSize);
+    services.BeginOperation(Stage::Close, kSectorSize);
     EXPECT_STREQ(services.WriteMemory(sector.data(), sector.size(), buffer, 1, 1), nullptr);
 }
 

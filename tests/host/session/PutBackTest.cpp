@@ -100,8 +100,8 @@ TEST_P(BothGenerations, AnInterruptionAfterABankErasePutsRetainedAddressesAndAKe
     options.erase = EraseChoice::All;
     options.closing.retainIeee = true;
     const WritePlan plan = session.Plan(ImageOf({{0, Pattern(4096)}}), options);
-    bench.observer.onPhaseStart = [&](Phase phase) {
-        bench.isInterrupted = bench.isInterrupted || phase == Phase::Erase;
+    bench.observer.onStageStart = [&](Stage stage) {
+        bench.isInterrupted = bench.isInterrupted || stage == Stage::Erase;
     };
 
     FailureOf(FailureKind::Interrupted, [&] { session.Program(plan, options); });

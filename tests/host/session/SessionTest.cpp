@@ -239,14 +239,14 @@ TEST_P(BothGenerations, AnInterruptionStopsBetweenSectorsAndTheSameLoadSucceedsA
     const std::uint32_t sector = bench.device.sectorSizeBytes;
     const ProgramImage image = ImageOf({{0, Pattern(6 * sector)}});
     const WritePlan plan = session.Plan(image, {});
-    bench.observer.onPhaseStart = [&](Phase phase) { bench.isInterrupted = phase == Phase::Program; };
+    bench.observer.onStageStart = [&](Stage stage) { bench.isInterrupted = stage == Stage::Program; };
 
     FailureOf(FailureKind::Interrupted, [&] { session.Program(plan, {}); });
 
     EXPECT_EQ(bench.Flash(0, sector), Pattern(sector)) << "the sector in work is finished";
     EXPECT_EQ(bench.Flash(sector, sector), std::vector<std::uint8_t>(sector, 0xFF));
     EXPECT_EQ(bench.Chip().State(), chip::CoreState::Halted);
-    bench.observer.onPhaseStart = nullptr;
+    bench.observer.onStageStart = nullptr;
     bench.isInterrupted = false;
     session.Program(plan, {});
     EXPECT_EQ(session.Verify(image), image.ByteCount());

@@ -11,30 +11,30 @@ namespace flash::host {
 
 class RecordingObserver : public Observer {
 public:
-    void PhaseStarted(Phase phase, std::uint64_t totalBytes) override {
-        Add("start", phase, totalBytes);
-        if (onPhaseStart) {
-            onPhaseStart(phase);
+    void StageStarted(Stage stage, std::uint64_t totalBytes) override {
+        Add("start", stage, totalBytes);
+        if (onStageStart) {
+            onStageStart(stage);
         }
     }
-    void PhaseAdvanced(Phase phase, std::uint64_t doneBytes, std::chrono::nanoseconds) override {
-        Add("at", phase, doneBytes);
+    void StageAdvanced(Stage stage, std::uint64_t doneBytes, std::chrono::nanoseconds) override {
+        Add("at", stage, doneBytes);
     }
-    void PhaseFinished(Phase phase, std::uint64_t doneBytes, std::chrono::nanoseconds) override {
-        Add("end", phase, doneBytes);
+    void StageFinished(Stage stage, std::uint64_t doneBytes, std::chrono::nanoseconds) override {
+        Add("end", stage, doneBytes);
     }
     void PluginMessage(const std::string& text) override { messages.push_back(text); }
     void PluginError(const std::string& text) override { errors.push_back(text); }
     void Note(const std::string& text) override { notes.push_back(text); }
     void Warning(const std::string& text) override { warnings.push_back(text); }
 
-    std::function<void(Phase)> onPhaseStart;
-    std::vector<std::string> phases;  // "start load 100"
+    std::function<void(Stage)> onStageStart;
+    std::vector<std::string> stages;  // "start load 100"
     std::vector<std::string> messages, errors, notes, warnings;
 
 private:
-    void Add(const char* what, Phase phase, std::uint64_t bytes) {
-        phases.push_back(std::string(what) + " " + std::string(PhaseName(phase)) + " " + std::to_string(bytes));
+    void Add(const char* what, Stage stage, std::uint64_t bytes) {
+        stages.push_back(std::string(what) + " " + std::string(StageName(stage)) + " " + std::to_string(bytes));
     }
 };
 
