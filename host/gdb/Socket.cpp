@@ -1,0 +1,147 @@
+// Standalone Asio, used in a blocking way: each call runs its own operations to their end or to the bound.
+#include "host/gdb/Socket.h"
+
+#include <fmt/format.h>
+
+#include <asio/connect.hpp>
+#include <asio/io_context.hpp>
+#include <asio/ip/tcp.hpp>
+#include <asio/write.hpp>
+
+namespace flash::host::gdb {
+namespace {
+
+using asio::ip::tcp;
+
+// Runs until the operation has set `error`, or cancels it by `cancel` when the bound has passed; false then.
+template <typename Cancel>
+bool Finish(asio::io_context& context, std::optional<asio::error_code>& error, std::chrono::nanoseconds bound,
+            const Cancel& cancel) {
+    context.restart();
+    if (bound <= std::chrono::nanoseconds::zero()) {
+        context.poll();
+    } else {
+        context.run_for(bound);
+    }
+    if (error) {
+        return true;
+    }
+    cancel();
+    context.run();
+    // It may have ended just before it was cancelled.
+    return *error != asio::error::operation_aborted;
+}
+
+class SocketStream final : public ByteStream {
+public:
+    SocketStream(std::unique_ptr<asio::io_context> socketContext, tcp::socket connected)
+        : context(std::move(socketContext)), socket(std::move(connected)) {
+        asio::error_code ignored;  // slower, but no reason to give up
+        socket.set_option(tcp::no_delay(true), ignored);
+    }
+    ~SocketStream() override {
+        asio::error_code ignored;
+        socket.shutdown(tcp::socket::shutdown_both, ignored);
+    }
+    SocketStream(const SocketStream&) = delete;
+    SocketStream& operator=(const SocketStream&) = delete;
+
+    std::size_t Read(std::span<char> buffer, std::chrono::nanoseconds bound) override {
+        std::optional<asio::error_code> error;
+        std::size_t count = 0;
+        socket.async_read_some(asio::buffer(buffer.data(), buffer.size()),
+                               [&](const asio::error_code& result, std::size_t length) {
+                                   error = result;
+                                   count = length;
+                               });
+        if (!Finish(*context, error, bound, [this] { socket.cancel(); })) {
+            return 0;
+        }
+        if (*error) {
+            throw StreamError(*error == asio::error::eof ? "the other side closed the connection" : error->message());
+        }
+        return count;
+    }
+
+    void Write(std::string_view bytes) override {
+        asio::error_code error;
+        asio::write(socket, asio::buffer(bytes.data(), bytes.size()), error);
+        if (error) {
+            throw StreamError(error.message());
+        }
+    }
+
+private:
+    std::unique_ptr<asio::io_context> context;
+    tcp::socket socket;
+};
+
+// Numbers as well as names; a name may stand for several addresses.
+tcp::resolver::results_type Resolve(asio::io_context& context, const Endpoint& endpoint) {
+    asio::error_code error;
+    tcp::resolver resolver(context);
+    auto results = resolver.resolve(endpoint.host, std::to_string(endpoint.port), error);
+    if (error || results.empty()) {
+        throw StreamError(fmt::format("the host \"{}\" is not known", endpoint.host));
+    }
+    return results;
+}
+
+}  // namespace
+
+std::unique_ptr<ByteStream> Connect(const Endpoint& endpoint, std::chrono::nanoseconds bound) {
+    auto context = std::make_unique<asio::io_context>();
+    const auto addresses = Resolve(*context, endpoint);
+    tcp::socket socket(*context);
+    std::optional<asio::error_code> error;
+    asio::async_connect(socket, addresses,
+                        [&](const asio::error_code& result, const tcp::endpoint&) { error = result; });
+    if (!Finish(*context, error, bound, [&] { socket.close(); })) {
+        throw StreamError("no answer in time");
+    }
+    if (*error) {
+        throw StreamError(*error == asio::error::connection_refused ? "connection refused" : error->message());
+    }
+    return std::make_unique<SocketStream>(std::move(context), std::move(socket));
+}
+
+struct Listener::State {
+    asio::io_context context;
+    tcp::acceptor acceptor{context};
+    std::string host;
+};
+
+Listener::Listener(const Endpoint& endpoint) : state(std::make_unique<State>()) {
+    const tcp::endpoint address = *Resolve(state->context, endpoint).begin();
+    try {
+        state->acceptor.open(address.protocol());
+        state->acceptor.set_option(tcp::acceptor::reuse_address(true));
+        state->acceptor.bind(address);
+        state->acceptor.listen(1);
+    } catch (const asio::system_error& error) {
+        throw StreamError(error.code().message());
+    }
+    state->host = endpoint.host;
+}
+
+Listener::~Listener() = default;
+Listener::Listener(Listener&&) noexcept = default;
+Listener& Listener::operator=(Listener&&) noexcept = default;
+
+Endpoint Listener::Local() const { return {state->host, state->acceptor.local_endpoint().port()}; }
+
+std::unique_ptr<ByteStream> Listener::Accept(std::chrono::nanoseconds bound) {
+    auto context = std::make_unique<asio::io_context>();
+    tcp::socket socket(*context);
+    std::optional<asio::error_code> error;
+    state->acceptor.async_accept(socket, [&](const asio::error_code& result) { error = result; });
+    if (!Finish(state->context, error, bound, [this] { state->acceptor.cancel(); })) {
+        return nullptr;
+    }
+    if (*error) {
+        throw StreamError(error->message());
+    }
+    return std::make_unique<SocketStream>(std::move(context), std::move(socket));
+}
+
+}  // namespace flash::host::gdb

@@ -1,0 +1,34 @@
+// TCP, with the delay of small packets switched off: with it each packet would take some 40 ms.
+#pragma once
+
+#include <chrono>
+#include <memory>
+#include <optional>
+
+#include "host/gdb/ByteStream.h"
+#include "host/gdb/Endpoint.h"
+
+namespace flash::host::gdb {
+
+// Tries each address that the host's name stands for. Throws StreamError: "connection refused", "timed out".
+std::unique_ptr<ByteStream> Connect(const Endpoint& endpoint, std::chrono::nanoseconds bound);
+
+class Listener {
+public:
+    // Throws StreamError when nobody can listen there. Port 0 takes a free one.
+    explicit Listener(const Endpoint& endpoint);
+    ~Listener();
+    Listener(Listener&&) noexcept;
+    Listener& operator=(Listener&&) noexcept;
+
+    Endpoint Local() const;
+
+    // The next client, or null when none came within `bound`.
+    std::unique_ptr<ByteStream> Accept(std::chrono::nanoseconds bound);
+
+private:
+    struct State;
+    std::unique_ptr<State> state;
+};
+
+}  // namespace flash::host::gdb
