@@ -1,5 +1,6 @@
 # The tests of scripts/mutants: what it changes in a line, what becomes of each mutant of a tiny project with known weak
 # points (folder planted), and that neither a false list nor a broken project passes.
+import re
 import shutil
 import subprocess
 import sys
@@ -7,7 +8,7 @@ import tempfile
 import unittest
 from pathlib import Path
 
-ROOT = Path(__file__).resolve().parents[2]
+ROOT = Path(__file__).resolve().parents[3]
 TOOL = ROOT / "scripts/mutants"
 PLANTED = Path(__file__).parent / "planted"
 
@@ -219,6 +220,20 @@ class PlantedProject(unittest.TestCase):
         self.assertNotEqual(first, self.run_tool("--list", "--sample", "5", "--seed", "8").stdout)
         self.assertEqual(first.splitlines()[-1], "Changes: 5 of 31")
 
+    def test_sample_without_a_seed_is_that_of_the_last_commit(self):
+        def git(*arguments):
+            subprocess.run(["git", "-C", self.project, "-c", "user.name=n", "-c", "user.email=e", *arguments], check=True,
+                           capture_output=True)
+
+        git("init")
+        samples = []
+        for number in range(2):
+            git("commit", "--allow-empty", "-m", str(number), "--date", "2000-01-01T00:00:00Z")
+            samples.append(self.run_tool("--list", "--sample", "5").stdout)
+            head = re.match(r"Sample: 5 of 31; again with --seed ([0-9a-f]{12})\n", samples[-1]).group(1)
+            self.assertEqual(samples[-1], self.run_tool("--list", "--sample", "5", "--seed", head).stdout)
+        self.assertNotEqual(*samples)
+
     def test_file_of_two_programs_is_changed_by_the_first_alone(self):
         programs = self.project / "tests/scripts/mutants/programs.toml"
         programs.write_text(programs.read_text() + programs.read_text().replace('"planted"', '"second"'))
@@ -228,15 +243,25 @@ class PlantedProject(unittest.TestCase):
         self.assertEqual(self.run_tool("--list", "--programs", "planted").stdout, self.run_tool("--list").stdout)
         self.assertEqual(self.run_tool("--list", "--programs", "second").returncode, 1)
 
-    def list_as_equivalent(self, before, after):
+    def list_as_equivalent(self, before, after, path="product/Planted.h"):
         with open(self.project / "tests/scripts/mutants/equivalent.txt", "a") as file:
-            file.write(f"\nproduct/Planted.h\n- {before}\n+ {after}\nBecause.\n")
+            file.write(f"\n{path}\n- {before}\n+ {after}\nBecause.\n")
 
     def test_entry_that_matches_nothing_fails_the_run(self):
         self.list_as_equivalent("constexpr int kLimit = 10;", "constexpr int kLimit = 12;")
         run = self.run_tool("--files", "*/Planted.h")
         self.assertIn("matches no change", run.stdout)
         self.assertEqual(run.returncode, 1)
+
+    def test_entry_that_matches_nothing_fails_whatever_is_selected(self):
+        self.list_as_equivalent("constexpr int kLimit = 10;", "constexpr int kLimit = 12;")
+        self.list_as_equivalent("int gone;", ";", "product/Gone.cpp")
+        for selection in (["--files", "*/Planted.cpp", "--list"], ["--sample", "1", "--list"], ["--sample", "1", "--plain"]):
+            with self.subTest(selection):
+                run = self.run_tool(*selection, "--seed", "this", "--least", "0")
+                self.assertIn("matches no change: product/Planted.h", run.stdout)
+                self.assertIn("matches no change: product/Gone.cpp", run.stdout)
+                self.assertEqual(run.returncode, 1)
 
     def test_entry_for_a_mutant_that_a_test_kills_fails_the_run(self):
         self.list_as_equivalent("constexpr int kLimit = 10;", "constexpr int kLimit = 11;")
