@@ -2,7 +2,9 @@
 #pragma once
 
 #include <stdexcept>
-#include <string>
+#include <utility>
+
+#include "host/Field.h"
 
 namespace flash::host {
 
@@ -17,12 +19,17 @@ enum class FailureKind : int {
 
 class Failure : public std::runtime_error {
 public:
-    Failure(FailureKind failureKind, const std::string& text) : std::runtime_error(text), kind(failureKind) {}
+    Failure(FailureKind failureKind, FieldText failureText)
+        : std::runtime_error(failureText.Plain()), kind(failureKind), text(std::move(failureText)) {}
 
     FailureKind Kind() const { return kind; }
 
+    // What `what()` says, for whoever has names of his own for the fields.
+    const FieldText& Text() const { return text; }
+
 private:
     FailureKind kind;
+    FieldText text;
 };
 
 }  // namespace flash::host

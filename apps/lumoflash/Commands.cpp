@@ -7,6 +7,7 @@
 #include <cstdio>
 #include <functional>
 
+#include "apps/lumoflash/FieldOptions.h"
 #include "apps/lumoflash/Locations.h"
 #include "host/Failure.h"
 #include "host/files/IntelHex.h"
@@ -240,9 +241,7 @@ Outcome OutcomeOf(const std::function<Outcome()>& work) {
     try {
         return work();
     } catch (const Failure& failure) {
-        return failed(failure.Kind(), failure.what());
-    } catch (const host::ProgramFileError& error) {
-        return failed(FailureKind::BadInput, error.what());
+        return failed(failure.Kind(), InWords(failure.Text()));
     } catch (const std::exception& error) {
         return failed(FailureKind::Operation, error.what());
     }

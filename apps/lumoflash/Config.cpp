@@ -36,8 +36,6 @@ public:
         try {
             const std::vector<std::uint8_t> content = host::LoadFile(file);
             ReadTable(toml::parse(std::string(content.begin(), content.end())), "");
-        } catch (const host::ProgramFileError& error) {
-            throw Failure(FailureKind::BadInput, error.what());
         } catch (const toml::parse_error& error) {
             throw Failure(FailureKind::BadInput,
                           fmt::format("{}:{}: {}", file.string(), error.source().begin.line, error.description()));

@@ -9,6 +9,7 @@
 #include <exception>
 
 #include "apps/lumoflash/Commands.h"
+#include "apps/lumoflash/FieldOptions.h"
 #include "apps/lumoflash/Options.h"
 #include "apps/lumoflash/View.h"
 #include "host/Failure.h"
@@ -69,7 +70,7 @@ int main(int argumentCount, char** arguments) {
     try {
         return RunProgram(argumentCount, arguments);
     } catch (const flash::host::Failure& failure) {
-        fmt::print(stderr, "error: {}\n", failure.what());
+        fmt::print(stderr, "error: {}\n", flash::app::InWords(failure.Text()));
         return static_cast<int>(failure.Kind());
     } catch (const std::exception& error) {
         fmt::print(stderr, "error: {}\n", error.what());

@@ -38,20 +38,12 @@ const LocationRule* RuleFor(std::string_view key) {
     return found == std::end(kLocationRules) ? nullptr : found;
 }
 
-std::vector<std::uint8_t> ContentOf(const std::filesystem::path& file) {
-    try {
-        return LoadFile(file, kMaximumFileBytes);
-    } catch (const ProgramFileError& error) {
-        throw Failure(FailureKind::BadInput, error.what());
-    }
-}
-
 bool IsControlCharacter(unsigned char character) { return character < 0x20 || character == 0x7F; }
 
 class DescriptionReader {
 public:
     explicit DescriptionReader(const std::filesystem::path& path) : file(path) {
-        const std::vector<std::uint8_t> content = ContentOf(file);
+        const std::vector<std::uint8_t> content = LoadFile(file, kMaximumFileBytes);
         text.assign(content.begin(), content.end());
         if (const std::size_t zero = text.find('\0'); zero != std::string::npos) {
             Fail(static_cast<std::ptrdiff_t>(zero), "holds a zero byte; device descriptions are UTF-8 text");
@@ -314,13 +306,15 @@ std::vector<DeviceDescription> LoadDeviceDescriptions(const std::filesystem::pat
     }
     if (error) {
         throw Failure(FailureKind::BadInput,
-                      fmt::format("Cannot read the folder of device descriptions {}: {}; give it with --devices",
-                                  folder.string(), error.message()));
+                      fmt::format("Cannot read the folder of device descriptions {}: {}; give it with ",
+                                  folder.string(), error.message()) +
+                          FieldText(Field::DevicesFolder));
     }
     if (devices.empty()) {
-        throw Failure(FailureKind::BadInput, fmt::format("There is no device description (*.xml) in {}; give the "
-                                                         "folder with --devices",
-                                                         folder.string()));
+        throw Failure(
+            FailureKind::BadInput,
+            fmt::format("There is no device description (*.xml) in {}; give the folder with ", folder.string()) +
+                FieldText(Field::DevicesFolder));
     }
     std::sort(devices.begin(), devices.end(), [](const auto& a, const auto& b) { return a.name < b.name; });
     const auto twice = std::adjacent_find(devices.begin(), devices.end(),

@@ -56,7 +56,7 @@ public:
     std::string_view TextsOf(std::size_t tableIndex) const;
 
     Origin OriginOf(const std::string& place) const { return {fileName, place}; }
-    ProgramFileError Error(std::string_view problem) const { return ErrorAt({fileName, ""}, problem); }
+    ProgramFileError Error(const FieldText& problem) const { return ErrorAt({fileName, ""}, problem); }
 
 private:
     void CheckIdentification() const;

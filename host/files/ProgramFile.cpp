@@ -123,7 +123,8 @@ ProgramImage ReadAs(FileFormat format, std::span<const std::uint8_t> content, co
             break;
     }
     if (!options.binaryBase) {
-        throw ErrorAt({fileName, ""}, "a raw binary file says nothing about its address: give it with --base ADDRESS");
+        throw ErrorAt({fileName, ""}, "a raw binary file says nothing about its address: give it with " +
+                                          FieldText(Field::BaseAddress) + " ADDRESS");
     }
     return ReadRawBinary(content, *options.binaryBase, fileName);
 }
@@ -180,7 +181,8 @@ ProgramImage ReadProgramFiles(std::span<const std::filesystem::path> paths, cons
         image.Merge(ReadProgram(content, path.string(), options));
     }
     if (options.binaryBase && !hasBinary && !paths.empty()) {
-        throw ErrorAt({paths.front().string(), ""}, "only a raw binary file takes an address (--base)");
+        throw ErrorAt({paths.front().string(), ""},
+                      "only a raw binary file takes an address (" + FieldText(Field::BaseAddress) + ")");
     }
     return image;
 }

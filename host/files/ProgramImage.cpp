@@ -24,8 +24,8 @@ std::string Describe(const Origin& origin) {
     return origin.place.empty() ? origin.file : origin.file + ", " + origin.place;
 }
 
-ProgramFileError ErrorAt(const Origin& origin, std::string_view problem) {
-    return ProgramFileError(fmt::format("{}: {}", Describe(origin), problem));
+ProgramFileError ErrorAt(const Origin& origin, const FieldText& problem) {
+    return ProgramFileError(Describe(origin) + ": " + problem);
 }
 
 // Throws when [address, address + length) runs past the address space or into a segment.

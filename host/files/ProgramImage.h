@@ -7,10 +7,11 @@
 #include <map>
 #include <optional>
 #include <span>
-#include <stdexcept>
 #include <string>
 #include <string_view>
 #include <vector>
+
+#include "host/Failure.h"
 
 namespace flash::host {
 
@@ -19,9 +20,9 @@ namespace flash::host {
 inline constexpr std::size_t kMaxFileBytes = std::size_t{64} * 1024 * 1024;
 
 // Whatever is wrong with a program file. The text names the file, the place in it, what was found and what is expected.
-class ProgramFileError : public std::runtime_error {
+class ProgramFileError : public Failure {
 public:
-    using std::runtime_error::runtime_error;
+    explicit ProgramFileError(const FieldText& text) : Failure(FailureKind::BadInput, text) {}
 };
 
 // Where bytes come from.
@@ -35,7 +36,7 @@ struct Origin {
 std::string Describe(const Origin& origin);
 
 // A `ProgramFileError` with the text "app.hex, line 12: problem".
-ProgramFileError ErrorAt(const Origin& origin, std::string_view problem);
+ProgramFileError ErrorAt(const Origin& origin, const FieldText& problem);
 
 // Bytes of one origin: one record of a text file, one section of an ELF file, one whole binary file.
 struct Segment {

@@ -217,9 +217,9 @@ void Session::RequireAllProgrammed(const WritePlan& plan, const ProgramOptions& 
     }
     const std::size_t unchecked = plan.sectors.back().isWritten ? kept.ccfg.size() : 0;
     if (options.verification == Verification::Crc && services.CheckedBytes() + unchecked < plan.WrittenBytes()) {
-        throw Failure(FailureKind::Operation,
-                      fmt::format("Programming: only {} of {} bytes were checked by CRC; try --verify readback",
-                                  services.CheckedBytes(), plan.WrittenBytes()));
+        throw Failure(FailureKind::Operation, fmt::format("Programming: only {} of {} bytes were checked by CRC; try ",
+                                                          services.CheckedBytes(), plan.WrittenBytes()) +
+                                                  FieldText(Field::Verification) + " readback");
     }
 }
 

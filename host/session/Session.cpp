@@ -91,9 +91,9 @@ FlashGeometry Session::MeasuredGeometry() const {
         throw Failure(
             FailureKind::Unreachable,
             fmt::format(
-                "The plug-in measured a flash of \"{}\", which does not go with the {}-byte sectors of {}: does "
-                "--device fit the chip?",
-                info.flashText, device.sectorSizeBytes, device.name));
+                "The plug-in measured a flash of \"{}\", which does not go with the {}-byte sectors of {}: does ",
+                info.flashText, device.sectorSizeBytes, device.name) +
+                FieldText(Field::Device) + " fit the chip?");
     }
     return {device.sectorSizeBytes, sectors};
 }

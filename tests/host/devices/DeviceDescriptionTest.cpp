@@ -170,7 +170,7 @@ TEST(DeviceDescription, AMissingFileAndAnEmptyFolderAreNamed) {
               std::string::npos);
     EXPECT_EQ(FailureOf(FailureKind::BadInput, [] { LoadDeviceDescriptions("/nowhere"); }),
               "Cannot read the folder of device descriptions /nowhere: No such file or directory; give it with "
-              "--devices");
+              "\"devices folder\"");
 }
 
 TEST(FindDevice, TakesTheNameItsLongerFormsAndClearAbbreviations) {

@@ -96,7 +96,7 @@ TEST(ReadProgram, AnExplicitFormatGoesBeforeDetection) {
 
 TEST(ReadProgram, RefusesWhatCannotBePlaced) {
     EXPECT_EQ(ErrorOf([] { ReadProgram(Bytes{1}, "a.bin"); }),
-              "a.bin: a raw binary file says nothing about its address: give it with --base ADDRESS");
+              "a.bin: a raw binary file says nothing about its address: give it with \"base address\" ADDRESS");
     EXPECT_EQ(ErrorOf([] { ReadProgram(Bytes{1}, "a.dat"); }),
               "a.dat: neither content nor extension tells the format: name it (hex, srec, bin or elf)");
     EXPECT_EQ(ErrorOf([] { ReadProgram(AsBytes(":00000001FF\n"), "a.hex"); }),
@@ -170,7 +170,7 @@ TEST(ReadProgramFiles, RefusesABaseAddressWithoutARawBinaryFile) {
                                                    folder.Write("b.s19", kSRecordText)};
 
     EXPECT_EQ(ErrorOf([&] { ReadProgramFiles(paths, {.binaryBase = 0x1000}); }),
-              paths[0].string() + ": only a raw binary file takes an address (--base)");
+              paths[0].string() + ": only a raw binary file takes an address (\"base address\")");
 }
 
 TEST(ReadProgramFiles, NamesBothFilesOfAnOverlap) {

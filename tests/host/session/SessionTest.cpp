@@ -421,7 +421,7 @@ TEST_P(BothGenerations, WhatCannotWorkIsRefusedBeforeAnythingIsTouched) {
 TEST(Session, AFlashThatDoesNotGoWithTheDescriptionIsRefused) {
     Bench bench("LumoD1F64", FAKE_PLUGIN_MODULE, "odd size");
 
-    EXPECT_NE(FailureOf(FailureKind::Unreachable, [&] { bench.Connect(); }).find("does --device fit the chip?"),
+    EXPECT_NE(FailureOf(FailureKind::Unreachable, [&] { bench.Connect(); }).find("does \"device\" fit the chip?"),
               std::string::npos);
 }
 
