@@ -1,6 +1,7 @@
 // The device: one Lumo chip behind a debugger host. The class is the place where the state of all subsystems meets;
-// each member function is defined in the folder of the subsystem that owns it, in the order of the groups below. A
-// generation (`FlashDeviceLumoDor`, `FlashDeviceLumoFen`) adds only its constants and the five pure operations.
+// each member function is defined in the folder of the subsystem that owns it, which the groups below name. A
+// generation
+// (`FlashDeviceLumoDor`, `FlashDeviceLumoFen`) adds only its constants and the five pure operations.
 // Addresses are target addresses; flash starts at 0. Failures are exceptions whose text is for the user.
 #pragma once
 
@@ -42,17 +43,17 @@ public:
     virtual std::uint32_t GetSectorStart(std::uint32_t address) const = 0;       // address of the sector
     virtual std::uint32_t GetErasedFlashChecksum(std::uint32_t size) const = 0;  // throws for an unknown size
 
-    // Start-up (boundary/DeviceStartUp.cpp)
+    // Start-up (operations/DeviceStartUp.cpp, which also has the constructor)
     void Initialize();
     std::shared_ptr<FlashUtil> GetFlashUtil() const { return flashUtil; }
 
-    // Named operations (boundary/OperationDispatch.cpp)
+    // Named operations (operations/OperationDispatch.cpp)
     void ExecuteOperation(const std::string& operation);
 
     // Geometry in bytes, measured at the first need (device/Geometry.cpp)
     std::uint32_t MeasuredFlashSize();
 
-    // Programming (programming/)
+    // Programming (programming/ProgramPipeline.cpp)
     void ProgramData(const std::uint8_t* data, std::uint32_t address, std::uint32_t length);
     bool HandlesVerification();
 
@@ -64,13 +65,14 @@ protected:
     FlashDeviceLumo(std::string name, const std::string& secondText, const std::string& thirdText,
                     IFlashHost* flashHost);
 
-    // Host services (boundary/HostWrappers.cpp). Each throws the host's error text.
+    // Host services (device/HostWrappers.cpp). Each throws the host's error text.
     IFlashHost& Host() const;
     std::uint32_t ReadWord(std::uint32_t address);
     void ReadBytes(std::uint8_t* begin, std::uint8_t* end, std::uint32_t address);
     void WriteBytes(const std::uint8_t* begin, const std::uint8_t* end, std::uint32_t address);
     std::string ReadProperty(const char* name);
     bool ReadBoolProperty(const char* name);
+    bool ReadBoolOption(const char* key);
     void WriteProperty(const char* name, const std::string& value);
     void Run();
     void Halt();
@@ -90,7 +92,7 @@ protected:
     bool ReadRamSize();
     void PublishDeviceInfo();
 
-    // Flashloader link (flashloader/)
+    // Flashloader link (mailbox/FlashloaderLoading.cpp, mailbox/CommandMailbox.cpp)
     bool LoadFlashloader();
     void LoadFlashloaderImage(const std::string& fileName);
     bool PostCommand(const CommandBlock& block);
@@ -99,7 +101,6 @@ protected:
     std::uint32_t WaitForBlock(std::uint32_t block);
     void ReportStatus(std::uint32_t status);
     void ReportVerificationIssue();
-    bool EraseSectorRanges(const char* propertyName);
     void PrintUnfinishedCommand(const CommandBlock& block);
     [[noreturn]] void FailTimedOut();
 
@@ -111,6 +112,12 @@ protected:
     Command ChooseProgramCommand();
     void WriteChunkToBuffer(const std::uint8_t* data, std::uint32_t length);
     void PrintChunk(std::uint32_t chunkNumber, const CommandBlock& block);
+    bool CrcVerifyActive();
+
+    // Erase (programming/Erase.cpp)
+    EraseMode GetEraseMode();
+    bool MassErase();
+    bool EraseSectorRanges(const char* propertyName);
 
     // Keep CCFG (programming/KeepCcfg.cpp)
     bool KeepCcfgActive();
@@ -126,16 +133,13 @@ protected:
     bool PageSkipActive();
     bool FillSkipActive();
 
-    // Options (operations/Options.cpp)
-    bool ReadBoolOption(const char* key);
-    EraseMode GetEraseMode();
+    // Phases (operations/Options.cpp)
     void OnProgramLoadStart();
     void OverrideEraseOfSkippedPages();
     void ResetOperationState();
     void OnOperationEnd();
 
-    // Erase and blank check (operations/Erase.cpp, operations/BlankCheck.cpp)
-    bool MassErase();
+    // Blank check (operations/BlankCheck.cpp)
     bool BlankCheck();
 
     // MAC addresses (operations/MacAddress.cpp)

@@ -39,6 +39,10 @@ std::string FlashDeviceLumo::ReadProperty(const char* name) { return flash::Read
 
 bool FlashDeviceLumo::ReadBoolProperty(const char* name) { return ReadProperty(name) == "1"; }
 
+bool FlashDeviceLumo::ReadBoolOption(const char* key) {
+    return Host().GetProperty(key) != nullptr && ReadBoolProperty(key);
+}
+
 void FlashDeviceLumo::WriteProperty(const char* name, const std::string& value) {
     ThrowIfError(Host().SetProperty(name, value.c_str()));
 }

@@ -6,7 +6,6 @@
 #include "flashdevice/device/FlashDeviceLumo.h"
 #include "flashdevice/device/HostServices.h"
 #include "flashdevice/mailbox/CommandBlock.h"
-#include "flashdevice/programming/PageList.h"
 
 namespace flash {
 namespace {
@@ -92,26 +91,6 @@ void FlashDeviceLumo::ReportVerificationIssue() {
     if (IsVerbose()) {
         PrintFormatted("  Status 0x%04X: Verification issue at address 0x%08X", kCodeVerificationIssue, address);
     }
-}
-
-// Each range is waited for when the next command is posted: the last one by whatever comes after.
-bool FlashDeviceLumo::EraseSectorRanges(const char* propertyName) {
-    for (const std::string& pages : PageListToRanges(propertyName, false)) {
-        const AddressRange range = ParsePageRange(pages, sectorSize);
-        if (!LoadFlashloader()) {  // GCOVR_EXCL_BR_LINE: a failure throws
-            return false;          // GCOVR_EXCL_LINE: a failure throws
-        }
-        // The length is one less than the number of bytes, on purpose: the flashloader's rule for this command.
-        const CommandBlock block{static_cast<std::uint32_t>(Command::EraseSectors), range.first,
-                                 range.last - range.first, 0};
-        PostCommand(block);
-        currentBlock ^= 1;
-        if (WaitForCommand() != kStatusSuccess) {
-            PrintUnfinishedCommand(block);
-            FailTimedOut();
-        }
-    }
-    return true;
 }
 
 // Names the block just posted, on purpose, although the answer is that of the block before.

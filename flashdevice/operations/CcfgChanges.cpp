@@ -2,7 +2,7 @@
 #include <stdexcept>
 
 #include "flashdevice/device/FlashDeviceLumo.h"
-#include "flashdevice/device/MemoryField.h"
+#include "flashdevice/operations/MemoryField.h"
 #include "flashdevice/operations/OperationNames.h"
 #include "flashdevice/operations/Options.h"
 #include "flashdevice/operations/WriteProtection.h"

@@ -4,8 +4,8 @@
 
 #include "flashdevice/device/FlashDeviceLumo.h"
 #include "flashdevice/device/HostServices.h"
-#include "flashdevice/device/MemoryField.h"
 #include "flashdevice/operations/MacAddressText.h"
+#include "flashdevice/operations/MemoryField.h"
 #include "flashdevice/operations/OperationNames.h"
 
 namespace flash {

@@ -23,12 +23,6 @@ constexpr const char* kCcfgOptions[] = {
 
 }  // namespace
 
-bool FlashDeviceLumo::ReadBoolOption(const char* key) {
-    return Host().GetProperty(key) != nullptr && ReadBoolProperty(key);
-}
-
-EraseMode FlashDeviceLumo::GetEraseMode() { return ClassifyEraseSetting(ReadProperty(kEraseSettingKey)); }
-
 void FlashDeviceLumo::OnFlashPhase(std::uint32_t phase) {
     if (phase == kProgramLoadStarts || phase == kOperationFinished) {
         Halt();

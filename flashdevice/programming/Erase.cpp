@@ -1,8 +1,10 @@
-// Erasing the whole bank. (Listed sectors: flashloader/CommandMailbox.cpp.)
+// What is erased before programming: the mode that the user set, the whole bank, or listed sectors.
 #include <stdexcept>
 
 #include "flashdevice/device/FlashDeviceLumo.h"
 #include "flashdevice/mailbox/CommandBlock.h"
+#include "flashdevice/programming/EraseMode.h"
+#include "flashdevice/programming/PageList.h"
 
 namespace flash {
 namespace {
@@ -11,6 +13,8 @@ constexpr char kBankEraseFailed[] =
     "Erasing all unprotected pages failed! Timed out waiting for target flashloader to complete command";
 
 }  // namespace
+
+EraseMode FlashDeviceLumo::GetEraseMode() { return ClassifyEraseSetting(ReadProperty(kEraseSettingKey)); }
 
 bool FlashDeviceLumo::MassErase() {
     if (IsVerbose()) {
@@ -38,6 +42,26 @@ bool FlashDeviceLumo::MassErase() {
     bankEraseDone = true;
     if (KeepCcfgActive()) {
         RestoreCcfg();
+    }
+    return true;
+}
+
+// Each range is waited for when the next command is posted: the last one by whatever comes after.
+bool FlashDeviceLumo::EraseSectorRanges(const char* propertyName) {
+    for (const std::string& pages : PageListToRanges(propertyName, false)) {
+        const AddressRange range = ParsePageRange(pages, sectorSize);
+        if (!LoadFlashloader()) {  // GCOVR_EXCL_BR_LINE: a failure throws
+            return false;          // GCOVR_EXCL_LINE: a failure throws
+        }
+        // The length is one less than the number of bytes, on purpose: the flashloader's rule for this command.
+        const CommandBlock block{static_cast<std::uint32_t>(Command::EraseSectors), range.first,
+                                 range.last - range.first, 0};
+        PostCommand(block);
+        currentBlock ^= 1;
+        if (WaitForCommand() != kStatusSuccess) {
+            PrintUnfinishedCommand(block);
+            FailTimedOut();
+        }
     }
     return true;
 }

@@ -1,7 +1,6 @@
-// Pages that hold only the user's fill value, and the question whether the plug-in looks at the data at all.
+// Sectors that hold only the user's fill value.
 #include "flashdevice/device/FlashDeviceLumo.h"
 #include "flashdevice/programming/FillValue.h"
-#include "flashdevice/programming/ProgramOptions.h"
 
 namespace flash {
 
@@ -11,10 +10,6 @@ bool FlashDeviceLumo::FillSkipActive() {
     }
     fillValue = ParseFillValue(ReadProperty("FlashPagesFilledWithValue"));
     return true;
-}
-
-bool FlashDeviceLumo::HandlesVerification() {
-    return KeepCcfgActive() || PageSkipActive() || FillSkipActive() || ReadBoolOption(kCrcVerify);
 }
 
 }  // namespace flash

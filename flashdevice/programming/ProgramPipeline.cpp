@@ -10,7 +10,6 @@
 #include "flashdevice/programming/Crc32.h"
 #include "flashdevice/programming/EraseMode.h"
 #include "flashdevice/programming/PageList.h"
-#include "flashdevice/programming/ProgramOptions.h"
 #include "flashdevice/programming/RequestPieces.h"
 
 namespace flash {
@@ -28,6 +27,10 @@ void FlashDeviceLumo::ProgramData(const std::uint8_t* data, std::uint32_t addres
     } else {
         ProgramRange(data, address, length);
     }
+}
+
+bool FlashDeviceLumo::HandlesVerification() {
+    return KeepCcfgActive() || PageSkipActive() || FillSkipActive() || CrcVerifyActive();
 }
 
 void FlashDeviceLumo::ProgramPageRanges(const std::uint8_t* data, std::uint32_t address, std::uint32_t length) {
@@ -95,7 +98,7 @@ bool FlashDeviceLumo::ProgramChunks(const std::uint8_t* data, std::uint32_t addr
         const std::uint32_t chunkLength = std::min(length - offset, sectorSize);
         WriteChunkToBuffer(chunk, chunkLength);
         std::uint32_t crc = 0;
-        if (ReadBoolOption(kCrcVerify)) {
+        if (CrcVerifyActive()) {
             crc = Crc32({chunk, chunkLength});
             command |= kVerifyCrcFlag;  // and stays for the rest of the request, on purpose
         }
@@ -154,12 +157,14 @@ void FlashDeviceLumo::PrintChunk(std::uint32_t chunkNumber, const CommandBlock& 
     const auto number = static_cast<int>(chunkNumber);
     const auto length = static_cast<int>(block.length);
     const auto usedBlock = static_cast<int>(currentBlock ^ 1);  // that of the post
-    if (ReadBoolOption(kCrcVerify)) {
+    if (CrcVerifyActive()) {
         PrintFormatted("  Chunk %d: addr=0x%08X, length=%d, crc=0x%08X (using block %d)", number, block.address, length,
                        block.crc, usedBlock);
     } else {
         PrintFormatted("  Chunk %d: addr=0x%08X, length=%d (using block %d)", number, block.address, length, usedBlock);
     }
 }
+
+bool FlashDeviceLumo::CrcVerifyActive() { return ReadBoolOption("CrcVerify"); }
 
 }  // namespace flash

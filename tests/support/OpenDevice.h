@@ -4,8 +4,8 @@
 #include "flashdevice/device/FlashDeviceLumo.h"
 #include "flashdevice/device/FlashDeviceLumoDor.h"
 #include "flashdevice/device/FlashDeviceLumoFen.h"
-#include "flashdevice/device/MemoryField.h"
 #include "flashdevice/mailbox/CommandBlock.h"
+#include "flashdevice/operations/MemoryField.h"
 #include "flashdevice/programming/CcfgData.h"
 #include "flashdevice/programming/EraseMode.h"
 

@@ -1,4 +1,4 @@
-// Posting commands, waiting for their answers, and the erase of listed sectors.
+// Posting commands and waiting for their answers.
 #include <gtest/gtest.h>
 
 #include <stdexcept>
@@ -8,7 +8,6 @@
 namespace flash::test {
 namespace {
 
-constexpr char kTimedOut[] = "Timed out waiting for target flashloader to execute command.";
 constexpr char kUnknownStatus[] = "  Status 0xFFFFFFFF: Target flashloader has not returned any status. Unknown error!";
 
 struct Mailbox : testing::Test {
@@ -244,119 +243,6 @@ TEST_F(Mailbox, AStatusReportEndsWithTheHostsTextWhateverFails) {
         EXPECT_EQ(ThrownText<std::runtime_error>([&] { device.ReportStatus(each.status); }), kPlannedError)
             << each.status;
     }
-}
-
-struct RangeErase : testing::Test {
-    Texts Erase(const std::string& pages) {
-        target.host.properties["Pages"] = pages;
-        EXPECT_TRUE(target.device.EraseSectorRanges("Pages"));
-        return TextsOf(target.flashloader.taken);
-    }
-
-    OpenLumoD target;
-};
-
-TEST_F(RangeErase, SendsOneByteLessThanTheRangeHolds) {
-    EXPECT_EQ(Erase("2"), Texts{"command=5 addr=0x00002000 length=4095 crc=0x00000000 block=0"});
-}
-
-TEST_F(RangeErase, SendsOneCommandPerRunOfPagesAndAlternates) {
-    EXPECT_EQ(Erase("9,0, 4-6 ,5,8"), (Texts{"command=5 addr=0x00000000 length=4095 crc=0x00000000 block=0",
-                                             "command=5 addr=0x00004000 length=12287 crc=0x00000000 block=1",
-                                             "command=5 addr=0x00008000 length=8191 crc=0x00000000 block=0"}));
-    EXPECT_EQ(target.device.currentBlock, 1U);
-}
-
-TEST_F(RangeErase, ReachesTheLastPage) {
-    EXPECT_EQ(Erase("0-31"), Texts{"command=5 addr=0x00000000 length=131071 crc=0x00000000 block=0"});
-}
-
-TEST_F(RangeErase, OfNoPagesDoesNotEvenLoadTheFlashloader) {
-    EXPECT_EQ(Erase(""), Texts{});
-    EXPECT_EQ(TextsOf(target.host.calls), (Texts{"GetProperty Pages", "GetProperty Pages"}));
-}
-
-TEST_F(RangeErase, WaitsForThePreviousBlockAndNotForTheLast) {
-    Erase("1,3");
-
-    const std::vector<HostCall> traffic = Only(target.host.calls, {Slot::ReadMemory, Slot::WriteMemory});
-    EXPECT_EQ(TextsOf(traffic), (Texts{"WriteMemory 0x20000200 20*1", "ReadMemory 0x20000228 1*4",
-                                       "WriteMemory 0x20000218 20*1", "ReadMemory 0x20000210 1*4"}));
-}
-
-TEST_F(RangeErase, UsesTheSectorSizeOfTheGeneration) {
-    OpenLumoF other;
-    other.host.properties["Pages"] = "2-3,43";
-
-    EXPECT_TRUE(other.device.EraseSectorRanges("Pages"));
-
-    EXPECT_EQ(TextsOf(other.flashloader.taken),
-              (Texts{"command=5 addr=0x00004000 length=16383 crc=0x00000000 block=0",
-                     "command=5 addr=0x00056000 length=8191 crc=0x00000000 block=1"}));
-}
-
-TEST_F(RangeErase, NamesTheCommandJustPostedWhenTheOneBeforeFailed) {
-    target.flashloader.AnswerNth(1, AnswerWithStatus(0x103));
-    target.host.properties["Pages"] = "2,4-5";
-
-    EXPECT_EQ(ThrownText<std::runtime_error>([&] { target.device.EraseSectorRanges("Pages"); }), kTimedOut);
-
-    EXPECT_EQ(target.host.messages, Texts{"  Command=5 -- addr=0x00004000 -- length=0x00001FFF"});
-    EXPECT_EQ(TextOf(target.host.calls.back()), "HaltTarget");
-    EXPECT_EQ(target.device.currentBlock, 0U);
-}
-
-TEST_F(RangeErase, ATimeOutIsToldFirst) {
-    target.flashloader.AnswerNth(1, kAnswerNever);
-    target.host.properties["Pages"] = "2,4";
-
-    EXPECT_EQ(ThrownText<std::runtime_error>([&] { target.device.EraseSectorRanges("Pages"); }), kTimedOut);
-
-    EXPECT_EQ(target.host.messages, (Texts{"Target timed out! (Block 0)", kUnknownStatus,
-                                           "  Command=5 -- addr=0x00004000 -- length=0x00000FFF"}));
-}
-
-TEST_F(RangeErase, AFailureOfTheLastCommandIsNotSeen) {
-    target.flashloader.AnswerNth(2, AnswerWithStatus(0x102));
-    target.host.properties["Pages"] = "2,4";
-
-    EXPECT_TRUE(target.device.EraseSectorRanges("Pages"));
-
-    EXPECT_TRUE(target.host.messages.empty());
-}
-
-TEST_F(RangeErase, TheTextOfAFailingHaltWins) {
-    target.flashloader.AnswerNth(1, AnswerWithStatus(1));
-    target.host.properties["Pages"] = "2,4";
-    target.host.FailNth(Slot::HaltTarget, 2, "cannot halt");  // the first is of the load
-
-    EXPECT_EQ(ThrownText<std::runtime_error>([&] { target.device.EraseSectorRanges("Pages"); }), "cannot halt");
-}
-
-TEST_F(RangeErase, RefusesABadListBeforeTheTargetIsTouched) {
-    target.host.properties["Pages"] = "1,3-2";
-
-    EXPECT_EQ(ThrownText<std::runtime_error>([&] { target.device.EraseSectorRanges("Pages"); }),
-              "Invalid range was given \"3-2\".\n");
-    EXPECT_EQ(ThrownText<std::logic_error>([&] { target.device.EraseSectorRanges("Missing"); }),
-              "Unknown property \"Missing\"");
-
-    EXPECT_TRUE(Without(target.host.calls, {Slot::GetProperty}).empty());
-}
-
-TEST(RangeEraseSweep, EndsWithTheHostsTextOrThatOfTheStep) {
-    SweepHostErrors([](OpenLumoD& target) { target.host.properties["Pages"] = "2,4"; },
-                    [](OpenLumoD& target) { target.device.EraseSectorRanges("Pages"); },
-                    [](Slot slot) -> std::string {
-                        switch (slot) {
-                            case Slot::LoadProgram:
-                                return "Failed to write flashloader to device SRAM.";
-                            case Slot::WriteMemory:
-                                return "Failed to write configuration block to target.";
-                            default:
-                                return kPlannedError;
-                        }
-                    });
 }
 
 }  // namespace
