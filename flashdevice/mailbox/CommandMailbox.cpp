@@ -1,6 +1,6 @@
 // Giving the flashloader its work and waiting for the answer. Two command blocks are used in turn, so that the host
-// fills one buffer while the target works from the other: post, flip `currentBlock`, wait (for the block posted
-// before). The flip comes with the post, whatever fails behind it: the target looks for the next command there.
+// fills one buffer while the target works from the other: a post turns `currentBlock`, and the wait behind it is for
+// the block posted before.
 #include <stdexcept>
 
 #include "flashdevice/device/FlashDeviceLumo.h"
@@ -25,6 +25,8 @@ bool FlashDeviceLumo::PostCommand(const CommandBlock& block) {
                        static_cast<int>(currentBlock), address, error.what());
         throw std::runtime_error("Failed to write configuration block to target.");
     }
+    // Turned with the post, also when the host fails behind it: the target looks for its next command there.
+    currentBlock ^= 1;
     return true;
 }
 

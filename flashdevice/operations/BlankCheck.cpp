@@ -14,7 +14,6 @@ bool FlashDeviceLumo::BlankCheck() {
     if (!PostCommand(block)) {  // GCOVR_EXCL_BR_LINE: a failure throws
         return false;           // GCOVR_EXCL_LINE: a failure throws
     }
-    currentBlock ^= 1;
     // The core runs already and is not started again, on purpose. Every failure counts as programmed.
     const bool isBlank = WaitForPostedCommand() == kStatusSuccess;
     PrintText(Host(), isBlank ? "Blank Check: Device flash is blank" : "Blank Check: Device flash is programmed");

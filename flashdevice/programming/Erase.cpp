@@ -33,7 +33,6 @@ bool FlashDeviceLumo::MassErase() {
     if (!PostCommand(block)) {  // GCOVR_EXCL_BR_LINE: a failure throws
         return false;           // GCOVR_EXCL_LINE: a failure throws
     }
-    currentBlock ^= 1;
     Run();
     if (WaitForPostedCommand() != kStatusSuccess) {
         PrintFormatted("%s", kBankEraseFailed);
@@ -57,7 +56,6 @@ bool FlashDeviceLumo::EraseSectorRanges(const char* propertyName) {
         const CommandBlock block{static_cast<std::uint32_t>(Command::EraseSectors), range.first,
                                  range.last - range.first, 0};
         PostCommand(block);
-        currentBlock ^= 1;
         if (WaitForCommand() != kStatusSuccess) {
             PrintUnfinishedCommand(block);
             FailTimedOut();

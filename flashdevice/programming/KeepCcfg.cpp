@@ -83,16 +83,14 @@ void FlashDeviceLumo::RestoreCcfg() {
     }
     WriteCcfgToBuffer();
     const CommandBlock block{static_cast<std::uint32_t>(Command::ProgramRetain), ccfgData->address, length, 0};
+    // Not waited for: the next command's wait covers it.
     if (!PostCommand(block)) {  // GCOVR_EXCL_BR_LINE: a failure throws
         // GCOVR_EXCL_START: a failure throws
         if (IsVerbose()) {
             PrintFormatted("Restore CCFG: Failed to write configuration block to target.");
         }
-        return;
         // GCOVR_EXCL_STOP
     }
-    // Not waited for: the next command's wait covers it.
-    currentBlock ^= 1;
 }
 
 void FlashDeviceLumo::WriteCcfgToBuffer() {

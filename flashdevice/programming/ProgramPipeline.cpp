@@ -106,7 +106,6 @@ bool FlashDeviceLumo::ProgramChunks(const std::uint8_t* data, std::uint32_t addr
         if (!PostCommand(block)) {  // GCOVR_EXCL_BR_LINE: a failure throws
             return false;           // GCOVR_EXCL_LINE: a failure throws
         }
-        currentBlock ^= 1;
         PrintChunk(chunkNumber, block);
         offset += chunkLength;
         if (WaitForCommand() != kStatusSuccess) {

@@ -82,6 +82,7 @@ public:
     using Generation::UpdateWriteProtection;
     using Generation::verboseState;
     using Generation::WaitForCommand;
+    using Generation::WaitForPostedCommand;
     using Generation::WriteBytes;
     using Generation::writeCommandProperties;
     using Generation::WriteProperty;

@@ -22,12 +22,11 @@ struct Mailbox : testing::Test {
     FakeHost& host = target.host;
 };
 
-TEST_F(Mailbox, PostsTwentyBytesToTheCurrentBlock) {
+TEST_F(Mailbox, PostsTwentyBytesToTheBlocksInTurn) {
     host.program = nullptr;
     host.memory.Fill(0x2000'0200, 0xEE, 48);
 
     EXPECT_TRUE(device.PostCommand({0x13, 0x1000, 0x800, 0xCAFE'F00D}));
-    device.currentBlock = 1;
     EXPECT_TRUE(device.PostCommand({5, 0x2000, 0xFFF, 0}));
 
     EXPECT_EQ(TextsOf(host.calls), (Texts{"WriteMemory 0x20000200 20*1", "WriteMemory 0x20000218 20*1"}));
@@ -37,7 +36,7 @@ TEST_F(Mailbox, PostsTwentyBytesToTheCurrentBlock) {
     EXPECT_EQ(host.memory.Bytes(0x2000'0218, 24),
               (std::vector<std::uint8_t>{0x00, 0x20, 0, 0, 0xFF, 0x0F, 0,    0,    5,    0,    0,    0,
                                          0,    0,    0, 0, 0xFF, 0xFF, 0xFF, 0xFF, 0xEE, 0xEE, 0xEE, 0xEE}));
-    EXPECT_EQ(device.currentBlock, 1U) << "posting does not flip";
+    EXPECT_EQ(device.currentBlock, 0U) << "each post turns to the other block";
 }
 
 TEST_F(Mailbox, ExplainsABlockThatCannotBePosted) {
@@ -93,7 +92,7 @@ TEST_F(Mailbox, PausesFiveMillisecondsBetweenPolls) {
     device.PostCommand({1, 0, 0, 0});
     host.ClearRecord();
 
-    EXPECT_EQ(device.WaitForCommand(), 0U);
+    EXPECT_EQ(device.WaitForPostedCommand(), 0U);
 
     EXPECT_EQ(
         TextsOf(host.calls),
@@ -106,7 +105,7 @@ TEST_F(Mailbox, TakesAnAnswerAtTheLastPoll) {
     device.PostCommand({1, 0, 0, 0});
     host.ClearRecord();
 
-    EXPECT_EQ(device.WaitForCommand(), 0U);
+    EXPECT_EQ(device.WaitForPostedCommand(), 0U);
 
     EXPECT_EQ(host.CountOf(Slot::ReadMemory), 400U);
     EXPECT_EQ(host.CountOf(Slot::WaitMilliseconds), 399U);
@@ -133,7 +132,7 @@ TEST_F(Mailbox, AnAnswerDuringTheLastPauseComesTooLate) {
     target.flashloader.AnswerAll(AnswerAfterPolls(400));
     device.PostCommand({1, 0, 0, 0});
 
-    EXPECT_EQ(device.WaitForCommand(), 0xFFFF'FFFFU);
+    EXPECT_EQ(device.WaitForPostedCommand(), 0xFFFF'FFFFU);
 }
 
 TEST_F(Mailbox, AWaitEndsWithTheHostsTextWhateverFails) {
