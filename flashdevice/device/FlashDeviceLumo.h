@@ -9,6 +9,7 @@
 #include <cstdint>
 #include <map>
 #include <memory>
+#include <stdexcept>
 #include <string>
 #include <vector>
 
@@ -80,6 +81,17 @@ protected:
     std::string DirectoryPath();
     bool IsVerbose();
     void PrintFormatted(const char* format, ...) __attribute__((format(printf, 2, 3)));
+    // Runs `work`. When it fails, prints what `explain` returns with the host's text, and fails with the short
+    // `failure`.
+    template <typename Work, typename Explain>
+    void RunOrExplain(const char* failure, Work work, Explain explain) {
+        try {
+            work();
+        } catch (const std::runtime_error& error) {
+            PrintFormatted("%s\nError: %s\n", explain().c_str(), error.what());
+            throw std::runtime_error(failure);
+        }
+    }
     std::uint32_t LookUpSymbol(const char* name);
 
     // Identification (device/Identification.cpp)
@@ -95,6 +107,7 @@ protected:
     // Flashloader link (mailbox/FlashloaderLoading.cpp, mailbox/CommandMailbox.cpp)
     bool LoadFlashloader();
     void LoadFlashloaderImage(const std::string& fileName);
+    void WriteToBuffer(const std::uint8_t* data, std::uint32_t length, const char* failure);
     bool PostCommand(const CommandBlock& block);
     std::uint32_t WaitForCommand();
     std::uint32_t WaitForPostedCommand();
@@ -110,7 +123,6 @@ protected:
     void ProgramRange(const std::uint8_t* data, std::uint32_t address, std::uint32_t length);
     bool ProgramChunks(const std::uint8_t* data, std::uint32_t address, std::uint32_t length);
     Command ChooseProgramCommand();
-    void WriteChunkToBuffer(const std::uint8_t* data, std::uint32_t length);
     void PrintChunk(std::uint32_t chunkNumber, const CommandBlock& block);
     bool CrcVerifyActive();
 
@@ -125,7 +137,6 @@ protected:
     void ReadCcfg();
     std::uint32_t TrimForCcfg(std::uint32_t address, std::uint32_t length);
     void RestoreCcfg();
-    void WriteCcfgToBuffer();
 
     // Page skip and fill (programming/PageSkip.cpp, programming/FillSkip.cpp)
     std::vector<bool> ParsePageList(const char* propertyName);

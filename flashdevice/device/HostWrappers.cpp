@@ -1,16 +1,15 @@
 // The device's wrappers of the host services: each turns the host's error text into an exception.
 #include <cstdarg>
 #include <cstddef>
-#include <cstdio>
 
 #include "flashdevice/device/FlashDeviceLumo.h"
+#include "flashdevice/device/FormatText.h"
 #include "flashdevice/device/HostServices.h"
 
 namespace flash {
 namespace {
 
 constexpr std::uint16_t kPage = 1;  // the host's own notion of a memory page; always this one
-constexpr std::size_t kUsualMessageSize = 512;
 constexpr char kVerboseMode[] = "FlashVerboseMode";
 
 }  // namespace
@@ -63,20 +62,10 @@ bool FlashDeviceLumo::IsVerbose() {
 }
 
 void FlashDeviceLumo::PrintFormatted(const char* format, ...) {
-    char buffer[kUsualMessageSize];
     std::va_list arguments;
     va_start(arguments, format);
-    const auto length = static_cast<std::size_t>(std::vsnprintf(buffer, sizeof buffer, format, arguments));
+    const std::string text = FormatTextWith(format, arguments);
     va_end(arguments);
-    std::string text(buffer);
-    if (length >= sizeof buffer) {
-        // A longer message is formatted again into a text of its own size, so that it is printed whole.
-        text.resize(length + 1);
-        va_start(arguments, format);
-        std::vsnprintf(text.data(), text.size(), format, arguments);
-        va_end(arguments);
-        text.resize(length);
-    }
     PrintText(Host(), text);
 }
 

@@ -4,6 +4,7 @@
 #include <stdexcept>
 
 #include "flashdevice/device/FlashDeviceLumo.h"
+#include "flashdevice/device/FormatText.h"
 #include "flashdevice/device/HostServices.h"
 #include "flashdevice/mailbox/CommandBlock.h"
 
@@ -12,19 +13,29 @@ namespace {
 
 constexpr std::uint32_t kPollIntervalMilliseconds = 5;
 constexpr std::uint32_t kWaitBudgetMilliseconds = 2000;
+constexpr char kPostFailed[] = "Failed to write configuration block to target.";
 
 }  // namespace
+
+// Into the buffer of the block that is posted next.
+void FlashDeviceLumo::WriteToBuffer(const std::uint8_t* data, std::uint32_t length, const char* failure) {
+    const std::uint32_t address = bufferAddress[currentBlock];
+    const auto explain = [&] {
+        return FormatText("  %s addr=0x%08X, writeLength=%d(0x%X), bufIdx=%d", failure, address,
+                          static_cast<int>(length), length, static_cast<int>(currentBlock));
+    };
+    RunOrExplain(
+        failure, [&] { WriteBytes(data, data + length, address); }, explain);
+}
 
 bool FlashDeviceLumo::PostCommand(const CommandBlock& block) {
     const CommandBlockBytes bytes = BuildCommandBlock(block.command, block.address, block.length, block.crc);
     const std::uint32_t address = commandBlockAddress[currentBlock];
-    try {
-        WriteBytes(bytes.data(), bytes.data() + bytes.size(), address);
-    } catch (const std::runtime_error& error) {
-        PrintFormatted("Failed to write configuration block to target. Block %d (addr=0x%08X)\nError: %s\n",
-                       static_cast<int>(currentBlock), address, error.what());
-        throw std::runtime_error("Failed to write configuration block to target.");
-    }
+    const auto explain = [&] {
+        return FormatText("%s Block %d (addr=0x%08X)", kPostFailed, static_cast<int>(currentBlock), address);
+    };
+    RunOrExplain(
+        kPostFailed, [&] { WriteBytes(bytes.data(), bytes.data() + bytes.size(), address); }, explain);
     // Turned with the post, also when the host fails behind it: the target looks for its next command there.
     currentBlock ^= 1;
     return true;

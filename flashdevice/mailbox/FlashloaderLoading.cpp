@@ -1,6 +1,4 @@
 // Bringing the flashloader into the target's SRAM, once between two resets, and finding its mailbox.
-#include <stdexcept>
-
 #include "flashdevice/device/FlashDeviceLumo.h"
 #include "flashdevice/device/HostServices.h"
 #include "flashdevice/mailbox/CommandBlock.h"
@@ -9,7 +7,8 @@ namespace flash {
 namespace {
 
 constexpr char kFlashloaderFile[] = "DeviceFlashloaderFile";
-constexpr char kImageFolder[] = "..\\..\\arm\\";          // from the host's directory, which ends in a backslash
+constexpr char kImageFolder[] = "..\\..\\arm\\";  // from the host's directory, which ends in a backslash
+constexpr char kLoadFailed[] = "Failed to write flashloader to device SRAM.";
 constexpr std::uint32_t kProgramCounterRegister = 0x20F;  // in the host's register numbering
 
 }  // namespace
@@ -36,12 +35,9 @@ void FlashDeviceLumo::LoadFlashloaderImage(const std::string& fileName) {
     if (IsVerbose()) {
         PrintFormatted("Loading flashloader to target: %s\n", fileName.c_str());
     }
-    try {
-        ThrowIfError(Host().LoadProgram(fileName.c_str(), "", directory.c_str()));
-    } catch (const std::runtime_error& error) {
-        PrintFormatted("Failed to write flashloader to device SRAM.\nError: %s\n", error.what());
-        throw std::runtime_error("Failed to write flashloader to device SRAM.");
-    }
+    RunOrExplain(
+        kLoadFailed, [&] { ThrowIfError(Host().LoadProgram(fileName.c_str(), "", directory.c_str())); },
+        [] { return std::string(kLoadFailed); });
 }
 
 }  // namespace flash

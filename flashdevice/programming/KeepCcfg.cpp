@@ -1,5 +1,4 @@
 // Keeping the customer configuration area (CCFG) across programming: saved before, kept out of the data, written back.
-#include <stdexcept>
 #include <utility>
 
 #include "flashdevice/device/FlashDeviceLumo.h"
@@ -10,6 +9,7 @@ namespace flash {
 namespace {
 
 constexpr std::uint32_t kCcfgSizeShift = 16;  // bits 31 to 16 of the size register
+constexpr char kBufferFailed[] = "Failed to write data to temporary buffer in RAM when restoring CCFG in FLASH memory.";
 
 }  // namespace
 
@@ -81,7 +81,7 @@ void FlashDeviceLumo::RestoreCcfg() {
         PrintFormatted("Keep CCFG: Programming CCFG back to target (addr=0x%08X, length=%d|0x%x).", ccfgData->address,
                        static_cast<int>(length), length);
     }
-    WriteCcfgToBuffer();
+    WriteToBuffer(ccfgData->data.data(), length, kBufferFailed);
     const CommandBlock block{static_cast<std::uint32_t>(Command::ProgramRetain), ccfgData->address, length, 0};
     // Not waited for: the next command's wait covers it.
     if (!PostCommand(block)) {  // GCOVR_EXCL_BR_LINE: a failure throws
@@ -90,22 +90,6 @@ void FlashDeviceLumo::RestoreCcfg() {
             PrintFormatted("Restore CCFG: Failed to write configuration block to target.");
         }
         // GCOVR_EXCL_STOP
-    }
-}
-
-void FlashDeviceLumo::WriteCcfgToBuffer() {
-    const std::vector<std::uint8_t>& bytes = ccfgData->data;
-    const std::uint32_t address = bufferAddress[currentBlock];
-    try {
-        WriteBytes(bytes.data(), bytes.data() + bytes.size(), address);
-    } catch (const std::runtime_error& error) {
-        PrintFormatted(
-            "  Failed to write data to temporary buffer in RAM when restoring CCFG in FLASH memory. addr=0x%08X, "
-            "writeLength=%d(0x%X), bufIdx=%d\nError: %s\n",
-            address, static_cast<int>(bytes.size()), static_cast<unsigned>(bytes.size()),
-            static_cast<int>(currentBlock), error.what());
-        throw std::runtime_error(
-            "Failed to write data to temporary buffer in RAM when restoring CCFG in FLASH memory.");
     }
 }
 

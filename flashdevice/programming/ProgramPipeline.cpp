@@ -1,10 +1,8 @@
 // The way of a host's data into flash: what is programmed at all, with which erase, in which chunks. While the target
 // programs one chunk from its buffer, the next one travels into the other.
 #include <algorithm>
-#include <stdexcept>
 
 #include "flashdevice/device/FlashDeviceLumo.h"
-#include "flashdevice/device/HostServices.h"
 #include "flashdevice/mailbox/CommandBlock.h"
 #include "flashdevice/programming/CcfgData.h"
 #include "flashdevice/programming/Crc32.h"
@@ -16,6 +14,8 @@ namespace flash {
 namespace {
 
 constexpr char kProgramLoadEraseText[] = "ProgramLoadEraseSpecificText";
+constexpr char kBufferFailed[] =
+    "Failed to write data to temporary buffer in RAM before programming device FLASH memory.";
 
 }  // namespace
 
@@ -96,7 +96,7 @@ bool FlashDeviceLumo::ProgramChunks(const std::uint8_t* data, std::uint32_t addr
     for (std::uint32_t offset = 0; offset < length; ++chunkNumber) {
         const std::uint8_t* chunk = data + offset;
         const std::uint32_t chunkLength = std::min(length - offset, sectorSize);
-        WriteChunkToBuffer(chunk, chunkLength);
+        WriteToBuffer(chunk, chunkLength, kBufferFailed);
         std::uint32_t crc = 0;
         if (CrcVerifyActive()) {
             crc = Crc32({chunk, chunkLength});
@@ -133,20 +133,6 @@ Command FlashDeviceLumo::ChooseProgramCommand() {
             break;
     }
     return Command::Program;
-}
-
-void FlashDeviceLumo::WriteChunkToBuffer(const std::uint8_t* data, std::uint32_t length) {
-    const std::uint32_t address = bufferAddress[currentBlock];
-    try {
-        WriteBytes(data, data + length, address);
-    } catch (const std::runtime_error& error) {
-        PrintFormatted(
-            "  Failed to write data to temporary buffer in RAM before programming device FLASH memory. addr=0x%08X, "
-            "writeLength=%d(0x%X), bufIdx=%d\nError: %s\n",
-            address, static_cast<int>(length), length, static_cast<int>(currentBlock), error.what());
-        throw std::runtime_error(
-            "Failed to write data to temporary buffer in RAM before programming device FLASH memory.");
-    }
 }
 
 void FlashDeviceLumo::PrintChunk(std::uint32_t chunkNumber, const CommandBlock& block) {
