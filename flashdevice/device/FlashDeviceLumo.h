@@ -72,8 +72,8 @@ protected:
     void ReadBytes(std::uint8_t* begin, std::uint8_t* end, std::uint32_t address);
     void WriteBytes(const std::uint8_t* begin, const std::uint8_t* end, std::uint32_t address);
     std::string ReadProperty(const char* name);
-    bool ReadBoolProperty(const char* name);
-    bool ReadBoolOption(const char* key);
+    bool IsOptionOn(const char* name);          // when the host has no such property it is off
+    bool IsRequiredOptionOn(const char* name);  // when the host has no such property it is an error
     void WriteProperty(const char* name, const std::string& value);
     void Run();
     void Halt();

@@ -36,11 +36,11 @@ void FlashDeviceLumo::WriteBytes(const std::uint8_t* begin, const std::uint8_t* 
 
 std::string FlashDeviceLumo::ReadProperty(const char* name) { return flash::ReadProperty(Host(), name); }
 
-bool FlashDeviceLumo::ReadBoolProperty(const char* name) { return ReadProperty(name) == "1"; }
-
-bool FlashDeviceLumo::ReadBoolOption(const char* key) {
-    return Host().GetProperty(key) != nullptr && ReadBoolProperty(key);
+bool FlashDeviceLumo::IsOptionOn(const char* name) {
+    return Host().GetProperty(name) != nullptr && IsRequiredOptionOn(name);
 }
+
+bool FlashDeviceLumo::IsRequiredOptionOn(const char* name) { return ReadProperty(name) == "1"; }
 
 void FlashDeviceLumo::WriteProperty(const char* name, const std::string& value) {
     ThrowIfError(Host().SetProperty(name, value.c_str()));
@@ -56,7 +56,7 @@ std::string FlashDeviceLumo::DirectoryPath() { return TextOrEmpty(Host().GetDire
 
 bool FlashDeviceLumo::IsVerbose() {
     if (verboseState == kVerboseUnread) {
-        verboseState = ReadBoolOption(kVerboseMode) ? 1 : 0;
+        verboseState = IsOptionOn(kVerboseMode) ? 1 : 0;
     }
     return verboseState != 0;
 }

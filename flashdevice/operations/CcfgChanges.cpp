@@ -63,7 +63,7 @@ bool FlashDeviceLumo::PatchForOptions(std::vector<std::uint8_t>& image) {
         PatchCcfgField(image, ProtectionBytes(writeProtectWords), kProtectionField);
     }
     for (const char* option : {kDisableBootloader, kDisableCpuDap}) {
-        if (ReadBoolOption(option)) {
+        if (IsOptionOn(option)) {
             PatchCcfgField(image, {0x00}, option);
         }
     }
@@ -71,9 +71,9 @@ bool FlashDeviceLumo::PatchForOptions(std::vector<std::uint8_t>& image) {
 }
 
 bool FlashDeviceLumo::PatchSecondaryAddress(std::vector<std::uint8_t>& image, const SecondaryAddressOptions& options) {
-    if (ReadBoolOption(options.retain)) {
+    if (IsOptionOn(options.retain)) {
         PatchCcfgField(image, macAddressCache[options.readCommand], options.field);
-    } else if (ReadBoolOption(options.override)) {
+    } else if (IsOptionOn(options.override)) {
         const std::vector<std::uint8_t> bytes = ParseMacAddressProperty(writeCommandProperties[options.writeCommand]);
         if (bytes.empty()) {
             return false;
@@ -92,7 +92,7 @@ void FlashDeviceLumo::ProgramLastSector(const std::vector<std::uint8_t>& image) 
 }
 
 bool FlashDeviceLumo::UpdateWriteProtection() {
-    if (!ReadBoolProperty(kWriteProtectionToggle)) {
+    if (!IsRequiredOptionOn(kWriteProtectionToggle)) {
         return false;
     }
     ProtectPages(writeProtectWords, ParsePageList(kWriteProtectionText));

@@ -38,10 +38,10 @@ void FlashDeviceLumo::OnFlashPhase(std::uint32_t phase) {
 }
 
 void FlashDeviceLumo::OnProgramLoadStart() {
-    if (ReadBoolOption(kRetainIeeeSecondary)) {
+    if (IsOptionOn(kRetainIeeeSecondary)) {
         DoReadMacAddress(kReadSecIeee);
     }
-    if (ReadBoolOption(kRetainBleSecondary)) {
+    if (IsOptionOn(kRetainBleSecondary)) {
         DoReadMacAddress(kReadSecBle);
     }
     if (PageSkipActive()) {
@@ -74,7 +74,7 @@ void FlashDeviceLumo::ResetOperationState() {
 
 void FlashDeviceLumo::OnOperationEnd() {
     const bool isChanging = std::any_of(std::begin(kCcfgOptions), std::end(kCcfgOptions),
-                                        [this](const char* option) { return ReadBoolOption(option); });
+                                        [this](const char* option) { return IsOptionOn(option); });
     if (isChanging) {
         ApplyCcfgChanges(kAllCcfgChanges);
         Halt();

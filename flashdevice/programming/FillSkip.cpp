@@ -5,7 +5,7 @@
 namespace flash {
 
 bool FlashDeviceLumo::FillSkipActive() {
-    if (!ReadBoolOption("FlashPagesFilledWith")) {
+    if (!IsOptionOn("FlashPagesFilledWith")) {
         return false;
     }
     fillValue = ParseFillValue(ReadProperty("FlashPagesFilledWithValue"));

@@ -13,7 +13,7 @@ constexpr char kBufferFailed[] = "Failed to write data to temporary buffer in RA
 
 }  // namespace
 
-bool FlashDeviceLumo::KeepCcfgActive() { return ReadBoolOption("KeepCcfgSetting"); }
+bool FlashDeviceLumo::KeepCcfgActive() { return IsOptionOn("KeepCcfgSetting"); }
 
 void FlashDeviceLumo::HoldCcfg() {
     if (KeepCcfgActive() && ccfgData->data.empty()) {

@@ -20,7 +20,7 @@ std::vector<std::string> FlashDeviceLumo::PageListToRanges(const char* propertyN
 }
 
 bool FlashDeviceLumo::PageSkipActive() {
-    if (!ReadBoolProperty(kPageToggle)) {
+    if (!IsRequiredOptionOn(kPageToggle)) {
         return false;
     }
     // When every page is named no range is left, and the list is built again at each test.

@@ -150,6 +150,6 @@ void FlashDeviceLumo::PrintChunk(std::uint32_t chunkNumber, const CommandBlock& 
     }
 }
 
-bool FlashDeviceLumo::CrcVerifyActive() { return ReadBoolOption("CrcVerify"); }
+bool FlashDeviceLumo::CrcVerifyActive() { return IsOptionOn("CrcVerify"); }
 
 }  // namespace flash

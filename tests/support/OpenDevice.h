@@ -38,6 +38,8 @@ public:
     using Generation::Halt;
     using Generation::host;
     using Generation::IdentifyDevice;
+    using Generation::IsOptionOn;
+    using Generation::IsRequiredOptionOn;
     using Generation::IsVerbose;
     using Generation::KeepCcfgActive;
     using Generation::LoadFlashloader;
@@ -58,8 +60,6 @@ public:
     using Generation::PublishDeviceInfo;
     using Generation::ramSize;
     using Generation::ramTopSector;
-    using Generation::ReadBoolOption;
-    using Generation::ReadBoolProperty;
     using Generation::ReadBytes;
     using Generation::ReadCcfg;
     using Generation::ReadIdCode;

@@ -104,21 +104,22 @@ TEST_F(Wrappers, AreOnOnlyForTheText1) {
     };
     for (const Case& each : cases) {
         host.properties["Option"] = each.text;
-        EXPECT_EQ(device.ReadBoolProperty("Option"), each.isOn) << each.text;
-        EXPECT_EQ(device.ReadBoolOption("Option"), each.isOn) << each.text;
+        EXPECT_EQ(device.IsRequiredOptionOn("Option"), each.isOn) << each.text;
+        EXPECT_EQ(device.IsOptionOn("Option"), each.isOn) << each.text;
     }
 }
 
 TEST_F(Wrappers, TellAMissingPropertyFromAMissingOption) {
     EXPECT_EQ(ThrownText<std::logic_error>([&] { device.ReadProperty("Option"); }), "Unknown property \"Option\"");
-    EXPECT_EQ(ThrownText<std::logic_error>([&] { device.ReadBoolProperty("Option"); }), "Unknown property \"Option\"");
-    EXPECT_FALSE(device.ReadBoolOption("Option"));
+    EXPECT_EQ(ThrownText<std::logic_error>([&] { device.IsRequiredOptionOn("Option"); }),
+              "Unknown property \"Option\"");
+    EXPECT_FALSE(device.IsOptionOn("Option"));
 }
 
 TEST_F(Wrappers, ReadAnOptionAfterATestOfItsExistence) {
     host.properties["Option"] = "1";
 
-    device.ReadBoolOption("Option");
+    device.IsOptionOn("Option");
 
     EXPECT_EQ(TextsOf(host.calls), (Texts(3, "GetProperty Option")));
 }
@@ -127,7 +128,7 @@ TEST_F(Wrappers, AnOptionThatVanishesWhileItIsReadIsAnError) {
     host.properties["Option"] = "1";
     host.HideProperty("Option", 2);
 
-    EXPECT_EQ(ThrownText<std::logic_error>([&] { device.ReadBoolOption("Option"); }), "Unknown property \"Option\"");
+    EXPECT_EQ(ThrownText<std::logic_error>([&] { device.IsOptionOn("Option"); }), "Unknown property \"Option\"");
 }
 
 TEST_F(Wrappers, VerboseIsOffWithoutTheSettingAndReadOnce) {
