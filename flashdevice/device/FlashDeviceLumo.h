@@ -98,6 +98,7 @@ protected:
     bool IdentifyDevice();
     std::uint32_t ReadIdCode();
     void PrintUnknownRevision(std::uint32_t code);
+    std::string RevisionNumber() const;  // "major.minor"
 
     // Geometry (device/Geometry.cpp)
     void MeasureFlash();

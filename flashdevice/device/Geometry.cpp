@@ -37,8 +37,7 @@ bool FlashDeviceLumo::ReadRamSize() {
 void FlashDeviceLumo::PublishDeviceInfo() {
     WriteProperty("DeviceInfoFlashSize", Kilobytes(flashSize) + " (" + std::to_string(sectorCount) + " sectors)");
     WriteProperty("DeviceInfoRAMSize", Kilobytes(ramSize));
-    WriteProperty("DeviceInfoRevision",
-                  revisionName + " (" + std::to_string(revisionMajor) + "." + std::to_string(revisionMinor) + ")");
+    WriteProperty("DeviceInfoRevision", revisionName + " (" + RevisionNumber() + ")");
 }
 
 std::uint32_t FlashDeviceLumo::GetErasedFlashChecksum(std::uint32_t size) const {

@@ -12,10 +12,6 @@ constexpr char kCore[] = "Cortex";
 constexpr std::uint32_t kIdCodeRegister = 1;
 constexpr std::uint32_t kRevisionShift = 28;  // bits 31 to 28 of the identification code
 
-std::string MajorMinor(std::uint32_t major, std::uint32_t minor) {
-    return std::to_string(major) + "." + std::to_string(minor);
-}
-
 }  // namespace
 
 std::uint32_t FlashDeviceLumo::ReadIdCode() {
@@ -54,12 +50,16 @@ bool FlashDeviceLumo::IdentifyDevice() {
 
 void FlashDeviceLumo::PrintUnknownRevision(std::uint32_t code) {
     const std::string digit(1, "0123456789abcdef"[code & 0xF]);
-    std::string assumed = MajorMinor(revisionMajor, revisionMinor);
+    std::string assumed = RevisionNumber();
     if (revisionName != "-") {
         assumed = revisionName + " (" + assumed + ")";
     }
     PrintText(Host(), "Device revision '0x" + digit +
                           "' unknown for selected target. Assuming latest known revision: Rev. " + assumed + ".");
+}
+
+std::string FlashDeviceLumo::RevisionNumber() const {
+    return std::to_string(revisionMajor) + "." + std::to_string(revisionMinor);
 }
 
 }  // namespace flash

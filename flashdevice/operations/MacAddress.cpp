@@ -23,12 +23,11 @@ MemoryField FlashDeviceLumo::GetCcfgFieldLocation(const std::string& name) {
 }
 
 bool FlashDeviceLumo::DoReadMacAddress(const std::string& command) {
-    MemoryField field = GetFieldLocation(GetXmlPropertyNameFromCommand(command));
+    const char* property = GetXmlPropertyNameFromCommand(command);
     // Secondary addresses lie in CCFG; primary ones lie outside flash and do not move.
-    if (command.find("Sec") != std::string::npos) {
-        field.address += flashSize - referenceFlashSize;
-    }
-    macAddressCache.erase(command);  // what cannot be read is not written back later
+    const bool isInCcfg = command.find("Sec") != std::string::npos;
+    const MemoryField field = isInCcfg ? GetCcfgFieldLocation(property) : GetFieldLocation(property);
+    macAddressCache.erase(command);  // an address that cannot be read is not kept: nothing is written back later
     std::vector<std::uint8_t> bytes(field.length);
     try {
         ReadBytes(bytes.data(), bytes.data() + bytes.size(), field.address);

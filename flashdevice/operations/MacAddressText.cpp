@@ -20,7 +20,8 @@ std::string_view TrimWhiteSpace(std::string_view text) {
     return text;
 }
 
-// Digits, behind a sign or none; nothing at all stands for 0.
+// Digits, behind a sign or none; nothing at all stands for 0. A sign alone or behind a digit is a mistake, not a
+// number.
 bool IsHexadecimal(std::string_view piece) {
     piece = TrimWhiteSpace(piece);
     const bool hasSign = piece.starts_with('+') || piece.starts_with('-');
