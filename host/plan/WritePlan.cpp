@@ -150,6 +150,9 @@ char MapCharacter(const SectorPlan& sector) {
     if (sector.isSkippedPage || sector.isSkippedFill) {
         return sector.isErased ? 'e' : 's';
     }
+    if (sector.isUnchanged) {
+        return '=';
+    }
     if (sector.isWritten) {
         return sector.isErased ? '#' : sector.keepsRest ? '+' : 'w';
     }
@@ -161,6 +164,8 @@ char MapCharacter(const SectorPlan& sector) {
 std::size_t WritePlan::WrittenBytes() const { return ByteCount(writes); }
 
 std::size_t WritePlan::ExpectedBytes() const { return ByteCount(expected); }
+
+std::size_t WritePlan::AlreadyRightBytes() const { return ByteCount(alreadyRight); }
 
 PageSet WritePlan::Pages(bool SectorPlan::*property) const {
     PageSet pages(geometry.sectorCount);
@@ -186,7 +191,8 @@ std::string DrawFlashMap(const WritePlan& plan) {
         }
         map += fmt::format("| 0x{:08X}\n", end * plan.geometry.sectorSizeBytes - 1);
     }
-    return map + "# erased and written, + written with the rest kept, w written, e erased, s skipped, . untouched\n";
+    return map + "# erased and written, + written with the rest kept, w written, e erased, s skipped, . untouched" +
+           (plan.Pages(&SectorPlan::isUnchanged).IsEmpty() ? "" : ", = already right") + "\n";
 }
 
 }  // namespace flash::host

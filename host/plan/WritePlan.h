@@ -39,18 +39,21 @@ struct SectorPlan {
     bool keepsRest = false;  // what the file does not have keeps what the chip holds
     bool isSkippedPage = false;
     bool isSkippedFill = false;
+    bool isUnchanged = false;  // holds already what the load would leave: neither erased nor written
 };
 
 struct WritePlan {
     FlashGeometry geometry{};
     EraseChoice erase = EraseChoice::Necessary;  // as carried out: `All` with skipped pages becomes `Necessary`
     std::vector<SectorPlan> sectors;
-    std::vector<DataRun> writes;    // whole sectors
-    std::vector<DataRun> expected;  // the file's bytes that must be in flash afterwards
+    std::vector<DataRun> writes;        // whole sectors
+    std::vector<DataRun> expected;      // the file's bytes that must be in flash afterwards
+    std::vector<DataRun> alreadyRight;  // likewise, in sectors that are not written because they hold them
     bool keepsCcfg = false;
 
     std::size_t WrittenBytes() const;
     std::size_t ExpectedBytes() const;
+    std::size_t AlreadyRightBytes() const;
     PageSet Pages(bool SectorPlan::*property) const;
 };
 
@@ -61,7 +64,8 @@ using ReadFlash = std::function<std::vector<std::uint8_t>(std::uint32_t address,
 WritePlan MakeWritePlan(const std::vector<DataRun>& data, const PlanRequest& request, const ReadFlash& readFlash);
 
 // One character per sector with a legend: '#' erased and written, '+' written with the rest kept, 'w' written without
-// erasing, 'e' only erased, 's' skipped, '.' untouched.
+// erasing, 'e' only erased, 's' skipped, '=' already right,
+// '.' untouched.
 std::string DrawFlashMap(const WritePlan& plan);
 
 }  // namespace flash::host

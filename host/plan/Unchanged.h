@@ -1,0 +1,27 @@
+// Which sectors a load need not touch because they already hold what it would leave there.
+#pragma once
+
+#include <cstdint>
+#include <optional>
+#include <vector>
+
+#include "host/files/ProgramImage.h"
+#include "host/plan/PageSet.h"
+#include "host/plan/WritePlan.h"
+
+namespace flash::host {
+
+// What a sector holds after the load: all of it, or up to where the chip keeps its own CCFG.
+struct SectorContent {
+    std::uint32_t sector;
+    DataRun content;
+};
+
+// Of every sector that the plan touches, ascending. Not for a plan that erases all of flash.
+std::vector<SectorContent> ContentsAfter(const WritePlan& plan, const std::optional<std::uint32_t>& keptCcfgAddress);
+
+// The plan without these sectors: they are neither erased nor written. Sectors of a list are erased with the first
+// write, so while one is left that is only erased, a write is left, too.
+WritePlan LeaveOut(WritePlan plan, const PageSet& unchanged);
+
+}  // namespace flash::host
