@@ -1,0 +1,188 @@
+// Registers, running, breakpoints, the server's own commands.
+#include <fmt/format.h>
+
+#include <algorithm>
+
+#include "host/gdb/Client.h"
+#include "host/gdb/Hex.h"
+
+namespace flash::host::gdb {
+namespace {
+
+constexpr std::size_t kWordBytes = 4;
+constexpr std::size_t kMostOutputBytes = std::size_t{1} << 16;
+constexpr const char* kNoSuchCall = "F-1,58";  // of the host, for a program on the target that asks it for a file
+
+std::uint32_t WordOf(std::span<const std::uint8_t> bytes) {
+    return bytes[0] | std::uint32_t{bytes[1]} << 8 | std::uint32_t{bytes[2]} << 16 | std::uint32_t{bytes[3]} << 24;
+}
+
+std::vector<std::uint8_t> BytesOfWord(std::uint32_t word) {
+    return {static_cast<std::uint8_t>(word), static_cast<std::uint8_t>(word >> 8),
+            static_cast<std::uint8_t>(word >> 16), static_cast<std::uint8_t>(word >> 24)};
+}
+
+RegisterPlace Require(const RegisterLayout& layout, const std::string& name) {
+    const auto place = layout.Find(name);
+    if (!place || place->lengthBytes != kWordBytes) {
+        throw ProbeError(fmt::format("The server's target has no register \"{}\" of 32 bits", name));
+    }
+    return *place;
+}
+
+}  // namespace
+
+// ---- Registers
+
+std::vector<std::string> Client::RegisterNames() const {
+    std::vector<std::string> names;
+    for (const auto& [name, place] : layout.All()) {
+        names.push_back(name);
+    }
+    return names;
+}
+
+std::uint32_t Client::ReadRegister(const std::string& name) {
+    const RegisterPlace place = Require(layout, name);
+    const std::string attempt = fmt::format("read the register {}", name);
+    if (hasSingleRegisters) {
+        const std::string reply = Exchange(fmt::format("p{:x}", place.number), attempt);
+        if (const auto bytes = BytesOf(reply); bytes && bytes->size() == kWordBytes) {
+            return WordOf(*bytes);
+        }
+        if (!reply.empty()) {
+            Refuse(attempt, reply);
+        }
+        hasSingleRegisters = false;
+    }
+    const std::vector<std::uint8_t> all = ReadAllRegisters();
+    const std::size_t offset = layout.OffsetOf(place);
+    if (offset + kWordBytes > all.size()) {
+        throw ProbeError(fmt::format("Cannot {}: the server sends only {} bytes of registers", attempt, all.size()));
+    }
+    return WordOf(std::span(all).subspan(offset, kWordBytes));
+}
+
+void Client::WriteRegister(const std::string& name, std::uint32_t value) {
+    const RegisterPlace place = Require(layout, name);
+    const std::string attempt = fmt::format("write the register {}", name);
+    if (hasSingleRegisters) {
+        const std::string reply = Exchange(fmt::format("P{:x}={}", place.number, HexOf(BytesOfWord(value))), attempt);
+        if (!reply.empty()) {
+            RequireOk(reply, attempt);
+            return;
+        }
+        hasSingleRegisters = false;
+    }
+    std::vector<std::uint8_t> all = ReadAllRegisters();
+    const std::size_t offset = layout.OffsetOf(place);
+    if (offset + kWordBytes > all.size()) {
+        throw ProbeError(fmt::format("Cannot {}: the server sends only {} bytes of registers", attempt, all.size()));
+    }
+    const std::vector<std::uint8_t> word = BytesOfWord(value);
+    std::copy(word.begin(), word.end(), all.begin() + static_cast<std::ptrdiff_t>(offset));
+    RequireOk(Exchange("G" + HexOf(all), attempt), attempt);
+}
+
+std::vector<std::uint8_t> Client::ReadAllRegisters() {
+    std::string reply = Exchange("g", "read the registers");
+    std::replace(reply.begin(), reply.end(), 'x', '0');  // a register that the server does not know
+    const auto bytes = BytesOf(reply);
+    if (!bytes || bytes->empty()) {
+        Refuse("read the registers", reply);
+    }
+    return *bytes;
+}
+
+// ---- Running
+
+void Client::Continue() {
+    Talk([&] { channel.Send(hasActions ? "vCont;c" : "c"); });
+}
+
+void Client::Step() {
+    Talk([&] { channel.Send(hasActions ? "vCont;s" : "s"); });
+}
+
+std::optional<StopReply> Client::AwaitStop(std::chrono::nanoseconds bound) {
+    return Talk([&]() -> std::optional<StopReply> {
+        const std::chrono::nanoseconds end = clock.Now() + bound;
+        while (const auto payload = NextPacket(end)) {
+            if (payload->starts_with('F')) {
+                channel.Send(kNoSuchCall);
+                continue;
+            }
+            if (const auto error = ErrorOf(*payload)) {
+                throw ProbeError(fmt::format("Cannot run the target: the server says \"{}\"", *error));
+            }
+            const auto reply = ParseStopReply(*payload);
+            if (reply && reply->kind == StopReply::Kind::Gone) {
+                throw ProbeError("The server says that its target has ended");
+            }
+            if (reply) {
+                return reply;
+            }
+        }
+        return std::nullopt;
+    });
+}
+
+StopReply Client::Interrupt() {
+    Talk([&] { channel.SendInterrupt(); });
+    auto reply = AwaitStop(timeout);
+    if (!reply) {
+        Talk([&] { Lose("the target does not stop"); });
+    }
+    return *reply;
+}
+
+std::optional<std::uint32_t> Client::ProgramCounterIn(const StopReply& reply) const {
+    const auto place = layout.Find("pc");
+    const auto found = place ? reply.registers.find(place->number) : reply.registers.end();
+    if (found == reply.registers.end() || found->second.size() != kWordBytes) {
+        return std::nullopt;
+    }
+    return WordOf(found->second);
+}
+
+// ---- Breakpoints and commands
+
+bool Client::InsertBreakpoint(BreakpointKind kind, std::uint32_t address) {
+    return Exchange(fmt::format("Z{},{:x},2", static_cast<int>(kind), address), "set a breakpoint") == "OK";
+}
+
+void Client::RemoveBreakpoint(BreakpointKind kind, std::uint32_t address) {
+    RequireOk(Exchange(fmt::format("z{},{:x},2", static_cast<int>(kind), address), "clear a breakpoint"),
+              "clear a breakpoint");
+}
+
+Client::MonitorAnswer Client::Monitor(const std::string& command) {
+    return Talk([&] {
+        channel.Send("qRcmd," + HexOf(command));
+        MonitorAnswer answer{false, ""};
+        const std::chrono::nanoseconds end = clock.Now() + timeout;
+        while (const auto payload = NextPacket(end)) {
+            if (*payload == "OK" || payload->empty() || ErrorOf(*payload)) {
+                answer.isSuccess = *payload == "OK";
+                answer.output += payload->starts_with("E.") ? payload->substr(2) : "";
+                return answer;
+            }
+            if (ParseStopReply(*payload)) {
+                continue;
+            }
+            // Some send the text with an "O" and an OK behind it, some the text alone.
+            const bool isLast = payload->front() != 'O';
+            const auto text = BytesOf(std::string_view(*payload).substr(isLast ? 0 : 1));
+            if (text && answer.output.size() < kMostOutputBytes) {
+                answer.output.append(text->begin(), text->end());
+            }
+            if (isLast) {
+                answer.isSuccess = true;
+                return answer;
+            }
+        }
+        Lose(fmt::format("no answer to the command \"{}\"", command));
+    });
+}
+
+}  // namespace flash::host::gdb

@@ -1,0 +1,296 @@
+#include "tests/host/gdb/FakeServer.h"
+
+#include <fmt/format.h>
+
+#include <algorithm>
+#include <cstdio>
+
+#include "host/gdb/Hex.h"
+
+namespace flash::host::gdb {
+namespace {
+
+constexpr const char* kDescription = "<target><architecture>arm</architecture><xi:include href=\"core.xml\"/></target>";
+constexpr const char* kCoreFeature =
+    "<feature name=\"org.gnu.gdb.arm.m-profile\">"
+    "<reg name=\"r0\" bitsize=\"32\"/><reg name=\"sp\" bitsize=\"32\" regnum=\"13\"/><reg name=\"lr\" bitsize=\"32\"/>"
+    "<reg name=\"pc\" bitsize=\"32\"/><reg name=\"xpsr\" bitsize=\"32\" regnum=\"25\"/></feature>";
+
+std::string LittleEndian(std::uint32_t word) {
+    const std::vector<std::uint8_t> bytes = {static_cast<std::uint8_t>(word), static_cast<std::uint8_t>(word >> 8),
+                                             static_cast<std::uint8_t>(word >> 16),
+                                             static_cast<std::uint8_t>(word >> 24)};
+    return HexOf(bytes);
+}
+
+std::uint32_t WordOf(const std::string& digits) {
+    const auto bytes = BytesOf(digits).value();
+    return static_cast<std::uint32_t>(bytes.at(0) | bytes.at(1) << 8 | bytes.at(2) << 16) | std::uint32_t{bytes.at(3)}
+                                                                                                << 24;
+}
+
+}  // namespace
+
+class FakeServer::ServerStream final : public ByteStream {
+public:
+    explicit ServerStream(FakeServer& fakeServer) : server(fakeServer) {}
+
+    std::size_t Read(std::span<char> buffer, std::chrono::nanoseconds bound) override {
+        if (server.Has(Quirk::NeverStopsTalking)) {
+            server.output += EncodePacket("O41");
+            server.clock.now += std::chrono::microseconds(100);
+        }
+        if (server.output.empty() && server.isClosed) {
+            throw StreamError("the other side closed the connection");
+        }
+        if (server.output.empty()) {
+            server.clock.now += bound;
+            return 0;
+        }
+        const std::size_t count = std::min(buffer.size(), server.output.size());
+        server.output.copy(buffer.data(), count);
+        server.output.erase(0, count);
+        return count;
+    }
+
+    void Write(std::string_view bytes) override {
+        if (server.isClosed) {
+            throw StreamError("the other side closed the connection");
+        }
+        for (const char byte : bytes) {
+            server.Take(byte);
+        }
+    }
+
+private:
+    FakeServer& server;
+};
+
+std::unique_ptr<ByteStream> FakeServer::Stream() { return std::make_unique<ServerStream>(*this); }
+
+void FakeServer::Store(std::uint32_t address, const std::vector<std::uint8_t>& bytes) {
+    for (const std::uint8_t byte : bytes) {
+        memory[address++] = byte;
+    }
+}
+
+void FakeServer::StoreWord(std::uint32_t address, std::uint32_t word) { Store(address, *BytesOf(LittleEndian(word))); }
+
+std::vector<std::uint8_t> FakeServer::Stored(std::uint32_t address, std::size_t length) const {
+    std::vector<std::uint8_t> bytes;
+    for (std::size_t i = 0; i < length; ++i) {
+        bytes.push_back(memory.at(address + static_cast<std::uint32_t>(i)));
+    }
+    return bytes;
+}
+
+std::size_t FakeServer::Count(const std::string& beginning) const {
+    return static_cast<std::size_t>(std::count_if(
+        requests.begin(), requests.end(), [&](const std::string& request) { return request.starts_with(beginning); }));
+}
+
+void FakeServer::Take(char byte) {
+    const auto frame = decoder.Take(byte);
+    if (isRunning && Has(Quirk::StopsAtAnyByte)) {
+        Interrupt();
+    }
+    if (!frame) {
+        return;
+    }
+    if (frame->kind == FrameKind::Interrupt) {
+        Interrupt();
+    } else if (frame->kind == FrameKind::Nack) {
+        Send(lastAnswer);
+    } else if (frame->kind == FrameKind::Packet) {
+        requests.push_back(frame->payload);
+        output += acknowledges ? "+" : "";
+        const std::string answer = Answer(frame->payload);
+        const bool isAnswerItself = frame->payload.starts_with('F');
+        if (!isAnswerItself && (!isRunning || !answer.empty())) {
+            Send(answer);
+        }
+    }
+}
+
+void FakeServer::Interrupt() {
+    ++interrupts;
+    if (!isRunning && Has(Quirk::AnswersInterruptTwice)) {
+        Send("T02");
+    }
+    if (isRunning && !Has(Quirk::NeverStopsItsTarget)) {
+        isRunning = false;
+        onInterrupt(*this);
+        Send("T02thread:1;");
+    }
+}
+
+void FakeServer::Send(const std::string& payload) {
+    if (Has(Quirk::NeverAnswers) || Has(Quirk::NeverStopsTalking) || isClosed) {
+        return;
+    }
+    lastAnswer = payload;
+    if (Has(Quirk::TalksAlways)) {
+        output += EncodeNotification("Alive") + EncodePacket("O48690a") + "+";
+    }
+    if (Has(Quirk::NeverEndsItsPacket)) {
+        output += "$" + std::string(2 << 20, 'a');
+    } else if (Has(Quirk::SendsDamagedPackets)) {
+        output += "$" + payload + "#zz";
+    } else {
+        output += EncodePacket(payload);
+    }
+}
+
+std::string FakeServer::Answer(const std::string& request) {
+    if (request.starts_with("qSupported")) {
+        return Has(Quirk::KnowsNoFeatures) ? ""
+                                           : fmt::format("PacketSize={:x};QStartNoAckMode+{}", packetBytes,
+                                                         Has(Quirk::KnowsNoDescription) ? "" : ";qXfer:features:read+");
+    }
+    if (request == "QStartNoAckMode") {
+        acknowledges = false;
+        return "OK";
+    }
+    if (request == "?") {
+        return Has(Quirk::HasNoTarget) ? "W00" : "S05";
+    }
+    if (request.starts_with("qXfer:features:read:")) {
+        return std::string("l") + (request.find("core.xml") != std::string::npos ? kCoreFeature : kDescription);
+    }
+    if (request == "vCont?") {
+        return Has(Quirk::KnowsNoActions) ? "" : "vCont;c;C;s;S";
+    }
+    if (request == "D") {
+        isDetached = true;
+        return "OK";
+    }
+    if (request == (Has(Quirk::KnowsNoActions) ? "c" : "vCont;c")) {
+        return Resumed();
+    }
+    if (request == (Has(Quirk::KnowsNoActions) ? "s" : "vCont;s")) {
+        registers[15] += 2;
+        return "S05";
+    }
+    switch (request.front()) {
+        case 'm':
+        case 'M':
+        case 'X':
+            return AnswerMemory(request);
+        case 'p':
+        case 'P':
+        case 'g':
+        case 'G':
+            return AnswerRegister(request);
+        case 'Z':
+        case 'z': {
+            if (Has(Quirk::KnowsNoBreakpoint) || (request[1] == '1' && Has(Quirk::KnowsNoHardwareBreakpoint))) {
+                return "";
+            }
+            const std::string breakpoint = request.substr(1, request.rfind(',') - 1);
+            request.front() == 'Z' ? (void)breakpoints.insert(breakpoint) : (void)breakpoints.erase(breakpoint);
+            return "OK";
+        }
+        default:
+            return request.starts_with("qRcmd,") ? AnswerMonitor(request) : "";
+    }
+}
+
+std::string FakeServer::AnswerMemory(const std::string& request) {
+    std::uint32_t address = 0, length = 0;
+    int headerLength = 0;
+    std::sscanf(request.c_str() + 1, "%x,%x%n", &address, &length, &headerLength);
+    if (request.front() == 'm') {
+        std::vector<std::uint8_t> bytes(length);
+        for (std::uint32_t i = 0; i < length; ++i) {
+            const auto found = memory.find(address + i);
+            if (found == memory.end() && !Has(Quirk::ReadsZeros)) {
+                return "E01";
+            }
+            bytes[i] = Has(Quirk::ReadsZeros) ? 0 : found->second;
+        }
+        return HexOf(bytes);
+    }
+    const std::string data = request.substr(static_cast<std::size_t>(headerLength) + 2);
+    if (request.front() == 'X') {
+        if (Has(Quirk::KnowsNoBinaryWrite)) {
+            return "";
+        }
+        Has(Quirk::LosesBinaryWrites) ? void() : Store(address, Unescape(data).value());
+    } else if (!Has(Quirk::LosesWrites)) {
+        Store(address, BytesOf(data).value());
+    }
+    return "OK";
+}
+
+std::string FakeServer::AllRegisters() const {
+    std::string all;
+    for (const auto& [number, value] : registers) {
+        all += LittleEndian(value);
+    }
+    return all;
+}
+
+std::string FakeServer::AnswerRegister(const std::string& request) {
+    if (Has(Quirk::ClosesWhenRegistersAreAsked)) {
+        isClosed = true;
+        return "";
+    }
+    const bool isSingle = request.front() == 'p' || request.front() == 'P';
+    if (isSingle && Has(Quirk::KnowsNoSingleRegister)) {
+        return "";
+    }
+    std::uint32_t number = 0;
+    std::sscanf(request.c_str() + 1, "%x", &number);
+    switch (request.front()) {
+        case 'p':
+            return registers.contains(number) ? LittleEndian(registers[number]) : "E00";
+        case 'P':
+            registers[number] = WordOf(request.substr(request.find('=') + 1));
+            return "OK";
+        case 'g':
+            return AllRegisters();
+        default: {
+            std::size_t offset = 1;
+            for (auto& [unused, value] : registers) {
+                value = WordOf(request.substr(offset, 8));
+                offset += 8;
+            }
+            return "OK";
+        }
+    }
+}
+
+std::string FakeServer::AnswerMonitor(const std::string& request) {
+    const auto bytes = BytesOf(std::string_view(request).substr(6)).value();
+    if (std::string(bytes.begin(), bytes.end()) == resetCommand) {
+        registers[15] = WordOf(HexOf(Stored(4, 4))) & ~1u;
+        return "OK";
+    }
+    if (Has(Quirk::ExplainsUnknownCommands)) {
+        Send("O" + HexOf(std::string_view("commands: help\n")));
+        return "OK";
+    }
+    return "E01";
+}
+
+std::string FakeServer::Resumed() {
+    isRunning = true;
+    if (Has(Quirk::AsksForFiles)) {
+        Send("Fwrite,1,20000000,4");
+    }
+    if (Has(Quirk::LocksUp)) {
+        isRunning = false;
+        registers[15] = 0xEFFFFFFE;
+        return "T05";
+    }
+    if (Has(Quirk::StopsForNoReason) && !wasResumed) {
+        wasResumed = true;
+        isRunning = false;
+        return "T02";
+    }
+    const std::string stop = onResume(*this);
+    isRunning = stop.empty();
+    return stop;
+}
+
+}  // namespace flash::host::gdb
