@@ -99,7 +99,7 @@ private:
         // An abbreviation is completed; a longer name is kept, for it may say more.
         const std::string partName = options.device.size() < device.name.size() ? device.name : options.device;
         host::Settings settings = host::DefaultSettings();
-        device.AddTo(settings);
+        settings.SetAll(device.properties);
         for (const auto& [key, value] : options.properties) {
             settings.Set(key, value);
         }
@@ -163,11 +163,11 @@ private:
     }
 
     void RequireAgreement(const std::vector<host::DataRun>& programmed) {
-        const std::uint32_t pageCount = session->Info().geometry.sectorCount;
+        const std::uint32_t sectorCount = session->Info().geometry.sectorCount;
         const host::ClosingChanges& closing = options.program.closing;
-        host::DangerousChanges changes{closing.disableDebug, host::PageSet(pageCount), programmed};
-        if (closing.protectedPages) {
-            changes.protectedPages = host::ParsePageList(*closing.protectedPages, pageCount, "--protect");
+        host::DangerousChanges changes{closing.disableDebug, host::SectorSet(sectorCount), programmed};
+        if (closing.protectedSectors) {
+            changes.protectedSectors = host::ParseSectorList(*closing.protectedSectors, sectorCount, "--protect");
         }
         const std::vector<std::string> dangers = FindDangers(changes, device, session->Info().geometry.SizeBytes());
         if (dangers.empty()) {

@@ -13,11 +13,11 @@ using nlohmann::json;
 
 double Seconds(std::chrono::nanoseconds time) { return std::chrono::duration<double>(time).count(); }
 
-json PagesOf(const host::PageSet& pages) {
+json SectorsOf(const host::SectorSet& sectors) {
     json list = json::array();
-    for (std::uint32_t page = 0; page < pages.PageCount(); ++page) {
-        if (pages.Contains(page)) {
-            list.push_back(page);
+    for (std::uint32_t sector = 0; sector < sectors.SectorCount(); ++sector) {
+        if (sectors.Contains(sector)) {
+            list.push_back(sector);
         }
     }
     return list;
@@ -59,11 +59,11 @@ public:
     void ShowPlan(const host::WritePlan& plan) override {
         using host::SectorPlan;
         Emit({{"event", "plan"},
-              {"erased", PagesOf(plan.Pages(&SectorPlan::isErased))},
-              {"written", PagesOf(plan.Pages(&SectorPlan::isWritten))},
-              {"kept", PagesOf(plan.Pages(&SectorPlan::keepsRest))},
-              {"skipped", PagesOf(plan.Pages(&SectorPlan::isSkippedPage))},
-              {"skippedFill", PagesOf(plan.Pages(&SectorPlan::isSkippedFill))},
+              {"erased", SectorsOf(plan.Sectors(&SectorPlan::isErased))},
+              {"written", SectorsOf(plan.Sectors(&SectorPlan::isWritten))},
+              {"kept", SectorsOf(plan.Sectors(&SectorPlan::keepsRest))},
+              {"skipped", SectorsOf(plan.Sectors(&SectorPlan::isSkipped))},
+              {"skippedFill", SectorsOf(plan.Sectors(&SectorPlan::isOnlyFill))},
               {"keepsCcfg", plan.keepsCcfg},
               {"writtenBytes", plan.WrittenBytes()},
               {"fileBytes", plan.ExpectedBytes()}});
@@ -77,7 +77,7 @@ public:
               {"address", ccfg.address},
               {"bootloaderDisabled", ccfg.isBootloaderDisabled},
               {"debugDisabled", ccfg.isDebugDisabled},
-              {"protected", PagesOf(ccfg.protectedPages)}});
+              {"protected", SectorsOf(ccfg.protectedSectors)}});
     }
     void ShowInfo(const Connection&) override {}  // `Connected` has told it
     void ShowDevices(const std::vector<host::DeviceDescription>& devices) override {

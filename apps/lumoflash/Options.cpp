@@ -384,13 +384,13 @@ private:
                                                 {"sectors:LIST", EraseChoice::Listed},
                                                 {"none", EraseChoice::None}},
                                                "--erase");
-        program.erasedPages = isListed ? raw.erase.substr(kListedSectors.size()) : "";
+        program.erasedSectors = isListed ? raw.erase.substr(kListedSectors.size()) : "";
         program.verification = ParseWord<Verification>(
             raw.verify,
             {{"crc", Verification::Crc}, {"readback", Verification::ReadBack}, {"none", Verification::None}},
             "--verify");
         if (Given(Command::Program, "--skip-pages")) {
-            program.skippedPages = raw.skipPages;
+            program.skippedSectors = raw.skipPages;
         }
         if (Given(Command::Program, "--skip-fill")) {
             program.skippedFill = static_cast<std::uint8_t>(ParseNumber(raw.skipFill, kByte, "--skip-fill"));
@@ -407,7 +407,7 @@ private:
             closing.ieee = host::ParseMacAddress(raw.ieee, host::kIeeeAddressBytes, "--ieee");
         }
         if (Given(command, "--protect")) {
-            closing.protectedPages = raw.protect;
+            closing.protectedSectors = raw.protect;
         }
     }
 

@@ -40,7 +40,7 @@ bool HasInput(const std::atomic<bool>& isInterrupted) {
     return false;
 }
 
-std::string ListOrNone(const host::PageSet& pages) { return pages.IsEmpty() ? "none" : pages.Text(); }
+std::string ListOrNone(const host::SectorSet& sectors) { return sectors.IsEmpty() ? "none" : sectors.Text(); }
 
 // A reader that goes away is noticed at the end; it must not stop the work on the chip, so nothing is thrown.
 template <typename... Values>
@@ -104,8 +104,8 @@ public:
         using host::SectorPlan;
         fmt::print(
             "erase  {}\nwrite  {}\nkeep   {}\nskip   {}\n{} bytes in whole sectors, {} of them from the file{}\n{}",
-            ListOrNone(plan.Pages(&SectorPlan::isErased)), ListOrNone(plan.Pages(&SectorPlan::isWritten)),
-            ListOrNone(plan.Pages(&SectorPlan::keepsRest)), SkippedPages(plan), plan.WrittenBytes(),
+            ListOrNone(plan.Sectors(&SectorPlan::isErased)), ListOrNone(plan.Sectors(&SectorPlan::isWritten)),
+            ListOrNone(plan.Sectors(&SectorPlan::keepsRest)), SkippedSectors(plan), plan.WrittenBytes(),
             plan.ExpectedBytes(), plan.keepsCcfg ? "; CCFG is kept" : "", DrawFlashMap(plan));
     }
     void ShowAddress(host::AddressKind kind, const std::string& address) override {
@@ -117,7 +117,7 @@ public:
         Print(stdout, "Boot loader  {}\n", ccfg.isBootloaderDisabled ? "disabled" : "enabled");
         Print(stdout, "Debug port   {}\n", ccfg.isDebugDisabled ? "disabled from the next power-up on" : "enabled");
         Print(stdout, "Protected    {}\n",
-              ccfg.protectedPages.IsEmpty() ? "no pages" : "pages " + ccfg.protectedPages.Text());
+              ccfg.protectedSectors.IsEmpty() ? "no pages" : "pages " + ccfg.protectedSectors.Text());
     }
     void ShowInfo(const Connection& connection) override {
         Print(stdout, "Device       {}, {}\n", connection.device, connection.summary);
@@ -214,9 +214,9 @@ private:
         Print(stderr, "{}{}{}{}\n", isColored ? color : "", prefix, text, isColored ? kPlain : "");
     }
 
-    static std::string SkippedPages(const host::WritePlan& plan) {
-        const host::PageSet listed = plan.Pages(&host::SectorPlan::isSkippedPage);
-        const host::PageSet filled = plan.Pages(&host::SectorPlan::isSkippedFill);
+    static std::string SkippedSectors(const host::WritePlan& plan) {
+        const host::SectorSet listed = plan.Sectors(&host::SectorPlan::isSkipped);
+        const host::SectorSet filled = plan.Sectors(&host::SectorPlan::isOnlyFill);
         return filled.IsEmpty() ? ListOrNone(listed)
                                 : fmt::format("{}; of only the fill value: {}", ListOrNone(listed), filled.Text());
     }

@@ -288,12 +288,6 @@ FieldLocation DeviceDescription::Location(const std::string& key, std::uint32_t 
     return location;
 }
 
-void DeviceDescription::AddTo(Settings& settings) const {
-    for (const auto& [key, value] : properties) {
-        settings.Set(key, value);
-    }
-}
-
 DeviceDescription LoadDeviceDescription(const std::filesystem::path& file) { return DescriptionReader(file).Read(); }
 
 std::vector<DeviceDescription> LoadDeviceDescriptions(const std::filesystem::path& folder) {

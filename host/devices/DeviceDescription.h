@@ -8,8 +8,6 @@
 #include <string>
 #include <vector>
 
-#include "host/settings/Settings.h"
-
 namespace flash::host {
 
 // Where a value lies on the chip; flash addresses are written for the generation's reference flash size.
@@ -38,8 +36,6 @@ struct DeviceDescription {
 
     // The same on a chip of that flash size: a location in flash moves with the end of flash.
     FieldLocation Location(const std::string& key, std::uint32_t flashSizeBytes) const;
-
-    void AddTo(Settings& settings) const;
 };
 
 // Throws Failure (BadInput), the text naming file and line.

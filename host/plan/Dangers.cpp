@@ -39,10 +39,10 @@ std::vector<std::string> FindDangers(const DangerousChanges& changes, const Devi
             "The debug port will be disabled from the next power-up on: no debugger, this program "
             "included, will reach the chip again");
     }
-    const bool isLast = changes.protectedPages.Contains(changes.protectedPages.PageCount() - 1);
-    if (!changes.protectedPages.IsEmpty()) {
+    const bool isLast = changes.protectedSectors.Contains(changes.protectedSectors.SectorCount() - 1);
+    if (!changes.protectedSectors.IsEmpty()) {
         dangers.push_back(fmt::format("Pages {} will be write-protected from the next power-up on{}",
-                                      changes.protectedPages.Text(),
+                                      changes.protectedSectors.Text(),
                                       isLast ? ", and with the last page all of CCFG: this cannot be taken back" : ""));
     }
     if (changes.disableDebug && isLast) {

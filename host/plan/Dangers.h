@@ -5,14 +5,14 @@
 #include <vector>
 
 #include "host/devices/DeviceDescription.h"
+#include "host/devices/SectorSet.h"
 #include "host/files/ProgramImage.h"
-#include "host/plan/PageSet.h"
 
 namespace flash::host {
 
 struct DangerousChanges {
     bool disableDebug = false;
-    PageSet protectedPages;               // empty when none are asked for
+    SectorSet protectedSectors;           // empty when none are asked for
     std::vector<DataRun> programmedData;  // what a file brings, as it will be in flash; empty without a file
 };
 

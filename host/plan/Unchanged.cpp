@@ -42,8 +42,8 @@ void Append(std::vector<DataRun>& runs, const DataRun& run) {
 bool IsOnlyErased(const SectorPlan& sector) { return sector.isErased && !sector.isWritten; }
 
 // The sectors to leave out, but for the write that the erasing of others goes with.
-PageSet WithoutTheWriteThatErases(const WritePlan& plan, const PageSet& unchanged) {
-    PageSet kept(plan.geometry.sectorCount);
+SectorSet WithoutTheWriteThatErases(const WritePlan& plan, const SectorSet& unchanged) {
+    SectorSet kept(plan.geometry.sectorCount);
     bool isWriteNeeded = false;
     for (std::uint32_t index = 0; index < plan.geometry.sectorCount; ++index) {
         isWriteNeeded |= IsOnlyErased(plan.sectors[index]) && !unchanged.Contains(index);
@@ -85,8 +85,8 @@ std::vector<SectorContent> ContentsAfter(const WritePlan& plan, const std::optio
     return contents;
 }
 
-WritePlan LeaveOut(WritePlan plan, const PageSet& unchanged) {
-    const PageSet leftOut = WithoutTheWriteThatErases(plan, unchanged);
+WritePlan LeaveOut(WritePlan plan, const SectorSet& unchanged) {
+    const SectorSet leftOut = WithoutTheWriteThatErases(plan, unchanged);
     std::vector<DataRun> writes;
     for (const Piece& piece : CutAtSectors(std::exchange(plan.writes, {}), plan.geometry.sectorSizeBytes)) {
         if (!leftOut.Contains(piece.sector)) {

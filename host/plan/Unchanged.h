@@ -5,8 +5,8 @@
 #include <optional>
 #include <vector>
 
+#include "host/devices/SectorSet.h"
 #include "host/files/ProgramImage.h"
-#include "host/plan/PageSet.h"
 #include "host/plan/WritePlan.h"
 
 namespace flash::host {
@@ -22,6 +22,6 @@ std::vector<SectorContent> ContentsAfter(const WritePlan& plan, const std::optio
 
 // The plan without these sectors: they are neither erased nor written. Sectors of a list are erased with the first
 // write, so while one is left that is only erased, a write is left, too.
-WritePlan LeaveOut(WritePlan plan, const PageSet& unchanged);
+WritePlan LeaveOut(WritePlan plan, const SectorSet& unchanged);
 
 }  // namespace flash::host

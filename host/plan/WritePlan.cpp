@@ -24,8 +24,8 @@ public:
     Planner(const PlanRequest& planRequest, const ReadFlash& flashReader)
         : request(planRequest), readFlash(flashReader) {
         plan.geometry = request.geometry;
-        plan.erase = request.erase == EraseChoice::All && !request.skippedPages.IsEmpty() ? EraseChoice::Necessary
-                                                                                          : request.erase;
+        plan.erase = request.erase == EraseChoice::All && !request.skippedSectors.IsEmpty() ? EraseChoice::Necessary
+                                                                                            : request.erase;
         plan.sectors.resize(request.geometry.sectorCount);
         plan.keepsCcfg = request.keptCcfgAddress.has_value();
     }
@@ -64,7 +64,7 @@ private:
     // last sector would lose it when no data goes there, so the sector is written too.
     void TouchLastSectorIfItWouldLoseCcfg() {
         const std::uint32_t last = request.geometry.sectorCount - 1;
-        if (plan.keepsCcfg && plan.erase == EraseChoice::Listed && request.erasedPages.Contains(last)) {
+        if (plan.keepsCcfg && plan.erase == EraseChoice::Listed && request.erasedSectors.Contains(last)) {
             ImageOf(last);
         }
     }
@@ -72,15 +72,15 @@ private:
     void DecideErasing() {
         for (std::uint32_t index = 0; index < request.geometry.sectorCount; ++index) {
             SectorPlan& sector = plan.sectors[index];
-            sector.isSkippedPage = request.skippedPages.Contains(index);
+            sector.isSkipped = request.skippedSectors.Contains(index);
             sector.isErased = plan.erase == EraseChoice::All ||
-                              (plan.erase == EraseChoice::Listed && request.erasedPages.Contains(index));
+                              (plan.erase == EraseChoice::Listed && request.erasedSectors.Contains(index));
         }
     }
 
     void DecideWriting(std::uint32_t index, SectorImage& image) {
         SectorPlan& sector = plan.sectors[index];
-        if (sector.isSkippedPage) {
+        if (sector.isSkipped) {
             return;
         }
         const bool isKept = !sector.isErased && plan.erase != EraseChoice::Necessary;
@@ -90,7 +90,7 @@ private:
         }
         const auto isFill = [this](std::uint8_t byte) { return byte == request.skippedFill; };
         if (request.skippedFill && std::all_of(image.bytes.begin(), image.bytes.end(), isFill)) {
-            sector.isSkippedFill = true;
+            sector.isOnlyFill = true;
             return;
         }
         sector.isWritten = true;
@@ -147,7 +147,7 @@ std::size_t ByteCount(const std::vector<DataRun>& runs) {
 }
 
 char MapCharacter(const SectorPlan& sector) {
-    if (sector.isSkippedPage || sector.isSkippedFill) {
+    if (sector.isSkipped || sector.isOnlyFill) {
         return sector.isErased ? 'e' : 's';
     }
     if (sector.isUnchanged) {
@@ -167,14 +167,14 @@ std::size_t WritePlan::ExpectedBytes() const { return ByteCount(expected); }
 
 std::size_t WritePlan::AlreadyRightBytes() const { return ByteCount(alreadyRight); }
 
-PageSet WritePlan::Pages(bool SectorPlan::*property) const {
-    PageSet pages(geometry.sectorCount);
+SectorSet WritePlan::Sectors(bool SectorPlan::*property) const {
+    SectorSet having(geometry.sectorCount);
     for (std::uint32_t index = 0; index < geometry.sectorCount; ++index) {
         if (sectors[index].*property) {
-            pages.Add(index);
+            having.Add(index);
         }
     }
-    return pages;
+    return having;
 }
 
 WritePlan MakeWritePlan(const std::vector<DataRun>& data, const PlanRequest& request, const ReadFlash& readFlash) {
@@ -192,7 +192,7 @@ std::string DrawFlashMap(const WritePlan& plan) {
         map += fmt::format("| 0x{:08X}\n", end * plan.geometry.sectorSizeBytes - 1);
     }
     return map + "# erased and written, + written with the rest kept, w written, e erased, s skipped, . untouched" +
-           (plan.Pages(&SectorPlan::isUnchanged).IsEmpty() ? "" : ", = already right") + "\n";
+           (plan.Sectors(&SectorPlan::isUnchanged).IsEmpty() ? "" : ", = already right") + "\n";
 }
 
 }  // namespace flash::host

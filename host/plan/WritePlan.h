@@ -1,5 +1,5 @@
 // What a program load does to each sector, decided before anything is touched: whole sectors, merged, ascending, never
-// across a skipped page, so that no two writes share a sector and none of the plug-in's edges is met.
+// across a skipped sector, so that no two writes share a sector and none of the plug-in's edges is met.
 #pragma once
 
 #include <cstdint>
@@ -8,27 +8,18 @@
 #include <string>
 #include <vector>
 
+#include "host/devices/FlashGeometry.h"
+#include "host/devices/SectorSet.h"
 #include "host/files/ProgramImage.h"
-#include "host/plan/PageSet.h"
+#include "host/settings/EraseSetting.h"
 
 namespace flash::host {
-
-struct FlashGeometry {
-    std::uint32_t sectorSizeBytes;
-    std::uint32_t sectorCount;
-
-    std::uint32_t SizeBytes() const { return sectorSizeBytes * sectorCount; }
-    std::uint32_t LastSectorAddress() const { return SizeBytes() - sectorSizeBytes; }
-    bool operator==(const FlashGeometry&) const = default;
-};
-
-enum class EraseChoice { Necessary, Retain, All, Listed, None };
 
 struct PlanRequest {
     FlashGeometry geometry;
     EraseChoice erase = EraseChoice::Necessary;
-    PageSet erasedPages;                           // with `Listed`
-    PageSet skippedPages;                          // never written, never erased
+    SectorSet erasedSectors;                       // with `Listed`
+    SectorSet skippedSectors;                      // never written, never erased
     std::optional<std::uint8_t> skippedFill;       // sectors of only this byte are not written
     std::optional<std::uint32_t> keptCcfgAddress;  // from here to the end of flash the chip's bytes stay
 };
@@ -37,14 +28,14 @@ struct SectorPlan {
     bool isErased = false;
     bool isWritten = false;
     bool keepsRest = false;  // what the file does not have keeps what the chip holds
-    bool isSkippedPage = false;
-    bool isSkippedFill = false;
+    bool isSkipped = false;
+    bool isOnlyFill = false;
     bool isUnchanged = false;  // holds already what the load would leave: neither erased nor written
 };
 
 struct WritePlan {
     FlashGeometry geometry{};
-    EraseChoice erase = EraseChoice::Necessary;  // as carried out: `All` with skipped pages becomes `Necessary`
+    EraseChoice erase = EraseChoice::Necessary;  // as carried out: `All` with skipped sectors becomes `Necessary`
     std::vector<SectorPlan> sectors;
     std::vector<DataRun> writes;        // whole sectors
     std::vector<DataRun> expected;      // the file's bytes that must be in flash afterwards
@@ -54,7 +45,7 @@ struct WritePlan {
     std::size_t WrittenBytes() const;
     std::size_t ExpectedBytes() const;
     std::size_t AlreadyRightBytes() const;
-    PageSet Pages(bool SectorPlan::*property) const;
+    SectorSet Sectors(bool SectorPlan::*property) const;
 };
 
 // `readFlash(address, length)` gives what the chip holds; asked only for sectors of which something is kept.

@@ -11,7 +11,7 @@
 namespace flash::host {
 namespace {
 
-constexpr std::uint32_t kProtectablePages = 64;
+constexpr std::uint32_t kProtectableSectors = 64;
 
 [[noreturn]] void Refuse(const std::string& text) { throw Failure(FailureKind::BadInput, text); }
 
@@ -30,14 +30,14 @@ CcfgInfo Session::ReadCcfgToKeep() {
 }
 
 PlanRequest Session::MakeRequest(const ProgramOptions& options) {
-    const std::uint32_t pageCount = info.geometry.sectorCount;
-    PlanRequest request{info.geometry,      options.erase,       PageSet(pageCount),
-                        PageSet(pageCount), options.skippedFill, std::nullopt};
+    const std::uint32_t sectorCount = info.geometry.sectorCount;
+    PlanRequest request{info.geometry,          options.erase,       SectorSet(sectorCount),
+                        SectorSet(sectorCount), options.skippedFill, std::nullopt};
     if (options.erase == EraseChoice::Listed) {
-        request.erasedPages = ParsePageList(options.erasedPages, pageCount, "--erase sectors:");
+        request.erasedSectors = ParseSectorList(options.erasedSectors, sectorCount, "--erase sectors:");
     }
-    if (options.skippedPages) {
-        request.skippedPages = ParsePageList(*options.skippedPages, pageCount, "--skip-pages");
+    if (options.skippedSectors) {
+        request.skippedSectors = ParseSectorList(*options.skippedSectors, sectorCount, "--skip-pages");
     }
     if (options.keepCcfg) {
         if (const CcfgInfo ccfg = ReadCcfgToKeep(); ccfg.sizeBytes != 0) {
@@ -49,12 +49,12 @@ PlanRequest Session::MakeRequest(const ProgramOptions& options) {
 
 void Session::RefuseContradictions(const PlanRequest& request, const ProgramOptions& options) const {
     const ClosingChanges& closing = options.closing;
-    for (std::uint32_t page = 0; page < info.geometry.sectorCount; ++page) {
-        if (request.skippedPages.Contains(page) && request.erasedPages.Contains(page)) {
-            Refuse(fmt::format("Page {} is to be erased and to be skipped", page));
+    for (std::uint32_t sector = 0; sector < info.geometry.sectorCount; ++sector) {
+        if (request.skippedSectors.Contains(sector) && request.erasedSectors.Contains(sector)) {
+            Refuse(fmt::format("Page {} is to be erased and to be skipped", sector));
         }
     }
-    if (closing.IsAny() && request.skippedPages.Contains(info.geometry.sectorCount - 1)) {
+    if (closing.IsAny() && request.skippedSectors.Contains(info.geometry.sectorCount - 1)) {
         Refuse("CCFG lies in the last page; it cannot be changed while that page is skipped");
     }
     if ((closing.retainBle && closing.ble) || (closing.retainIeee && closing.ieee)) {
@@ -66,13 +66,13 @@ void Session::RefuseContradictions(const PlanRequest& request, const ProgramOpti
     if (closing.ieee) {
         ParseMacAddress(*closing.ieee, kIeeeAddressBytes, "--ieee");
     }
-    if (closing.protectedPages) {
-        const PageSet pages = ParsePageList(*closing.protectedPages, info.geometry.sectorCount, "--protect");
-        for (std::uint32_t page = kProtectablePages; page < pages.PageCount(); ++page) {
-            if (pages.Contains(page)) {
+    if (closing.protectedSectors) {
+        const SectorSet sectors = ParseSectorList(*closing.protectedSectors, info.geometry.sectorCount, "--protect");
+        for (std::uint32_t sector = kProtectableSectors; sector < sectors.SectorCount(); ++sector) {
+            if (sectors.Contains(sector)) {
                 Refuse(fmt::format(
-                    "--protect: page {} shares its protection bit with another; only 0 to {} can be protected", page,
-                    kProtectablePages - 1));
+                    "--protect: page {} shares its protection bit with another; only 0 to {} can be protected", sector,
+                    kProtectableSectors - 1));
             }
         }
     }
@@ -82,7 +82,7 @@ WritePlan Session::Plan(const ProgramImage& image, const ProgramOptions& options
     RequireInside(image, 0, info.geometry.SizeBytes(), "flash");
     const PlanRequest request = MakeRequest(options);
     RefuseContradictions(request, options);
-    if (request.erase == EraseChoice::All && !request.skippedPages.IsEmpty()) {
+    if (request.erase == EraseChoice::All && !request.skippedSectors.IsEmpty()) {
         observer.Warning("Pages are skipped, so only the sectors that are written get erased, not all");
     }
     WritePlan plan = MakeWritePlan(image.Runs(), request, [this](std::uint32_t address, std::uint32_t length) {
@@ -100,12 +100,12 @@ WritePlan Session::Plan(const ProgramImage& image, const ProgramOptions& options
 }
 
 void Session::WarnAboutProtection(const WritePlan& plan) {
-    const PageSet isProtected = ReadCcfg().protectedPages;
-    PageSet touched(info.geometry.sectorCount);
-    for (std::uint32_t page = 0; page < info.geometry.sectorCount; ++page) {
-        const SectorPlan& sector = plan.sectors[page];
-        if (isProtected.Contains(page) && (sector.isWritten || (sector.isErased && plan.erase != EraseChoice::All))) {
-            touched.Add(page);
+    const SectorSet isProtected = ReadCcfg().protectedSectors;
+    SectorSet touched(info.geometry.sectorCount);
+    for (std::uint32_t index = 0; index < info.geometry.sectorCount; ++index) {
+        const SectorPlan& sector = plan.sectors[index];
+        if (isProtected.Contains(index) && (sector.isWritten || (sector.isErased && plan.erase != EraseChoice::All))) {
+            touched.Add(index);
         }
     }
     if (!touched.IsEmpty()) {
@@ -116,11 +116,11 @@ void Session::WarnAboutProtection(const WritePlan& plan) {
 // ---- Settings of a load
 
 void Session::SetProgramOptions(ScopedSettings& scope, const ProgramOptions& options, const WritePlan& plan) {
-    const PageSet skipped = plan.Pages(&SectorPlan::isSkippedPage);
+    const SectorSet skipped = plan.Sectors(&SectorPlan::isSkipped);
     scope.Set("FlashEraseSetting", EraseSettingText(options.erase));
     scope.Set("ProgramLoadEraseSpecificText",
               options.erase == EraseChoice::Listed
-                  ? ParsePageList(options.erasedPages, info.geometry.sectorCount, "--erase").Text()
+                  ? ParseSectorList(options.erasedSectors, info.geometry.sectorCount, "--erase").Text()
                   : "");
     scope.Set("KeepCcfgSetting", OnOff(options.keepCcfg));
     scope.Set("FlashPageToggle", OnOff(!skipped.IsEmpty()));
@@ -137,7 +137,7 @@ void Session::SetClosing(ScopedSettings& scope, const ClosingChanges& changes) {
     scope.Set("RetainIeeeSecondaryAddr", OnOff(changes.retainIeee));
     scope.Set("OverrideBleSecondaryAddr", OnOff(changes.ble.has_value()));
     scope.Set("OverrideIeeeSecondaryAddr", OnOff(changes.ieee.has_value()));
-    scope.Set("WriteProtectionToggle", OnOff(changes.protectedPages.has_value()));
+    scope.Set("WriteProtectionToggle", OnOff(changes.protectedSectors.has_value()));
     scope.Set("DisableBootloader", OnOff(changes.disableBootloader));
     scope.Set("DisableCpuDap", OnOff(changes.disableDebug));
     if (changes.ble) {
@@ -246,16 +246,16 @@ void Session::AbandonLoad(const Kept& kept, ScopedSettings& scope) {
 
 void Session::Close(const ClosingChanges& changes, ScopedSettings& scope) {
     scope.SwitchOff(WriteOptions());  // the kept CCFG would be put back over the changed one
-    if (changes.protectedPages) {
+    if (changes.protectedSectors) {
         // The plug-in replaces the protection; pages that are protected stay so.
-        PageSet pages = ReadCcfg().protectedPages;
-        const PageSet added = ParsePageList(*changes.protectedPages, info.geometry.sectorCount, "--protect");
-        for (std::uint32_t page = 0; page < std::min(kProtectablePages, added.PageCount()); ++page) {
-            if (added.Contains(page)) {
-                pages.Add(page);
+        SectorSet sectors = ReadCcfg().protectedSectors;
+        const SectorSet added = ParseSectorList(*changes.protectedSectors, info.geometry.sectorCount, "--protect");
+        for (std::uint32_t sector = 0; sector < std::min(kProtectableSectors, added.SectorCount()); ++sector) {
+            if (added.Contains(sector)) {
+                sectors.Add(sector);
             }
         }
-        scope.Set("WriteProtectionText", pages.Text());
+        scope.Set("WriteProtectionText", sectors.Text());
     }
     Operate(changes.IsAny() ? "Changing CCFG" : "Ending the load", Stage::Close, info.geometry.sectorSizeBytes,
             [this] { plugin.NotifyPhase(kPhaseLoadFinished); });
@@ -281,10 +281,10 @@ void Session::CheckClosed(const ClosingChanges& changes, const Kept& kept) {
     demand(ieee.empty() || ReadAddressField("DeviceIeeeSecondary") == ieee, "the secondary IEEE address");
     demand(!changes.disableBootloader || ccfg.isBootloaderDisabled, "the boot loader switch");
     demand(!changes.disableDebug || ccfg.isDebugDisabled, "the debug port switch");
-    if (changes.protectedPages) {
-        const PageSet wanted = ParsePageList(*changes.protectedPages, info.geometry.sectorCount, "--protect");
-        for (std::uint32_t page = 0; page < wanted.PageCount(); ++page) {
-            demand(!wanted.Contains(page) || ccfg.protectedPages.Contains(page), "the write protection");
+    if (changes.protectedSectors) {
+        const SectorSet wanted = ParseSectorList(*changes.protectedSectors, info.geometry.sectorCount, "--protect");
+        for (std::uint32_t sector = 0; sector < wanted.SectorCount(); ++sector) {
+            demand(!wanted.Contains(sector) || ccfg.protectedSectors.Contains(sector), "the write protection");
         }
     }
     demand(IsRestOfLastSectorAsItWas(changes, kept), "the rest of the last sector");
@@ -297,7 +297,7 @@ bool Session::IsRestOfLastSectorAsItWas(const ClosingChanges& changes, const Kep
     const std::pair<bool, const char*> fields[] = {
         {changes.ble || changes.retainBle, "DeviceBleSecondary"},
         {changes.ieee || changes.retainIeee, "DeviceIeeeSecondary"},
-        {changes.protectedPages.has_value(), "CCFG_PROT_31_0"},
+        {changes.protectedSectors.has_value(), "CCFG_PROT_31_0"},
         {changes.disableBootloader, "DisableBootloader"},
         {changes.disableDebug, "DisableCpuDap"},
     };

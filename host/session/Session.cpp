@@ -54,7 +54,7 @@ std::uint32_t NumberBefore(const std::string& text, const std::string& unit) {
 }  // namespace
 
 bool ClosingChanges::IsAny() const {
-    return retainBle || retainIeee || ble || ieee || protectedPages || disableBootloader || disableDebug;
+    return retainBle || retainIeee || ble || ieee || protectedSectors || disableBootloader || disableDebug;
 }
 
 Session::Session(Probe& targetProbe, const Settings& hostSettings, const DeviceDescription& description,
@@ -204,14 +204,14 @@ CcfgInfo Session::ReadCcfg() {
     const bool isValid = size != 0 && size <= info.geometry.sectorSizeBytes;
     const auto byteAt = [&](const char* field) { return ReadMemory(device.Location(field, flashSize).address, 1)[0]; };
     CcfgInfo ccfg{isValid ? size : 0, flashSize - (isValid ? size : 0), byteAt("DisableBootloader") == 0,
-                  byteAt("DisableCpuDap") == 0, PageSet(info.geometry.sectorCount)};
+                  byteAt("DisableCpuDap") == 0, SectorSet(info.geometry.sectorCount)};
     const std::vector<std::uint8_t> words =
         ReadMemory(device.Location("CCFG_PROT_31_0", flashSize).address, kProtectionWords * 4);
-    for (std::uint32_t page = 0; page < info.geometry.sectorCount; ++page) {
+    for (std::uint32_t sector = 0; sector < info.geometry.sectorCount; ++sector) {
         // The second word stands for all pages from 32 on.
-        const std::uint32_t bit = page < kBitsPerWord ? page : kBitsPerWord + page % kBitsPerWord;
+        const std::uint32_t bit = sector < kBitsPerWord ? sector : kBitsPerWord + sector % kBitsPerWord;
         if ((words[bit / 8] >> bit % 8 & 1) == 0) {
-            ccfg.protectedPages.Add(page);
+            ccfg.protectedSectors.Add(sector);
         }
     }
     return ccfg;
@@ -267,8 +267,8 @@ void Session::EraseAll(bool keepCcfg) {
     });
 }
 
-void Session::EraseSectors(const std::string& pages) {
-    const PageSet set = ParsePageList(pages, info.geometry.sectorCount, "--sectors");
+void Session::EraseSectors(const std::string& sectors) {
+    const SectorSet set = ParseSectorList(sectors, info.geometry.sectorCount, "--sectors");
     ScopedSettings scope(settings);
     SwitchOptionsOff(scope);
     scope.Set("StandaloneEraseSpecificText", set.Text());

@@ -35,7 +35,7 @@ struct CcfgInfo {
     std::uint32_t address;    // its first byte, or the end of flash
     bool isBootloaderDisabled;
     bool isDebugDisabled;
-    PageSet protectedPages;
+    SectorSet protectedSectors;
 };
 
 // Changes of CCFG when a load ends, or by themselves.
@@ -44,7 +44,7 @@ struct ClosingChanges {
     bool retainIeee = false;
     std::optional<std::string> ble;   // "AA:BB:CC:DD:EE:FF", most significant byte first
     std::optional<std::string> ieee;  // eight bytes
-    std::optional<std::string> protectedPages;
+    std::optional<std::string> protectedSectors;
     bool disableBootloader = false;
     bool disableDebug = false;
 
@@ -55,9 +55,9 @@ enum class Verification { Crc, ReadBack, None };
 
 struct ProgramOptions {
     EraseChoice erase = EraseChoice::Necessary;
-    std::string erasedPages;  // with `Listed`
+    std::string erasedSectors;  // with `Listed`
     bool keepCcfg = false;
-    std::optional<std::string> skippedPages;
+    std::optional<std::string> skippedSectors;
     std::optional<std::uint8_t> skippedFill;
     Verification verification = Verification::Crc;
     ClosingChanges closing;

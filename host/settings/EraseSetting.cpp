@@ -1,4 +1,4 @@
-// See EraseSetting.h.
+// The texts in the order in which a plug-in looks for them.
 #include "host/settings/EraseSetting.h"
 
 #include <algorithm>
@@ -12,7 +12,7 @@ struct EraseSetting {
     const char* text;
 };
 
-// In the order of the tests: the first text found decides.
+// The first text found decides: one is the start of another.
 constexpr EraseSetting kEraseSettings[] = {
     {EraseChoice::All, "All Unprotected Sectors"},
     {EraseChoice::None, "Do not erase sectors (program load only)"},

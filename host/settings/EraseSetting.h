@@ -3,9 +3,9 @@
 
 #include <string_view>
 
-#include "host/plan/WritePlan.h"
-
 namespace flash::host {
+
+enum class EraseChoice { Necessary, Retain, All, Listed, None };
 
 const char* EraseSettingText(EraseChoice erase);
 

@@ -15,6 +15,12 @@ std::string Settings::Value(const std::string& key) const {
 
 void Settings::Set(const std::string& key, const std::string& value) { values[key] = value; }
 
+void Settings::SetAll(const std::map<std::string, std::string>& properties) {
+    for (const auto& [key, value] : properties) {
+        Set(key, value);
+    }
+}
+
 void Settings::Remove(const std::string& key) { values.erase(key); }
 
 ScopedSettings::ScopedSettings(Settings& target, std::initializer_list<Change> changes) : settings(target) {

@@ -21,6 +21,7 @@ public:
     std::string Value(const std::string& key) const;
 
     void Set(const std::string& key, const std::string& value);
+    void SetAll(const std::map<std::string, std::string>& properties);
     void Remove(const std::string& key);
 
     const std::map<std::string, std::string, std::less<>>& All() const { return values; }

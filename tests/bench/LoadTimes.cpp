@@ -88,7 +88,7 @@ std::uint64_t BalancedSpeed(const DeviceDescription& device) {
 Nanoseconds LoadWithPlugin(const DeviceDescription& device, const PluginModule& plugin, const std::string& dataFolder,
                            Verification verification, VirtualChipProbe& probe) {
     Settings settings = DefaultSettings();
-    device.AddTo(settings);
+    settings.SetAll(device.properties);
     Stopwatch stopwatch(probe);
     const std::atomic<bool> isInterrupted{false};
     Session session(probe, settings, device, device.name, plugin, dataFolder, stopwatch, isInterrupted);

@@ -76,10 +76,10 @@ private:
         const host::ProgramOptions& program = options.program;
         const char* const erases[] = {"necessary", "retain", "all", "sectors:", "none"};
         const char* const verifications[] = {"crc", "readback", "none"};
-        Put("erase", erases[static_cast<int>(program.erase)] + program.erasedPages, Kind::Text);
+        Put("erase", erases[static_cast<int>(program.erase)] + program.erasedSectors, Kind::Text);
         Put("verify", verifications[static_cast<int>(program.verification)], Kind::Text);
         PutFlag("keep-ccfg", program.keepCcfg);
-        Put("skip-pages", program.skippedPages);
+        Put("skip-pages", program.skippedSectors);
         if (program.skippedFill) {
             Put("skip-fill", std::to_string(*program.skippedFill), Kind::Number);
         }
@@ -93,7 +93,7 @@ private:
         const host::ClosingChanges& closing = options.program.closing;
         Put("ble", closing.ble);
         Put("ieee", closing.ieee);
-        Put("protect", closing.protectedPages);
+        Put("protect", closing.protectedSectors);
         PutFlag("disable-bootloader", closing.disableBootloader);
         PutFlag("disable-debug", closing.disableDebug);
     }
@@ -161,8 +161,8 @@ public:
         AddAll(retainBle, retainIeee, ble, ieee, pages, bootloader, debug);
     }
     void Add(const host::ProgramOptions& value) {
-        const auto& [erase, erased, keepCcfg, skippedPages, skippedFill, verification, closing] = value;
-        AddAll(erase, erased, keepCcfg, skippedPages, skippedFill, verification, closing);
+        const auto& [erase, erased, keepCcfg, skippedSectors, skippedFill, verification, closing] = value;
+        AddAll(erase, erased, keepCcfg, skippedSectors, skippedFill, verification, closing);
     }
     void Add(const host::ValidatePluginOptions& value) {
         const auto& [path, checks, isListing, limits] = value;

@@ -68,13 +68,11 @@ TEST(DeviceDescription, ALocationInFlashMovesWithTheEndOfFlashAndAnotherDoesNot)
     EXPECT_EQ(device.Location("DeviceBlePrimary", 0x8000).address, 0x50001208u);
 }
 
-TEST(DeviceDescription, AddsItsPropertiesToTheSettings) {
-    Settings settings;
+TEST(DeviceDescription, HasTheFilesProperties) {
+    const DeviceDescription device = LoadDeviceDescription(FileWith(kGood));
 
-    LoadDeviceDescription(FileWith(kGood)).AddTo(settings);
-
-    EXPECT_EQ(settings.Value("DisableCpuDapLoc"), "0x1FFD7:1");
-    EXPECT_EQ(settings.Value("DeviceFlashloaderFile"), "lumod-flashloader.elf");
+    EXPECT_EQ(device.properties.at("DisableCpuDapLoc"), "0x1FFD7:1");
+    EXPECT_EQ(device.properties.at("DeviceFlashloaderFile"), "lumod-flashloader.elf");
 }
 
 TEST(DeviceDescription, RefusesWhatIsWrongWithFileAndLine) {

@@ -13,8 +13,8 @@ DataRun Filled(std::uint32_t address, std::size_t length, std::uint8_t value) {
     return {address, std::vector<std::uint8_t>(length, value)};
 }
 
-PageSet Sectors(std::initializer_list<std::uint32_t> members) {
-    PageSet set(8);
+SectorSet Sectors(std::initializer_list<std::uint32_t> members) {
+    SectorSet set(8);
     for (const std::uint32_t sector : members) {
         set.Add(sector);
     }
@@ -26,7 +26,7 @@ const std::vector<DataRun> kData = {Filled(0, 48, 0x11), Filled(64, 8, 0x22), Fi
 
 WritePlan Plan(EraseChoice erase, std::initializer_list<std::uint32_t> erased = {},
                std::optional<std::uint32_t> keptCcfg = std::nullopt) {
-    const PlanRequest request{kSmallFlash, erase, Sectors(erased), PageSet(8), std::nullopt, keptCcfg};
+    const PlanRequest request{kSmallFlash, erase, Sectors(erased), SectorSet(8), std::nullopt, keptCcfg};
     return MakeWritePlan(kData, request,
                          [](std::uint32_t, std::uint32_t length) { return std::vector<std::uint8_t>(length, 0xC0); });
 }
@@ -70,9 +70,9 @@ TEST(LeaveOut, DropsTheSectorsFromWhatIsWritten) {
     EXPECT_EQ(plan.expected, plan.writes);
     EXPECT_EQ(plan.alreadyRight, (std::vector<DataRun>{Filled(16, 16, 0x11), Filled(64, 8, 0x22)}));
     EXPECT_EQ(plan.AlreadyRightBytes(), 24u);
-    EXPECT_EQ(plan.Pages(&SectorPlan::isWritten), Sectors({0, 2, 7}));
-    EXPECT_EQ(plan.Pages(&SectorPlan::isErased), Sectors({0, 2, 7}));
-    EXPECT_EQ(plan.Pages(&SectorPlan::isUnchanged), Sectors({1, 4}));
+    EXPECT_EQ(plan.Sectors(&SectorPlan::isWritten), Sectors({0, 2, 7}));
+    EXPECT_EQ(plan.Sectors(&SectorPlan::isErased), Sectors({0, 2, 7}));
+    EXPECT_EQ(plan.Sectors(&SectorPlan::isUnchanged), Sectors({1, 4}));
 }
 
 TEST(LeaveOut, OfNothingIsThePlanItself) {
@@ -81,7 +81,7 @@ TEST(LeaveOut, OfNothingIsThePlanItself) {
     EXPECT_EQ(plan.writes, Plan(EraseChoice::Retain).writes);
     EXPECT_EQ(plan.expected, kData);
     EXPECT_TRUE(plan.alreadyRight.empty());
-    EXPECT_EQ(plan.Pages(&SectorPlan::keepsRest), Sectors({4}));
+    EXPECT_EQ(plan.Sectors(&SectorPlan::keepsRest), Sectors({4}));
 }
 
 TEST(LeaveOut, OfEverythingLeavesNothingToDo) {
@@ -89,7 +89,7 @@ TEST(LeaveOut, OfEverythingLeavesNothingToDo) {
 
     EXPECT_TRUE(plan.writes.empty());
     EXPECT_TRUE(plan.expected.empty());
-    EXPECT_TRUE(plan.Pages(&SectorPlan::isErased).IsEmpty());
+    EXPECT_TRUE(plan.Sectors(&SectorPlan::isErased).IsEmpty());
 }
 
 // The plug-in erases listed sectors when something is written.
@@ -97,7 +97,7 @@ TEST(LeaveOut, KeepsAWriteForSectorsThatAreOnlyErased) {
     struct Case {
         const char* name;
         std::initializer_list<std::uint32_t> unchanged;
-        PageSet written;
+        SectorSet written;
     };
     const Case cases[] = {
         {"all data is right", {0, 1, 2, 4, 7}, Sectors({0})},
@@ -106,7 +106,7 @@ TEST(LeaveOut, KeepsAWriteForSectorsThatAreOnlyErased) {
     };
     for (const Case& c : cases) {
         SCOPED_TRACE(c.name);
-        EXPECT_EQ(LeaveOut(Plan(EraseChoice::Listed, {3}), Sectors(c.unchanged)).Pages(&SectorPlan::isWritten),
+        EXPECT_EQ(LeaveOut(Plan(EraseChoice::Listed, {3}), Sectors(c.unchanged)).Sectors(&SectorPlan::isWritten),
                   c.written);
     }
 }

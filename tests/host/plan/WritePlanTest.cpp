@@ -9,7 +9,7 @@ namespace {
 constexpr FlashGeometry kSmallFlash{16, 8};
 
 PlanRequest Request(EraseChoice erase) {
-    return {kSmallFlash, erase, PageSet(8), PageSet(8), std::nullopt, std::nullopt};
+    return {kSmallFlash, erase, SectorSet(8), SectorSet(8), std::nullopt, std::nullopt};
 }
 
 DataRun Filled(std::uint32_t address, std::size_t length, std::uint8_t value) {
@@ -42,9 +42,9 @@ TEST(WritePlan, WholeSectorsWithErasedGapsMergedAndAscending) {
     EXPECT_EQ(plan.writes[0], (DataRun{0, Bytes({{4, 0xFF}, {2, 0x11}, {4, 0xFF}, {10, 0x22}, {12, 0xFF}})}));
     EXPECT_EQ(plan.writes[1], (DataRun{96, Bytes({{4, 0xFF}, {4, 0x33}, {8, 0xFF}})}));
     EXPECT_EQ(plan.expected, data);
-    EXPECT_EQ(plan.Pages(&SectorPlan::isErased).Text(), "0-1,6");
-    EXPECT_EQ(plan.Pages(&SectorPlan::isWritten).Text(), "0-1,6");
-    EXPECT_TRUE(plan.Pages(&SectorPlan::keepsRest).IsEmpty());
+    EXPECT_EQ(plan.Sectors(&SectorPlan::isErased).Text(), "0-1,6");
+    EXPECT_EQ(plan.Sectors(&SectorPlan::isWritten).Text(), "0-1,6");
+    EXPECT_TRUE(plan.Sectors(&SectorPlan::keepsRest).IsEmpty());
 }
 
 TEST(WritePlan, GapsKeepWhatTheChipHoldsWhenItIsToBeKept) {
@@ -53,8 +53,8 @@ TEST(WritePlan, GapsKeepWhatTheChipHoldsWhenItIsToBeKept) {
 
         ASSERT_EQ(plan.writes.size(), 1u);
         EXPECT_EQ(plan.writes[0], (DataRun{16, Bytes({{4, 0xC1}, {8, 0x11}, {4, 0xC1}})}));
-        EXPECT_EQ(plan.Pages(&SectorPlan::keepsRest).Text(), "1");
-        EXPECT_TRUE(plan.Pages(&SectorPlan::isErased).IsEmpty());
+        EXPECT_EQ(plan.Sectors(&SectorPlan::keepsRest).Text(), "1");
+        EXPECT_TRUE(plan.Sectors(&SectorPlan::isErased).IsEmpty());
     }
 }
 
@@ -66,32 +66,32 @@ TEST(WritePlan, ASectorThatTheFileFillsIsNotReadFromTheChip) {
 
 TEST(WritePlan, ListedSectorsAreErasedAndTheOthersKeepTheirRest) {
     PlanRequest request = Request(EraseChoice::Listed);
-    request.erasedPages.Add(1);
-    request.erasedPages.Add(5);
+    request.erasedSectors.Add(1);
+    request.erasedSectors.Add(5);
 
     const WritePlan plan = MakeWritePlan({Filled(30, 4, 0x11)}, request, ReadFake);
 
     ASSERT_EQ(plan.writes.size(), 1u);
     EXPECT_EQ(plan.writes[0].bytes, Bytes({{14, 0xFF}, {4, 0x11}, {14, 0xC2}}));
-    EXPECT_EQ(plan.Pages(&SectorPlan::isErased).Text(), "1,5");
+    EXPECT_EQ(plan.Sectors(&SectorPlan::isErased).Text(), "1,5");
     EXPECT_EQ(DrawFlashMap(plan).substr(0, 34), "0x00000000 |.#+..e..| 0x0000007F\n#");
 }
 
 TEST(WritePlan, EverythingIsErasedWithAllUnlessPagesAreSkipped) {
     PlanRequest request = Request(EraseChoice::All);
-    EXPECT_EQ(MakeWritePlan({Filled(0, 4, 1)}, request, NeverRead).Pages(&SectorPlan::isErased).Text(), "0-7");
+    EXPECT_EQ(MakeWritePlan({Filled(0, 4, 1)}, request, NeverRead).Sectors(&SectorPlan::isErased).Text(), "0-7");
 
-    request.skippedPages.Add(3);
+    request.skippedSectors.Add(3);
     const WritePlan plan = MakeWritePlan({Filled(0, 4, 1)}, request, NeverRead);
 
     EXPECT_EQ(plan.erase, EraseChoice::Necessary);
-    EXPECT_EQ(plan.Pages(&SectorPlan::isErased).Text(), "0");
+    EXPECT_EQ(plan.Sectors(&SectorPlan::isErased).Text(), "0");
 }
 
 TEST(WritePlan, WritesAreSplitAtSkippedPagesAndNothingIsExpectedThere) {
     PlanRequest request = Request(EraseChoice::Necessary);
-    request.skippedPages.Add(1);
-    request.skippedPages.Add(3);
+    request.skippedSectors.Add(1);
+    request.skippedSectors.Add(3);
 
     const WritePlan plan = MakeWritePlan({Filled(8, 72, 0x11)}, request, NeverRead);
 
@@ -112,7 +112,7 @@ TEST(WritePlan, SectorsOfOnlyTheFillValueAreLeftOut) {
 
     ASSERT_EQ(plan.writes.size(), 2u);
     EXPECT_EQ(plan.writes[1].address, 32u);
-    EXPECT_TRUE(plan.sectors[1].isSkippedFill);
+    EXPECT_TRUE(plan.sectors[1].isOnlyFill);
     EXPECT_FALSE(plan.sectors[1].isErased);
     EXPECT_EQ(plan.ExpectedBytes(), 17u);
 }
@@ -129,7 +129,7 @@ TEST(WritePlan, AKeptCcfgIsNotExpectedButTheLastSectorIsWrittenToItsEnd) {
 
 TEST(WritePlan, AKeptCcfgWhoseSectorIsOnlyListedForErasingIsWrittenSoThatItIsPutBack) {
     PlanRequest request = Request(EraseChoice::Listed);
-    request.erasedPages.Add(7);
+    request.erasedSectors.Add(7);
     request.keptCcfgAddress = 120;
 
     const WritePlan plan = MakeWritePlan({Filled(0, 16, 0x11)}, request, NeverRead);
@@ -140,7 +140,7 @@ TEST(WritePlan, AKeptCcfgWhoseSectorIsOnlyListedForErasingIsWrittenSoThatItIsPut
 
 TEST(WritePlan, EverythingSkippedLeavesNoWrite) {
     PlanRequest request = Request(EraseChoice::Necessary);
-    request.skippedPages.AddAll();
+    request.skippedSectors.AddAll();
 
     EXPECT_TRUE(MakeWritePlan({Filled(0, 16, 0x11)}, request, NeverRead).writes.empty());
 }

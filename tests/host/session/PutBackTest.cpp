@@ -276,7 +276,7 @@ TEST_P(BothGenerations, WhatCannotBePutBackIsToldWithItsBytes) {
 TEST_P(BothGenerations, AProtectedLastSectorIsLeftAloneAndNothingIsCalledLost) {
     FullLastSector chip(GetParam());
     ClosingChanges changes;
-    changes.protectedPages = std::to_string(std::min(chip.bench.device.sectorCount, 64U) - 1);
+    changes.protectedSectors = std::to_string(std::min(chip.bench.device.sectorCount, 64U) - 1);
     chip.bench.session->ChangeCcfg(changes);
     chip.bench.Chip().PowerCycle();
     const auto before = chip.Sector();

@@ -21,7 +21,7 @@ public:
           probe(VirtualChipProbe::Open(device, std::nullopt)),
           module(plugin),
           settings(DefaultSettings()) {
-        device.AddTo(settings);
+        settings.SetAll(device.properties);
         settings.Set("FakeBehaviour", fakeBehaviour);
     }
 

@@ -34,7 +34,7 @@ TEST_P(BothGenerations, EveryEraseChoiceAndVerificationLeavesTheFileInFlash) {
             Bench bench(GetParam());
             ProgramOptions options;
             options.erase = erase;
-            options.erasedPages = "0-2,5";
+            options.erasedSectors = "0-2,5";
             options.verification = verification;
             const auto bytes = Pattern(9000);
 
@@ -85,7 +85,7 @@ TEST_P(BothGenerations, ListedSectorsAreErasedOnceBeforeTheFirstWriteOnly) {
     Program(session, ImageOf({{0, Pattern(8 * sector, 9)}}));
     ProgramOptions options;
     options.erase = EraseChoice::Listed;
-    options.erasedPages = "0-6";
+    options.erasedSectors = "0-6";
 
     Program(session, ImageOf({{0, Pattern(16)}, {4 * sector, Pattern(16)}}), options);
 
@@ -95,36 +95,36 @@ TEST_P(BothGenerations, ListedSectorsAreErasedOnceBeforeTheFirstWriteOnly) {
     EXPECT_NE(bench.Flash(7 * sector, 16), std::vector<std::uint8_t>(16, 0xFF));
 }
 
-TEST_P(BothGenerations, SkippedPagesStayAndTheirNeighboursAreWholeToTheLastByte) {
+TEST_P(BothGenerations, SkippedSectorsStayAndTheirNeighboursAreWholeToTheLastByte) {
     Bench bench(GetParam());
     Session& session = bench.Connect();
     const std::uint32_t sector = bench.device.sectorSizeBytes;
     ProgramOptions options;
-    options.skippedPages = "1,3";
+    options.skippedSectors = "1,3";
     const auto bytes = Pattern(5 * sector);
 
     Program(session, ImageOf({{0, bytes}}), options);
 
-    for (const std::uint32_t page : {0u, 2u, 4u}) {
-        EXPECT_EQ(bench.Flash(page * sector, sector),
-                  std::vector<std::uint8_t>(bytes.begin() + page * sector, bytes.begin() + (page + 1) * sector));
+    for (const std::uint32_t index : {0u, 2u, 4u}) {
+        EXPECT_EQ(bench.Flash(index * sector, sector),
+                  std::vector<std::uint8_t>(bytes.begin() + index * sector, bytes.begin() + (index + 1) * sector));
     }
     EXPECT_EQ(bench.Flash(sector, sector), std::vector<std::uint8_t>(sector, 0xFF));
     EXPECT_EQ(bench.Chip().GetCounters().sectorErases[3], 0u);
 }
 
-TEST_P(BothGenerations, EraseAllWithSkippedPagesLeavesThemAndTheSettingIsPutBack) {
+TEST_P(BothGenerations, EraseAllWithSkippedSectorsLeavesThemAndTheSettingIsPutBack) {
     Bench bench(GetParam());
     Session& session = bench.Connect();
     const std::uint32_t sector = bench.device.sectorSizeBytes;
     Program(session, ImageOf({{sector, Pattern(sector, 9)}}));
     ProgramOptions options;
     options.erase = EraseChoice::All;
-    options.skippedPages = "1";
+    options.skippedSectors = "1";
 
     Program(session, ImageOf({{0, Pattern(16)}}), options);
     EXPECT_EQ(bench.Flash(sector, sector), Pattern(sector, 9));
-    options.skippedPages.reset();
+    options.skippedSectors.reset();
     Program(session, ImageOf({{0, Pattern(16)}}), options);
 
     EXPECT_EQ(bench.Flash(sector, sector), std::vector<std::uint8_t>(sector, 0xFF))
@@ -141,7 +141,7 @@ TEST_P(BothGenerations, AKeptCcfgSurvivesEveryEraseChoice) {
         ProgramOptions options;
         options.keepCcfg = true;
         options.erase = erase;
-        options.erasedPages = "0-" + std::to_string(bench.device.sectorCount - 1);
+        options.erasedSectors = "0-" + std::to_string(bench.device.sectorCount - 1);
         // Data that ends below CCFG in the last sector, and a file that has bytes for CCFG.
         const std::uint32_t last = end - bench.device.sectorSizeBytes;
 
@@ -347,13 +347,13 @@ TEST_P(BothGenerations, ProtectionIsAddedToWhatIsProtected) {
     Bench bench(GetParam());
     Session& session = bench.Connect();
     ClosingChanges changes;
-    changes.protectedPages = "0,2";
+    changes.protectedSectors = "0,2";
     session.ChangeCcfg(changes);
-    changes.protectedPages = "5";
+    changes.protectedSectors = "5";
 
     session.ChangeCcfg(changes);
 
-    EXPECT_EQ(session.ReadCcfg().protectedPages.Text(), "0,2,5");
+    EXPECT_EQ(session.ReadCcfg().protectedSectors.Text(), "0,2,5");
 }
 
 TEST_P(BothGenerations, ANamedOperationLeavesCcfgAloneWhateverTheSettingsSay) {
@@ -384,19 +384,19 @@ TEST_P(BothGenerations, WhatCannotWorkIsRefusedBeforeAnythingIsTouched) {
     const Case cases[] = {
         {"last page skipped",
          [&](ProgramOptions& o) {
-             o.skippedPages = last;
+             o.skippedSectors = last;
              o.closing.disableBootloader = true;
          },
          "while that page is skipped"},
-        {"all skipped", [&](ProgramOptions& o) { o.skippedPages = "0"; }, "Nothing is left to program"},
+        {"all skipped", [&](ProgramOptions& o) { o.skippedSectors = "0"; }, "Nothing is left to program"},
         {"erased and skipped",
          [&](ProgramOptions& o) {
-             o.skippedPages = "3";
+             o.skippedSectors = "3";
              o.erase = EraseChoice::Listed;
-             o.erasedPages = "2-4";
+             o.erasedSectors = "2-4";
          },
          "Page 3 is to be erased and to be skipped"},
-        {"stray comma", [&](ProgramOptions& o) { o.skippedPages = "1,"; }, "nothing between two commas"},
+        {"stray comma", [&](ProgramOptions& o) { o.skippedSectors = "1,"; }, "nothing between two commas"},
         {"retain and replace",
          [&](ProgramOptions& o) {
              o.closing.retainBle = true;
@@ -404,7 +404,7 @@ TEST_P(BothGenerations, WhatCannotWorkIsRefusedBeforeAnythingIsTouched) {
          },
          "retained or replaced"},
         {"bad address", [&](ProgramOptions& o) { o.closing.ieee = "C2:00"; }, "not an address of 8 bytes"},
-        {"bad protection", [&](ProgramOptions& o) { o.closing.protectedPages = "999"; }, "page 999 does not exist"},
+        {"bad protection", [&](ProgramOptions& o) { o.closing.protectedSectors = "999"; }, "page 999 does not exist"},
     };
     for (const Case& c : cases) {
         SCOPED_TRACE(c.name);

@@ -15,6 +15,16 @@ TEST(Settings, AnUnknownPropertyIsNullAndItsValueEmpty) {
     EXPECT_EQ(settings.Value("Anything"), "");
 }
 
+TEST(Settings, TakesAMapOfPropertiesOverWhatIsThere) {
+    Settings settings;
+    settings.Set("Kept", "1");
+    settings.Set("Changed", "1");
+
+    settings.SetAll({{"Changed", "2"}, {"New", "3"}});
+
+    EXPECT_EQ(settings.Value("Kept") + settings.Value("Changed") + settings.Value("New"), "123");
+}
+
 TEST(ScopedSettings, PutsBackWhatWasThereAndWhatWasNot) {
     Settings settings;
     settings.Set("Kept", "old");

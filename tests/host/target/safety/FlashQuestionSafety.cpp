@@ -53,7 +53,7 @@ WritePlan PlanChanges(Probe& probe, const Routine& routine, const Bytes& image) 
         wanted.push_back({sector.content.address, sector.content.bytes});
     }
     const std::vector<bool> isHeld = AskWhatFlashHolds(probe, routine, wanted);
-    PageSet unchanged(kGeometry.sectorCount);
+    SectorSet unchanged(kGeometry.sectorCount);
     for (std::size_t i = 0; i < contents.size(); ++i) {
         if (isHeld[i]) {
             unchanged.Add(contents[i].sector);

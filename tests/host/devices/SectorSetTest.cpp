@@ -1,5 +1,5 @@
-// Page lists.
-#include "host/plan/PageSet.h"
+// Sets of sectors, and lists of pages as users write them.
+#include "host/devices/SectorSet.h"
 
 #include <gtest/gtest.h>
 
@@ -8,7 +8,7 @@
 namespace flash::host {
 namespace {
 
-TEST(ParsePageList, GoodListsAndTheirNormalForm) {
+TEST(ParseSectorList, GoodListsAndTheirNormalForm) {
     struct Case {
         const char* text;
         const char* expected;
@@ -16,11 +16,11 @@ TEST(ParsePageList, GoodListsAndTheirNormalForm) {
     const Case cases[] = {{"0", "0"},       {"31", "31"},     {" 1 , 3 - 5 ", "1,3-5"}, {"5,4,3", "3-5"},
                           {"0-31", "0-31"}, {"1,1,1-1", "1"}, {"2-3,3-4", "2-4"},       {"007", "7"}};
     for (const Case& c : cases) {
-        EXPECT_EQ(ParsePageList(c.text, 32, "--x").Text(), c.expected) << c.text;
+        EXPECT_EQ(ParseSectorList(c.text, 32, "--x").Text(), c.expected) << c.text;
     }
 }
 
-TEST(ParsePageList, BadListsNameTheOptionAndTheItem) {
+TEST(ParseSectorList, BadListsNameTheOptionAndTheItem) {
     struct Case {
         const char* text;
         const char* expected;
@@ -41,23 +41,23 @@ TEST(ParsePageList, BadListsNameTheOptionAndTheItem) {
                           {"1 2", "\"1 2\" is not a page"},
                           {"+1", "\"+1\" is not a page"}};
     for (const Case& c : cases) {
-        const std::string text = FailureOf(FailureKind::BadInput, [&] { ParsePageList(c.text, 32, "--x"); });
+        const std::string text = FailureOf(FailureKind::BadInput, [&] { ParseSectorList(c.text, 32, "--x"); });
         EXPECT_EQ(text.find("--x: "), 0u) << text;
         EXPECT_NE(text.find(c.expected), std::string::npos) << text;
     }
 }
 
-TEST(PageSet, CountsAndKnowsItsMembers) {
-    PageSet pages(8);
-    EXPECT_TRUE(pages.IsEmpty());
-    EXPECT_EQ(pages.Text(), "");
+TEST(SectorSet, CountsAndKnowsItsMembers) {
+    SectorSet sectors(8);
+    EXPECT_TRUE(sectors.IsEmpty());
+    EXPECT_EQ(sectors.Text(), "");
 
-    pages.Add(7);
+    sectors.Add(7);
 
-    EXPECT_EQ(pages.Count(), 1u);
-    EXPECT_TRUE(pages.Contains(7));
-    EXPECT_FALSE(pages.Contains(8));
-    EXPECT_EQ(pages.Text(), "7");
+    EXPECT_EQ(sectors.Count(), 1u);
+    EXPECT_TRUE(sectors.Contains(7));
+    EXPECT_FALSE(sectors.Contains(8));
+    EXPECT_EQ(sectors.Text(), "7");
 }
 
 }  // namespace

@@ -1,0 +1,17 @@
+// How the flash of a chip is divided.
+#pragma once
+
+#include <cstdint>
+
+namespace flash::host {
+
+struct FlashGeometry {
+    std::uint32_t sectorSizeBytes;
+    std::uint32_t sectorCount;
+
+    std::uint32_t SizeBytes() const { return sectorSizeBytes * sectorCount; }
+    std::uint32_t LastSectorAddress() const { return SizeBytes() - sectorSizeBytes; }
+    bool operator==(const FlashGeometry&) const = default;
+};
+
+}  // namespace flash::host
