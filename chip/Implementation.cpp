@@ -121,24 +121,24 @@ void VirtualChip::Implementation::OnUnwrittenSramRead(std::uint32_t address) {
     log.AddViolation(Violation::CoreReadOfUnwrittenSram, address, core->Now());
 }
 
+std::uint64_t VirtualChip::Implementation::CycleAt(Nanoseconds at) const {
+    constexpr std::uint64_t kPerSecond = 1'000'000'000;
+    const auto count = static_cast<std::uint64_t>(at.count());
+    return count / kPerSecond * settings.timing.coreClockHz +
+           count % kPerSecond * settings.timing.coreClockHz / kPerSecond;
+}
+
 std::uint32_t VirtualChip::Implementation::LoadRegisterWord(std::uint32_t address, Nanoseconds at) {
-    switch (address) {
-        case kRamSizeRegister:
-            return settings.ramSizeCode;
-        case kVectorTableRegister:
-            return vectorTable;
-        default:
-            return controller.Load(address, at);
+    if (address == kRamSizeRegister) {
+        return settings.ramSizeCode;
     }
+    const std::optional<std::uint32_t> own = coreControl.Load(address, CycleAt(at));
+    return own ? *own : controller.Load(address, at);
 }
 
 ControllerSignals VirtualChip::Implementation::StoreRegisterWord(std::uint32_t address, std::uint32_t value,
                                                                  Nanoseconds at) {
-    if (address == kVectorTableRegister) {
-        vectorTable = value;
-        return {};
-    }
-    return controller.Store(address, value, at);
+    return coreControl.Store(address, value, CycleAt(at)) ? ControllerSignals{} : controller.Store(address, value, at);
 }
 
 VirtualChip::Implementation::Place VirtualChip::Implementation::Find(std::uint32_t address, std::size_t length) const {

@@ -5,6 +5,7 @@
 #include <string>
 
 #include "chip/ChipLog.h"
+#include "chip/CoreControl.h"
 #include "chip/EmulatedCore.h"
 #include "chip/FaultPlan.h"
 #include "chip/FlashArray.h"
@@ -86,6 +87,7 @@ private:
     void OnReadOnlyMemoryRead(std::uint32_t address) override;
     void OnUnwrittenSramRead(std::uint32_t address) override;
 
+    std::uint64_t CycleAt(Nanoseconds at) const;
     std::uint32_t LoadRegisterWord(std::uint32_t address, Nanoseconds at);
     ControllerSignals StoreRegisterWord(std::uint32_t address, std::uint32_t value, Nanoseconds at);
     Place Find(std::uint32_t address, std::size_t length) const;
@@ -125,7 +127,7 @@ private:
     std::unique_ptr<EmulatedCore> core;
     Nanoseconds runStart{0};
     std::uint32_t runAddress = 0;
-    std::uint32_t vectorTable = 0;
+    CoreControl coreControl;
     ControllerSignals pendingSignals;  // raised by the core's own stores
     std::uint32_t commandBlocks = 0;   // 0: not observed
     std::array<std::optional<Command>, 2> commands;

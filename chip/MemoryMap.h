@@ -24,15 +24,22 @@ inline constexpr std::uint32_t kCorePage = 0xE000'E000;  // the core's own regis
 inline constexpr std::array kRegisterPages = {kControllerPage, kSystemPage, kCorePage};
 
 // Registers, 32 bits each.
-inline constexpr std::uint32_t kSizeRegister = 0x4003'002C;         // R   bits 7..0: number of sectors
-inline constexpr std::uint32_t kCommandRegister = 0x4003'0100;      // W   key and code: starts an operation
-inline constexpr std::uint32_t kAddressRegister = 0x4003'0104;      // RW
-inline constexpr std::uint32_t kDataRegister = 0x4003'0108;         // RW
-inline constexpr std::uint32_t kStatusRegister = 0x4003'010C;       // R   bits 7..0: `Status`
-inline constexpr std::uint32_t kProtect0Register = 0x4003'0110;     // R   bit n clear: sector n is protected
-inline constexpr std::uint32_t kProtect1Register = 0x4003'0114;     // R   the same from sector 32 on, folded from 64 on
-inline constexpr std::uint32_t kRamSizeRegister = 0x4008'2250;      // R   bits 1..0: RAM size code
-inline constexpr std::uint32_t kVectorTableRegister = 0xE000'ED08;  // RW  kept, and without effect: no exceptions
+inline constexpr std::uint32_t kSizeRegister = 0x4003'002C;      // R   bits 7..0: number of sectors
+inline constexpr std::uint32_t kCommandRegister = 0x4003'0100;   // W   key and code: starts an operation
+inline constexpr std::uint32_t kAddressRegister = 0x4003'0104;   // RW
+inline constexpr std::uint32_t kDataRegister = 0x4003'0108;      // RW
+inline constexpr std::uint32_t kStatusRegister = 0x4003'010C;    // R   bits 7..0: `Status`
+inline constexpr std::uint32_t kProtect0Register = 0x4003'0110;  // R   bit n clear: sector n is protected
+inline constexpr std::uint32_t kProtect1Register = 0x4003'0114;  // R   the same from sector 32 on, folded from 64 on
+inline constexpr std::uint32_t kRamSizeRegister = 0x4008'2250;   // R   bits 1..0: RAM size code
+inline constexpr std::uint32_t kTimerControlRegister = 0xE000'E010;  // RW  bit 0: the core's timer counts
+inline constexpr std::uint32_t kTimerReloadRegister = 0xE000'E014;   // RW  24 bits
+inline constexpr std::uint32_t kTimerRegister = 0xE000'E018;         // RW  counts cycles down; a write clears it
+inline constexpr std::uint32_t kTimerMask = 0x00FF'FFFF;
+// Kept, and without effect: no exceptions, no protection of memory, and unaligned accesses are never trapped.
+inline constexpr std::uint32_t kVectorTableRegister = 0xE000'ED08;           // RW
+inline constexpr std::uint32_t kConfigurationControlRegister = 0xE000'ED14;  // RW
+inline constexpr std::uint32_t kMemoryProtectionRegister = 0xE000'ED94;      // RW
 
 inline constexpr std::uint32_t kCommandKey = 0xF1A5'0000;
 inline constexpr std::uint32_t kEraseSectorCode = 1;  // the sector that holds ADDRESS

@@ -43,7 +43,7 @@ void VirtualChip::Implementation::LosePower() {
 void VirtualChip::Implementation::Boot() {
     controller.PowerUp();
     core->ClearRegisters();
-    vectorTable = 0;
+    coreControl.Reset();
 }
 
 }  // namespace flash::chip

@@ -3,32 +3,24 @@
 
 #include <stdbool.h>
 
+#include "firmware/blank.h"
 #include "firmware/crc32.h"
+#include "firmware/deadline.h"
 #include "firmware/flash_port.h"
-#include "firmware/load_word.h"
+#include "firmware/locks.h"
+#include "firmware/units.h"
 
-_Static_assert(kMaxSectors > UINT8_MAX, "a sector's index has eight bits in the status word");
+_Static_assert(kMostSectors <= UINT8_MAX, "a sector's index has eight bits in the status word");
 
 static const uint8_t kErasedByte = 0xFF;
-static const uint32_t kErasedWord = 0xFFFFFFFFu;
 
-// Fields of CCFG that lock the chip, by their offset from the end of flash.
-enum {
-    kDebugPortFromEnd = 0x29,   // one byte; 0x00 closes the debug port
-    kProtectionFromEnd = 0x20,  // two words; bit n clear protects sector n, from 64 on those share the second word's
-};
+// A port that breaks its bounds has no sectors: all is refused, and no mark is set behind the others.
+static uint32_t SectorCount(void) {
+    const uint32_t count = FlashPortSectorCount();
+    return count <= kMostSectors ? count : 0;
+}
 
-// The part of a chunk that lies in one sector.
-typedef struct {
-    uint32_t address;
-    uint32_t length;
-    const uint8_t* data;
-    // Flash was just seen to be, where the slice lies. As wide as the rest: a copy must not read bytes that nobody
-    // wrote.
-    uint32_t isBlank;
-} Slice;
-
-static uint32_t FlashBytes(const LoadState* state) { return FlashPortSectorCount() * state->workspace->sectorBytes; }
+static uint32_t FlashBytes(const LoadState* state) { return SectorCount() * state->workspace->sectorBytes; }
 
 // Cannot overflow: a range that wraps around is longer than what is left of flash.
 static bool LiesInFlash(const LoadState* state, uint32_t address, uint32_t length) {
@@ -50,43 +42,12 @@ static uint32_t EraseFailure(uint32_t sectorIndex, FsmStatus fsmStatus) {
 
 static uint32_t ProgramFailure(FsmStatus fsmStatus) { return kStatusProgramFailed | (uint32_t)fsmStatus << 16; }
 
-static uint32_t CommonBitsOfFourWords(const uint8_t* bytes) {
-    return LoadWord(bytes) & LoadWord(bytes + 4) & LoadWord(bytes + 8) & LoadWord(bytes + 12);
-}
-
-static bool AreEightWordsErased(const uint8_t* bytes) {
-    return (CommonBitsOfFourWords(bytes) & CommonBitsOfFourWords(bytes + 16)) == kErasedWord;
-}
-
-// Address of the first programmed byte of the range, `end` when there is none. It looks at most of a sector before each
-// chunk, so it takes big steps.
-static uint32_t FirstProgrammed(uint32_t address, uint32_t end) {
-    const uint8_t* flash = FlashPortBytes();
-    while (end - address >= 32 && AreEightWordsErased(flash + address)) {
-        address += 32;
-    }
-    while (address < end && flash[address] == kErasedByte) {
-        ++address;
-    }
-    return address;
-}
-
-// Offset of the first byte in which flash differs from the slice, the slice's length when there is none.
-static uint32_t FirstDifference(const Slice* slice) {
-    const uint8_t* flash = FlashPortBytes() + slice->address;
-    uint32_t offset = 0;
-    while (offset < slice->length && flash[offset] == slice->data[offset]) {
-        ++offset;
-    }
-    return offset;
-}
-
 // A controller may say success and not have erased, or not yet. Then data that is already there would be taken for
 // programmed, checked, and gone with the end of the erase; so an erase counts only when the sector reads blank.
 static uint32_t EraseSector(const LoadState* state, uint32_t sectorIndex) {
     const uint32_t sectorBytes = state->workspace->sectorBytes;
     const uint32_t address = sectorIndex * sectorBytes;
-    const FsmStatus fsmStatus = FlashPortEraseSector(address);
+    const FsmStatus fsmStatus = DeadlineHasPassed() ? (FsmStatus)kFsmBusy : FlashPortEraseSector(address);
     if (fsmStatus != kFsmSuccess || FirstProgrammed(address, address + sectorBytes) != address + sectorBytes) {
         return EraseFailure(sectorIndex, fsmStatus);
     }
@@ -104,58 +65,8 @@ static uint32_t EraseOnce(LoadState* state, uint32_t sectorIndex) {
     return status;
 }
 
-// `word` with the slice's bytes over it. Most words lie whole in the slice.
-static uint32_t MergeWord(const Slice* slice, uint32_t wordAddress, uint32_t word) {
-    const uint32_t wordOffset = wordAddress - slice->address;
-    if (wordOffset < slice->length && slice->length - wordOffset >= 4) {
-        return LoadWord(slice->data + wordOffset);
-    }
-    for (uint32_t i = 0; i < 4; ++i) {
-        const uint32_t offset = wordOffset + i;  // huge below the slice's start
-        if (offset < slice->length) {
-            word = (word & ~(0xFFu << (8 * i))) | (uint32_t)slice->data[offset] << (8 * i);
-        }
-    }
-    return word;
-}
-
-// Brings the slice's bytes within one word into flash. The other bytes of the word are asked to stay what they are.
-static FsmStatus ProgramWord(const Slice* slice, uint32_t wordAddress) {
-    if (MergeWord(slice, wordAddress, kErasedWord) == kErasedWord) {
-        return kFsmSuccess;
-    }
-    const uint32_t held = LoadWord(FlashPortBytes() + wordAddress);
-    const uint32_t wanted = MergeWord(slice, wordAddress, held);
-    return wanted == held ? kFsmSuccess : FlashPortProgramWords(wordAddress, (const uint8_t*)&wanted, 1);
-}
-
-// How many of the words from here on lie whole in the slice and are blank.
-static uint32_t BlankWords(const Slice* slice, uint32_t wordAddress) {
-    const uint32_t end = slice->address + slice->length;
-    if (wordAddress < slice->address) {
-        return 0;
-    }
-    return ((slice->isBlank ? end : FirstProgrammed(wordAddress, end)) - wordAddress) / 4;
-}
-
-// Blank words go to the controller in one run, in which it never waits for the core: this is where a load spends its
-// time. What flash holds of the others decides word by word.
-static FsmStatus ProgramWords(const Slice* slice) {
-    const uint32_t end = slice->address + slice->length;
-    uint32_t wordAddress = slice->address & ~3u;
-    FsmStatus fsmStatus = kFsmSuccess;
-    while (wordAddress < end && fsmStatus == kFsmSuccess) {
-        const uint32_t blank = BlankWords(slice, wordAddress);
-        fsmStatus = blank == 0
-                        ? ProgramWord(slice, wordAddress)
-                        : FlashPortProgramWords(wordAddress, slice->data + (wordAddress - slice->address), blank);
-        wordAddress += blank == 0 ? 4 : 4 * blank;
-    }
-    return fsmStatus;
-}
-
 static uint32_t ProgramInPlace(const Slice* slice) {
-    const FsmStatus fsmStatus = ProgramWords(slice);
+    const FsmStatus fsmStatus = ProgramLocksLast(slice);
     return fsmStatus == kFsmSuccess ? (uint32_t)kStatusSuccess : ProgramFailure(fsmStatus);
 }
 
@@ -167,55 +78,44 @@ static bool IsAlreadyDone(const Slice* slice, uint32_t sectorAddress, uint32_t s
            FirstProgrammed(sliceEnd, sectorEnd) == sectorEnd;
 }
 
-// A step of programming a slice: what it has from `address` to before `end`, with some bits left for a later step.
-typedef struct {
-    uint32_t address;
-    uint32_t end;
-    uint8_t leftOut;  // of a step of one byte, as far as flash has them set
-} Step;
-
-static uint32_t ProgramStep(const Slice* slice, const Step* step) {
-    const uint32_t sliceEnd = slice->address + slice->length;
-    const uint32_t address = step->address > slice->address ? step->address : slice->address;
-    const uint32_t end = step->end < sliceEnd ? step->end : sliceEnd;
-    if (address >= end) {
-        return kStatusSuccess;
+// The scratch sector becomes what the sector is to hold: its content, with the slice over it. What of the slice's bits
+// are 1 where flash holds a 0 counts only if they may be set.
+static void Compose(uint8_t* scratch, const Slice* slice, const Slice* sector, uint8_t maySet) {
+    const uint8_t* flash = FlashPortBytes() + sector->address;
+    for (uint32_t i = 0; i < sector->length; ++i) {
+        const uint32_t offset = sector->address + i - slice->address;
+        scratch[i] = offset < slice->length ? slice->data[offset] & (flash[i] | maySet) : flash[i];
     }
-    const uint8_t* data = slice->data + (address - slice->address);
-    const uint8_t byte = *data | (step->leftOut & FlashPortBytes()[address]);
-    const Slice part = {address, end - address, step->leftOut == 0 ? data : &byte, slice->isBlank};
-    return ProgramInPlace(&part);
 }
 
-// The address if the slice clears all of these bits there, else `otherwise`.
-static uint32_t WhereCleared(const Slice* slice, uint32_t address, uint8_t bits, uint32_t otherwise) {
-    const uint32_t offset = address - slice->address;  // huge below the slice's start
-    return offset < slice->length && (slice->data[offset] & bits) == 0 ? address : otherwise;
+// The sector is as fresh afterwards as it was before, because what it keeps may be older than the load. Only when the
+// slice is all of it nothing is kept.
+static uint32_t Rewrite(LoadState* state, const Slice* slice, uint8_t maySet) {
+    const Workspace* workspace = state->workspace;
+    const uint32_t sectorIndex = slice->address / workspace->sectorBytes;
+    const Slice whole = {sectorIndex * workspace->sectorBytes, workspace->sectorBytes, workspace->scratch, true};
+    Compose(workspace->scratch, slice, &whole, maySet);
+    const uint32_t status = EraseSector(state, sectorIndex);
+    if (status != kStatusSuccess) {
+        return status;
+    }
+    if (maySet != 0 && slice->length == workspace->sectorBytes) {
+        MarkFresh(state, sectorIndex);
+    }
+    return ProgramInPlace(&whole);
 }
 
-// What locks the chip from the next power-up on comes last, whatever its address: when power is lost on the way the
-// work can be done again. The bit that protects CCFG's own sector goes alone, because one bit cannot be torn; then the
-// debug port, because a chip that is only protected can still be looked at.
-static uint32_t ProgramLocksLast(const LoadState* state, const Slice* slice) {
-    const uint32_t last = FlashPortSectorCount() - 1;
-    const uint32_t end = FlashBytes(state);
-    const uint8_t bit = (uint8_t)(1u << last % 8);
-    const uint32_t protectionByte = end - kProtectionFromEnd + (last < 32 ? 0 : 4) + last % 32 / 8;
-    const uint32_t protection = WhereCleared(slice, protectionByte, bit, end);
-    const uint32_t port = WhereCleared(slice, end - kDebugPortFromEnd, 0xFF, protection);
-    const Step steps[] = {
-        {0, port, 0},
-        {port + 1, protection, 0},
-        {protection + 1, end, 0},
-        {protection, protection + 1, bit},
-        {protection, protection + 1, 0},
-        {port, port + 1, 0},
-    };
-    uint32_t status = kStatusSuccess;
-    for (uint32_t i = 0; i < sizeof steps / sizeof *steps && status == kStatusSuccess; ++i) {
-        status = ProgramStep(slice, &steps[i]);
+// Without an erase where the controller lets it be. Where units are written once, and one of them holds the end of one
+// chunk and the beginning of the next, the second comes in by way of the scratch sector.
+static uint32_t ProgramOver(LoadState* state, const Slice* slice) {
+    switch (FitOf(slice)) {
+        case kWritesTwice:
+            return Rewrite(state, slice, 0);
+        case kContradicts:
+            return ProgramFailure(kFsmFailed);
+        default:
+            return ProgramInPlace(slice);
     }
-    return status;
 }
 
 static uint32_t ProgramErasing(LoadState* state, const Slice* slice) {
@@ -234,53 +134,18 @@ static uint32_t ProgramErasing(LoadState* state, const Slice* slice) {
         }
         onceErased.isBlank = true;
     }
-    return ProgramLocksLast(state, &onceErased);
+    return ProgramOver(state, &onceErased);
 }
 
-static bool NeedsErase(const Slice* slice) {
-    const uint8_t* flash = FlashPortBytes() + slice->address;
-    for (uint32_t i = 0; i < slice->length; ++i) {
-        if ((slice->data[i] & ~flash[i]) != 0) {
-            return true;
-        }
-    }
-    return false;
-}
-
-// The scratch sector becomes what the sector is to hold: its content, with the slice over it.
-static void Compose(uint8_t* scratch, const Slice* slice, uint32_t sectorAddress, uint32_t sectorBytes) {
-    const uint8_t* flash = FlashPortBytes() + sectorAddress;
-    for (uint32_t i = 0; i < sectorBytes; ++i) {
-        const uint32_t offset = sectorAddress + i - slice->address;
-        scratch[i] = offset < slice->length ? slice->data[offset] : flash[i];
-    }
-}
-
-// The sector is as fresh afterwards as it was before, because what it keeps may be older than the load. Only when the
-// slice is all of it nothing is kept.
 static uint32_t ProgramRetaining(LoadState* state, const Slice* slice) {
-    if (!NeedsErase(slice)) {
-        return ProgramLocksLast(state, slice);
-    }
-    const Workspace* workspace = state->workspace;
-    const uint32_t sectorIndex = slice->address / workspace->sectorBytes;
-    const Slice whole = {sectorIndex * workspace->sectorBytes, workspace->sectorBytes, workspace->scratch, true};
-    Compose(workspace->scratch, slice, whole.address, whole.length);
-    const uint32_t status = EraseSector(state, sectorIndex);
-    if (status != kStatusSuccess) {
-        return status;
-    }
-    if (slice->length == workspace->sectorBytes) {
-        MarkFresh(state, sectorIndex);
-    }
-    return ProgramLocksLast(state, &whole);
+    return SetsABit(slice) || FitOf(slice) != kFits ? Rewrite(state, slice, kErasedByte) : ProgramInPlace(slice);
 }
 
 static uint32_t ProgramSlice(LoadState* state, uint32_t code, const Slice* slice) {
     if (code == kCommandProgramErase) {
         return ProgramErasing(state, slice);
     }
-    return code == kCommandProgramRetain ? ProgramRetaining(state, slice) : ProgramLocksLast(state, slice);
+    return code == kCommandProgramRetain ? ProgramRetaining(state, slice) : ProgramOver(state, slice);
 }
 
 // A chunk of at most one sector reaches into at most two.
@@ -323,29 +188,48 @@ static uint32_t Program(LoadState* state, CommandBlock* block, const uint8_t* bu
     return verifies && status == kStatusSuccess ? VerifyChunk(block, &chunk) : status;
 }
 
+// Address of the first programmed byte of the range, `end` when there is none. Watchdogs bite in less time than all of
+// flash takes.
+static uint32_t SearchProgrammed(const LoadState* state, uint32_t address, uint32_t end) {
+    const uint32_t sectorBytes = state->workspace->sectorBytes;
+    uint32_t programmed = address;
+    uint32_t stop = address;
+    while (programmed == stop && stop < end) {
+        FlashPortIdle();
+        stop += sectorBytes - stop % sectorBytes;
+        stop = stop < end ? stop : end;
+        programmed = FirstProgrammed(programmed, stop);
+    }
+    return programmed;
+}
+
 // The first sector that should be blank after a bank erase and is not; the number of sectors when there is none.
 static uint32_t FirstSectorNotErased(const LoadState* state) {
     const uint32_t sectorBytes = state->workspace->sectorBytes;
-    for (uint32_t i = 0; i < FlashPortSectorCount(); ++i) {
+    uint32_t i = 0;
+    for (; i < SectorCount(); ++i) {
         const uint32_t end = (i + 1) * sectorBytes;
-        if (!FlashPortIsProtected(i) && FirstProgrammed(i * sectorBytes, end) != end) {
-            return i;
+        if (!FlashPortIsProtected(i) && SearchProgrammed(state, i * sectorBytes, end) != end) {
+            break;
         }
     }
-    return FlashPortSectorCount();
+    return i;
 }
 
 static uint32_t BankErase(LoadState* state, const CommandBlock* block) {
-    if (block->address != 0 || block->length != 0 || FlashPortSectorCount() == 0) {
+    if (block->address != 0 || block->length != 0 || SectorCount() == 0) {
         return kStatusInvalidArguments;
     }
     const FsmStatus fsmStatus = FlashPortEraseBank();
+    if (fsmStatus == kFsmNotSupported) {
+        return kStatusUnknownCommand;
+    }
     // Flash cannot be read while the controller is busy. The first sector stands for a failure that names none.
     const uint32_t notErased = fsmStatus == kFsmBusy ? 0 : FirstSectorNotErased(state);
-    if (fsmStatus != kFsmSuccess || notErased != FlashPortSectorCount()) {
-        return EraseFailure(notErased % FlashPortSectorCount(), fsmStatus);
+    if (fsmStatus != kFsmSuccess || notErased != SectorCount()) {
+        return EraseFailure(notErased % SectorCount(), fsmStatus);
     }
-    for (uint32_t i = 0; i < FlashPortSectorCount(); ++i) {
+    for (uint32_t i = 0; i < SectorCount(); ++i) {
         if (!FlashPortIsProtected(i)) {
             MarkFresh(state, i);
         }
@@ -373,7 +257,7 @@ static uint32_t BlankCheck(const LoadState* state, CommandBlock* block) {
         return kStatusInvalidArguments;
     }
     const uint32_t end = block->address + block->length;
-    const uint32_t programmed = FirstProgrammed(block->address, end);
+    const uint32_t programmed = SearchProgrammed(state, block->address, end);
     if (programmed == end) {
         return kStatusSuccess;
     }
@@ -382,6 +266,7 @@ static uint32_t BlankCheck(const LoadState* state, CommandBlock* block) {
 }
 
 uint32_t RunCommand(LoadState* state, CommandBlock* block, const uint8_t* buffer) {
+    DeadlineStart();
     switch (block->command) {
         case kCommandBankErase:
             return BankErase(state, block);

@@ -5,6 +5,8 @@
 
 #include <stdint.h>
 
+#include "firmware/flash_port.h"
+
 #ifdef __cplusplus
 extern "C" {
 #endif
@@ -40,22 +42,34 @@ enum {
     kStatusVerificationIssue = 0x106,
 };
 
+// A stack that has grown over its end has changed one of these words before it comes to anything else.
+enum { kGuardWords = 8 };
+static const uint32_t kGuardPaint = 0x5AFE57ACu;
+
 // The memory that the generation's file sets aside, and what that makes a sector.
 typedef struct {
     uint32_t sectorBytes;
     const uint8_t* buffers[2];  // one sector each, filled by the host
-    uint8_t* scratch;           // one sector, while command 4 rewrites it
+    uint8_t* scratch;           // one sector, while it is rewritten
+    uint32_t* stackGuard;       // `kGuardWords` words below the stack, painted when a load begins
 } Workspace;
-
-enum { kMaxSectors = 256 };
 
 // All that lasts from one command to the next. Begin with `freshSectors` all zero.
 typedef struct {
     const Workspace* workspace;
     // One bit per sector that holds nothing older than this load of the flashloader: commands 3 and 5 do not erase
     // it again, so they cannot destroy what the load has programmed.
-    uint32_t freshSectors[kMaxSectors / 32];
+    uint32_t freshSectors[(kMostSectors + 31) / 32];
 } LoadState;
+
+// What stops the flashloader before it answers anything, as the host finds it in `g_fault`.
+static const uint32_t kFaultSectorCount = 0xFA180001u;   // the port has no sectors, or more than `kMostSectors`
+static const uint32_t kFaultTraits = 0xFA180002u;        // the port's traits are out of bounds
+static const uint32_t kFaultUnprivileged = 0xFA180003u;  // the core was let go without privilege: it cannot be taken
+static const uint32_t kFaultStack = 0xFA180004u;         // the stack has reached its guard
+
+// Begins a load: the port first. Gives one of the faults, or 0.
+uint32_t BeginLoad(LoadState* state, const Workspace* workspace);
 
 // Runs one command on the data in that buffer and gives the status word. Changes only `block->address`, and that only
 // with kStatusVerificationIssue.

@@ -19,18 +19,34 @@ _Static_assert(sizeof(g_currBuf) == 4, "read by the host as one word");
 __attribute__((section(".mailbox"))) volatile CommandBlock g_cfg[2] = {{.status = kStatusSuccess},
                                                                        {.status = kStatusSuccess}};
 
-volatile uint32_t g_currBuf;
+// Loaded, too: a host that asks before the core has run an instruction finds no fault that it did not have.
+__attribute__((section(".mailbox"))) volatile uint32_t g_currBuf = 0;
+__attribute__((section(".mailbox"))) volatile uint32_t g_fault = 0;
+
+static bool IsGuardIntact(const Workspace* workspace) {
+    uint32_t i = 0;
+    while (i < kGuardWords && workspace->stackGuard[i] == kGuardPaint) {
+        ++i;
+    }
+    return i == kGuardWords;
+}
 
 bool MailboxPoll(LoadState* state) {
+    FlashPortIdle();
     const uint32_t current = g_currBuf;
     volatile CommandBlock* posted = &g_cfg[current];
-    if (posted->status != kStatusNotDone) {
+    if (g_fault != 0 || posted->status != kStatusNotDone) {
         return false;
     }
     atomic_thread_fence(memory_order_acquire);
     CommandBlock block = {
         .address = posted->address, .length = posted->length, .command = posted->command, .crc = posted->crc};
     const uint32_t status = RunCommand(state, &block, state->workspace->buffers[current]);
+    // Below the stack lie the buffers: what has been programmed may not be what the host has sent.
+    if (!IsGuardIntact(state->workspace)) {
+        g_fault = kFaultStack;
+        return false;
+    }
     posted->address = block.address;
     atomic_thread_fence(memory_order_release);
     posted->status = status;

@@ -20,6 +20,10 @@ extern volatile CommandBlock g_cfg[2];
 // The block that the flashloader works on, or waits for.
 extern volatile uint32_t g_currBuf;
 
+// 0 while all is well. 0xFA170000 with the exception's number after a fault, or one of ours (firmware/commands.h). From
+// then on nothing is answered.
+extern volatile uint32_t g_fault;
+
 // Runs the current block's command if it has been posted, and says whether it did.
 bool MailboxPoll(LoadState* state);
 

@@ -1,5 +1,7 @@
-// Start-up on the target. The host loads the image and writes the program counter, nothing else: stack pointer, vector
-// table and cleared memory are ours to set. Ends in the endless loop over the mailbox.
+// Start-up on the target. The host loads the image and writes the program counter, nothing else: what an application
+// has left of the core is ours to undo. Ends in the endless loop over the mailbox.
+#include <core.h>
+
 #include "firmware/commands.h"
 #include "firmware/mailbox.h"
 
@@ -11,7 +13,7 @@ extern const Workspace g_workspace;
 
 void ResetISR(void);
 void FaultISR(void);
-void StartFlashloader(void);
+void StartFlashloader(uint32_t control);
 
 typedef union {
     uint32_t* stackTop;
@@ -27,23 +29,33 @@ __attribute__((section(".vectors"), used)) static const Vector kVectors[kVectorC
     {.handler = FaultISR},    {.handler = FaultISR}, {.handler = FaultISR}, {.handler = FaultISR},
 };
 
-// The core's vector table offset register.
-static const uintptr_t kVectorTableOffset = 0xE000ED08u;
+// The core's own registers.
+static volatile uint32_t* const kVectorTableOffset = (volatile uint32_t*)0xE000ED08u;
+static volatile uint32_t* const kConfigurationControl = (volatile uint32_t*)0xE000ED14u;
+static const uint32_t kTrapUnalignedAndDivision = 0x18;
 
-// Zero while all is well; 0xFA170000 with the exception's number after a fault.
-volatile uint32_t g_fault;
-
-// An application may have been halted with its interrupts on and on the process stack.
+// An application may have been halted with its interrupts on, its faults masked, its memory protected, and on the
+// process stack. Without privilege none of this takes effect, and the register of the control bits says so.
 __attribute__((naked)) void ResetISR(void) {
     __asm__ volatile(
-        "cpsid i                          \n"
-        "movs  r0, #0                     \n"
-        "msr   control, r0                \n"
-        "isb                              \n"
-        "movw  r0, #:lower16:g_stackTop   \n"
-        "movt  r0, #:upper16:g_stackTop   \n"
-        "mov   sp, r0                     \n"
-        "b     StartFlashloader           \n");
+        "cpsid i                \n"
+        "movs  r0, #0           \n" UNDO_FAULT_MASKS
+        "msr   control, r0      \n"
+        "isb                    \n"
+        "ldr   r1, =g_stackTop  \n"
+        "mov   sp, r1           \n"
+        "mrs   r2, control      \n"
+        "lsls  r1, r2, #31      \n"
+        "bne   1f               \n"
+        "ldr   r1, =0xE000ED94  \n"  // the memory protection unit's control
+        "str   r0, [r1]         \n"
+        "dsb                    \n"
+        "isb                    \n"
+        "1:                     \n"
+        "mov   r0, r2           \n"
+        "ldr   r1, =StartFlashloader \n"
+        "bx    r1               \n"
+        ".pool                  \n");
 }
 
 // Parks the core here for good. Needs no stack of its own, in case the stack is what broke.
@@ -55,14 +67,26 @@ void FaultISR(void) {
     }
 }
 
-void StartFlashloader(void) {
-    *(volatile uint32_t*)kVectorTableOffset = (uint32_t)kVectors;
+// The new vector table holds, and unaligned accesses are allowed, before anything comes that needs them.
+static void TakeOverCore(void) {
+    *kVectorTableOffset = (uint32_t)kVectors;
+    *kConfigurationControl &= ~kTrapUnalignedAndDivision;
+    __asm__ volatile("dsb \n isb \n" ::: "memory");
+}
+
+void StartFlashloader(uint32_t control) {
+    if ((control & 1u) != 0) {
+        g_fault = kFaultUnprivileged;
+        for (;;) {
+        }
+    }
+    TakeOverCore();
     for (uint32_t* word = g_bssStart; word < g_bssEnd; ++word) {
         *word = 0;
     }
 
     static LoadState state;
-    state.workspace = &g_workspace;
+    g_fault = BeginLoad(&state, &g_workspace);
     for (;;) {
         MailboxPoll(&state);
     }

@@ -2,6 +2,7 @@
 // refuses, and fails on demand. One exists at a time, and the port's C functions reach it.
 #pragma once
 
+#include <array>
 #include <cstdint>
 #include <functional>
 #include <map>
@@ -24,24 +25,32 @@ public:
 
     FsmStatus EraseSector(std::uint32_t address);
     FsmStatus EraseBank();
-    FsmStatus ProgramWords(std::uint32_t address, const std::uint8_t* data, std::uint32_t count);
+    FsmStatus ProgramUnits(std::uint32_t address, const std::uint8_t* data, std::uint32_t count);
 
     std::uint32_t sectorBytes;
     std::uint32_t sectorCount;
     std::vector<std::uint8_t> bytes;
     std::set<std::uint32_t> protectedSectors;
+    std::array<FlashLock, kMostLocks> locks;             // of the last sector and of the debug port, until changed
+    FlashTraits traits{4, true, 1000, 2, locks.data()};  // a tick is a microsecond
+    std::set<std::uint32_t> usedUnits;                   // where units are written once: those that were
+    bool hasBankErase = true;
+    std::uint32_t ticks = 0;              // of the clock
+    std::uint32_t ticksPerOperation = 0;  // which each takes
+    int idleCalls = 0;
+    bool hasBegun = false;
     bool onlySaysErased = false;                      // an erase changes nothing and ends with success
     std::map<std::uint32_t, std::uint8_t> stuckBits;  // by address: bits that stay 1 although the status says success
     std::function<void()> duringOperation;            // looks at, or spoils, the world while the controller works
 
     int operations = 0;
-    int words = 0;
-    int runs = 0;             // of words, each one call of the port
+    int words = 0;            // units that were programmed
+    int runs = 0;             // of units, each one call of the port
     std::vector<int> erases;  // per sector, those that succeeded
 
 private:
     FsmStatus Begin();
-    FsmStatus ProgramWord(std::uint32_t address, const std::uint8_t* data);
+    FsmStatus ProgramUnit(std::uint32_t address, const std::uint8_t* data);
     void Blank(std::uint32_t sectorIndex);
 
     int failingOperation = 0;

@@ -25,8 +25,9 @@ struct Flashloader {
         : fake(sectorBytes, sectorCount),
           buffers{Bytes(sectorBytes), Bytes(sectorBytes)},
           scratch(sectorBytes),
-          workspace{sectorBytes, {buffers[0].data(), buffers[1].data()}, scratch.data()},
-          state{&workspace, {}} {}
+          workspace{sectorBytes, {buffers[0].data(), buffers[1].data()}, scratch.data(), stackGuard.data()} {
+        LoadAgain();
+    }
 
     // A command that needs no data.
     Answer Run(std::uint32_t command, std::uint32_t address, std::uint32_t length, std::uint32_t crc = 0) {
@@ -57,13 +58,15 @@ struct Flashloader {
     }
 
     // As after another load: SRAM starts anew, flash stays.
-    void LoadAgain() { state = {&workspace, {}}; }
+    void LoadAgain() { loadFault = BeginLoad(&state, &workspace); }
 
     FakeFlash fake;
     std::array<Bytes, 2> buffers;
     Bytes scratch;
+    std::array<std::uint32_t, kGuardWords> stackGuard{};
     Workspace workspace;
-    LoadState state;
+    LoadState state{};
+    std::uint32_t loadFault = 0;
 };
 
 }  // namespace flash

@@ -40,6 +40,7 @@ TEST(FlashloaderGuide, WorkedExampleIsTrue) {
     auto* const block = reinterpret_cast<volatile std::uint8_t*>(&g_cfg[0]);
     std::copy(example["posted to g_cfg"].begin(), example["posted to g_cfg"].end(), block);
     g_currBuf = 0;
+    g_fault = 0;
 
     EXPECT_TRUE(MailboxPoll(&loader.state));
 

@@ -25,6 +25,7 @@ protected:
             block.reserved = kUntouched;
         }
         g_currBuf = 0;
+        g_fault = 0;
     }
 
     // The way of the bytes from the plug-in: one write of 20 bytes, the status last.
@@ -145,6 +146,39 @@ TEST_F(Mailbox, ChangesNothingElseOfABlock) {
     EXPECT_EQ(g_cfg[0].status, 0x105u);
     EXPECT_EQ(g_cfg[0].reserved, kUntouched);
     EXPECT_EQ(g_cfg[1].reserved, kUntouched);
+}
+
+TEST_F(Mailbox, AnswersNothingAfterAFault) {
+    g_fault = 0xFA18'0001;
+    Post(0, 5, 0, 0);
+
+    EXPECT_FALSE(Poll());
+
+    EXPECT_EQ(g_cfg[0].status, kStatusNotDone);
+    EXPECT_EQ(g_currBuf, 0u);
+    EXPECT_EQ(loader.fake.operations, 0);
+}
+
+TEST_F(Mailbox, AnswersNothingOnceTheStackHasReachedAnyWordOfItsGuard) {
+    for (std::size_t word = 0; word < loader.stackGuard.size(); ++word) {
+        g_fault = 0;
+        loader.LoadAgain();
+        Post(0, 5, 0, 0);
+        loader.fake.duringOperation = [&] { loader.stackGuard[word] = 0; };
+
+        EXPECT_FALSE(Poll());
+
+        EXPECT_EQ(g_fault, 0xFA18'0004u);
+        EXPECT_EQ(g_cfg[0].status, kStatusNotDone);
+        EXPECT_FALSE(Poll());
+    }
+}
+
+TEST_F(Mailbox, LetsThePortFeedItsWatchdogWhileItIsIdle) {
+    loader.fake.idleCalls = 0;
+    Poll();
+    Poll();
+    EXPECT_EQ(loader.fake.idleCalls, 2);
 }
 
 TEST_F(Mailbox, GoesOnAfterAFailure) {

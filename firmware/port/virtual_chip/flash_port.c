@@ -3,6 +3,8 @@
 
 #include <stddef.h>
 
+#include "firmware/commands.h"
+#include "firmware/deadline.h"
 #include "firmware/load_word.h"
 
 // All registers are 32 bits wide and accessed as aligned words.
@@ -27,14 +29,38 @@ static const uint32_t kErasedWord = 0xFFFFFFFFu;
 static const uint32_t kCommandKey = 0xF1A50000u;
 enum { kCodeEraseSector = 1, kCodeProgramWord = 2, kCodeEraseBank = 3 };
 
-// A poll takes at least 6 cycles, and no more than 24 on a slow bus, so at 48 MHz two million of them are 0.25 s to 1
-// s. That is over ten times the 20 ms of a bank erase, the longest operation, and well under the 2000 ms after which
-// the host gives up: it gets a status and not a time-out. A word takes 8 us; its bound is 12 ms to 50 ms.
-enum { kErasePolls = 2000000, kProgramPolls = 100000 };
+// Between two looks at the clock: 0.1 ms and less. A word takes fewer, so that nothing but the status is looked at
+// while it is programmed.
+enum { kPollsPerLook = 256 };
 
+// Fields of CCFG that lock the chip, by their offset from the end of flash.
+enum {
+    kDebugPortFromEnd = 0x29,   // one byte; 0x00 closes the debug port
+    kProtectionFromEnd = 0x20,  // two words; bit n clear protects sector n, from 64 on those share the second word's
+};
+
+extern const Workspace g_workspace;
 extern uint8_t g_flash[];  // from the linker script: address 0, which C would take for no object at all
 
 const uint8_t* FlashPortBytes(void) { return g_flash; }
+
+static FlashLock locks[2];
+static const FlashTraits kTraits = {
+    .unitBytes = 4, .isRewritable = true, .ticksPerMillisecond = 48000, .lockCount = 2, .locks = locks};
+
+// The bit that protects CCFG's own sector goes alone, because one bit cannot be torn; then the debug port, because a
+// chip that is only protected can still be looked at.
+void FlashPortBegin(void) {
+    const uint32_t last = FlashPortSectorCount() - 1;
+    const uint32_t end = (last + 1) * g_workspace.sectorBytes;
+    const uint32_t protectionByte = end - kProtectionFromEnd + (last < 32 ? 0 : 4) + last % 32 / 8;
+    locks[0] = (FlashLock){protectionByte, (uint8_t)(1u << last % 8)};
+    locks[1] = (FlashLock){end - kDebugPortFromEnd, 0xFF};
+}
+
+const FlashTraits* FlashPortTraits(void) { return &kTraits; }
+
+void FlashPortIdle(void) {}
 
 uint32_t FlashPortSectorCount(void) { return *kSize & 0xFFu; }
 
@@ -44,23 +70,30 @@ bool FlashPortIsProtected(uint32_t sectorIndex) {
     return (word >> (sectorIndex % 32) & 1u) == 0;
 }
 
-static FsmStatus AwaitIdle(uint32_t polls) {
+bool FlashPortIsBlank(uint32_t unitAddress) {
+    (void)unitAddress;  // what reads as ones can be programmed
+    return true;
+}
+
+static FsmStatus AwaitIdle(void) {
     FsmStatus status = kFsmBusy;
-    while (status == kFsmBusy && polls-- > 0) {
-        status = (FsmStatus)(kController->status & 0xFFu);
-    }
+    do {
+        for (uint32_t polls = kPollsPerLook; status == kFsmBusy && polls > 0; --polls) {
+            status = (FsmStatus)(kController->status & 0xFFu);
+        }
+    } while (status == kFsmBusy && !DeadlineHasPassed());
     return status;
 }
 
 static void Start(uint32_t code) { kController->command = kCommandKey | code; }
 
 static FsmStatus Erase(uint32_t code, uint32_t address) {
-    if (AwaitIdle(kErasePolls) == kFsmBusy) {
+    if (AwaitIdle() == kFsmBusy) {
         return kFsmBusy;
     }
     kController->address = address;
     Start(code);
-    return AwaitIdle(kErasePolls);
+    return AwaitIdle();
 }
 
 FsmStatus FlashPortEraseSector(uint32_t sectorAddress) { return Erase(kCodeEraseSector, sectorAddress); }
@@ -82,25 +115,25 @@ static void HandOver(uint32_t wordAddress, const uint8_t* bytes, uint32_t index)
 
 // The controller takes address and data over when an operation starts. So all that the core does for a word is done
 // while the controller works on the one before, but for the start itself.
-FsmStatus FlashPortProgramWords(uint32_t wordAddress, const uint8_t* bytes, uint32_t wordCount) {
-    uint32_t index = NextToProgram(bytes, 0, wordCount);
-    if (index == wordCount) {
+FsmStatus FlashPortProgramUnits(uint32_t unitAddress, const uint8_t* bytes, uint32_t unitCount) {
+    uint32_t index = NextToProgram(bytes, 0, unitCount);
+    if (index == unitCount) {
         return kFsmSuccess;
     }
-    if (AwaitIdle(kProgramPolls) == kFsmBusy) {
+    if (AwaitIdle() == kFsmBusy) {
         return kFsmBusy;
     }
-    HandOver(wordAddress, bytes, index);
+    HandOver(unitAddress, bytes, index);
     Start(kCodeProgramWord);
-    index = NextToProgram(bytes, index + 1, wordCount);
-    while (index < wordCount) {
-        HandOver(wordAddress, bytes, index);
-        index = NextToProgram(bytes, index + 1, wordCount);
-        const FsmStatus status = AwaitIdle(kProgramPolls);
+    index = NextToProgram(bytes, index + 1, unitCount);
+    while (index < unitCount) {
+        HandOver(unitAddress, bytes, index);
+        index = NextToProgram(bytes, index + 1, unitCount);
+        const FsmStatus status = AwaitIdle();
         if (status != kFsmSuccess) {
             return status;
         }
         Start(kCodeProgramWord);
     }
-    return AwaitIdle(kProgramPolls);
+    return AwaitIdle();
 }

@@ -2,14 +2,15 @@
 // within a bounded number of operations, as a second flashloader answers it, and nothing but flash and the answer
 // changes.
 //
-// An input is text. Its first two characters choose the size of a sector (0 to 3) and the number of sectors less one;
-// then come actions, one letter each, with the arguments that stand at `Session::Act`. A digit counts as itself, and
-// every other character by its distance from '0': '/' is -1, or 0xFF.
+// An input is text. Its first two characters choose the size of a sector (0 to 3, and 4 times 0 to 3 for the units) and
+// the number of sectors less one; then come actions, one letter each, with the arguments that stand at `Session::Act`.
+// A digit counts as itself, and every other character by its distance from '0': '/' is -1, or 0xFF.
 #include <algorithm>
 #include <array>
 #include <memory>
 #include <optional>
 
+#include "firmware/clock.h"
 #include "firmware/mailbox.h"
 #include "tests/fuzz/ByteSource.h"
 #include "tests/fuzz/FuzzTarget.h"
@@ -21,6 +22,7 @@ namespace {
 
 constexpr std::uint32_t kMostPolls = 48;
 constexpr std::uint32_t kSectorSizes[] = {64, 128, 256, 4096};
+constexpr Units kUnits[] = {{4, true}, {8, false}, {1, true}, {16, false}};
 
 bool operator==(const ::CommandBlock& some, const ::CommandBlock& other) {
     return some.address == other.address && some.length == other.length && some.command == other.command &&
@@ -45,13 +47,15 @@ class Session {
 public:
     explicit Session(ByteSource& byteSource)
         : source(byteSource),
-          sectorBytes(kSectorSizes[Digit() % std::size(kSectorSizes)]),
+          sizes(Digit()),
+          sectorBytes(kSectorSizes[sizes % std::size(kSectorSizes)]),
+          units(kUnits[sizes / std::size(kSectorSizes) % std::size(kUnits)]),
           sectorCount(1U + Digit() % (sectorBytes == 4096 ? 8U : 255U)),
-          flash(sectorBytes, sectorCount),
-          second(sectorBytes, sectorCount),
+          flash(sectorBytes, sectorCount, units),
+          second(sectorBytes, sectorCount, units),
           buffers{Bytes(sectorBytes), Bytes(sectorBytes)},
           scratch(sectorBytes),
-          workspace{sectorBytes, {buffers[0].data(), buffers[1].data()}, scratch.data()},
+          workspace{sectorBytes, {buffers[0].data(), buffers[1].data()}, scratch.data(), stackGuard.data()},
           state(std::make_unique<LoadState>()) {
         current = this;
         LoadAgain();
@@ -117,18 +121,26 @@ public:
         Begin();
         return flash.EraseBank();
     }
-    FsmStatus ProgramWords(std::uint32_t address, const std::uint8_t* words, std::uint32_t count) {
-        const std::uint64_t end = std::uint64_t{address} + std::uint64_t{count} * 4;
-        FuzzRequire(address % 4 == 0 && count > 0 && end <= flash.bytes.size(), "a run lies in flash");
+    FsmStatus ProgramUnits(std::uint32_t address, const std::uint8_t* data, std::uint32_t count) {
+        const std::uint64_t end = std::uint64_t{address} + std::uint64_t{count} * units.bytes;
+        FuzzRequire(address % units.bytes == 0 && count > 0 && end <= flash.bytes.size(), "a run lies in flash");
         FuzzRequire(address / sectorBytes == (end - 1) / sectorBytes, "a run lies in one sector");
         FsmStatus fsmStatus = kFsmSuccess;
-        for (; count > 0 && fsmStatus == kFsmSuccess; --count, address += 4, words += 4) {
-            if (!std::all_of(words, words + 4, [](std::uint8_t byte) { return byte == 0xFF; })) {
+        for (; count > 0 && fsmStatus == kFsmSuccess; --count, address += units.bytes, data += units.bytes) {
+            if (!std::all_of(data, data + units.bytes, [](std::uint8_t byte) { return byte == 0xFF; })) {
                 Begin();
-                fsmStatus = flash.ProgramWord(address, words);
+                fsmStatus = flash.ProgramUnit(address, data);
             }
         }
         return fsmStatus;
+    }
+    const FlashTraits* Traits() {
+        const std::uint32_t last = sectorCount - 1;
+        const std::uint32_t end = sectorCount * sectorBytes;
+        locks[0] = {end - (last < 32 ? 0x20 : 0x1C) + last % 32 / 8, static_cast<std::uint8_t>(1U << last % 8)};
+        locks[1] = {end - 0x29, 0xFF};
+        traits = {units.bytes, units.areRewritable, 1, 2, locks.data()};
+        return &traits;
     }
 
     static Session* current;
@@ -221,11 +233,15 @@ private:
         for (std::uint32_t i = 0; i < sectorBytes; ++i) {
             flash.bytes[sector * sectorBytes + i] = static_cast<std::uint8_t>(first + i * step);
         }
+        for (std::uint32_t i = 0; !units.areRewritable && i < sectorBytes; i += units.bytes) {
+            flash.usedUnits.insert(sector * sectorBytes + i);
+        }
         second.flash.bytes = flash.bytes;
+        second.flash.usedUnits = flash.usedUnits;
     }
 
     void LoadAgain() {
-        *state = LoadState{&workspace, {}};
+        FuzzRequire(BeginLoad(state.get(), &workspace) == 0, "this port is usable");
         second.LoadAgain();
         for (volatile ::CommandBlock& block : g_cfg) {
             block.address = 0;
@@ -242,7 +258,7 @@ private:
 
     void Begin() {
         ++operations;
-        FuzzRequire(operations <= sectorCount + sectorBytes / 2 + 16, "a command ends after a bounded number of steps");
+        FuzzRequire(operations <= sectorCount + 2 * sectorBytes + 16, "a command ends after a bounded number of steps");
         FuzzRequire(g_cfg[index].status == kStatusNotDone && g_currBuf == index, "the answer comes last");
         if (meanwhile) {
             std::fill(buffers[index ^ 1].begin(), buffers[index ^ 1].end(), meanwhile->fill);
@@ -297,13 +313,18 @@ private:
     static constexpr std::uint32_t kBlockWords = sizeof(::CommandBlock) / 4;
 
     ByteSource& source;
+    std::uint8_t sizes;
     std::uint32_t sectorBytes;
+    Units units;
     std::uint32_t sectorCount;
+    std::array<FlashLock, 2> locks{};
+    FlashTraits traits{};
     ModelFlash flash;
     SecondFlashloader second;
     // Each in a block of memory of its own, so that a sanitizer sees an access beside it.
     std::array<Bytes, 2> buffers;
     Bytes scratch;
+    std::array<std::uint32_t, kGuardWords> stackGuard{};
     Workspace workspace;
     std::unique_ptr<LoadState> state;
 
@@ -330,9 +351,15 @@ std::uint32_t FlashPortSectorCount() { return Session::current->Flash().sectorCo
 bool FlashPortIsProtected(std::uint32_t sectorIndex) { return Session::current->IsProtected(sectorIndex); }
 FsmStatus FlashPortEraseSector(std::uint32_t sectorAddress) { return Session::current->EraseSector(sectorAddress); }
 FsmStatus FlashPortEraseBank() { return Session::current->EraseBank(); }
-FsmStatus FlashPortProgramWords(std::uint32_t wordAddress, const std::uint8_t* bytes, std::uint32_t wordCount) {
-    return Session::current->ProgramWords(wordAddress, bytes, wordCount);
+FsmStatus FlashPortProgramUnits(std::uint32_t unitAddress, const std::uint8_t* bytes, std::uint32_t unitCount) {
+    return Session::current->ProgramUnits(unitAddress, bytes, unitCount);
 }
+bool FlashPortIsBlank(std::uint32_t unitAddress) { return !Session::current->Flash().usedUnits.contains(unitAddress); }
+void FlashPortBegin() {}
+void FlashPortIdle() {}
+const FlashTraits* FlashPortTraits() { return Session::current->Traits(); }
+void ClockStart() {}
+std::uint32_t ClockTicks() { return 0; }
 
 int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {
     flash::fuzz::ByteSource source(data, size);

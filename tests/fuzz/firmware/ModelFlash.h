@@ -15,10 +15,10 @@ namespace flash::fuzz {
 using Bytes = std::vector<std::uint8_t>;
 
 struct Operation {
-    enum class Kind : std::uint8_t { EraseSector, EraseBank, ProgramWord };
+    enum class Kind : std::uint8_t { EraseSector, EraseBank, ProgramUnit };
     Kind kind;
     std::uint32_t address;  // 0 for the bank
-    std::uint32_t word;     // 0 for an erase
+    Bytes unit;             // none for an erase
     bool operator==(const Operation&) const = default;
 };
 
@@ -29,24 +29,34 @@ struct Fault {
     FsmStatus fsmStatus = kFsmFailed;
 };
 
+struct Units {
+    std::uint32_t bytes = 4;
+    bool areRewritable = true;
+};
+
 class ModelFlash {
 public:
-    ModelFlash(std::uint32_t bytesPerSector, std::uint32_t sectors)
-        : sectorBytes(bytesPerSector), sectorCount(sectors), bytes(std::size_t{bytesPerSector} * sectors, 0xFF) {}
+    ModelFlash(std::uint32_t bytesPerSector, std::uint32_t sectors, Units kindOfUnits)
+        : sectorBytes(bytesPerSector),
+          sectorCount(sectors),
+          units(kindOfUnits),
+          bytes(std::size_t{bytesPerSector} * sectors, 0xFF) {}
 
-    // Addresses must lie in flash, of words at multiples of 4, of sectors at their start.
+    // Addresses must lie in flash, of units at multiples of their size, of sectors at their start.
     FsmStatus EraseSector(std::uint32_t address);
     FsmStatus EraseBank();
-    FsmStatus ProgramWord(std::uint32_t address, const std::uint8_t* word);
+    FsmStatus ProgramUnit(std::uint32_t address, const std::uint8_t* unit);
 
     // Counted from 1, from now on.
     void PlanFault(std::uint32_t operation, const Fault& fault) { faults[operations.size() + operation] = fault; }
 
     std::uint32_t sectorBytes;
     std::uint32_t sectorCount;
+    Units units;
     Bytes bytes;
+    std::set<std::uint32_t> usedUnits;  // where they are written once: those that were since their erase
     std::set<std::uint32_t> protectedSectors;
-    std::map<std::uint32_t, std::uint8_t> stuckBits;  // by address: never cleared, and no word fails for it
+    std::map<std::uint32_t, std::uint8_t> stuckBits;  // by address: never cleared, and no unit fails for it
     std::vector<Operation> operations;
 
 private:

@@ -14,9 +14,9 @@ plant_bug_in_flashloader(NAME length_that_wraps FILE firmware/commands.c
 plant_bug_in_flashloader(NAME old_bytes_behind_the_chunk CORPUS flashloader FILE firmware/commands.c
     RIGHT "FirstProgrammed(sliceEnd, sectorEnd) == sectorEnd" WRONG "sliceEnd <= sectorEnd"
     REASON "both flashloaders")
-plant_bug_in_flashloader(NAME part_of_a_word_in_a_run FILE firmware/commands.c
-    RIGHT "FirstProgrammed(wordAddress, end)) - wordAddress) / 4"
-    WRONG "FirstProgrammed(wordAddress, end)) - wordAddress + 3) / 4"
+plant_bug_in_flashloader(NAME part_of_a_word_in_a_run FILE firmware/units.c
+    RIGHT "FirstProgrammed(unitAddress, end)) - unitAddress) / UnitBytes()"
+    WRONG "FirstProgrammed(unitAddress, end)) - unitAddress + 3) / UnitBytes()"
     REASON "both flashloaders|AddressSanitizer|a run lies in")
 plant_bug_in_flashloader(NAME chunk_longer_than_a_buffer FILE firmware/commands.c
     RIGHT "block->length > state->workspace->sectorBytes" WRONG "block->length > 2 * state->workspace->sectorBytes"
@@ -27,6 +27,6 @@ plant_bug_in_flashloader(NAME same_block_after_a_failure FILE firmware/mailbox.c
 plant_bug_in_flashloader(NAME verified_buffer CORPUS flashloader FILE firmware/commands.c
     RIGHT "Crc32(FlashPortBytes() + chunk->address, chunk->length)" WRONG "Crc32(chunk->data, chunk->length)"
     REASON "both flashloaders answer with the same status")
-plant_bug_in_flashloader(NAME open_debug_port FILE firmware/commands.c
-    RIGHT "{port, port + 1, 0}," WRONG "{port, port, 0},"
+plant_bug_in_flashloader(NAME open_debug_port FILE firmware/locks.c
+    RIGHT "i < traits->lockCount && fsmStatus == kFsmSuccess" WRONG "i + 1 < traits->lockCount && fsmStatus == kFsmSuccess"
     REASON "both flashloaders")

@@ -15,12 +15,17 @@ std::uint32_t EraseFailed(std::uint32_t sector, FsmStatus fsmStatus) {
 
 std::uint32_t ProgramFailed(FsmStatus fsmStatus) { return fsmStatus == kFsmSuccess ? 0 : 0x103 + fsmStatus * 0x10000U; }
 
-bool IsBlank(const Bytes& bytes) {
+bool AreOnes(const Bytes& bytes) {
     return std::all_of(bytes.begin(), bytes.end(), [](std::uint8_t byte) { return byte == 0xFF; });
 }
 
 Bytes Part(const Bytes& bytes, std::uint32_t begin, std::uint32_t end) {
     return Bytes(bytes.begin() + begin, bytes.begin() + end);
+}
+
+bool SetsABit(const Bytes& before, const Bytes& after) {
+    return !std::equal(before.begin(), before.end(), after.begin(),
+                       [](std::uint8_t held, std::uint8_t wanted) { return (wanted & ~held) == 0; });
 }
 
 std::uint32_t FirstDifference(const Bytes& some, const Bytes& others) {
@@ -64,13 +69,16 @@ std::uint32_t SecondFlashloader::EraseBank(const ::CommandBlock& block) {
         return kInvalidArguments;
     }
     const FsmStatus fsmStatus = flash.EraseBank();
+    if (fsmStatus == kFsmNotSupported) {
+        return kUnknownCommand;
+    }
     if (fsmStatus == kFsmBusy) {
         return EraseFailed(0, fsmStatus);
     }
     std::set<std::uint32_t> erased;
     for (std::uint32_t sector = 0; sector < flash.sectorCount; ++sector) {
         if (!flash.protectedSectors.contains(sector)) {
-            if (!IsBlank(Content(sector * flash.sectorBytes, flash.sectorBytes))) {
+            if (!IsBlank(sector * flash.sectorBytes, flash.sectorBytes)) {
                 return EraseFailed(sector, fsmStatus);
             }
             erased.insert(sector);
@@ -103,7 +111,7 @@ std::uint32_t SecondFlashloader::EraseRange(const ::CommandBlock& block) {
 std::uint32_t SecondFlashloader::EraseSector(std::uint32_t sector) {
     const std::uint32_t address = sector * flash.sectorBytes;
     const FsmStatus fsmStatus = flash.EraseSector(address);
-    if (fsmStatus != kFsmSuccess || !IsBlank(Content(address, flash.sectorBytes))) {
+    if (fsmStatus != kFsmSuccess || !IsBlank(address, flash.sectorBytes)) {
         return EraseFailed(sector, fsmStatus);
     }
     return 0;
@@ -113,9 +121,8 @@ Answer SecondFlashloader::BlankCheck(const ::CommandBlock& block) const {
     if (block.length == 0 || std::uint64_t{block.address} + block.length > flash.bytes.size()) {
         return {kInvalidArguments, block.address};
     }
-    const Bytes content = Content(block.address, block.length);
-    const std::uint32_t offset = FirstDifference(content, Bytes(content.size(), 0xFF));
-    return offset == block.length ? Answer{0, block.address} : Answer{kVerificationIssue, block.address + offset};
+    const std::uint32_t used = FirstUsed(block.address, block.length);
+    return used == block.address + block.length ? Answer{0, block.address} : Answer{kVerificationIssue, used};
 }
 
 Answer SecondFlashloader::Program(const ::CommandBlock& block, const Bytes& buffer) {
@@ -142,78 +149,148 @@ Answer SecondFlashloader::Program(const ::CommandBlock& block, const Bytes& buff
                                                              : Answer{status, block.address};
 }
 
+std::uint32_t SecondFlashloader::FirstUsed(std::uint32_t begin, std::uint32_t length) const {
+    const std::uint32_t programmed = begin + FirstDifference(Content(begin, length), Bytes(length, 0xFF));
+    const auto used = std::find_if(flash.usedUnits.begin(), flash.usedUnits.end(), [&](std::uint32_t unit) {
+        return unit >= begin && unit + flash.units.bytes <= begin + length && AreOnes(Content(unit, flash.units.bytes));
+    });
+    return used == flash.usedUnits.end() ? programmed : std::min(programmed, *used);
+}
+
+std::optional<Bytes> SecondFlashloader::Merged(std::uint32_t unit, std::uint32_t begin, const Bytes& part) const {
+    Bytes asked(flash.units.bytes, 0xFF);
+    Bytes wanted = Content(unit, flash.units.bytes);
+    const Bytes before = wanted;
+    for (std::uint32_t i = 0; i < flash.units.bytes; ++i) {
+        if (unit + i >= begin && unit + i < begin + part.size()) {
+            asked[i] = wanted[i] = part[unit + i - begin];
+        }
+    }
+    return AreOnes(asked) || wanted == before ? std::nullopt : std::optional(wanted);
+}
+
+bool SecondFlashloader::WritesTwice(std::uint32_t begin, const Bytes& part) const {
+    bool found = false;
+    for (std::uint32_t unit = UnitOf(begin); unit < begin + part.size(); unit += flash.units.bytes) {
+        found = found || (!flash.units.areRewritable && Merged(unit, begin, part) && !IsBlank(unit, flash.units.bytes));
+    }
+    return found;
+}
+
+bool SecondFlashloader::Contradicts(std::uint32_t begin, const Bytes& part) const {
+    bool found = false;
+    for (std::uint32_t unit = UnitOf(begin); unit < begin + part.size(); unit += flash.units.bytes) {
+        const std::optional<Bytes> wanted = Merged(unit, begin, part);
+        found = found || (wanted && SetsABit(Content(unit, flash.units.bytes), *wanted));
+    }
+    return found;
+}
+
 std::uint32_t SecondFlashloader::ProgramSector(std::uint32_t code, std::uint32_t sector, std::uint32_t begin,
                                                const Bytes& part) {
     const std::uint32_t sectorBegin = sector * flash.sectorBytes;
+    const auto end = begin + static_cast<std::uint32_t>(part.size());
     const Bytes before = Content(sectorBegin, flash.sectorBytes);
     Bytes after = code == 3 ? Bytes(flash.sectorBytes, 0xFF) : before;
     std::copy(part.begin(), part.end(), after.begin() + (begin - sectorBegin));
-    if (code == 3 && before == after) {
+    if (code == 3 && before == after && IsBlank(sectorBegin, begin - sectorBegin) &&
+        IsBlank(end, sectorBegin + flash.sectorBytes - end)) {
         fresh.insert(sector);
         return 0;
     }
-    const bool setsABit = !std::equal(before.begin(), before.end(), after.begin(),
-                                      [](std::uint8_t held, std::uint8_t wanted) { return (wanted & ~held) == 0; });
-    const bool erases = (code == 3 && !fresh.contains(sector)) || (code == 4 && setsABit);
-    if (const std::uint32_t status = erases ? EraseSector(sector) : 0; status != 0) {
+    const bool erasesFirst = code == 3 && !fresh.contains(sector);
+    const bool writesTwice = !erasesFirst && WritesTwice(begin, part);
+    if (writesTwice && code != 4 && Contradicts(begin, part)) {
+        return ProgramFailed(kFsmFailed);
+    }
+    const bool rewrites = writesTwice || (code == 4 && SetsABit(before, after));
+    if (code != 4 && rewrites) {  // where the part has only ones over something, that stays
+        for (std::size_t i = 0; i < before.size(); ++i) {
+            after[i] = part.size() > i - (begin - sectorBegin) ? after[i] & before[i] : before[i];
+        }
+    }
+    if (const std::uint32_t status = erasesFirst || rewrites ? EraseSector(sector) : 0; status != 0) {
         return status;
     }
-    if (erases && (code == 3 || part.size() == flash.sectorBytes)) {
+    if (erasesFirst || (rewrites && code == 4 && part.size() == flash.sectorBytes)) {
         fresh.insert(sector);
     }
-    return code == 4 && erases ? ProgramLocksLast(sectorBegin, after) : ProgramLocksLast(begin, part);
+    return rewrites ? ProgramLocksLast(sectorBegin, after) : ProgramLocksLast(begin, part);
 }
 
-// First what locks nothing, then the bit that protects the last sector, then the byte that closes the debug port.
-std::uint32_t SecondFlashloader::ProgramLocksLast(std::uint32_t begin, const Bytes& part) {
+std::vector<std::uint32_t> SecondFlashloader::Locks(std::uint32_t begin, const Bytes& part) const {
     const auto size = static_cast<std::uint32_t>(flash.bytes.size());
     const std::uint32_t last = flash.sectorCount - 1;
     const std::uint32_t port = size - 0x29;
     const std::uint32_t protection = size - (last < 32 ? 0x20 : 0x1C) + last % 32 / 8;
-    const auto bit = static_cast<std::uint8_t>(1U << last % 8);
-    const auto locks = [&](std::uint32_t address, std::uint8_t bits) {
-        return begin <= address && address < begin + part.size() && (part[address - begin] & bits) == 0;
-    };
-    const bool closesPort = locks(port, 0xFF);
-    const bool protects = locks(protection, bit);
+    std::vector<std::uint32_t> locks;
+    for (const std::uint32_t address : {protection, port}) {
+        const auto bits = static_cast<std::uint8_t>(address == port ? 0xFF : 1U << last % 8);
+        if (begin <= address && address < begin + part.size() && (part[address - begin] & bits) == 0) {
+            locks.push_back(address);
+        }
+    }
+    return locks;
+}
+
+// First what locks nothing, then the bit that protects the last sector, then the byte that closes the debug port.
+std::uint32_t SecondFlashloader::ProgramLocksLast(std::uint32_t begin, const Bytes& part) {
+    if (!flash.units.areRewritable) {
+        return ProgramUnitsWithLocks(begin, part);
+    }
+    const std::vector<std::uint32_t> locks = Locks(begin, part);
     std::uint32_t status = 0;
     const auto program = [&](std::uint32_t from, std::uint32_t to) {
         status = status != 0 ? status : ProgramBytes(from, Part(part, from - begin, to - begin));
     };
     std::uint32_t from = begin;
-    if (closesPort) {
-        program(from, port);
-        from = port + 1;
-    }
-    if (protects) {
-        program(from, protection);
-        from = protection + 1;
+    std::vector<std::uint32_t> ascending = locks;
+    std::sort(ascending.begin(), ascending.end());
+    for (const std::uint32_t lock : ascending) {
+        program(from, lock);
+        from = lock + 1;
     }
     program(from, begin + static_cast<std::uint32_t>(part.size()));
-    if (protects) {
-        const auto others = static_cast<std::uint8_t>(part[protection - begin] | (flash.bytes[protection] & bit));
-        status = status != 0 ? status : ProgramBytes(protection, {others});
-        program(protection, protection + 1);
+    for (const std::uint32_t lock : locks) {
+        if (lock != flash.bytes.size() - 0x29) {
+            const auto bit = static_cast<std::uint8_t>(1U << (flash.sectorCount - 1) % 8);
+            const auto others = static_cast<std::uint8_t>(part[lock - begin] | (flash.bytes[lock] & bit));
+            status = status != 0 ? status : ProgramBytes(lock, {others});
+        }
+        program(lock, lock + 1);
     }
-    if (closesPort) {
-        program(port, port + 1);
+    return status;
+}
+
+// The units without a lock, then those with one; a unit that has both comes with the second.
+std::uint32_t SecondFlashloader::ProgramUnitsWithLocks(std::uint32_t begin, const Bytes& part) {
+    const auto end = begin + static_cast<std::uint32_t>(part.size());
+    std::vector<std::uint32_t> late;
+    for (const std::uint32_t lock : Locks(begin, part)) {
+        std::erase(late, UnitOf(lock));
+        late.push_back(UnitOf(lock));
+    }
+    std::vector<std::uint32_t> order;
+    for (std::uint32_t unit = UnitOf(begin); unit < end; unit += flash.units.bytes) {
+        if (std::find(late.begin(), late.end(), unit) == late.end()) {
+            order.push_back(unit);
+        }
+    }
+    order.insert(order.end(), late.begin(), late.end());
+    std::uint32_t status = 0;
+    for (const std::uint32_t unit : order) {
+        const std::uint32_t from = std::max(unit, begin);
+        const std::uint32_t to = std::min(unit + flash.units.bytes, end);
+        status = status != 0 ? status : ProgramBytes(from, Part(part, from - begin, to - begin));
     }
     return status;
 }
 
 std::uint32_t SecondFlashloader::ProgramBytes(std::uint32_t begin, const Bytes& part) {
     std::uint32_t status = 0;
-    for (std::uint32_t word = begin / 4 * 4; word < begin + part.size() && status == 0; word += 4) {
-        Bytes asked(4, 0xFF);
-        Bytes wanted = Content(word, 4);
-        const Bytes before = wanted;
-        for (std::uint32_t i = 0; i < 4; ++i) {
-            if (word + i >= begin && word + i < begin + part.size()) {
-                asked[i] = wanted[i] = part[word + i - begin];
-            }
-        }
-        if (!IsBlank(asked) && wanted != before) {
-            status = ProgramFailed(flash.ProgramWord(word, wanted.data()));
+    for (std::uint32_t unit = UnitOf(begin); unit < begin + part.size() && status == 0; unit += flash.units.bytes) {
+        if (const std::optional<Bytes> wanted = Merged(unit, begin, part)) {
+            status = ProgramFailed(flash.ProgramUnit(unit, wanted->data()));
         }
     }
     return status;

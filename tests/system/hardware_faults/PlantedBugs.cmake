@@ -21,12 +21,8 @@ endfunction()
 function(flash_link_planted_image target file planted)
     set(folder ${CMAKE_CURRENT_BINARY_DIR}/${target})
     file(MAKE_DIRECTORY ${folder})
-    flash_compile_for_target(${planted} ${folder}/planted.o)
-    cmake_path(GET file STEM name)
-    list(TRANSFORM LUMOD_FLASHLOADER_OBJECTS REPLACE ".*/${name}_c\\.o$" ${folder}/planted.o OUTPUT_VARIABLE objects)
-    flash_link_for_target(lumod ${folder}/lumod-flashloader.elf ${objects})
-    add_custom_target(${target} DEPENDS ${folder}/lumod-flashloader.elf)
-    add_dependencies(${target} flashloader_images)
+    flash_add_flashloader(NAME ${target} PORT virtual_chip VARIANT lumod CPU cortex-m3
+        IMAGE ${folder}/lumod-flashloader.elf REPLACE ${file} ${planted})
 endfunction()
 
 flash_plant_swept_bug(NAME host_errors_ignored FILE flashdevice/device/HostServices.cpp
@@ -36,8 +32,8 @@ flash_plant_swept_bug(NAME ccfg_change_erases_all FILE flashdevice/operations/Cc
     RIGHT "WriteProperty(kEraseSettingKey, kEraseNecessary);"
     WRONG "WriteProperty(kEraseSettingKey, \"All Unprotected Sectors\");"
     JOB "*PowerLoss*/WriteSecBleOnLumoD" REASON "flash outside the request was touched")
-flash_plant_swept_bug(NAME locks_in_their_turn FILE firmware/commands.c
-    RIGHT "WhereCleared(slice, end - kDebugPortFromEnd, 0xFF, protection)" WRONG "protection"
+flash_plant_swept_bug(NAME locks_in_their_turn FILE firmware/locks.c
+    RIGHT "(slice->data[offset] & lock->bits) == 0" WRONG "(slice->data[offset] & lock->bits) == 0 && lock->bits != 0xFF"
     JOB "*PowerLoss*/ChangeAllOfCcfgOnLumoD" REASON "the chip is locked with the work half done")
 flash_plant_swept_bug(NAME half_a_load_is_one FILE firmware/commands.c
     RIGHT "return FirstDifference(slice) == slice->length" WRONG "return FirstDifference(slice) != 0"

@@ -1,0 +1,113 @@
+# Building a flashloader for the target, with nothing but arm-none-eabi-gcc. The same bytes from every build tree and
+# build type: nothing of CMake's own flags, no paths, no build identifier.
+#
+#   flash_add_flashloader(NAME n PORT p VARIANT v CPU c
+#       [IMAGE file] [FLASH address] [SOURCES …] [INCLUDE …] [REPLACE original by …])
+#
+# makes the target NAME, which builds IMAGE (NAME.elf in this folder of the build tree) and checks it.
+#   PORT     a folder of firmware/port, or the path of a file in C
+#   VARIANT  a name in firmware/variants, or the path, without its ending, of a file in C and a linker script side by side
+#   CPU      cortex-m0plus, cortex-m3, cortex-m4 or cortex-m33
+#   FLASH    where flash is read, 0 if not said: the address of `g_flash`
+#   SOURCES  more files in C; INCLUDE: more folders for headers
+#   REPLACE  pairs of files: instead of the first, a path from the folder above this one, the second is compiled
+find_program(ARM_GCC arm-none-eabi-gcc)
+find_program(ARM_NM arm-none-eabi-nm)
+if(NOT ARM_GCC OR NOT ARM_NM)
+    message(FATAL_ERROR "The cross compiler is missing: install the Debian package `gcc-arm-none-eabi`")
+endif()
+
+set(FLASHLOADER_FOLDER ${CMAKE_CURRENT_LIST_DIR} CACHE INTERNAL "Where the flashloader's sources are")
+set(FLASHLOADER_FLAGS
+    -mthumb -std=c11 -g -gno-record-gcc-switches
+    -ffreestanding -fno-common -ffunction-sections -fdata-sections
+    -fno-tree-loop-distribute-patterns  # no calls to memset or memcpy: there is no library
+    -fno-jump-tables                    # nor to its helpers for a switch on a small core
+    -Wall -Wextra -Wpedantic -Werror -Wshadow -Wconversion -Wsign-conversion -Wundef -Wcast-qual -Wpointer-arith
+    -Wstrict-prototypes -Wmissing-prototypes CACHE INTERNAL "")
+
+# For each core the folder of its `core.h`.
+set(FLASHLOADER_CORE_cortex-m0plus v6m CACHE INTERNAL "")
+set(FLASHLOADER_CORE_cortex-m3 v7m CACHE INTERNAL "")
+set(FLASHLOADER_CORE_cortex-m4 v7m CACHE INTERNAL "")
+set(FLASHLOADER_CORE_cortex-m33 v8m CACHE INTERNAL "")
+
+# `flash_compile_for_target(SOURCE OBJECT CPU include…)`: one object file. Beside it lies, with the ending .ci, what it
+# calls and how much stack each of its functions takes, and that alone with the ending .su.
+function(flash_compile_for_target SOURCE OBJECT CPU)
+    if(NOT FLASHLOADER_CORE_${CPU})
+        message(FATAL_ERROR "The flashloader does not know the core ${CPU}")
+    endif()
+    cmake_path(GET SOURCE FILENAME name)
+    cmake_path(GET FLASHLOADER_FOLDER PARENT_PATH top)
+    list(TRANSFORM ARGN PREPEND -I)
+    # Small, but for what a load spends the core's time in.
+    set(optimization -Os)
+    if(name MATCHES "^(blank|crc32|flash_port)")
+        set(optimization -O2)
+    endif()
+    add_custom_command(
+        OUTPUT ${OBJECT}
+        COMMAND ${ARM_GCC} -mcpu=${CPU} ${FLASHLOADER_FLAGS} ${optimization}
+                -ffile-prefix-map=${CMAKE_BINARY_DIR}=build -ffile-prefix-map=${top}=.
+                ${ARGN} -I${top} -I${FLASHLOADER_FOLDER}/target/${FLASHLOADER_CORE_${CPU}}
+                -fcallgraph-info=su -fstack-usage -MD -MF ${OBJECT}.d -c ${SOURCE} -o ${OBJECT}
+        DEPENDS ${SOURCE}
+        DEPFILE ${OBJECT}.d
+        COMMENT "Compiling ${name} for the target"
+        VERBATIM)
+endfunction()
+
+# What an image consists of, by its sources.
+function(flash_list_sources OUT PORT VARIANT CPU)
+    if(NOT IS_ABSOLUTE ${PORT})
+        set(PORT ${FLASHLOADER_FOLDER}/port/${PORT}/flash_port.c)
+    endif()
+    set(sources start_up.c mailbox.c load.c commands.c blank.c deadline.c locks.c units.c crc32.c target/clock.c)
+    if(CPU STREQUAL cortex-m0plus)
+        list(APPEND sources target/divide.c)
+    endif()
+    list(TRANSFORM sources PREPEND ${FLASHLOADER_FOLDER}/)
+    set(${OUT} ${sources} ${PORT} ${VARIANT}.c PARENT_SCOPE)
+endfunction()
+
+function(flash_add_flashloader)
+    cmake_parse_arguments(ARG "" "NAME;PORT;VARIANT;CPU;IMAGE;FLASH" "SOURCES;INCLUDE;REPLACE" ${ARGN})
+    if(NOT ARG_IMAGE)
+        set(ARG_IMAGE ${CMAKE_CURRENT_BINARY_DIR}/${ARG_NAME}.elf)
+    endif()
+    if(NOT IS_ABSOLUTE ${ARG_VARIANT})
+        set(ARG_VARIANT ${FLASHLOADER_FOLDER}/variants/${ARG_VARIANT})
+    endif()
+    set(place)
+    if(ARG_FLASH)
+        set(place -Wl,--defsym=g_flash=${ARG_FLASH})
+    endif()
+    flash_list_sources(sources ${ARG_PORT} ${ARG_VARIANT} ${ARG_CPU})
+    while(ARG_REPLACE)
+        list(POP_FRONT ARG_REPLACE original replacement)
+        list(TRANSFORM sources REPLACE ".*/${original}$" ${replacement})
+    endwhile()
+    set(folder ${CMAKE_CURRENT_BINARY_DIR}/${ARG_NAME}.objects)
+    file(MAKE_DIRECTORY ${folder})
+    foreach(source IN LISTS sources ARG_SOURCES)
+        cmake_path(GET source STEM name)
+        set(object ${folder}/${name}.o)
+        if(object IN_LIST objects)
+            set(object ${folder}/${name}_2.o)
+        endif()
+        flash_compile_for_target(${source} ${object} ${ARG_CPU} ${ARG_INCLUDE})
+        list(APPEND objects ${object})
+    endforeach()
+    cmake_path(GET ARG_VARIANT PARENT_PATH variantFolder)
+    set(check ${FLASHLOADER_FOLDER}/check_image.cmake)
+    add_custom_command(
+        OUTPUT ${ARG_IMAGE}
+        COMMAND ${ARM_GCC} -mcpu=${ARG_CPU} -mthumb -nostdlib -Wl,--gc-sections,--fatal-warnings,--build-id=none
+                -L${variantFolder} -L${FLASHLOADER_FOLDER}/variants -T${ARG_VARIANT}.ld ${place} ${objects} -o ${ARG_IMAGE}
+        COMMAND ${CMAKE_COMMAND} -DIMAGE=${ARG_IMAGE} -DNM=${ARM_NM} "-DOBJECTS=${objects}" -P ${check}
+        DEPENDS ${objects} ${ARG_VARIANT}.ld ${FLASHLOADER_FOLDER}/variants/sections.ld ${check}
+        COMMENT "Linking ${ARG_NAME}"
+        VERBATIM)
+    add_custom_target(${ARG_NAME} DEPENDS ${ARG_IMAGE})
+endfunction()
