@@ -84,10 +84,9 @@ Request ParseWriteRegisters(std::string_view text) {
     return bytes ? Request(request::WriteRegisters{std::move(*bytes)}) : Malformed{"the registers' values"};
 }
 
-template <bool isBinary>
 Request ParseReadMemory(std::string_view text) {
     const auto range = Arguments(text).TakeRange('\0');
-    return range ? Request(request::ReadMemory{*range, isBinary}) : Malformed{"an address and a length"};
+    return range ? Request(request::ReadMemory{*range}) : Malformed{"an address and a length"};
 }
 
 Request ParseChecksum(std::string_view text) {
@@ -231,8 +230,7 @@ constexpr Rule kRules[] = {
     {"G", Match::Beginning, ParseWriteRegisters},
     {"p", Match::Beginning, ParseReadRegister},
     {"P", Match::Beginning, ParseWriteRegister},
-    {"m", Match::Beginning, ParseReadMemory<false>},
-    {"x", Match::Beginning, ParseReadMemory<true>},
+    {"m", Match::Beginning, ParseReadMemory},
     {"M", Match::Beginning, ParseWriteHex},
     {"X", Match::Beginning, ParseWriteBinary},
     {"c", Match::Beginning, ParseResume<request::Resumption::Continue>},

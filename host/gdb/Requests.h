@@ -49,7 +49,6 @@ struct WriteRegister {
 
 struct ReadMemory {
     AddressRange range;
-    bool isBinary;
 };
 struct WriteMemory {
     std::uint32_t address;

@@ -70,8 +70,7 @@ TEST(ParseRequest, SplitsTheFeaturesOfTheClient) {
 
 TEST(ParseRequest, ReadsAddressesAndLengths) {
     EXPECT_EQ(Parsed<request::ReadMemory>("m20000000,10").range, (AddressRange{0x20000000, 0x10}));
-    EXPECT_FALSE(Parsed<request::ReadMemory>("m0,1").isBinary);
-    EXPECT_TRUE(Parsed<request::ReadMemory>("xFFFFFFFF,ffffffff").isBinary);
+    EXPECT_EQ(Parsed<request::ReadMemory>("mFFFFFFFF,ffffffff").range, (AddressRange{0xFFFFFFFF, 0xFFFFFFFF}));
     EXPECT_EQ(Parsed<request::Checksum>("qCRC:0,2000").range, (AddressRange{0, 0x2000}));
     EXPECT_EQ(Parsed<request::EraseFlash>("vFlashErase:00002000,00001000").range, (AddressRange{0x2000, 0x1000}));
 }

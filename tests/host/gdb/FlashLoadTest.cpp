@@ -1,0 +1,81 @@
+#include "host/gdb/FlashLoad.h"
+
+#include <gtest/gtest.h>
+
+#include <stdexcept>
+
+namespace flash::host::gdb {
+namespace {
+
+constexpr std::uint32_t kFlash = 64;
+constexpr std::uint32_t kBlock = 16;
+
+std::vector<std::uint8_t> Old(std::uint32_t, std::uint32_t length) { return std::vector<std::uint8_t>(length, 0x55); }
+
+std::vector<std::uint8_t> Bytes(std::size_t length, std::uint8_t value) {
+    return std::vector<std::uint8_t>(length, value);
+}
+
+TEST(FlashLoad, TouchesNothingOfItsOwnAccord) {
+    const FlashLoad load(kFlash, kBlock);
+
+    EXPECT_TRUE(load.IsEmpty());
+    EXPECT_TRUE(load.Blocks(ErasedRest::Erased, Old).empty());
+}
+
+TEST(FlashLoad, ErasesWholeBlocks) {
+    FlashLoad load(kFlash, kBlock);
+    load.Erase({17, 15});
+    load.Erase({0, 0});
+
+    EXPECT_EQ(load.ErasedBlocks(), 1u);
+    EXPECT_EQ(load.Blocks(ErasedRest::Erased, Old), (std::vector{FlashRun{16, Bytes(16, 0xFF)}}));
+    EXPECT_TRUE(load.Blocks(ErasedRest::Kept, Old).empty());
+}
+
+TEST(FlashLoad, JoinsNeighboursAndLetsLaterBytesWin) {
+    FlashLoad load(kFlash, kBlock);
+    load.Erase({16, 32});
+    load.Write(31, Bytes(2, 1));
+    load.Write(32, Bytes(1, 2));
+
+    auto expected = Bytes(32, 0xFF);
+    expected[15] = 1;
+    expected[16] = 2;
+    EXPECT_EQ(load.Blocks(ErasedRest::Erased, Old), (std::vector{FlashRun{16, expected}}));
+    EXPECT_EQ(load.WrittenBytes(), 2u);
+}
+
+TEST(FlashLoad, KeepsWhatABlockHeldThatWasNotErased) {
+    FlashLoad load(kFlash, kBlock);
+    load.Erase({0, 16});
+    load.Write(48, Bytes(1, 7));
+
+    auto last = Bytes(16, 0x55);
+    last[0] = 7;
+    EXPECT_EQ(load.Blocks(ErasedRest::Erased, Old), (std::vector{FlashRun{0, Bytes(16, 0xFF)}, FlashRun{48, last}}));
+}
+
+TEST(FlashLoad, KeepsTheRestOfErasedBlocksWhereThatIsWanted) {
+    FlashLoad load(kFlash, kBlock);
+    load.Erase({0, 64});
+    load.Write(20, Bytes(1, 7));
+
+    auto block = Bytes(16, 0x55);
+    block[4] = 7;
+    EXPECT_EQ(load.Blocks(ErasedRest::Kept, Old), (std::vector{FlashRun{16, block}}));
+}
+
+TEST(FlashLoad, RefusesWhatIsNotInsideFlashAndTakesNothingOfIt) {
+    FlashLoad load(kFlash, kBlock);
+
+    EXPECT_THROW(load.Erase({48, 17}), std::invalid_argument);
+    EXPECT_THROW(load.Erase({0xFFFF'FFFF, 2}), std::invalid_argument);
+    EXPECT_THROW(load.Write(63, Bytes(2, 1)), std::invalid_argument);
+    EXPECT_THROW(load.Write(0xFFFF'FFFF, Bytes(2, 1)), std::invalid_argument);
+
+    EXPECT_TRUE(load.IsEmpty());
+}
+
+}  // namespace
+}  // namespace flash::host::gdb
