@@ -19,7 +19,7 @@ endif()
 
 set(FLASHLOADER_FOLDER ${CMAKE_CURRENT_LIST_DIR} CACHE INTERNAL "Where the flashloader's sources are")
 set(FLASHLOADER_FLAGS
-    -mthumb -std=c11 -g -gno-record-gcc-switches
+    -mthumb -masm-syntax-unified -std=c11 -g -gno-record-gcc-switches
     -ffreestanding -fno-common -ffunction-sections -fdata-sections
     -fno-tree-loop-distribute-patterns  # no calls to memset or memcpy: there is no library
     -fno-jump-tables                    # nor to its helpers for a switch on a small core
@@ -59,14 +59,12 @@ function(flash_compile_for_target SOURCE OBJECT CPU)
 endfunction()
 
 # What an image consists of, by its sources.
-function(flash_list_sources OUT PORT VARIANT CPU)
+function(flash_list_sources OUT PORT VARIANT)
     if(NOT IS_ABSOLUTE ${PORT})
         set(PORT ${FLASHLOADER_FOLDER}/port/${PORT}/flash_port.c)
     endif()
-    set(sources start_up.c mailbox.c load.c commands.c blank.c deadline.c locks.c units.c crc32.c target/clock.c)
-    if(CPU STREQUAL cortex-m0plus)
-        list(APPEND sources target/divide.c)
-    endif()
+    set(sources start_up.c mailbox.c load.c commands.c blank.c deadline.c locks.c units.c crc32.c target/clock.c
+        target/library.c)
     list(TRANSFORM sources PREPEND ${FLASHLOADER_FOLDER}/)
     set(${OUT} ${sources} ${PORT} ${VARIANT}.c PARENT_SCOPE)
 endfunction()
@@ -83,7 +81,7 @@ function(flash_add_flashloader)
     if(ARG_FLASH)
         set(place -Wl,--defsym=g_flash=${ARG_FLASH})
     endif()
-    flash_list_sources(sources ${ARG_PORT} ${ARG_VARIANT} ${ARG_CPU})
+    flash_list_sources(sources ${ARG_PORT} ${ARG_VARIANT})
     while(ARG_REPLACE)
         list(POP_FRONT ARG_REPLACE original replacement)
         list(TRANSFORM sources REPLACE ".*/${original}$" ${replacement})
@@ -110,4 +108,5 @@ function(flash_add_flashloader)
         COMMENT "Linking ${ARG_NAME}"
         VERBATIM)
     add_custom_target(${ARG_NAME} DEPENDS ${ARG_IMAGE})
+    set_target_properties(${ARG_NAME} PROPERTIES FLASHLOADER_OBJECTS "${objects}")
 endfunction()

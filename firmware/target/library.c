@@ -1,9 +1,27 @@
-// Division for cores without an instruction for it, under the names by which the compiler calls it. From no library, so
-// that the stack that it takes is counted like all else.
+// What the compiler calls by name where the core has no instruction for it, or where a copy is shorter as a call. From
+// no library, so that the stack that it takes is counted like all else; what an image does not need is left out of it.
+#include <stddef.h>
 #include <stdint.h>
 
+void* memcpy(void* to, const void* from, size_t length);
+void* memset(void* to, int value, size_t length);
 uint32_t __aeabi_uidiv(uint32_t dividend, uint32_t divisor);
 uint64_t __aeabi_uidivmod(uint32_t dividend, uint32_t divisor);
+
+void* memcpy(void* to, const void* from, size_t length) {
+    uint8_t* target = to;
+    for (const uint8_t* byte = from; length > 0; --length) {
+        *target++ = *byte++;
+    }
+    return to;
+}
+
+void* memset(void* to, int value, size_t length) {
+    for (uint8_t* byte = to; length > 0; --length) {
+        *byte++ = (uint8_t)value;
+    }
+    return to;
+}
 
 // The remainder in the upper word, the quotient in the lower one: the registers in which the compiler looks for them.
 // By 0 the quotient is all ones.
