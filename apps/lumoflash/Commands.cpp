@@ -10,10 +10,10 @@
 #include "apps/lumoflash/FieldOptions.h"
 #include "apps/lumoflash/Locations.h"
 #include "host/Failure.h"
+#include "host/backends/OpenProbe.h"
 #include "host/files/IntelHex.h"
 #include "host/files/OutputFile.h"
 #include "host/plan/Dangers.h"
-#include "host/virtual_chip/VirtualChipProbe.h"
 
 namespace flash::app {
 namespace {
@@ -42,21 +42,24 @@ public:
         const host::ProgramImage image =
             hasFiles ? host::ReadProgramFiles(options.files, options.fileOptions) : host::ProgramImage();
         Connect();
-        const auto start = probe->Now();
+        host::Probe& probe = connection->GetProbe();
+        const auto start = probe.Now();
         Outcome outcome = RunOnChip(image);
-        outcome.elapsed = outcome.elapsed.count() != 0 ? outcome.elapsed : probe->Now() - start;
+        outcome.elapsed = outcome.elapsed.count() != 0 ? outcome.elapsed : probe.Now() - start;
         return outcome;
     }
 
     void SaveChip() const {
-        if (probe && !options.isDryRun) {
-            probe->Save();
+        host::StorageService* storage = connection ? connection->GetProbe().Storage() : nullptr;
+        if (storage != nullptr && !options.isDryRun) {
+            storage->Save();
         }
     }
 
-    void SaveTrace() {
-        if (probe && !options.traceFile.empty()) {
-            const std::string trace = probe->Chip().TimelineJson();
+    void SaveTrace() const {
+        const host::TimelineService* timeline = connection ? connection->GetProbe().Timeline() : nullptr;
+        if (timeline != nullptr && !options.traceFile.empty()) {
+            const std::string trace = timeline->TraceJson();
             host::SaveFile(options.traceFile,
                            std::span(reinterpret_cast<const std::uint8_t*>(trace.data()), trace.size()));
         }
@@ -77,8 +80,8 @@ private:
             parts.emplace_back("--trace", options.traceFile);
         }
         const std::size_t outputs = parts.size();
-        if (const auto chip = options.ChipFile()) {
-            parts.emplace_back("--chip", *chip);
+        if (const auto chip = host::FileOf(options.probe)) {
+            parts.emplace_back("--probe", *chip);
         }
         for (const std::filesystem::path& file : options.files) {
             parts.emplace_back("FILE", file);
@@ -94,22 +97,18 @@ private:
     }
 
     void Connect() {
-        const std::vector<host::DeviceDescription> devices = host::LoadDeviceDescriptions(DevicesFolder());
-        device = host::FindDevice(devices, options.device);
-        // An abbreviation is completed; a longer name is kept, for it may say more.
-        const std::string partName = options.device.size() < device.name.size() ? device.name : options.device;
-        host::Settings settings = host::DefaultSettings();
-        settings.SetAll(device.properties);
-        for (const auto& [key, value] : options.properties) {
-            settings.Set(key, value);
-        }
-        settings.Set("FlashVerboseMode", options.isVerbose ? "1" : "0");
-        plugin.emplace(OrDefault(options.plugin, locations.plugin));
-        probe.emplace(host::VirtualChipProbe::Open(device, options.ChipFile()));
-        session.emplace(*probe, settings, device, partName, *plugin,
-                        OrDefault(options.dataFolder, locations.dataFolder), view, isInterrupted);
-        connection = {partName, device.summary, probe->Describe(), plugin->Path().string(), session->Info()};
-        view.Connected(connection);
+        host::ConnectionRequest request{
+            .part = options.device,
+            .devicesFolder = DevicesFolder(),
+            .dataFolder = OrDefault(options.dataFolder, locations.dataFolder),
+            .plugin = OrDefault(options.plugin, locations.plugin),
+            .properties = options.properties,
+            .openProbe = [this](const auto& device) { return host::OpenProbe(options.probe, device); },
+        };
+        request.properties["FlashVerboseMode"] = std::string(options.isVerbose ? "1" : "0");
+        connection.emplace(request, view, isInterrupted);
+        session = &connection->GetSession();
+        view.Connected(*connection);
     }
 
     Outcome RunOnChip(const host::ProgramImage& image) {
@@ -128,7 +127,7 @@ private:
                 session->BlankCheck();
                 return {0, "Flash is blank", 0, {}};
             case Command::Info:
-                view.ShowInfo(connection);
+                view.ShowInfo(*connection);
                 view.ShowCcfg(session->ReadCcfg());
                 return {};
             case Command::MacRead:
@@ -169,7 +168,8 @@ private:
         if (closing.protectedSectors) {
             changes.protectedSectors = host::ParseSectorList(*closing.protectedSectors, sectorCount, "--protect");
         }
-        const std::vector<std::string> dangers = FindDangers(changes, device, session->Info().geometry.SizeBytes());
+        const std::vector<std::string> dangers =
+            FindDangers(changes, connection->Device(), session->Info().geometry.SizeBytes());
         if (dangers.empty()) {
             return;
         }
@@ -226,11 +226,8 @@ private:
     View& view;
     const std::atomic<bool>& isInterrupted;
     Locations locations;
-    host::DeviceDescription device;
-    Connection connection;
-    std::optional<host::PluginModule> plugin;
-    std::optional<host::VirtualChipProbe> probe;
-    std::optional<host::Session> session;
+    std::optional<host::Connection> connection;
+    host::Session* session = nullptr;  // the connection's
 };
 
 // The work's outcome, or the failure as one.

@@ -8,6 +8,7 @@
 
 #include "apps/lumoflash/Toml.h"
 #include "host/Failure.h"
+#include "host/backends/OpenProbe.h"
 #include "host/files/ProgramFile.h"
 
 namespace flash::app {
@@ -16,7 +17,6 @@ namespace {
 using host::Failure;
 using host::FailureKind;
 
-const std::string kChipWithFile = "virtual:";
 const std::string kStandardOutput = "-";
 
 // Of a program that is a mistake; a configuration file just says nothing.
@@ -81,8 +81,8 @@ private:
     std::string Text(const toml::node& node, const std::string& name) const {
         static const std::set<std::string> paths{"plugin", "devices", "data", "trace", "out"};
         if (const auto text = node.value_exact<std::string>()) {
-            if (name == "chip" && text->starts_with(kChipWithFile)) {
-                return kChipWithFile + (file.parent_path() / text->substr(kChipWithFile.size())).string();
+            if (const auto probe = host::ParseProbeSpec(*text); probe && name == "probe") {
+                return PrintProbeSpec(MeantFrom(file.parent_path(), *probe));
             }
             const bool isPath = paths.contains(name) && (name != "out" || *text != kStandardOutput);
             return isPath ? (file.parent_path() / *text).string() : *text;

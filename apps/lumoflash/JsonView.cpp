@@ -28,12 +28,12 @@ public:
     void Started(const Options& options) override {
         Emit({{"event", "start"}, {"command", CommandName(options.command)}, {"version", LUMOFLASH_VERSION}});
     }
-    void Connected(const Connection& connection) override {
-        const host::ChipInfo& info = connection.info;
+    void Connected(const host::Connection& connection) override {
+        const host::ChipInfo& info = connection.GetSession().Info();
         Emit({{"event", "chip"},
-              {"device", connection.device},
-              {"chip", connection.chip},
-              {"plugin", connection.plugin},
+              {"device", connection.PartName()},
+              {"chip", connection.GetProbe().Describe()},
+              {"plugin", connection.Plugin().Path().string()},
               {"flashBytes", info.geometry.SizeBytes()},
               {"sectorBytes", info.geometry.sectorSizeBytes},
               {"sectors", info.geometry.sectorCount},
@@ -79,7 +79,7 @@ public:
               {"debugDisabled", ccfg.isDebugDisabled},
               {"protected", SectorsOf(ccfg.protectedSectors)}});
     }
-    void ShowInfo(const Connection&) override {}  // `Connected` has told it
+    void ShowInfo(const host::Connection&) override {}  // `Connected` has told it
     void ShowDevices(const std::vector<host::DeviceDescription>& devices) override {
         for (const host::DeviceDescription& device : devices) {
             Emit({{"event", "device"},

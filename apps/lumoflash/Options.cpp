@@ -11,6 +11,7 @@
 #include "apps/lumoflash/Config.h"
 #include "apps/lumoflash/PropertyOptions.h"
 #include "host/Failure.h"
+#include "host/backends/OpenProbe.h"
 #include "host/session/MacAddress.h"
 
 namespace flash::app {
@@ -23,7 +24,6 @@ using host::FailureKind;
 using host::FileFormat;
 using host::Verification;
 
-const std::string kChipWithFile = "virtual:";
 const std::string kListedSectors = "sectors:";
 
 [[noreturn]] void Refuse(const std::string& text) { throw Failure(FailureKind::BadInput, text); }
@@ -105,7 +105,8 @@ void RequireValuesBehindEquals(const std::vector<std::string>& arguments) {
 // What CLI11 fills before it is turned into `Options`.
 struct RawOptions {
     std::vector<std::string> properties, files, kinds;
-    std::string config, base, format, erase = "necessary", verify = "crc", skipPages, skipFill, ble, ieee, protect;
+    std::string probe = "virtual", config, base, format, erase = "necessary", verify = "crc", skipPages, skipFill, ble,
+                ieee, protect;
     std::string outFormat, range, sectors, macKind, timeLimit = "10";
 };
 
@@ -117,7 +118,7 @@ public:
         app.footer(
             "Exit codes: 0 done, 1 operation failed, 2 usage or bad input, 3 difference or not blank,\n"
             "4 chip or plug-in not reachable, 130 interrupted. `lumoflash COMMAND --help` shows a command.\n"
-            "Example:\n  lumoflash --device LumoF2F352 --chip virtual:chip.bin program app.elf");
+            "Example:\n  lumoflash --device LumoF2F352 --probe virtual:chip.bin program app.elf");
         AddGlobalOptions();
         AddProgram();
         AddFiles(
@@ -168,7 +169,7 @@ private:
     CLI::App* AddCommand(CLI::App& parent, Command command, const std::string& name, const std::string& description,
                          const std::string& example) {
         CLI::App* added = parent.add_subcommand(name, description);
-        added->footer("Example:\n  lumoflash --device LumoF2F352 --chip virtual:chip.bin " + example);
+        added->footer("Example:\n  lumoflash --device LumoF2F352 --probe virtual:chip.bin " + example);
         added->fallthrough();
         added->final_callback([this, command] { options.command = command; });
         commands[command] = added;
@@ -177,7 +178,7 @@ private:
 
     void AddGlobalOptions() {
         app.add_option("--device,-d", options.device, "Part, for example LumoF2F352; see `lumoflash devices`");
-        app.add_option("--chip", options.chip, "virtual, or virtual:FILE to keep the chip's state in FILE");
+        app.add_option("--probe", raw.probe, "virtual, or virtual:FILE to keep the chip's state in FILE");
         app.add_option("--plugin", options.plugin, "The flash plug-in's module, instead of the installed one");
         app.add_option("--devices", options.devicesFolder, "Folder of device descriptions");
         app.add_option("--data", options.dataFolder, "Folder whose `arm` holds the flashloader images");
@@ -242,7 +243,7 @@ private:
         CLI::App* mac = app.add_subcommand("mac", "Reads and writes the radio addresses.");
         mac->require_subcommand(1);
         mac->fallthrough();
-        mac->footer("Example:\n  lumoflash --device LumoF2F352 --chip virtual:chip.bin mac read");
+        mac->footer("Example:\n  lumoflash --device LumoF2F352 --probe virtual:chip.bin mac read");
         CLI::App* read =
             AddCommand(*mac, Command::MacRead, "read", "Reads all addresses, or those named.", "mac read sec-ble");
         TakeAllWords(*read->add_option("KIND", raw.kinds, "pri-ble, sec-ble, pri-ieee, sec-ieee"));
@@ -328,8 +329,10 @@ private:
     }
 
     void FinishGlobal() {
-        if (options.chip != "virtual" && (!options.chip.starts_with(kChipWithFile) || options.chip == kChipWithFile)) {
-            Refuse(fmt::format("--chip: \"{}\" is neither virtual nor virtual:FILE", options.chip));
+        try {
+            options.probe = host::ParseProbe(raw.probe);
+        } catch (const Failure& failure) {
+            Refuse(fmt::format("--probe: {}", failure.what()));
         }
         if (options.isJson && options.isQuiet) {
             Refuse("--json and --quiet exclude each other");
@@ -484,13 +487,6 @@ std::string CommandName(Command command) {
                                                       {Command::Devices, "devices"},
                                                       {Command::ValidatePlugin, "validate-plugin"}};
     return names.at(command);
-}
-
-std::optional<std::filesystem::path> Options::ChipFile() const {
-    if (!chip.starts_with(kChipWithFile)) {
-        return std::nullopt;
-    }
-    return std::filesystem::path(chip.substr(kChipWithFile.size()));
 }
 
 ParsedCommandLine ParseCommandLine(int argumentCount, const char* const* arguments) {

@@ -11,6 +11,7 @@
 
 #include "host/files/ProgramFile.h"
 #include "host/plan/WritePlan.h"
+#include "host/probe/ProbeSpec.h"
 #include "host/session/Session.h"
 #include "validator/ValidatePlugin.h"
 
@@ -27,7 +28,7 @@ struct Options {
     // For every command.
     std::string device;
     std::filesystem::path plugin, devicesFolder, dataFolder, traceFile;
-    std::string chip = "virtual";
+    host::ProbeSpec probe;
     std::map<std::string, std::string> properties;  // host properties, by key
     bool isVerbose = false, isJson = false, isQuiet = false, isColorOff = false, isAgreed = false;
 
@@ -52,9 +53,6 @@ struct Options {
 
     // validate-plugin
     host::ValidatePluginOptions validation;
-
-    // The FILE of "virtual:FILE".
-    std::optional<std::filesystem::path> ChipFile() const;
 };
 
 // Exactly one of the two.

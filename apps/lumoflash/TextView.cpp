@@ -58,10 +58,11 @@ public:
     }
 
     void Started(const Options&) override {}
-    void Connected(const Connection& connection) override {
+    void Connected(const host::Connection& connection) override {
         if (isVerbose) {
-            Note(fmt::format("Connected to {}: flash {}, RAM {}, revision {}", connection.chip,
-                             connection.info.flashText, connection.info.ramText, connection.info.revisionText));
+            const host::ChipInfo& info = connection.GetSession().Info();
+            Note(fmt::format("Connected to {}: flash {}, RAM {}, revision {}", connection.GetProbe().Describe(),
+                             info.flashText, info.ramText, info.revisionText));
         }
     }
 
@@ -119,15 +120,15 @@ public:
         Print(stdout, "Protected    {}\n",
               ccfg.protectedSectors.IsEmpty() ? "no pages" : "pages " + ccfg.protectedSectors.Text());
     }
-    void ShowInfo(const Connection& connection) override {
-        Print(stdout, "Device       {}, {}\n", connection.device, connection.summary);
-        Print(stdout, "Chip         {}\n", connection.chip);
-        Print(stdout, "Plug-in      {}\n", connection.plugin);
-        Print(stdout, "Flash        {} of {} bytes\n", connection.info.flashText,
-              connection.info.geometry.sectorSizeBytes);
-        Print(stdout, "RAM          {}\n", connection.info.ramText);
-        Print(stdout, "Revision     {}\n", connection.info.revisionText);
-        Print(stdout, "Operations   {}\n", connection.info.operations);
+    void ShowInfo(const host::Connection& connection) override {
+        const host::ChipInfo& info = connection.GetSession().Info();
+        Print(stdout, "Device       {}, {}\n", connection.PartName(), connection.Device().summary);
+        Print(stdout, "Chip         {}\n", connection.GetProbe().Describe());
+        Print(stdout, "Plug-in      {}\n", connection.Plugin().Path().string());
+        Print(stdout, "Flash        {} of {} bytes\n", info.flashText, info.geometry.sectorSizeBytes);
+        Print(stdout, "RAM          {}\n", info.ramText);
+        Print(stdout, "Revision     {}\n", info.revisionText);
+        Print(stdout, "Operations   {}\n", info.operations);
     }
     void ShowDevices(const std::vector<host::DeviceDescription>& devices) override {
         for (const host::DeviceDescription& device : devices) {

@@ -11,16 +11,11 @@
 #include "host/devices/DeviceDescription.h"
 #include "host/plan/WritePlan.h"
 #include "host/services/Observer.h"
-#include "host/session/Session.h"
+#include "host/session/Connection.h"
 #include "validator/Check.h"
 #include "validator/CheckRunner.h"
 
 namespace flash::app {
-
-struct Connection {
-    std::string device, summary, chip, plugin;
-    host::ChipInfo info;
-};
 
 struct Outcome {
     int exitCode = 0;
@@ -32,11 +27,11 @@ struct Outcome {
 class View : public host::Observer {
 public:
     virtual void Started(const Options& options) = 0;
-    virtual void Connected(const Connection& connection) = 0;
+    virtual void Connected(const host::Connection& connection) = 0;
     virtual void ShowPlan(const host::WritePlan& plan) = 0;
     virtual void ShowAddress(host::AddressKind kind, const std::string& address) = 0;
     virtual void ShowCcfg(const host::CcfgInfo& ccfg) = 0;
-    virtual void ShowInfo(const Connection& connection) = 0;
+    virtual void ShowInfo(const host::Connection& connection) = 0;
     virtual void ListCheck(const validator::Check& check) = 0;
     virtual void ShowCheck(const validator::CheckResult& result) = 0;
     virtual void ShowDevices(const std::vector<host::DeviceDescription>& devices) = 0;

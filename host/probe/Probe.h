@@ -27,9 +27,34 @@ struct CoreState {
     std::string note;                             // what else the probe knows, for example a fault; may be empty
 };
 
+// A probe that keeps what happens on its link and in the chip, with times.
+class TimelineService {
+public:
+    // Where the flashloader's two command blocks lie, so that its commands are kept, too.
+    virtual void WatchCommandBlocks(std::uint32_t address) = 0;
+
+    // In the format of Chrome trace events.
+    virtual std::string TraceJson() const = 0;
+
+protected:
+    ~TimelineService() = default;
+};
+
+// A probe whose chip lasts from run to run, in a place of the probe's.
+class StorageService {
+public:
+    // Throws Failure (Operation).
+    virtual void Save() = 0;
+
+protected:
+    ~StorageService() = default;
+};
+
 class Probe {
 public:
     virtual ~Probe() = default;
+    Probe(const Probe&) = delete;
+    Probe& operator=(const Probe&) = delete;
 
     // One line for messages: what is connected.
     virtual std::string Describe() const = 0;
@@ -55,16 +80,15 @@ public:
     // reads it again and again; a probe whose hardware can watch a word does better.
     virtual bool PauseWhileWordIs(std::uint32_t address, std::uint32_t value, std::chrono::microseconds bound);
 
-    // Tells a probe that records what happens where the flashloader's two command blocks lie.
-    virtual void WatchCommandBlocks(std::uint32_t /*address*/) {}
-
     // A steady clock of the probe's own choice, for limits and for speeds; only differences mean anything.
     virtual std::chrono::nanoseconds Now() = 0;
 
+    // What only some probes offer; null for no such service. They live as long as the probe.
+    virtual TimelineService* Timeline() { return nullptr; }
+    virtual StorageService* Storage() { return nullptr; }
+
 protected:
     Probe() = default;
-    Probe(const Probe&) = default;
-    Probe& operator=(const Probe&) = default;
 };
 
 }  // namespace flash::host

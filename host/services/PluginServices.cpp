@@ -155,7 +155,9 @@ void PluginServices::LoadImage(const std::filesystem::path& file) {
     const auto second = symbols.Find("g_buf2");
     if (blocks && first && second) {
         mailbox = MailboxSymbols{*blocks, {*first, *second}, symbols.Find("g_currBuf")};
-        probe.WatchCommandBlocks(*blocks);
+        if (TimelineService* timeline = probe.Timeline()) {
+            timeline->WatchCommandBlocks(*blocks);
+        }
     }
 }
 

@@ -57,16 +57,14 @@ bool ClosingChanges::IsAny() const {
     return retainBle || retainIeee || ble || ieee || protectedSectors || disableBootloader || disableDebug;
 }
 
-Session::Session(Probe& targetProbe, const Settings& hostSettings, const DeviceDescription& description,
-                 const std::string& partName, const PluginModule& module, const std::filesystem::path& dataFolder,
-                 Observer& hostObserver, const std::atomic<bool>& interruptFlag)
-    : probe(targetProbe),
-      settings(hostSettings),
-      device(description),
+Session::Session(Equipment& equipment, Observer& hostObserver, const std::atomic<bool>& interruptFlag)
+    : probe(*equipment.probe),
+      settings(equipment.settings),
+      device(equipment.device),
       observer(hostObserver),
       isInterrupted(interruptFlag),
-      services(probe, settings, observer, dataFolder, description.sectorSizeBytes, interruptFlag),
-      plugin(module, partName, services) {
+      services(probe, settings, observer, equipment.dataFolder, device.sectorSizeBytes, interruptFlag),
+      plugin(equipment.plugin, equipment.partName, services) {
     try {
         info.operations = plugin.Initialize();
     } catch (const PluginError& error) {

@@ -12,14 +12,11 @@
 #include <string>
 #include <vector>
 
-#include "host/devices/DeviceDescription.h"
 #include "host/files/ProgramImage.h"
 #include "host/plan/WritePlan.h"
-#include "host/plugin/PluginModule.h"
-#include "host/probe/Probe.h"
 #include "host/services/Observer.h"
 #include "host/services/PluginServices.h"
-#include "host/settings/Settings.h"
+#include "host/session/Equipment.h"
 
 namespace flash::host {
 
@@ -78,10 +75,8 @@ enum class AddressKind { PrimaryBle, SecondaryBle, PrimaryIeee, SecondaryIeee };
 
 class Session {
 public:
-    // Makes the plug-in's device and identifies the chip. All references must outlive the session.
-    Session(Probe& probe, const Settings& settings, const DeviceDescription& device, const std::string& partName,
-            const PluginModule& plugin, const std::filesystem::path& dataFolder, Observer& observer,
-            const std::atomic<bool>& isInterrupted);
+    // Makes the plug-in's device and identifies the chip. All three must outlive the session.
+    Session(Equipment& equipment, Observer& observer, const std::atomic<bool>& isInterrupted);
 
     const ChipInfo& Info() const { return info; }
     CcfgInfo ReadCcfg();
@@ -151,7 +146,7 @@ private:
     std::size_t Compare(const std::vector<DataRun>& expected);
 
     Probe& probe;
-    Settings settings;
+    Settings& settings;
     const DeviceDescription& device;
     Observer& observer;
     const std::atomic<bool>& isInterrupted;

@@ -28,9 +28,9 @@ chip::CoreRegister CoreRegisterOf(std::uint32_t number) {
     return static_cast<chip::CoreRegister>(number - kFirstCoreRegister);
 }
 
-chip::VirtualChip ReadChip(const ChipFile& file, const std::filesystem::path& name) {
+std::shared_ptr<chip::VirtualChip> ReadChip(const ChipFile& file, const std::filesystem::path& name) {
     try {
-        return chip::VirtualChip::FromSavedState(file.Load());
+        return std::make_shared<chip::VirtualChip>(chip::VirtualChip::FromSavedState(file.Load()));
     } catch (const std::exception& error) {
         throw Failure(FailureKind::Unreachable,
                       fmt::format("Cannot power up the virtual chip in {}: {}", name.string(), error.what()));
@@ -51,31 +51,26 @@ chip::Settings VirtualChipSettings(const DeviceDescription& device) {
     return settings;
 }
 
-VirtualChipProbe VirtualChipProbe::Open(const DeviceDescription& device,
-                                        const std::optional<std::filesystem::path>& name) {
+std::unique_ptr<VirtualChipProbe> VirtualChipProbe::Open(const DeviceDescription& device,
+                                                         const std::optional<std::filesystem::path>& name) {
     const chip::Settings wanted = VirtualChipSettings(device);
     auto file = name ? std::make_unique<ChipFile>(*name) : nullptr;
-    VirtualChipProbe probe(file && file->Exists() ? ReadChip(*file, *name) : chip::VirtualChip(wanted));
-    const chip::Settings& found = probe.chip.GetSettings();
+    auto probe = std::make_unique<VirtualChipProbe>(
+        file && file->Exists() ? ReadChip(*file, *name) : std::make_shared<chip::VirtualChip>(wanted));
+    const chip::Settings& found = probe->chip->GetSettings();
     if (found.generation != wanted.generation || found.sectorCount != wanted.sectorCount) {
         throw Failure(FailureKind::Unreachable,
                       fmt::format("{} holds {}, which is no {}; choose the right --device or another file",
-                                  name->string(), probe.Describe(), device.name));
+                                  name->string(), probe->Describe(), device.name));
     }
-    probe.file = std::move(file);
+    probe->file = std::move(file);
     return probe;
-}
-
-void VirtualChipProbe::Save() const {
-    if (file) {
-        file->Save(chip.SaveState());
-    }
 }
 
 std::string VirtualChipProbe::Describe() const {
     return fmt::format("a virtual {} with {} KiB of flash",
-                       chip.GetSettings().generation == chip::Generation::LumoF ? "LumoF" : "LumoD",
-                       chip.FlashBytes() / 1024);
+                       chip->GetSettings().generation == chip::Generation::LumoF ? "LumoF" : "LumoD",
+                       chip->FlashBytes() / 1024);
 }
 
 void VirtualChipProbe::SelectRoute(const std::string& route) {
@@ -86,57 +81,57 @@ void VirtualChipProbe::SelectRoute(const std::string& route) {
 }
 
 void VirtualChipProbe::Run() {
-    Access([&] { chip.Run(); });
+    Access([&] { chip->Run(); });
 }
 
 void VirtualChipProbe::Halt() {
-    Access([&] { chip.Halt(); });
+    Access([&] { chip->Halt(); });
 }
 
 CoreState VirtualChipProbe::ReadCoreState() {
     return Access([&] {
-        switch (chip.State()) {
+        switch (chip->State()) {
             case chip::CoreState::Running:
                 return CoreState{true, std::nullopt, ""};
             case chip::CoreState::LockedUp:
                 return CoreState{false, std::nullopt, "locked up"};
             default:
-                return CoreState{false, chip.ReadCoreRegister(chip::CoreRegister::Pc), ""};
+                return CoreState{false, chip->ReadCoreRegister(chip::CoreRegister::Pc), ""};
         }
     });
 }
 
 void VirtualChipProbe::ReadMemory(std::uint32_t address, std::span<std::uint8_t> bytes, std::size_t elementSize) {
-    Access([&] { chip.ReadMemory(address, bytes, static_cast<std::uint32_t>(elementSize)); });
+    Access([&] { chip->ReadMemory(address, bytes, static_cast<std::uint32_t>(elementSize)); });
 }
 
 void VirtualChipProbe::WriteMemory(std::uint32_t address, std::span<const std::uint8_t> bytes,
                                    std::size_t elementSize) {
-    Access([&] { chip.WriteMemory(address, bytes, static_cast<std::uint32_t>(elementSize)); });
+    Access([&] { chip->WriteMemory(address, bytes, static_cast<std::uint32_t>(elementSize)); });
 }
 
 std::uint64_t VirtualChipProbe::ReadRegister(std::uint32_t registerNumber) {
     return Access([&]() -> std::uint64_t {
         if (!isRouterSelected) {
-            return chip.ReadCoreRegister(CoreRegisterOf(registerNumber));
+            return chip->ReadCoreRegister(CoreRegisterOf(registerNumber));
         }
         if (registerNumber != kIdentificationRegister) {
             throw ProbeError(fmt::format("The debug router has no register {}", registerNumber));
         }
-        return chip.ReadIdentificationCode();
+        return chip->ReadIdentificationCode();
     });
 }
 
 void VirtualChipProbe::WriteRegister(std::uint32_t registerNumber, std::uint64_t value) {
-    Access([&] { chip.WriteCoreRegister(CoreRegisterOf(registerNumber), static_cast<std::uint32_t>(value)); });
+    Access([&] { chip->WriteCoreRegister(CoreRegisterOf(registerNumber), static_cast<std::uint32_t>(value)); });
 }
 
-void VirtualChipProbe::Pause(std::chrono::microseconds duration) { chip.Pause(duration); }
+void VirtualChipProbe::Pause(std::chrono::microseconds duration) { chip->Pause(duration); }
 
 bool VirtualChipProbe::PauseWhileWordIs(std::uint32_t address, std::uint32_t value, std::chrono::microseconds bound) {
-    return chip.PauseWhileWordIs(address, value, bound);
+    return chip->PauseWhileWordIs(address, value, bound);
 }
 
-std::chrono::nanoseconds VirtualChipProbe::Now() { return chip.Now(); }
+std::chrono::nanoseconds VirtualChipProbe::Now() { return chip->Now(); }
 
 }  // namespace flash::host

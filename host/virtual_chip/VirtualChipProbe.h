@@ -15,18 +15,20 @@ namespace flash::host {
 // A new chip of a part: erased, with addresses of its own in factory data.
 chip::Settings VirtualChipSettings(const DeviceDescription& device);
 
-class VirtualChipProbe final : public Probe {
+class VirtualChipProbe final : public Probe, private TimelineService, private StorageService {
 public:
-    explicit VirtualChipProbe(chip::VirtualChip virtualChip) : chip(std::move(virtualChip)) {}
+    explicit VirtualChipProbe(chip::VirtualChip virtualChip)
+        : chip(std::make_shared<chip::VirtualChip>(std::move(virtualChip))) {}
+
+    // On a chip that may have been there before, and may stay.
+    explicit VirtualChipProbe(std::shared_ptr<chip::VirtualChip> virtualChip) : chip(std::move(virtualChip)) {}
 
     // Powers up the chip of that file, or a new one when there is no such file. Throws Failure (Unreachable) when the
     // file is in use, holds no chip, or one that does not fit the device.
-    static VirtualChipProbe Open(const DeviceDescription& device, const std::optional<std::filesystem::path>& name);
+    static std::unique_ptr<VirtualChipProbe> Open(const DeviceDescription& device,
+                                                  const std::optional<std::filesystem::path>& name);
 
-    // Into its file, if it has one.
-    void Save() const;
-
-    chip::VirtualChip& Chip() { return chip; }
+    chip::VirtualChip& Chip() { return *chip; }
 
     std::string Describe() const override;
     void SelectRoute(const std::string& route) override;
@@ -39,11 +41,17 @@ public:
     void WriteRegister(std::uint32_t registerNumber, std::uint64_t value) override;
     void Pause(std::chrono::microseconds duration) override;
     bool PauseWhileWordIs(std::uint32_t address, std::uint32_t value, std::chrono::microseconds bound) override;
-    void WatchCommandBlocks(std::uint32_t address) override { chip.ObserveCommandBlocks(address); }
     std::chrono::nanoseconds Now() override;
 
+    TimelineService* Timeline() override { return this; }
+    StorageService* Storage() override { return file ? this : nullptr; }
+
 private:
-    chip::VirtualChip chip;
+    void WatchCommandBlocks(std::uint32_t address) override { chip->ObserveCommandBlocks(address); }
+    std::string TraceJson() const override { return chip->TimelineJson(); }
+    void Save() override { file->Save(chip->SaveState()); }
+
+    std::shared_ptr<chip::VirtualChip> chip;
     std::unique_ptr<ChipFile> file;
     bool isRouterSelected = false;
 };

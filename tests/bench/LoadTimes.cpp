@@ -14,7 +14,7 @@
 #include "host/files/ElfFile.h"
 #include "host/files/ProgramFile.h"
 #include "host/services/Mailbox.h"
-#include "host/session/Session.h"
+#include "host/session/Connection.h"
 #include "host/virtual_chip/VirtualChipProbe.h"
 
 namespace {
@@ -28,21 +28,26 @@ constexpr std::uint32_t kEraseAndProgram = 3;
 struct Times {
     Nanoseconds load, loadWithCrc, link, flash, singleBuffered;
 
-    double OfBound() const { return Seconds(std::max(link, flash)) / Seconds(load); }
+    Seconds Bound() const { return std::max(link, flash); }
+    double OfBound() const { return Bound() / Seconds(load); }
     double Gain() const { return Seconds(singleBuffered) / Seconds(load); }
+};
+
+struct Installed {
+    std::filesystem::path plugin, dataFolder;
 };
 
 // When the flashloader has been loaded and when the last sector was programmed.
 class Stopwatch final : public Observer {
 public:
-    explicit Stopwatch(Probe& chipProbe) : probe(chipProbe) {}
+    explicit Stopwatch(const flash::chip::VirtualChip& virtualChip) : chip(virtualChip) {}
     void StageStarted(Stage, std::uint64_t) override {}
     void StageAdvanced(Stage, std::uint64_t, Nanoseconds) override {}
     void StageFinished(Stage stage, std::uint64_t, Nanoseconds) override {
         if (stage == Stage::Load) {
-            start = probe.Now();
+            start = chip.Now();
         } else if (stage == Stage::Program) {
-            end = probe.Now();
+            end = chip.Now();
         }
     }
     void PluginMessage(const std::string&) override {}
@@ -53,7 +58,7 @@ public:
     Nanoseconds Elapsed() const { return end - start; }
 
 private:
-    Probe& probe;
+    const flash::chip::VirtualChip& chip;
     Nanoseconds start{}, end{};
 };
 
@@ -69,12 +74,14 @@ std::vector<std::uint8_t> FullFlash(const DeviceDescription& device) {
     return bytes;
 }
 
+using Chip = std::shared_ptr<flash::chip::VirtualChip>;
+
 // Flash that must be erased before it can be programmed.
-flash::chip::VirtualChip UsedChip(const DeviceDescription& device, std::uint64_t bytesPerSecond) {
+Chip UsedChip(const DeviceDescription& device, std::uint64_t bytesPerSecond) {
     flash::chip::Settings settings = VirtualChipSettings(device);
     settings.timing.linkBytesPerSecond = bytesPerSecond;
     settings.initialFlash.assign(device.FlashSizeBytes() - 0x58, 0x00);
-    return flash::chip::VirtualChip(settings);
+    return std::make_shared<flash::chip::VirtualChip>(settings);
 }
 
 // The link speed at which a sector takes as long on the link as in flash.
@@ -85,29 +92,35 @@ std::uint64_t BalancedSpeed(const DeviceDescription& device) {
                                       Seconds(flash - 2 * timing.linkLatency).count());
 }
 
-Nanoseconds LoadWithPlugin(const DeviceDescription& device, const PluginModule& plugin, const std::string& dataFolder,
-                           Verification verification, VirtualChipProbe& probe) {
-    Settings settings = DefaultSettings();
-    settings.SetAll(device.properties);
-    Stopwatch stopwatch(probe);
+Nanoseconds LoadWithPlugin(const Installed& installed, const DeviceDescription& device, Verification verification,
+                           const Chip& chip) {
+    Stopwatch stopwatch(*chip);
     const std::atomic<bool> isInterrupted{false};
-    Session session(probe, settings, device, device.name, plugin, dataFolder, stopwatch, isInterrupted);
+    const auto openProbe = [&](const auto&) { return std::make_unique<VirtualChipProbe>(chip); };
+    Connection connection({.part = device.name,
+                           .devicesFolder = installed.dataFolder / "devices",
+                           .dataFolder = installed.dataFolder,
+                           .plugin = installed.plugin,
+                           .properties = {},
+                           .openProbe = openProbe},
+                          stopwatch, isInterrupted);
     ProgramImage image;
     image.Add(0, FullFlash(device), {"full flash", ""});
     ProgramOptions options;
     options.verification = verification;
+    Session& session = connection.GetSession();
     session.Program(session.Plan(image, options), options);
     session.Verify(image);
     return stopwatch.Elapsed();
 }
 
 // The same flashloader, the same commands, but never a chunk on its way while another is programmed.
-Nanoseconds LoadSingleBuffered(const DeviceDescription& device, const std::string& dataFolder,
-                               VirtualChipProbe& probe) {
-    const std::string file = dataFolder + "/arm/" + device.properties.at("DeviceFlashloaderFile");
+Nanoseconds LoadSingleBuffered(const Installed& installed, const DeviceDescription& device, const Chip& chip) {
+    VirtualChipProbe probe(chip);
+    const std::filesystem::path file = installed.dataFolder / "arm" / device.properties.at("DeviceFlashloaderFile");
     const std::vector<std::uint8_t> content = LoadFile(file);
-    const SymbolTable symbols = ReadElfSymbols(content, file);
-    for (const DataRun& run : ReadElf(content, file).Runs()) {
+    const SymbolTable symbols = ReadElfSymbols(content, file.string());
+    for (const DataRun& run : ReadElf(content, file.string()).Runs()) {
         probe.WriteMemory(run.address, run.bytes, 1);
     }
     const std::uint32_t blocks = symbols.Find("g_cfg").value();
@@ -129,23 +142,46 @@ Nanoseconds LoadSingleBuffered(const DeviceDescription& device, const std::strin
     return probe.Now() - start;
 }
 
-Times Measure(const DeviceDescription& device, const PluginModule& plugin, const std::string& dataFolder,
-              std::uint64_t bytesPerSecond) {
-    VirtualChipProbe probe(UsedChip(device, bytesPerSecond));
+Times Measure(const Installed& installed, const DeviceDescription& device, std::uint64_t bytesPerSecond) {
+    const Chip chip = UsedChip(device, bytesPerSecond);
     Times times{};
-    times.load = LoadWithPlugin(device, plugin, dataFolder, Verification::None, probe);
-    VirtualChipProbe checked(UsedChip(device, bytesPerSecond));
-    times.loadWithCrc = LoadWithPlugin(device, plugin, dataFolder, Verification::Crc, checked);
-    const flash::chip::Timing timing = probe.Chip().GetSettings().timing;
-    const flash::chip::Counters& counters = probe.Chip().GetCounters();
+    times.load = LoadWithPlugin(installed, device, Verification::None, chip);
+    times.loadWithCrc = LoadWithPlugin(installed, device, Verification::Crc, UsedChip(device, bytesPerSecond));
+    const flash::chip::Timing timing = chip->GetSettings().timing;
+    const flash::chip::Counters& counters = chip->GetCounters();
     times.flash = device.sectorCount * timing.sectorErase + counters.wordsProgrammed * timing.wordProgram;
     const double perChunk =
         static_cast<double>(device.sectorSizeBytes + kPostedBytes) / static_cast<double>(bytesPerSecond);
     times.link =
         device.sectorCount * (2 * timing.linkLatency + std::chrono::duration_cast<Nanoseconds>(Seconds(perChunk)));
-    VirtualChipProbe single(UsedChip(device, bytesPerSecond));
-    times.singleBuffered = LoadSingleBuffered(device, dataFolder, single);
+    times.singleBuffered = LoadSingleBuffered(installed, device, UsedChip(device, bytesPerSecond));
     return times;
+}
+
+nlohmann::json Row(const DeviceDescription& device, std::uint64_t bytesPerSecond, const Times& times) {
+    return {{"device", device.name},
+            {"linkBytesPerSecond", bytesPerSecond},
+            {"isBalanced", bytesPerSecond == BalancedSpeed(device)},
+            {"loadSeconds", Seconds(times.load).count()},
+            {"linkSeconds", Seconds(times.link).count()},
+            {"flashSeconds", Seconds(times.flash).count()},
+            {"boundSeconds", times.Bound().count()},
+            {"ofBound", times.OfBound()},
+            {"singleBufferedSeconds", Seconds(times.singleBuffered).count()},
+            {"gain", times.Gain()},
+            {"loadWithCrcSeconds", Seconds(times.loadWithCrc).count()}};
+}
+
+void PrintHead() {
+    fmt::print("{:<12}{:>14}{:>10}{:>10}{:>10}{:>10}{:>10}{:>10}{:>10}{:>12}\n", "device", "link B/s", "load s",
+               "link s", "flash s", "bound s", "of bound", "single s", "gain", "with crc s");
+}
+
+void PrintRow(const DeviceDescription& device, std::uint64_t bytesPerSecond, const Times& times) {
+    fmt::print("{:<12}{:>14}{:>10.3f}{:>10.3f}{:>10.3f}{:>10.3f}{:>10.3f}{:>10.3f}{:>10.2f}{:>12.3f}\n", device.name,
+               bytesPerSecond, Seconds(times.load).count(), Seconds(times.link).count(), Seconds(times.flash).count(),
+               times.Bound().count(), times.OfBound(), Seconds(times.singleBuffered).count(), times.Gain(),
+               Seconds(times.loadWithCrc).count());
 }
 
 }  // namespace
@@ -156,37 +192,21 @@ int main(int argumentCount, char** arguments) {
         return 2;
     }
     const bool isJson = argumentCount > 3 && std::string(arguments[3]) == "--json";
-    const std::string dataFolder = arguments[2];
-    const PluginModule plugin(arguments[1]);
-    const std::vector<DeviceDescription> devices = LoadDeviceDescriptions(dataFolder + "/devices");
+    const Installed installed{arguments[1], arguments[2]};
+    const std::vector<DeviceDescription> devices = LoadDeviceDescriptions(installed.dataFolder / "devices");
     nlohmann::json results = nlohmann::json::array();
     if (!isJson) {
-        fmt::print("{:<12}{:>14}{:>10}{:>10}{:>10}{:>10}{:>10}{:>10}{:>10}{:>12}\n", "device", "link B/s", "load s",
-                   "link s", "flash s", "bound s", "of bound", "single s", "gain", "with crc s");
+        PrintHead();
     }
     for (const char* name : {"LumoD1F128", "LumoF2F352"}) {
         const DeviceDescription& device = FindDevice(devices, name);
         const std::uint64_t balanced = BalancedSpeed(device);
         for (const std::uint64_t speed : {balanced / 4, balanced, balanced * 4}) {
-            const Times times = Measure(device, plugin, dataFolder, speed);
-            const double bound = Seconds(std::max(times.link, times.flash)).count();
+            const Times times = Measure(installed, device, speed);
             if (!isJson) {
-                fmt::print("{:<12}{:>14}{:>10.3f}{:>10.3f}{:>10.3f}{:>10.3f}{:>10.3f}{:>10.3f}{:>10.2f}{:>12.3f}\n",
-                           name, speed, Seconds(times.load).count(), Seconds(times.link).count(),
-                           Seconds(times.flash).count(), bound, times.OfBound(), Seconds(times.singleBuffered).count(),
-                           times.Gain(), Seconds(times.loadWithCrc).count());
+                PrintRow(device, speed, times);
             }
-            results.push_back({{"device", name},
-                               {"linkBytesPerSecond", speed},
-                               {"isBalanced", speed == balanced},
-                               {"loadSeconds", Seconds(times.load).count()},
-                               {"linkSeconds", Seconds(times.link).count()},
-                               {"flashSeconds", Seconds(times.flash).count()},
-                               {"boundSeconds", bound},
-                               {"ofBound", times.OfBound()},
-                               {"singleBufferedSeconds", Seconds(times.singleBuffered).count()},
-                               {"gain", times.Gain()},
-                               {"loadWithCrcSeconds", Seconds(times.loadWithCrc).count()}});
+            results.push_back(Row(device, speed, times));
         }
     }
     if (isJson) {

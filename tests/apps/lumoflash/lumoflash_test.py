@@ -79,7 +79,7 @@ class Case(unittest.TestCase):
         return result.stdout, result.stderr.decode()
 
     def run_chip(self, *arguments, code=0, **options):
-        return self.run_raw("--device", self.device, "--chip", f"virtual:{self.chip}", *arguments, code=code, **options)
+        return self.run_raw("--device", self.device, "--probe", f"virtual:{self.chip}", *arguments, code=code, **options)
 
     def events(self, *arguments, code=0):
         out, _ = self.run_chip("--json", *arguments, code=code)
@@ -190,7 +190,7 @@ class Usage(Case):
     def test_the_device_is_demanded_and_checked(self):
         self.assertIn("--device", self.run_raw("info", code=2)[1])
         self.assertIn("known are LumoD1F128", self.run_raw("-d", "LumoX9", "info", code=2)[1])
-        self.assertIn("--chip", self.run_raw("-d", "LumoD1F64", "--chip", "real", "info", code=2)[1])
+        self.assertIn("--probe", self.run_raw("-d", "LumoD1F64", "--probe", "real", "info", code=2)[1])
 
     def test_devices_lists_every_description(self):
         out, _ = self.run_raw("devices")
@@ -361,9 +361,9 @@ class Files(Case):
         before = self.chip.read_bytes()
         (self.path / "link").symlink_to("chip.bin")
         cases = [
-            (["read", "--out", "chip.bin"], "--out and --chip"),
-            (["read", "--out", "./link"], "--out and --chip"),
-            (["--trace", "chip.bin", "info"], "--trace and --chip"),
+            (["read", "--out", "chip.bin"], "--out and --probe"),
+            (["read", "--out", "./link"], "--out and --probe"),
+            (["--trace", "chip.bin", "info"], "--trace and --probe"),
             (["--trace", "new", "read", "--out", "./new"], "--out and --trace"),
             (["--trace", image, "program", image, "--base", "0"], "--trace and FILE"),
         ]
@@ -514,7 +514,7 @@ class Streams(Case):
         image = self.file("a.bin", pattern(9000))
         reading, writing = os.pipe()
         os.close(reading)
-        result = subprocess.run([PROGRAM, "-d", self.device, "--chip", f"virtual:{self.chip}", "--json", "program", image, "--base", "0"],
+        result = subprocess.run([PROGRAM, "-d", self.device, "--probe", f"virtual:{self.chip}", "--json", "program", image, "--base", "0"],
                                 stdout=writing, stderr=subprocess.PIPE, timeout=120)
         os.close(writing)
         self.assertEqual(result.returncode, 1)
@@ -537,7 +537,7 @@ class Streams(Case):
         check = ["validate-plugin", os.environ["PLUGIN"], "--check", "crc-value"]
         self.assertIn(b"passed  crc-value", run("<&- 2>&-", *check, code=0).stdout)
         self.assertEqual(run("<&- >&-", *check, code=1).stderr, b"error: Cannot write to standard output\n")
-        run("<&- >&- 2>&-", "-d", self.device, "--chip", f"virtual:{self.chip}", "-v", "info", code=1)
+        run("<&- >&- 2>&-", "-d", self.device, "--probe", f"virtual:{self.chip}", "-v", "info", code=1)
         self.run_chip("blank-check")
 
     def test_a_trace_or_state_that_cannot_be_written_fails_the_command(self):
@@ -583,7 +583,7 @@ class Configuration(Case):
     def test_defaults_come_from_the_file_and_the_command_line_wins(self):
         (self.path / "project").mkdir()
         config = self.path / "project/lumoflash.toml"
-        config.write_text('device = "LumoD1F64"\nchip = "virtual:chip.bin"\n[program]\nbase = 0x40\nverify = "readback"\n'
+        config.write_text('device = "LumoD1F64"\nprobe = "virtual:chip.bin"\n[program]\nbase = 0x40\nverify = "readback"\n'
                           '[set]\nDeviceFlashloaderFile = "missing.elf"\n')
         image = self.file("a.bin", pattern(100))
         _, err = self.run_raw("--config", str(config), "program", image, code=1)
@@ -676,7 +676,7 @@ class Terminal(Case):
     def on_terminal(self, *arguments, answer=None, environment=None):
         """Runs with standard error and input on a terminal; returns the exit code and what was shown."""
         controller, terminal = pty.openpty()
-        process = subprocess.Popen([PROGRAM, "--device", self.device, "--chip", f"virtual:{self.chip}", *arguments], cwd=self.path,
+        process = subprocess.Popen([PROGRAM, "--device", self.device, "--probe", f"virtual:{self.chip}", *arguments], cwd=self.path,
                                    stdin=terminal, stdout=terminal, stderr=terminal, env={**os.environ, **(environment or {})})
         os.close(terminal)
         shown = b""
@@ -741,7 +741,7 @@ class Interruption(Case):
 
     def test_ctrl_c_stops_at_a_safe_point_and_the_same_command_succeeds(self):
         data = pattern(FLASH[self.device] - SECTOR[self.device])
-        arguments = [PROGRAM, "--device", self.device, "--chip", f"virtual:{self.chip}", "--json", "program",
+        arguments = [PROGRAM, "--device", self.device, "--probe", f"virtual:{self.chip}", "--json", "program",
                      self.file("a.bin", data), "--base", "0"]
         process = subprocess.Popen(arguments, cwd=self.path, stdout=subprocess.PIPE, stderr=subprocess.PIPE)
         for line in process.stdout:
@@ -758,7 +758,7 @@ class Interruption(Case):
         self.run_chip("verify", self.file("a.bin", data), "--base", "0")
 
     def test_a_second_ctrl_c_ends_even_what_never_comes_back(self):
-        process = subprocess.Popen([PROGRAM, "--device", self.device, "--chip", f"virtual:{self.chip}", "--plugin", HANGING_PLUGIN,
+        process = subprocess.Popen([PROGRAM, "--device", self.device, "--probe", f"virtual:{self.chip}", "--plugin", HANGING_PLUGIN,
                                     "info"], stdout=subprocess.PIPE, stderr=subprocess.PIPE)
         self.wait_until_interrupt_is_caught(process, True)
         process.send_signal(signal.SIGINT)

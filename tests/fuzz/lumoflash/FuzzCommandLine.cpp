@@ -242,9 +242,9 @@ private:
     void Anchor(const std::string& name) {
         const std::string folder = Config().Path().substr(0, Config().Path().rfind('/') + 1);
         const auto anchored = [&](const std::string& path) { return path.starts_with('/') ? path : folder + path; };
-        if (name == "chip") {
-            const std::optional<std::filesystem::path> file = expected.ChipFile();
-            expected.chip = file ? "virtual:" + anchored(file->string()) : expected.chip;
+        if (name == "probe") {
+            std::string& file = expected.probe.place;
+            file = file.empty() ? "" : anchored(file);
             return;
         }
         std::filesystem::path& path = name == "plugin"    ? expected.plugin

@@ -50,7 +50,7 @@ private:
     void PrintGlobal() {
         const std::string own = std::exchange(command, "");
         PutUnlessEmpty("device", options.device, Kind::Text);
-        Put("chip", options.chip, Kind::Path);
+        Put("probe", host::PrintProbeSpec(options.probe), Kind::Path);
         PutUnlessEmpty("plugin", options.plugin, Kind::Path);
         PutUnlessEmpty("devices", options.devicesFolder, Kind::Path);
         PutUnlessEmpty("data", options.dataFolder, Kind::Path);
@@ -152,6 +152,10 @@ public:
     }
     void Add(const std::map<std::string, std::string>& values) { AddList(values); }
 
+    void Add(const host::ProbeSpec& value) {
+        const auto& [kind, place, keys] = value;
+        AddAll(kind, place, keys);
+    }
     void Add(const host::ReadOptions& value) {
         const auto& [format, base] = value;
         AddAll(format, base);
@@ -218,11 +222,11 @@ std::vector<std::string> PrintWords(const Options& options) {
 }
 
 std::string Describe(const Options& options) {
-    const auto& [command, device, plugin, devicesFolder, dataFolder, traceFile, chip, properties, isVerbose, isJson,
+    const auto& [command, device, plugin, devicesFolder, dataFolder, traceFile, probe, properties, isVerbose, isJson,
                  isQuiet, isColorOff, isAgreed, files, fileOptions, program, isDryRun, outFile, outFormat, range,
                  sectors, keepCcfg, addressKinds, newAddress, validation] = options;
     Description description;
-    description.AddAll(command, device, plugin, devicesFolder, dataFolder, traceFile, chip, properties, isVerbose,
+    description.AddAll(command, device, plugin, devicesFolder, dataFolder, traceFile, probe, properties, isVerbose,
                        isJson, isQuiet, isColorOff, isAgreed, files, fileOptions, program, isDryRun, outFile, outFormat,
                        range, sectors, keepCcfg, addressKinds, newAddress, validation);
     return description.Text();

@@ -59,6 +59,21 @@ private:
         return digits == 2 * bytes && value.size() == 3 * bytes - 1;
     }
 
+    // Some "=" ends a word that a comma starts.
+    static bool HasKey(const std::string& value) {
+        for (std::size_t equals = value.find('='); equals != std::string::npos; equals = value.find('=', equals + 1)) {
+            std::size_t first = equals;
+            while (first > 0 && std::string_view("abcdefghijklmnopqrstuvwxyz0123456789-").find(value[first - 1]) !=
+                                    std::string_view::npos) {
+                --first;
+            }
+            if (first < equals && first > 0 && value[first - 1] == ',') {
+                return true;
+            }
+        }
+        return false;
+    }
+
     // By command, "" for all. An option without a check is a flag.
     static const std::map<std::string, std::map<std::string, Check>>& Options() {
         const Check any = [](const std::string&) { return true; };
@@ -68,8 +83,8 @@ private:
         const Check ble = std::bind_front(IsAddress, 6);
         const Check ieee = std::bind_front(IsAddress, 8);
         const Check format = oneOf({"elf", "hex", "srec", "bin"});
-        const Check chip = [](const std::string& value) {
-            return value == "virtual" || (value.starts_with("virtual:") && value.size() > 8);
+        const Check probe = [](const std::string& value) {
+            return value == "virtual" || (value.starts_with("virtual:") && value.size() > 8 && !HasKey(value));
         };
         const Check erase = [](const std::string& value) {
             return value.starts_with("sectors:") || IsOneOf({"necessary", "retain", "all", "none"}, value);
@@ -78,7 +93,7 @@ private:
         static const std::map<std::string, std::map<std::string, Check>> options{
             {"",
              {{"device", any},
-              {"chip", chip},
+              {"probe", probe},
               {"plugin", any},
               {"devices", any},
               {"data", any},

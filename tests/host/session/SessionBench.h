@@ -7,7 +7,7 @@
 #include <string>
 #include <vector>
 
-#include "host/session/Session.h"
+#include "host/session/Connection.h"
 #include "host/virtual_chip/VirtualChipProbe.h"
 #include "tests/host/support/RecordingObserver.h"
 
@@ -18,31 +18,36 @@ public:
     explicit Bench(const std::string& name, const std::string& plugin = REAL_PLUGIN_MODULE,
                    const std::string& fakeBehaviour = "")
         : device(FindDevice(LoadDeviceDescriptions(FLASH_DEVICES_FOLDER), name)),
-          probe(VirtualChipProbe::Open(device, std::nullopt)),
-          module(plugin),
-          settings(DefaultSettings()) {
-        settings.SetAll(device.properties);
-        settings.Set("FakeBehaviour", fakeBehaviour);
-    }
+          properties{{"FakeBehaviour", fakeBehaviour}},
+          module(plugin) {}
 
+    // Also again, as after the chip was switched off and on.
     Session& Connect() {
-        session.emplace(probe, settings, device, device.name, module, HOST_DATA_FOLDER, observer, isInterrupted);
+        const auto openProbe = [this](const DeviceDescription&) { return std::make_unique<VirtualChipProbe>(chip); };
+        connection.reset();
+        connection.emplace(
+            ConnectionRequest{device.name, FLASH_DEVICES_FOLDER, HOST_DATA_FOLDER, module, properties, openProbe},
+            observer, isInterrupted);
+        session = &connection->GetSession();
         return *session;
     }
 
-    chip::VirtualChip& Chip() { return probe.Chip(); }
+    chip::VirtualChip& Chip() { return *chip; }
     std::vector<std::uint8_t> Flash(std::uint32_t address, std::size_t length) {
         const auto flash = Chip().Flash().subspan(address, length);
         return {flash.begin(), flash.end()};
     }
 
     DeviceDescription device;
-    VirtualChipProbe probe;
-    PluginModule module;
-    Settings settings;
+    std::shared_ptr<chip::VirtualChip> chip = std::make_shared<chip::VirtualChip>(VirtualChipSettings(device));
+    std::map<std::string, std::string> properties;
     RecordingObserver observer;
     std::atomic<bool> isInterrupted{false};
-    std::optional<Session> session;
+    Session* session = nullptr;  // the connection's
+
+private:
+    std::string module;
+    std::optional<Connection> connection;
 };
 
 inline std::vector<std::uint8_t> Pattern(std::size_t length, std::uint8_t seed = 1) {

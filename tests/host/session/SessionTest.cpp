@@ -359,7 +359,7 @@ TEST_P(BothGenerations, ProtectionIsAddedToWhatIsProtected) {
 TEST_P(BothGenerations, ANamedOperationLeavesCcfgAloneWhateverTheSettingsSay) {
     Bench bench(GetParam());
     for (const std::string& option : ClosingOptions()) {
-        bench.settings.Set(option, "1");
+        bench.properties[option] = "1";
     }
     Session& session = bench.Connect();
 

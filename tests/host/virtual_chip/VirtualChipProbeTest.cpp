@@ -3,31 +3,37 @@
 
 #include <gtest/gtest.h>
 
-#include <fstream>
-
+#include "host/files/OutputFile.h"
 #include "host/files/ProgramFile.h"
+#include "tests/host/files/TemporaryFolder.h"
 #include "tests/host/support/Throws.h"
 
 namespace flash::host {
 namespace {
 
+DeviceDescription Device(const char* name) { return FindDevice(LoadDeviceDescriptions(FLASH_DEVICES_FOLDER), name); }
+
+TEST(VirtualChipSettings, AreThePartAsDescribedWithPrivateAddresses) {
+    DeviceDescription device = Device("LumoD1F64");
+    device.ramSizeCode = 2;
+    device.revisionCode = 11;
+
+    const chip::Settings settings = VirtualChipSettings(device);
+
+    EXPECT_EQ(settings.generation, chip::Generation::LumoD);
+    EXPECT_EQ(settings.sectorCount, 16u);
+    EXPECT_EQ(settings.ramSizeCode, 2);
+    EXPECT_EQ(settings.identificationCode, 0xB000'0001u);
+    EXPECT_EQ(settings.primaryIeeeAddress, (std::array<std::uint8_t, 8>{8, 7, 6, 5, 4, 3, 2, 2}));
+    EXPECT_EQ(settings.primaryBleAddress, (std::array<std::uint8_t, 6>{6, 5, 4, 3, 2, 0xC2}));
+    EXPECT_EQ(VirtualChipSettings(Device("LumoF2F352")).generation, chip::Generation::LumoF);
+}
+
 class ProbeOfAVirtualChip : public testing::Test {
 protected:
-    DeviceDescription Device(const char* name) const {
-        return FindDevice(LoadDeviceDescriptions(FLASH_DEVICES_FOLDER), name);
-    }
-
-    VirtualChipProbe probe = VirtualChipProbe::Open(Device("LumoF2F352"), std::nullopt);
-    const std::filesystem::path file = std::filesystem::path(testing::TempDir()) / "probe_test.chip";
-
-    void SaveChipWith(std::uint8_t byte) const {
-        VirtualChipProbe fresh = VirtualChipProbe::Open(Device("LumoF2F352"), file);
-        fresh.Chip().PlaceInFlash(0x1000, std::span(&byte, 1));
-        fresh.Save();
-    }
-
-    void SetUp() override { std::filesystem::remove(file); }
-    void TearDown() override { std::filesystem::remove(file); }
+    std::shared_ptr<chip::VirtualChip> chip =
+        std::make_shared<chip::VirtualChip>(VirtualChipSettings(Device("LumoF2F352")));
+    VirtualChipProbe probe{chip};
 };
 
 TEST_F(ProbeOfAVirtualChip, TheRouterGivesItsIdentificationAndTheCoreItsProgramCounter) {
@@ -45,7 +51,7 @@ TEST_F(ProbeOfAVirtualChip, TheRouterGivesItsIdentificationAndTheCoreItsProgramC
 
 TEST_F(ProbeOfAVirtualChip, AnAccessThatFailsSaysWhatWasTriedAndWhatCameBack) {
     std::vector<std::uint8_t> bytes(4);
-    probe.Chip().Arm(chip::Fault::LinkErrorAtTransfer);
+    chip->Arm(chip::Fault::LinkErrorAtTransfer);
 
     try {
         probe.ReadMemory(0x20000000, bytes, 4);
@@ -53,26 +59,6 @@ TEST_F(ProbeOfAVirtualChip, AnAccessThatFailsSaysWhatWasTriedAndWhatCameBack) {
     } catch (const ProbeError& error) {
         EXPECT_STREQ(error.what(), "Cannot read 4 bytes at 0x20000000: the debug link failed.");
     }
-}
-
-TEST_F(ProbeOfAVirtualChip, AChipLastsInItsFileAndAnUnchangedOneIsNotWrittenAgain) {
-    SaveChipWith(0x42);
-    const auto written = std::filesystem::last_write_time(file) - std::chrono::hours(1);
-    std::filesystem::last_write_time(file, written);
-
-    VirtualChipProbe again = VirtualChipProbe::Open(Device("LumoF2F352"), file);
-    again.Save();
-
-    EXPECT_EQ(again.Chip().Flash()[0x1000], 0x42);
-    EXPECT_EQ(std::filesystem::last_write_time(file), written);
-}
-
-TEST_F(ProbeOfAVirtualChip, AFileOfNoChipOrOfAnotherIsRefused) {
-    SaveChipWith(0x42);
-    FailureOf(FailureKind::Unreachable, [&] { VirtualChipProbe::Open(Device("LumoD1F64"), file); });
-
-    std::ofstream(file) << "no chip";
-    FailureOf(FailureKind::Unreachable, [&] { VirtualChipProbe::Open(Device("LumoF2F352"), file); });
 }
 
 TEST_F(ProbeOfAVirtualChip, PausesLetItsTimePass) {
@@ -84,6 +70,78 @@ TEST_F(ProbeOfAVirtualChip, PausesLetItsTimePass) {
     probe.WriteMemory(0x20000000, std::vector<std::uint8_t>(4, 0xFF), 4);
     EXPECT_FALSE(probe.PauseWhileWordIs(0x20000000, 0xFFFFFFFF, std::chrono::milliseconds(1)));
     EXPECT_TRUE(probe.PauseWhileWordIs(0x20000000, 0, std::chrono::milliseconds(1)));
+}
+
+TEST_F(ProbeOfAVirtualChip, KeepsATimelineAndWithoutAFileNoChip) {
+    ASSERT_NE(probe.Timeline(), nullptr);
+    EXPECT_EQ(probe.Timeline()->TraceJson(), chip->TimelineJson());
+    EXPECT_EQ(probe.Storage(), nullptr);
+}
+
+class ChipInAFile : public testing::Test {
+protected:
+    std::unique_ptr<VirtualChipProbe> Open() const { return VirtualChipProbe::Open(Device("LumoF2F352"), file); }
+
+    void SaveChip(const chip::Settings& settings) const { SaveFile(file, chip::VirtualChip(settings).SaveState()); }
+
+    static std::uint64_t IdentificationCodeOf(Probe& probe) {
+        probe.SelectRoute("Sluice");
+        return probe.ReadRegister(1);
+    }
+
+    const TemporaryFolder folder;
+    const std::filesystem::path file = folder / "a.chip";
+};
+
+TEST_F(ChipInAFile, IsTheSavedOneAndAnUnchangedOneIsNotWrittenAgain) {
+    chip::Settings settings = VirtualChipSettings(Device("LumoF2F352"));
+    settings.identificationCode = 0x7000'0001;
+    SaveChip(settings);
+    const auto written = std::filesystem::last_write_time(file) - std::chrono::hours(1);
+    std::filesystem::last_write_time(file, written);
+
+    const auto probe = Open();
+    probe->Storage()->Save();
+
+    EXPECT_EQ(IdentificationCodeOf(*probe), 0x7000'0001u);
+    EXPECT_EQ(std::filesystem::last_write_time(file), written);
+}
+
+TEST_F(ChipInAFile, IsNewWhenThereIsNoFileAndLastsOnceSaved) {
+    const auto probe = Open();
+    EXPECT_FALSE(std::filesystem::exists(file));
+
+    probe->Storage()->Save();
+
+    EXPECT_EQ(LoadFile(file), chip::VirtualChip(VirtualChipSettings(Device("LumoF2F352"))).SaveState());
+}
+
+TEST_F(ChipInAFile, OfAnotherPartIsRefused) {
+    struct Case {
+        chip::Generation generation;
+        std::uint32_t sectorCount;
+        const char* found;
+    };
+    const Case cases[] = {{chip::Generation::LumoD, 44, "a virtual LumoD with 176 KiB of flash"},
+                          {chip::Generation::LumoF, 43, "a virtual LumoF with 344 KiB of flash"}};
+    for (const Case& c : cases) {
+        chip::Settings settings = VirtualChipSettings(Device("LumoF2F352"));
+        settings.generation = c.generation;
+        settings.sectorCount = c.sectorCount;
+        SaveChip(settings);
+
+        EXPECT_EQ(FailureOf(FailureKind::Unreachable, [&] { Open(); }),
+                  file.string() + " holds " + c.found +
+                      ", which is no LumoF2F352; choose the right --device or another file");
+    }
+}
+
+TEST_F(ChipInAFile, ThatIsNoneIsRefused) {
+    folder.Write("a.chip", "no chip");
+
+    EXPECT_EQ(FailureOf(FailureKind::Unreachable, [&] { Open(); }),
+              "Cannot power up the virtual chip in " + file.string() +
+                  ": This is no saved state of a virtual chip: it is too short.");
 }
 
 }  // namespace

@@ -1,0 +1,28 @@
+// The probes that there are: the one place that knows them all. Whoever works with a chip asks here for a probe and
+// knows only what `Probe` promises.
+#pragma once
+
+#include <filesystem>
+#include <memory>
+#include <optional>
+#include <string_view>
+
+#include "host/devices/DeviceDescription.h"
+#include "host/probe/Probe.h"
+#include "host/probe/ProbeSpec.h"
+
+namespace flash::host {
+
+// Throws Failure (BadInput) for a text that names none of them. Nothing is opened yet.
+ProbeSpec ParseProbe(std::string_view text);
+
+// The file that a probe of this name keeps a chip in, if it does.
+std::optional<std::filesystem::path> FileOf(const ProbeSpec& spec);
+
+// The same, its file meant from `folder`.
+ProbeSpec MeantFrom(const std::filesystem::path& folder, ProbeSpec spec);
+
+// Reaches for a chip of this part. Throws Failure (Unreachable).
+std::unique_ptr<Probe> OpenProbe(const ProbeSpec& spec, const DeviceDescription& part);
+
+}  // namespace flash::host

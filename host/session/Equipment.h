@@ -1,0 +1,24 @@
+// What a session works with: the part, its properties, the plug-in that programs it and the probe that reaches it.
+#pragma once
+
+#include <filesystem>
+#include <memory>
+#include <string>
+
+#include "host/devices/DeviceDescription.h"
+#include "host/plugin/PluginModule.h"
+#include "host/probe/Probe.h"
+#include "host/settings/Settings.h"
+
+namespace flash::host {
+
+struct Equipment {
+    DeviceDescription device;
+    std::string partName;              // as the plug-in gets it
+    Settings settings;                 // what the plug-in reads and writes
+    std::filesystem::path dataFolder;  // its `arm` holds the flashloader images
+    PluginModule plugin;
+    std::unique_ptr<Probe> probe;
+};
+
+}  // namespace flash::host

@@ -1,0 +1,52 @@
+// Which probes a user can name, and what opening one gives.
+#include "host/backends/OpenProbe.h"
+
+#include <gtest/gtest.h>
+
+#include "tests/host/files/TemporaryFolder.h"
+#include "tests/host/support/Throws.h"
+
+namespace flash::host {
+namespace {
+
+TEST(ParseProbe, TakesAVirtualChipWithAFileAndWithout) {
+    EXPECT_EQ(ParseProbe("virtual"), (ProbeSpec{"virtual", "", {}}));
+    EXPECT_EQ(ParseProbe("virtual:a.chip"), (ProbeSpec{"virtual", "a.chip", {}}));
+}
+
+TEST(ParseProbe, RefusesWhatIsNoProbe) {
+    for (const std::string text : {"", "real", "Virtual", "virtual:", "virtual:a.chip,key=value", "virtual "}) {
+        EXPECT_EQ(FailureOf(FailureKind::BadInput, [&] { ParseProbe(text); }),
+                  "\"" + text + "\" is neither virtual nor virtual:FILE");
+    }
+}
+
+TEST(FileOf, IsThePlaceOfAVirtualChip) {
+    EXPECT_EQ(FileOf({"virtual", "a.chip", {}}), "a.chip");
+    EXPECT_EQ(FileOf({"virtual", "", {}}), std::nullopt);
+    EXPECT_EQ(FileOf({"real", "a.chip", {}}), std::nullopt);
+}
+
+TEST(MeantFrom, MovesAFileAndNothingElse) {
+    EXPECT_EQ(MeantFrom("folder", {"virtual", "a.chip", {}}).place, "folder/a.chip");
+    EXPECT_EQ(MeantFrom("folder", {"virtual", "/a.chip", {}}).place, "/a.chip");
+    EXPECT_EQ(MeantFrom("folder", {"virtual", "", {}}).place, "");
+    EXPECT_EQ(MeantFrom("folder", {"real", "a:1", {}}).place, "a:1");
+}
+
+TEST(OpenProbe, PowersUpAVirtualChipOfThePartAndSavesItWhereItWasNamed) {
+    const DeviceDescription part = FindDevice(LoadDeviceDescriptions(FLASH_DEVICES_FOLDER), "LumoD1F64");
+    const TemporaryFolder folder;
+
+    const auto passing = OpenProbe({"virtual", "", {}}, part);
+    const auto lasting = OpenProbe({"virtual", (folder / "a.chip").string(), {}}, part);
+
+    EXPECT_EQ(passing->Describe(), "a virtual LumoD with 64 KiB of flash");
+    EXPECT_EQ(passing->Storage(), nullptr);
+    ASSERT_NE(lasting->Storage(), nullptr);
+    lasting->Storage()->Save();
+    EXPECT_TRUE(std::filesystem::exists(folder / "a.chip"));
+}
+
+}  // namespace
+}  // namespace flash::host
