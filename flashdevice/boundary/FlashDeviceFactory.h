@@ -34,7 +34,7 @@ struct DefaultConverter {
     static Address Convert(std::uint64_t address) {
         const auto converted = static_cast<Address>(address);
         if (converted != address) {
-            throw std::runtime_error("Address value is too big");  // GCOVR_EXCL_BR_LINE: the compiler's clean-up
+            throw std::runtime_error("Address value is too big");
         }
         return converted;
     }
@@ -53,9 +53,7 @@ public:
         static std::string lastError;
         return Guarded(lastError, [&] {
             RequirePointer(device, "CreateFlashDevice2: no place for the new device");
-            // GCOVR_EXCL_BR_START: the compiler's clean-up
             *device = new Adapter(TextOrEmpty(deviceName), TextOrEmpty(secondText), TextOrEmpty(thirdText), host);
-            // GCOVR_EXCL_BR_STOP
         });
     }
 
@@ -64,7 +62,7 @@ private:
     template <typename Work>
     static const char* Guarded(std::string& message, Work work) {
         try {
-            work();  // GCOVR_EXCL_BR_LINE: the compiler's clean-up
+            work();
             return nullptr;
         } catch (const std::exception& error) {
             return KeepText(message, error.what());
@@ -77,7 +75,7 @@ private:
         ExceptionSafeFlashDevice(std::string deviceName, const std::string& secondText, const std::string& thirdText,
                                  IFlashHost* host)
             : device(std::move(deviceName), secondText, thirdText, host) {
-            message.reserve(kReservedMessageSize);  // GCOVR_EXCL_BR_LINE: the compiler's clean-up
+            message.reserve(kReservedMessageSize);
         }
 
         const char* Initialize(bool* ready, const char** operations) override {
@@ -113,7 +111,7 @@ private:
         const char* Write(const DataUnit* data, std::uint64_t address, std::uint32_t lengthBytes) override {
             return Guarded(message, [&] {
                 const Address first = Converter::Convert(address);
-                if (lengthBytes != 0) {  // GCOVR_EXCL_BR_LINE: counted per instance, those of tests included
+                if (lengthBytes != 0) {
                     RequirePointer(data, "Write: no data");
                 }
                 device.ProgramData(data, first, lengthBytes);

@@ -102,10 +102,11 @@ protected:
 
     // Geometry (device/Geometry.cpp)
     void MeasureFlash();
-    bool ReadRamSize();
+    void ReadRamSize();
     void PublishDeviceInfo();
 
-    // Flashloader link (mailbox/FlashloaderLoading.cpp, mailbox/CommandMailbox.cpp)
+    // Flashloader link (mailbox/FlashloaderLoading.cpp, mailbox/CommandMailbox.cpp). Loading and posting throw when
+    // they fail; their result is for callers that have words for a failure without an exception, and never false.
     bool LoadFlashloader();
     void LoadFlashloaderImage(const std::string& fileName);
     void WriteToBuffer(const std::uint8_t* data, std::uint32_t length, const char* failure);
@@ -130,7 +131,7 @@ protected:
     // Erase (programming/Erase.cpp)
     EraseMode GetEraseMode();
     bool MassErase();
-    bool EraseSectorRanges(const char* propertyName);
+    void EraseSectorRanges(const char* propertyName);
 
     // Keep CCFG (programming/KeepCcfg.cpp)
     bool KeepCcfgActive();
@@ -157,7 +158,7 @@ protected:
     // MAC addresses (operations/MacAddress.cpp)
     MemoryField GetFieldLocation(const std::string& name);
     MemoryField GetCcfgFieldLocation(const std::string& name);
-    bool DoReadMacAddress(const std::string& command);
+    void DoReadMacAddress(const std::string& command);
     void ShowMacAddress(const std::string& command);
     std::vector<std::uint8_t> ParseMacAddressProperty(const std::string& name);
 

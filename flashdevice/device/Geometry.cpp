@@ -29,10 +29,7 @@ std::uint32_t FlashDeviceLumo::MeasuredFlashSize() {
     return flashSize;
 }
 
-bool FlashDeviceLumo::ReadRamSize() {
-    ramSize = GetRamSize(ReadWord(kRamSizeRegister) & kRamSizeMask);
-    return true;
-}
+void FlashDeviceLumo::ReadRamSize() { ramSize = GetRamSize(ReadWord(kRamSizeRegister) & kRamSizeMask); }
 
 void FlashDeviceLumo::PublishDeviceInfo() {
     WriteProperty("DeviceInfoFlashSize", Kilobytes(flashSize) + " (" + std::to_string(sectorCount) + " sectors)");

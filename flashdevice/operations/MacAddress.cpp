@@ -22,7 +22,7 @@ MemoryField FlashDeviceLumo::GetCcfgFieldLocation(const std::string& name) {
     return field;
 }
 
-bool FlashDeviceLumo::DoReadMacAddress(const std::string& command) {
+void FlashDeviceLumo::DoReadMacAddress(const std::string& command) {
     const char* property = GetXmlPropertyNameFromCommand(command);
     // Secondary addresses lie in CCFG; primary ones lie outside flash and do not move.
     const bool isInCcfg = command.find("Sec") != std::string::npos;
@@ -37,7 +37,6 @@ bool FlashDeviceLumo::DoReadMacAddress(const std::string& command) {
                                  " bytes from 0x.\nError: " + error.what());
     }
     macAddressCache[command] = std::move(bytes);
-    return true;
 }
 
 void FlashDeviceLumo::ShowMacAddress(const std::string& command) {

@@ -26,8 +26,8 @@ void FlashDeviceLumo::ExecuteOperation(const std::string& operation) {
         const bool isErased = MassErase();
         OnFlashPhase(2);
         // Only reported, on purpose: to the host the operation succeeded.
-        if (!isErased) {                                                // GCOVR_EXCL_BR_LINE: a failure throws
-            ReportErrorText("Flash Programmer: Error erasing flash.");  // GCOVR_EXCL_LINE: a failure throws
+        if (!isErased) {
+            ReportErrorText("Flash Programmer: Error erasing flash.");
         }
     } else if (IsAddressRead(operation)) {
         DoReadMacAddress(operation);

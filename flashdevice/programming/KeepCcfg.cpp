@@ -69,13 +69,11 @@ void FlashDeviceLumo::RestoreCcfg() {
     if (length == 0 || length > sectorSize) {
         return;
     }
-    if (!LoadFlashloader()) {  // GCOVR_EXCL_BR_LINE: a failure throws
-        // GCOVR_EXCL_START: a failure throws
+    if (!LoadFlashloader()) {
         if (IsVerbose()) {
             PrintFormatted("Restore CCFG: Failed to write flashloader to target.");
         }
         return;
-        // GCOVR_EXCL_STOP
     }
     if (IsVerbose()) {
         PrintFormatted("Keep CCFG: Programming CCFG back to target (addr=0x%08X, length=%d|0x%x).", ccfgData->address,
@@ -84,12 +82,10 @@ void FlashDeviceLumo::RestoreCcfg() {
     WriteToBuffer(ccfgData->data.data(), length, kBufferFailed);
     const CommandBlock block{static_cast<std::uint32_t>(Command::ProgramRetain), ccfgData->address, length, 0};
     // Not waited for: the next command's wait covers it.
-    if (!PostCommand(block)) {  // GCOVR_EXCL_BR_LINE: a failure throws
-        // GCOVR_EXCL_START: a failure throws
+    if (!PostCommand(block)) {
         if (IsVerbose()) {
             PrintFormatted("Restore CCFG: Failed to write configuration block to target.");
         }
-        // GCOVR_EXCL_STOP
     }
 }
 

@@ -69,18 +69,15 @@ void FlashDeviceLumo::ProgramUnfilledPieces(const std::uint8_t* data, std::uint3
 
 void FlashDeviceLumo::ProgramRange(const std::uint8_t* data, std::uint32_t address, std::uint32_t length) {
     HoldCcfg();
-    const bool needsBankErase = GetEraseMode() == EraseMode::AllUnprotectedSectors && !bankEraseDone;
-    if (needsBankErase && !MassErase()) {  // GCOVR_EXCL_BR_LINE: a failure throws
-        return;                            // GCOVR_EXCL_LINE: a failure throws
+    if (GetEraseMode() == EraseMode::AllUnprotectedSectors && !bankEraseDone) {
+        MassErase();
     }
     const bool isTrimmed = KeepCcfgActive() && !ccfgData->data.empty();
     const std::uint32_t lengthLeft = isTrimmed ? TrimForCcfg(address, length) : length;
-    if (!ProgramChunks(data, address, lengthLeft)) {  // GCOVR_EXCL_BR_LINE: a failure throws
+    if (!ProgramChunks(data, address, lengthLeft)) {
         // Only reported, on purpose: to the host the write succeeded.
-        // GCOVR_EXCL_START: a failure throws
         ReportErrorText("Something went wrong programming device");
         return;
-        // GCOVR_EXCL_STOP
     }
     if (KeepCcfgActive() && address + length - 1 > ccfgData->address) {
         RestoreCcfg();
@@ -88,9 +85,7 @@ void FlashDeviceLumo::ProgramRange(const std::uint8_t* data, std::uint32_t addre
 }
 
 bool FlashDeviceLumo::ProgramChunks(const std::uint8_t* data, std::uint32_t address, std::uint32_t length) {
-    if (!LoadFlashloader()) {  // GCOVR_EXCL_BR_LINE: a failure throws
-        return false;          // GCOVR_EXCL_LINE: a failure throws
-    }
+    LoadFlashloader();
     auto command = static_cast<std::uint32_t>(ChooseProgramCommand());
     std::uint32_t chunkNumber = 1;
     for (std::uint32_t offset = 0; offset < length; ++chunkNumber) {
@@ -103,9 +98,7 @@ bool FlashDeviceLumo::ProgramChunks(const std::uint8_t* data, std::uint32_t addr
             command |= kVerifyCrcFlag;  // and stays for the rest of the request, on purpose
         }
         const CommandBlock block{command, address + offset, chunkLength, crc};
-        if (!PostCommand(block)) {  // GCOVR_EXCL_BR_LINE: a failure throws
-            return false;           // GCOVR_EXCL_LINE: a failure throws
-        }
+        PostCommand(block);
         PrintChunk(chunkNumber, block);
         offset += chunkLength;
         if (WaitForCommand() != kStatusSuccess) {
@@ -120,13 +113,13 @@ bool FlashDeviceLumo::ProgramChunks(const std::uint8_t* data, std::uint32_t addr
 }
 
 Command FlashDeviceLumo::ChooseProgramCommand() {
-    switch (GetEraseMode()) {  // GCOVR_EXCL_BR_LINE: there is no other mode
+    switch (GetEraseMode()) {
         case EraseMode::NecessarySectorsRetain:
             return Command::ProgramRetain;
         case EraseMode::NecessarySectors:
             return Command::ProgramErase;
         case EraseMode::SpecificSectors:
-            EraseSectorRanges(kProgramLoadEraseText);  // the result is not looked at, on purpose
+            EraseSectorRanges(kProgramLoadEraseText);
             return Command::Program;
         case EraseMode::NoErase:
         case EraseMode::AllUnprotectedSectors:

@@ -75,7 +75,7 @@ TEST(ReadRamSize, TakesTheLowTwoBits) {
         FakeHost host;
         host.memory.SetWord(kRamSizeRegister, each.word);
         OpenFen device("LumoF2", &host);
-        EXPECT_TRUE(device.ReadRamSize());
+        device.ReadRamSize();
         EXPECT_EQ(device.ramSize, each.ramSize) << each.word;
         EXPECT_EQ(TextsOf(host.calls), Texts{"ReadMemory 0x40082250 1*4"});
     }

@@ -54,7 +54,7 @@ TEST(DoReadMacAddress, ReadsThePlaceOfEachAddress) {
     };
     for (const Case& each : cases) {
         OpenLumoD usual;
-        EXPECT_TRUE(usual.device.DoReadMacAddress(each.command));
+        usual.device.DoReadMacAddress(each.command);
         EXPECT_EQ(TextsOf(Only(usual.host.calls, {Slot::ReadMemory})), Texts{each.onUsual});
         OpenLumoD small(16);
         small.device.DoReadMacAddress(each.command);
@@ -94,7 +94,7 @@ TEST(DoReadMacAddress, OfAFieldWithoutALengthReadsNothing) {
     OpenLumoD target;
     target.host.properties["DeviceBlePrimaryLoc"] = "0x50001208";
 
-    EXPECT_TRUE(target.device.DoReadMacAddress("ReadPriBle"));
+    target.device.DoReadMacAddress("ReadPriBle");
 
     EXPECT_EQ(target.host.errors, Texts{"Property 'DeviceBlePrimaryLoc' in Flash Properties XML does not contain 2 "
                                         "values delimited by ':'.\n"});

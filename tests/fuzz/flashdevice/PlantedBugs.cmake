@@ -26,7 +26,7 @@ flash_plant_bug(NAME ignored_pause LIBRARY flashdevice_core TARGET interface_cal
 flash_plant_bug(NAME chunk_posted_twice LIBRARY flashdevice_core TARGET interface_calls
     CORPUS interface_calls
     FILE flashdevice/programming/ProgramPipeline.cpp
-    RIGHT "if (!PostCommand(block)) {" WRONG "if (PostCommand(block), currentBlock ^= 1, !PostCommand(block)) {"
+    RIGHT "PostCommand(block);" WRONG "PostCommand(block), currentBlock ^= 1, PostCommand(block);"
     REASON "what was given is programmed, all of it and in order")
 flash_plant_bug(NAME byte_behind_the_request LIBRARY flashdevice_core TARGET interface_calls
     CORPUS interface_calls
