@@ -18,8 +18,6 @@ FROZEN_CALLS = {"static_assert", "_Static_assert", "__attribute__", "__asm__", "
 FROZEN_STATEMENTS = {"using", "typedef", "friend"}
 CONTROL = {"if", "for", "while", "switch", "catch"}
 OPENERS = {"(": ")", "[": "]", "{": "}"}
-# Code on a line with the first mark, or between the others, cannot be reached: see scripts/coverage.
-EXEMPT_LINE, EXEMPT_START, EXEMPT_STOP = "GCOVR_EXCL_LINE", "GCOVR_EXCL_START", "GCOVR_EXCL_STOP"
 
 
 class Unusable(Exception):
@@ -64,7 +62,6 @@ class Source:
         match_brackets(path, self.tokens)
         BlockFinder(self).run()
         freeze_declarations(self.tokens)
-        freeze_exempt_lines(self)
 
     def stands_free(self, token):
         """Whether white space is on both sides, as around every binary operator and never within a declarator."""
@@ -73,6 +70,15 @@ class Source:
 
     def line_number(self, offset):
         return self.text.count("\n", 0, offset) + 1
+
+    def function_of_line(self, number):
+        """Of the line's first token."""
+        return next((t.function for t in self.tokens if self.line_number(t.start) == number), "")
+
+    def freeze_lines(self, numbers):
+        for token in self.tokens:
+            if self.line_number(token.start) in numbers:
+                token.frozen = True
 
     def lines_around(self, start, end):
         """The whole lines that hold the span: offsets of their begin and end."""
@@ -203,21 +209,3 @@ def freeze_declarations(tokens):
 def freeze(tokens, first, last):
     for token in tokens[first:last + 1]:
         token.frozen = True
-
-
-def freeze_exempt_lines(source):
-    part = None
-    for number, line in enumerate(source.text.split("\n"), 1):
-        if EXEMPT_LINE in line:
-            freeze_lines(source, number, number)
-        if EXEMPT_START in line:
-            part = number
-        if EXEMPT_STOP in line and part is not None:
-            freeze_lines(source, part, number)
-            part = None
-
-
-def freeze_lines(source, first, last):
-    for token in source.tokens:
-        if first <= source.line_number(token.start) <= last:
-            token.frozen = True
