@@ -27,7 +27,8 @@ public:
     // where the file is looked for; `options` is always empty.
     virtual const char* LoadProgram(const char* fileName, const char* options, const char* directory) = 0;
 
-    // Slot 3. The target address of a symbol of the image loaded last. The plug-in keeps the low 32 bits.
+    // Slot 3. The target address of a symbol of the image loaded last: "ResetISR", "g_buf1", "g_buf2", "g_cfg" after
+    // each load, "g_currBuf" after a time-out. The plug-in keeps the low 32 bits.
     virtual const char* LookUpSymbol(const char* name, std::uint64_t* value) = 0;
 
     // Slot 4. Lets the target's processor run, from its program counter.
@@ -35,7 +36,9 @@ public:
 
     virtual void Reserved5() = 0;
 
-    // Slot 6. Stops the target's processor.
+    // Slot 6. Stops the target's processor. It may still be at work: the last range of "EraseSectors" and a kept CCFG
+    // that is put back are posted and not waited for. A host that lets a running flashloader finish, for a bounded
+    // time, loses neither.
     virtual const char* HaltTarget() = 0;
 
     virtual void Reserved7() = 0;
@@ -74,7 +77,8 @@ public:
     virtual const char* PrintMessage(const char* text) = 0;
 
     // Slot 21. A directory path ending in a backslash, below which the flashloader is looked for (two folders up, then
-    // `arm`). Not null; a null counts as an empty text.
+    // `arm`: that is put behind the text as it is). The text is copied at once, so it only has to live until the next
+    // service call. Not null; a null counts as an empty text.
     virtual const char* GetDirectoryPath() = 0;
 
     // Slot 22. Pauses for that many milliseconds (the plug-in passes 5, between two polls of the flashloader's status).
@@ -86,6 +90,8 @@ public:
     virtual void Reserved26() = 0;
 
     // Slot 27. Selects where later target accesses go: "Sluice" (the debug router) or "Cortex" (the processor core).
+    // Only `Initialize` selects: "Sluice", reads the register, then "Cortex". When the register cannot be read,
+    // "Sluice" stays selected; the next `Initialize` begins anew.
     virtual const char* SelectCore(const char* name) = 0;
 
 protected:
