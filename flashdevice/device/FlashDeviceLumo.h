@@ -120,7 +120,7 @@ protected:
     [[noreturn]] void FailTimedOut();
 
     // Program pipeline (programming/ProgramPipeline.cpp)
-    void ProgramPageRanges(const std::uint8_t* data, std::uint32_t address, std::uint32_t length);
+    void ProgramSectorRanges(const std::uint8_t* data, std::uint32_t address, std::uint32_t length);
     void ProgramUnfilledPieces(const std::uint8_t* data, std::uint32_t address, std::uint32_t length);
     void ProgramRange(const std::uint8_t* data, std::uint32_t address, std::uint32_t length);
     bool ProgramChunks(const std::uint8_t* data, std::uint32_t address, std::uint32_t length);
@@ -148,7 +148,7 @@ protected:
 
     // Phases (operations/Options.cpp)
     void OnProgramLoadStart();
-    void OverrideEraseOfSkippedPages();
+    void OverrideEraseOfSkippedSectors();
     void ResetOperationState();
     void OnOperationEnd();
 
@@ -182,13 +182,13 @@ protected:
 
     // Geometry
     std::uint32_t flashSize = 0;                                  // bytes; 0 = not yet measured
-    std::uint32_t sectorSize = 0;                                 // bytes; a page is a sector, a chunk is at most one
+    std::uint32_t sectorSize = 0;                                 // bytes; a chunk is at most one sector
     std::uint32_t sectorCount = 0;                                // at most 128
     std::map<std::uint32_t, std::uint32_t> erasedFlashChecksums;  // flash size in bytes -> checksum when all erased
     std::uint32_t ramSize = 0;                                    // bytes
     std::uint32_t ramTopSector = 0;                               // `ramSize` - `sectorSize`; kept for the record
 
-    // A cleared bit protects its page, and stays cleared as long as the device lives.
+    // A cleared bit protects its sector, and stays cleared as long as the device lives.
     std::array<std::uint32_t, 2> writeProtectWords = {0xFFFF'FFFF, 0xFFFF'FFFF};
 
     // Flashloader link; block N goes with buffer N. Until an image is loaded all addresses are the start of SRAM.
@@ -206,8 +206,8 @@ protected:
     std::map<std::string, std::vector<std::uint8_t>> macAddressCache;  // by name of the read operation
     std::map<std::string, std::string> writeCommandProperties;         // write operation -> property with the address
 
-    std::vector<std::string> pageRanges;  // "N" or "N-M": the pages that may be programmed
-    std::uint8_t fillValue = 0;           // a page of only this byte is not programmed
+    std::vector<std::string> sectorRanges;  // "N" or "N-M": the sectors that may be programmed
+    std::uint8_t fillValue = 0;             // a sector of only this byte is not programmed
 };
 
 }  // namespace flash

@@ -21,7 +21,7 @@ struct SecondaryAddressOptions {
 
 namespace {
 
-constexpr char kProtectionField[] = "CCFG_PROT_31_0";  // the word behind it holds pages 32 to 63
+constexpr char kProtectionField[] = "CCFG_PROT_31_0";  // the word behind it holds sectors 32 to 63
 
 constexpr SecondaryAddressOptions kSecondaryAddresses[] = {
     {kRetainIeeeSecondary, kReadSecIeee, kOverrideIeeeSecondary, kWriteSecIeee, kDeviceIeeeSecondary},
@@ -95,7 +95,7 @@ bool FlashDeviceLumo::UpdateWriteProtection() {
     if (!IsRequiredOptionOn(kWriteProtectionToggle)) {
         return false;
     }
-    ProtectPages(writeProtectWords, ParsePageList(kWriteProtectionText));
+    ProtectSectors(writeProtectWords, ParsePageList(kWriteProtectionText));
     return true;
 }
 

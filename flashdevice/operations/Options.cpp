@@ -45,12 +45,12 @@ void FlashDeviceLumo::OnProgramLoadStart() {
         DoReadMacAddress(kReadSecBle);
     }
     if (PageSkipActive()) {
-        OverrideEraseOfSkippedPages();
+        OverrideEraseOfSkippedSectors();
     }
 }
 
-// A bank erase would erase the skipped pages too. The host's setting stays changed, on purpose.
-void FlashDeviceLumo::OverrideEraseOfSkippedPages() {
+// A bank erase would erase the skipped sectors too. The host's setting stays changed, on purpose.
+void FlashDeviceLumo::OverrideEraseOfSkippedSectors() {
     if (ReadProperty(kEraseSettingKey).find(kEraseAllUnprotected) == std::string::npos) {
         return;
     }
@@ -69,7 +69,7 @@ void FlashDeviceLumo::ResetOperationState() {
     bankEraseDone = false;
     flashloaderLoaded = false;
     currentBlock = 0;
-    pageRanges.clear();
+    sectorRanges.clear();
 }
 
 void FlashDeviceLumo::OnOperationEnd() {

@@ -4,10 +4,10 @@
 
 namespace flash {
 
-void ProtectPages(ProtectionWords& words, const std::vector<bool>& pages) {
-    for (std::size_t page = 0; page < pages.size(); ++page) {
-        if (!pages[page]) {
-            words[page < 32 ? 0 : 1] &= ~(1U << (page % 32));
+void ProtectSectors(ProtectionWords& words, const std::vector<bool>& sectors) {
+    for (std::size_t sector = 0; sector < sectors.size(); ++sector) {
+        if (!sectors[sector]) {
+            words[sector < 32 ? 0 : 1] &= ~(1U << (sector % 32));
         }
     }
 }

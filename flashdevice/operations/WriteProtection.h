@@ -1,5 +1,5 @@
-// The chip's write protection words: word 0 for pages 0 to 31, word 1 for pages 32 to 63; a cleared bit protects its
-// page.
+// The chip's write protection words: word 0 for sectors 0 to 31, word 1 for sectors 32 to 63; a cleared bit protects
+// its sector.
 #pragma once
 
 #include <array>
@@ -10,8 +10,8 @@ namespace flash {
 
 using ProtectionWords = std::array<std::uint32_t, 2>;
 
-// Clears the bit of every page whose flag is false. Pages from 64 up fold onto the bits of word 1, on purpose.
-void ProtectPages(ProtectionWords& words, const std::vector<bool>& pages);
+// Clears the bit of every sector whose flag is false. Sectors from 64 up fold onto the bits of word 1, on purpose.
+void ProtectSectors(ProtectionWords& words, const std::vector<bool>& sectors);
 
 // As they stand in CCFG: both words, each least significant byte first.
 std::vector<std::uint8_t> ProtectionBytes(const ProtectionWords& words);

@@ -43,8 +43,8 @@ bool FlashDeviceLumo::MassErase() {
 
 // Each range is waited for when the next command is posted: the last one by whatever comes after.
 void FlashDeviceLumo::EraseSectorRanges(const char* propertyName) {
-    for (const std::string& pages : PageListToRanges(propertyName, false)) {
-        const AddressRange range = ParsePageRange(pages, sectorSize);
+    for (const std::string& sectors : PageListToRanges(propertyName, false)) {
+        const AddressRange range = ParseSectorRange(sectors, sectorSize);
         LoadFlashloader();
         // The length is one less than the number of bytes, on purpose: the flashloader's rule for this command.
         const CommandBlock block{static_cast<std::uint32_t>(Command::EraseSectors), range.first,

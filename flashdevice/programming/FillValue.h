@@ -1,4 +1,4 @@
-// The user's fill value: the byte whose pages need not be programmed.
+// The user's fill value: the byte whose sectors need not be programmed.
 #pragma once
 
 #include <cstdint>

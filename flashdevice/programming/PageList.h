@@ -1,5 +1,5 @@
-// Page lists: which flash pages a user's text names. Items N or N-M between commas, page numbers in decimal from 0,
-// white space anywhere. A page is one flash sector.
+// Page lists: which flash sectors a user's text names, who calls them pages. Items N or N-M between commas, numbers in
+// decimal from 0, white space anywhere.
 #pragma once
 
 #include <cstdint>
@@ -9,11 +9,11 @@
 
 namespace flash {
 
-// One flag per page, true for the pages that the text does not name. Throws with the text that the user is to see.
-std::vector<bool> ParsePages(std::string_view text, std::uint32_t pageCount);
+// One flag per sector, true for those that the text does not name. Throws with the text that the user is to see.
+std::vector<bool> ParsePages(std::string_view text, std::uint32_t sectorCount);
 
-// The runs of pages whose flag equals `wanted`, ascending, as texts N or N-M.
-std::vector<std::string> RangesOfPages(const std::vector<bool>& pages, bool wanted);
+// The runs of sectors whose flag equals `wanted`, ascending, as texts N or N-M.
+std::vector<std::string> RangesOfSectors(const std::vector<bool>& sectors, bool wanted);
 
 struct AddressRange {
     std::uint32_t first;  // address of the first byte
@@ -22,6 +22,6 @@ struct AddressRange {
 };
 
 // The bytes of a range text. Throws "Input format wrong not valid." when it runs backwards.
-AddressRange ParsePageRange(const std::string& range, std::uint32_t sectorSize);
+AddressRange ParseSectorRange(const std::string& range, std::uint32_t sectorSize);
 
 }  // namespace flash

@@ -1,4 +1,4 @@
-// Pages that the user excludes from programming by number, and pages named for erasing.
+// The sectors that the user excludes from programming, and those to erase: both are named in page lists.
 #include "flashdevice/device/FlashDeviceLumo.h"
 #include "flashdevice/device/HostServices.h"
 #include "flashdevice/programming/PageList.h"
@@ -16,16 +16,16 @@ std::vector<bool> FlashDeviceLumo::ParsePageList(const char* propertyName) {
 }
 
 std::vector<std::string> FlashDeviceLumo::PageListToRanges(const char* propertyName, bool wanted) {
-    return RangesOfPages(ParsePageList(propertyName), wanted);
+    return RangesOfSectors(ParsePageList(propertyName), wanted);
 }
 
 bool FlashDeviceLumo::PageSkipActive() {
     if (!IsRequiredOptionOn(kPageToggle)) {
         return false;
     }
-    // When every page is named no range is left, and the list is built again at each test.
-    if (pageRanges.empty()) {
-        pageRanges = PageListToRanges(kPages, true);
+    // When every sector is named no range is left, and the list is built again at each test.
+    if (sectorRanges.empty()) {
+        sectorRanges = PageListToRanges(kPages, true);
         if (IsVerbose()) {
             PrintText(Host(), "Skip program/erase/verify of the following page(s): " + ReadProperty(kPages));
         }

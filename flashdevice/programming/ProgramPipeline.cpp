@@ -20,8 +20,8 @@ constexpr char kBufferFailed[] =
 }  // namespace
 
 void FlashDeviceLumo::ProgramData(const std::uint8_t* data, std::uint32_t address, std::uint32_t length) {
-    if (!pageRanges.empty() || PageSkipActive()) {
-        ProgramPageRanges(data, address, length);
+    if (!sectorRanges.empty() || PageSkipActive()) {
+        ProgramSectorRanges(data, address, length);
     } else if (FillSkipActive()) {
         ProgramUnfilledPieces(data, address, length);
     } else {
@@ -33,9 +33,9 @@ bool FlashDeviceLumo::HandlesVerification() {
     return KeepCcfgActive() || PageSkipActive() || FillSkipActive() || CrcVerifyActive();
 }
 
-void FlashDeviceLumo::ProgramPageRanges(const std::uint8_t* data, std::uint32_t address, std::uint32_t length) {
-    for (const std::string& pages : pageRanges) {
-        const RequestPart part = PartInRange(address, length, ParsePageRange(pages, sectorSize));
+void FlashDeviceLumo::ProgramSectorRanges(const std::uint8_t* data, std::uint32_t address, std::uint32_t length) {
+    for (const std::string& sectors : sectorRanges) {
+        const RequestPart part = PartInRange(address, length, ParseSectorRange(sectors, sectorSize));
         const std::uint32_t given = length - part.offset;
         if (part.length <= given) {
             if (part.meets) {

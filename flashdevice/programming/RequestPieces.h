@@ -1,5 +1,5 @@
-// Cutting a write request: the part that a range of permitted pages lets through, and the pieces that are compared with
-// the fill value. Unsigned 32-bit arithmetic throughout.
+// Cutting a write request: the part that a range of permitted sectors lets through, and the pieces that are compared
+// with the fill value. Unsigned 32-bit arithmetic throughout.
 #pragma once
 
 #include <cstdint>

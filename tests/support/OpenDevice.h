@@ -48,7 +48,6 @@ public:
     using Generation::MassErase;
     using Generation::MeasureFlash;
     using Generation::PageListToRanges;
-    using Generation::pageRanges;
     using Generation::PageSkipActive;
     using Generation::ParseMacAddressProperty;
     using Generation::ParsePageList;
@@ -76,6 +75,7 @@ public:
     using Generation::revisionTranslation;
     using Generation::Run;
     using Generation::sectorCount;
+    using Generation::sectorRanges;
     using Generation::sectorSize;
     using Generation::ShowMacAddress;
     using Generation::TrimForCcfg;

@@ -45,7 +45,7 @@ TEST(NewDevice, KnowsNothingOfTheChipYet) {
     EXPECT_EQ(device.writeProtectWords, (std::array<std::uint32_t, 2>{0xFFFF'FFFF, 0xFFFF'FFFF}));
     EXPECT_TRUE(device.revisionTranslation.empty());
     EXPECT_TRUE(device.macAddressCache.empty());
-    EXPECT_TRUE(device.pageRanges.empty());
+    EXPECT_TRUE(device.sectorRanges.empty());
 }
 
 TEST(NewDevice, HasNoFlashloaderAndHelpersOfItsOwn) {

@@ -92,7 +92,7 @@ TEST(ExecuteOperation, RefusesUnknownNamesAfterPhase0) {
         OpenLumoD target;
         target.device.flashloaderLoaded = true;
         target.device.currentBlock = 1;
-        target.device.pageRanges = {"1"};
+        target.device.sectorRanges = {"1"};
 
         EXPECT_EQ(ThrownText<std::runtime_error>([&] { target.device.ExecuteOperation(name); }),
                   std::string("Unsupported Operation Code: '") + name + "'");
@@ -100,7 +100,7 @@ TEST(ExecuteOperation, RefusesUnknownNamesAfterPhase0) {
         EXPECT_TRUE(target.host.calls.empty()) << name;
         EXPECT_FALSE(target.device.flashloaderLoaded);
         EXPECT_EQ(target.device.currentBlock, 0U);
-        EXPECT_TRUE(target.device.pageRanges.empty());
+        EXPECT_TRUE(target.device.sectorRanges.empty());
     }
 }
 
@@ -121,14 +121,14 @@ TEST(ExecuteOperation, AKnownNameStartsWithPhase0) {
         target.host.properties["DeviceIeeeSecondary"] = "00:00:00:00:00:00:00:00";
         target.device.flashloaderLoaded = true;
         target.device.currentBlock = 1;
-        target.device.pageRanges = {"1"};
+        target.device.sectorRanges = {"1"};
 
         target.device.ExecuteOperation(each.name);
 
         EXPECT_EQ(target.flashloader.loads, each.loads) << each.name;
         EXPECT_FALSE(target.device.flashloaderLoaded) << each.name;
         EXPECT_EQ(target.device.currentBlock, 0U) << each.name;
-        EXPECT_TRUE(target.device.pageRanges.empty()) << each.name;
+        EXPECT_TRUE(target.device.sectorRanges.empty()) << each.name;
     }
 }
 

@@ -26,7 +26,7 @@ struct Phases : testing::Test {
         device.bankEraseDone = true;
         device.flashloaderLoaded = true;
         device.currentBlock = 1;
-        device.pageRanges = {"4"};
+        device.sectorRanges = {"4"};
         device.macAddressCache["ReadSecBle"] = {5};
         device.writeProtectWords = {6, 7};
     }
@@ -37,7 +37,7 @@ struct Phases : testing::Test {
         EXPECT_FALSE(device.bankEraseDone);
         EXPECT_FALSE(device.flashloaderLoaded);
         EXPECT_EQ(device.currentBlock, 0U);
-        EXPECT_TRUE(device.pageRanges.empty());
+        EXPECT_TRUE(device.sectorRanges.empty());
     }
 
     OpenLumoD target;
@@ -177,7 +177,7 @@ TEST_F(Phases, AFailingReadOfARetainedAddressResetsNothing) {
 
     EXPECT_TRUE(device.flashloaderLoaded);
     EXPECT_EQ(device.currentBlock, 1U);
-    EXPECT_EQ(device.pageRanges, Texts{"4"});
+    EXPECT_EQ(device.sectorRanges, Texts{"4"});
 }
 
 TEST_F(Phases, RetainedAddressesSurviveALoad) {
@@ -220,7 +220,7 @@ TEST_F(Phases, TheOverrideIsToldInVerboseModeOnly) {
               (Texts{"Skip program/erase/verify of the following page(s): 3",
                      "Overriding erase option to \"Necessary Sectors Only\" because the Skip Sector option is "
                      "enabled\n"}));
-    EXPECT_TRUE(device.pageRanges.empty()) << "dropped by the reset";
+    EXPECT_TRUE(device.sectorRanges.empty()) << "dropped by the reset";
     const Texts calls = TextsOf(Only(host.calls, {Slot::SetProperty, Slot::PrintMessage}));
     ASSERT_EQ(calls.size(), 3U);
     EXPECT_EQ(calls[1], "SetProperty FlashEraseSetting=Necessary Sectors Only") << "told when it is done";

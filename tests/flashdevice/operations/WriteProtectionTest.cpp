@@ -18,7 +18,7 @@ std::vector<bool> AllBut(std::size_t pageCount, std::initializer_list<std::size_
     return pages;
 }
 
-TEST(ProtectPages, ClearsTheBitOfEachNamedPage) {
+TEST(ProtectSectors, ClearsTheBitOfEachNamedPage) {
     struct Case {
         const char* name;
         std::vector<bool> pages;
@@ -37,7 +37,7 @@ TEST(ProtectPages, ClearsTheBitOfEachNamedPage) {
     };
     for (const Case& each : cases) {
         ProtectionWords words = {0xFFFF'FFFF, 0xFFFF'FFFF};
-        ProtectPages(words, each.pages);
+        ProtectSectors(words, each.pages);
         EXPECT_EQ(words, each.words) << each.name;
     }
 }

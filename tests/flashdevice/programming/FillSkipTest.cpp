@@ -51,7 +51,7 @@ TEST_F(FillSkip, TheDeviceHandlesVerificationForAnyOptionThatExaminesTheData) {
         other.host.properties[option] = "1";
         EXPECT_TRUE(other.device.HandlesVerification()) << option;
         other.host.properties[option] = "true";
-        other.device.pageRanges.clear();
+        other.device.sectorRanges.clear();
         EXPECT_FALSE(other.device.HandlesVerification()) << option;
     }
 }
@@ -70,7 +70,7 @@ TEST_F(FillSkip, TheTestsForVerificationRunInOrderAndStopAtTheFirst) {
 
     host.properties["FlashPages"] = "1";
     EXPECT_TRUE(device.HandlesVerification());
-    EXPECT_EQ(device.pageRanges, (Texts{"0", "2-31"}));
+    EXPECT_EQ(device.sectorRanges, (Texts{"0", "2-31"}));
 
     host.properties["FlashPageToggle"] = "0";
     host.properties["FlashPagesFilledWithValue"] = "zz";

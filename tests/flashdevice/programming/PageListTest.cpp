@@ -47,8 +47,8 @@ TEST(ParsePages, GivesTheRunsOfNamedAndUnnamedPages) {
     for (const Case& each : cases) {
         const std::vector<bool> pages = ParsePages(each.text, 32);
         EXPECT_EQ(pages.size(), 32U);
-        EXPECT_EQ(RangesOfPages(pages, false), each.named) << each.name;
-        EXPECT_EQ(RangesOfPages(pages, true), each.unnamed) << each.name;
+        EXPECT_EQ(RangesOfSectors(pages, false), each.named) << each.name;
+        EXPECT_EQ(RangesOfSectors(pages, true), each.unnamed) << each.name;
     }
 }
 
@@ -100,26 +100,27 @@ TEST(ParsePages, AChipWithoutPagesHasNoPage0) {
     EXPECT_EQ(ThrownText<std::runtime_error>([] { ParsePages("0", 0); }), OutOfRange("0", "0"));
 }
 
-TEST(RangesOfPages, FindsMaximalRuns) {
-    EXPECT_EQ(RangesOfPages({}, true), Texts{});
-    EXPECT_EQ(RangesOfPages({true}, true), Texts{"0"});
-    EXPECT_EQ(RangesOfPages({true}, false), Texts{});
-    EXPECT_EQ(RangesOfPages({true, true, false, true}, true), (Texts{"0-1", "3"}));
-    EXPECT_EQ(RangesOfPages({false, true, true}, true), (Texts{"1-2"}));
+TEST(RangesOfSectors, FindsMaximalRuns) {
+    EXPECT_EQ(RangesOfSectors({}, true), Texts{});
+    EXPECT_EQ(RangesOfSectors({true}, true), Texts{"0"});
+    EXPECT_EQ(RangesOfSectors({true}, false), Texts{});
+    EXPECT_EQ(RangesOfSectors({true, true, false, true}, true), (Texts{"0-1", "3"}));
+    EXPECT_EQ(RangesOfSectors({false, true, true}, true), (Texts{"1-2"}));
 }
 
-TEST(ParsePageRange, GivesTheFirstAndTheLastByte) {
-    EXPECT_EQ(ParsePageRange("2", 4096), (AddressRange{0x2000, 0x2FFF}));
-    EXPECT_EQ(ParsePageRange("", 4096), (AddressRange{0, 0xFFF}));
-    EXPECT_EQ(ParsePageRange("0", 8192), (AddressRange{0, 0x1FFF}));
-    EXPECT_EQ(ParsePageRange("6-31", 4096), (AddressRange{0x6000, 0x1'FFFF}));
-    EXPECT_EQ(ParsePageRange("43-43", 8192), (AddressRange{0x5'6000, 0x5'7FFF}));
-    EXPECT_EQ(ParsePageRange("7", 1), (AddressRange{7, 7}));
+TEST(ParseSectorRange, GivesTheFirstAndTheLastByte) {
+    EXPECT_EQ(ParseSectorRange("2", 4096), (AddressRange{0x2000, 0x2FFF}));
+    EXPECT_EQ(ParseSectorRange("", 4096), (AddressRange{0, 0xFFF}));
+    EXPECT_EQ(ParseSectorRange("0", 8192), (AddressRange{0, 0x1FFF}));
+    EXPECT_EQ(ParseSectorRange("6-31", 4096), (AddressRange{0x6000, 0x1'FFFF}));
+    EXPECT_EQ(ParseSectorRange("43-43", 8192), (AddressRange{0x5'6000, 0x5'7FFF}));
+    EXPECT_EQ(ParseSectorRange("7", 1), (AddressRange{7, 7}));
 }
 
-TEST(ParsePageRange, RefusesARangeThatRunsBackwards) {
+TEST(ParseSectorRange, RefusesARangeThatRunsBackwards) {
     for (const char* range : {"3-2", "31-0"}) {
-        EXPECT_EQ(ThrownText<std::runtime_error>([&] { ParsePageRange(range, 4096); }), "Input format wrong not valid.")
+        EXPECT_EQ(ThrownText<std::runtime_error>([&] { ParseSectorRange(range, 4096); }),
+                  "Input format wrong not valid.")
             << range;
     }
 }

@@ -24,7 +24,7 @@ TEST_F(PageSkip, IsOnOnlyForTheText1) {
         host.properties["FlashPageToggle"] = text;
         EXPECT_FALSE(device.PageSkipActive()) << text;
     }
-    EXPECT_TRUE(device.pageRanges.empty());
+    EXPECT_TRUE(device.sectorRanges.empty());
     Skip("");
     EXPECT_TRUE(device.PageSkipActive());
 }
@@ -42,14 +42,14 @@ TEST_F(PageSkip, BuildsThePermittedRangesOnce) {
     Skip("1, 3-5");
 
     EXPECT_TRUE(device.PageSkipActive());
-    EXPECT_EQ(device.pageRanges, (Texts{"0", "2", "6-31"}));
+    EXPECT_EQ(device.sectorRanges, (Texts{"0", "2", "6-31"}));
     EXPECT_EQ(TextsOf(host.calls), (Texts{"GetProperty FlashPageToggle", "GetProperty FlashPageToggle",
                                           "GetProperty FlashPages", "GetProperty FlashPages"}));
 
     host.properties["FlashPages"] = "7";
     host.ClearRecord();
     EXPECT_TRUE(device.PageSkipActive());
-    EXPECT_EQ(device.pageRanges, (Texts{"0", "2", "6-31"}));
+    EXPECT_EQ(device.sectorRanges, (Texts{"0", "2", "6-31"}));
     EXPECT_EQ(host.calls.size(), 2U);
 }
 
@@ -58,7 +58,7 @@ TEST_F(PageSkip, TellsTheListAsItIsInVerboseModeOnly) {
     device.PageSkipActive();
     EXPECT_TRUE(host.messages.empty());
 
-    device.pageRanges.clear();
+    device.sectorRanges.clear();
     target.SetVerbose();
     device.PageSkipActive();
     device.PageSkipActive();
@@ -86,7 +86,7 @@ TEST_F(PageSkip, OfAllPagesIsBuiltAndToldAtEachTest) {
     EXPECT_TRUE(device.PageSkipActive());
     EXPECT_TRUE(device.PageSkipActive());
 
-    EXPECT_TRUE(device.pageRanges.empty());
+    EXPECT_TRUE(device.sectorRanges.empty());
     EXPECT_EQ(host.messages, Texts(2, "Skip program/erase/verify of the following page(s): 0-31"));
 }
 
@@ -97,7 +97,7 @@ TEST_F(PageSkip, KeepsNoPartOfABadList) {
     EXPECT_EQ(ThrownText<std::runtime_error>([&] { device.PageSkipActive(); }),
               "Given page is out of range: \"40\"\nNote that the number of available pages is 32\n");
 
-    EXPECT_TRUE(device.pageRanges.empty());
+    EXPECT_TRUE(device.sectorRanges.empty());
     EXPECT_TRUE(host.messages.empty());
 }
 

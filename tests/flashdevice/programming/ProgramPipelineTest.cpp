@@ -430,7 +430,7 @@ TEST_F(Pipeline, PageRangesLetThroughWhatTheyMeet) {
 
 TEST_F(Pipeline, ARangeThatHoldsTheWholeRequestEndsTheSearch) {
     host.properties["FlashPageToggle"] = "1";
-    device.pageRanges = {"0-3", "2-5"};
+    device.sectorRanges = {"0-3", "2-5"};
 
     Program(Pattern(16), 0x2000);
 
@@ -450,7 +450,7 @@ TEST_F(Pipeline, DataOutsideEveryPageRangeIsNotProgrammed) {
 }
 
 TEST_F(Pipeline, AnEmptyRequestOutsideEveryPageRangeLoadsNothing) {
-    device.pageRanges = {"1"};
+    device.sectorRanges = {"1"};
 
     device.ProgramData(nullptr, 0x3000, 0);
 
@@ -458,7 +458,7 @@ TEST_F(Pipeline, AnEmptyRequestOutsideEveryPageRangeLoadsNothing) {
 }
 
 TEST_F(Pipeline, PageRangesInHandAreUsedWithoutAskingForTheOption) {
-    device.pageRanges = {"1"};
+    device.sectorRanges = {"1"};
     host.properties.erase("FlashPageToggle");
 
     Program(Pattern(16), 0x1000);
@@ -468,7 +468,7 @@ TEST_F(Pipeline, PageRangesInHandAreUsedWithoutAskingForTheOption) {
 }
 
 TEST_F(Pipeline, TheByteThatARangeNamesBeyondTheRequestIsSentAsErased) {
-    device.pageRanges = {"1-1"};
+    device.sectorRanges = {"1-1"};
     // Ends one byte before the page does, and lies on the heap so that a read beyond it is found.
     const std::vector<std::uint8_t> data = Pattern(0x1FFF);
 
@@ -481,7 +481,7 @@ TEST_F(Pipeline, TheByteThatARangeNamesBeyondTheRequestIsSentAsErased) {
 }
 
 TEST_F(Pipeline, ABadPageRangeEndsTheRequest) {
-    device.pageRanges = {"3-2"};
+    device.sectorRanges = {"3-2"};
     EXPECT_EQ(ThrownText<std::runtime_error>([&] { Program(Pattern(16), 0); }), "Input format wrong not valid.");
 }
 

@@ -59,13 +59,13 @@ std::string Joined(const std::vector<std::string>& ranges) {
 }
 
 void CheckPrinting(const Pages& pages, std::uint32_t sectorSize) {
-    const std::vector<std::string> named = RangesOfPages(pages, false);
+    const std::vector<std::string> named = RangesOfSectors(pages, false);
     FuzzRequire(ParsePages(Joined(named), static_cast<std::uint32_t>(pages.size())) == pages,
                 "printed ranges read back as the same pages");
     std::uint64_t bytes = 0;
     for (const bool wanted : {false, true}) {
-        for (const std::string& text : RangesOfPages(pages, wanted)) {
-            const AddressRange range = ParsePageRange(text, sectorSize);
+        for (const std::string& text : RangesOfSectors(pages, wanted)) {
+            const AddressRange range = ParseSectorRange(text, sectorSize);
             FuzzRequire(range.first % sectorSize == 0 && range.last % sectorSize == sectorSize - 1,
                         "a range begins and ends with a sector");
             bytes += std::uint64_t{range.last} - range.first + 1;
