@@ -4,7 +4,6 @@
 #include <fmt/format.h>
 
 #include <algorithm>
-#include <iterator>
 #include <optional>
 #include <string_view>
 #include <utility>
@@ -145,7 +144,7 @@ void PrintRecord(std::string& text, RecordType type, std::uint32_t offset, std::
                                      static_cast<std::uint8_t>(offset), static_cast<std::uint8_t>(type)};
     record.insert(record.end(), data.begin(), data.end());
     record.push_back(static_cast<std::uint8_t>(-ByteSum(record)));
-    fmt::format_to(std::back_inserter(text), ":{:02X}\n", fmt::join(record, ""));
+    text += fmt::format(":{:02X}\n", fmt::join(record, ""));
 }
 
 std::vector<std::uint8_t> BigEndianBytes(std::uint32_t value, unsigned count) {
