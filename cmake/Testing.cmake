@@ -19,16 +19,23 @@ if(testCodeOptions)
     endforeach()
 endif()
 
+# GoogleTest and what most tests use of the standard library, read once for all test programs. Every target that takes it
+# is compiled with the same options.
+function(flash_add_test_headers)
+    file(WRITE ${CMAKE_BINARY_DIR}/test_headers.cpp "")
+    add_library(flash_test_headers STATIC EXCLUDE_FROM_ALL ${CMAKE_BINARY_DIR}/test_headers.cpp)
+    target_link_libraries(flash_test_headers PRIVATE GTest::gtest GTest::gmock flash_build_options)
+    target_precompile_headers(flash_test_headers PRIVATE
+        <gmock/gmock.h> <gtest/gtest.h> <algorithm> <array> <cstdint> <cstdio> <cstring> <filesystem> <fstream> <functional>
+        <map> <memory> <optional> <random> <set> <span> <sstream> <stdexcept> <string> <string_view> <vector>)
+endfunction()
+
 # One test program per folder of tests: `flash_add_tests(NAME folder SOURCES a.cpp … LIBRARIES x …)`.
 function(flash_add_tests)
     cmake_parse_arguments(ARG "" "NAME" "SOURCES;LIBRARIES" ${ARGN})
     add_executable(${ARG_NAME} ${ARG_SOURCES})
     target_link_libraries(${ARG_NAME} PRIVATE ${ARG_LIBRARIES} GTest::gtest GTest::gmock GTest::gtest_main flash_build_options)
-    # Reading GoogleTest once per program is worth it from a few files on.
-    list(LENGTH ARG_SOURCES sourceCount)
-    if(sourceCount GREATER 2)
-        target_precompile_headers(${ARG_NAME} PRIVATE <gtest/gtest.h> <map> <string> <vector>)
-    endif()
+    target_precompile_headers(${ARG_NAME} REUSE_FROM flash_test_headers)
     add_test(NAME ${ARG_NAME} COMMAND ${ARG_NAME})
     set_tests_properties(${ARG_NAME} PROPERTIES ENVIRONMENT "WINEDEBUG=-all" TIMEOUT 300)
 endfunction()
