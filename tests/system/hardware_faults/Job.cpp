@@ -239,10 +239,16 @@ private:
     std::vector<Job> jobs;
 };
 
-void Append(std::vector<Job>& jobs, const std::vector<Job>& more) { jobs.insert(jobs.end(), more.begin(), more.end()); }
+void Append(std::vector<Job>& jobs, const std::vector<Job>& more) {
+    for (const Job& job : more) {
+        jobs.push_back(job);
+        jobs.back().number = jobs.size() - 1;
+    }
+}
 
 std::vector<Job> SmallJobsOfBoth() {
-    std::vector<Job> jobs = Catalogue(kLumoD).Small();
+    std::vector<Job> jobs;
+    Append(jobs, Catalogue(kLumoD).Small());
     Append(jobs, Catalogue(kLumoF).Small());
     return jobs;
 }

@@ -2,6 +2,7 @@
 // four sectors and small images, so that something can go wrong at every single flash operation.
 #pragma once
 
+#include <cstddef>
 #include <cstdint>
 #include <map>
 #include <ostream>
@@ -22,6 +23,7 @@ struct ByteRange {
 
 struct Job {
     std::string name;
+    std::size_t number = 0;  // its place in the catalogue
     const ChipModel* model = nullptr;
     bool isFull = false;                          // a sector of data, and so thousands of operations
     std::map<std::string, std::string> settings;  // added to the usual ones
