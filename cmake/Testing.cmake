@@ -22,7 +22,7 @@ endif()
 # GoogleTest and what most tests use of the standard library, read once for all test programs. Every target that takes it
 # is compiled with the same options.
 function(flash_add_test_headers)
-    file(WRITE ${CMAKE_BINARY_DIR}/test_headers.cpp "")
+    file(CONFIGURE OUTPUT ${CMAKE_BINARY_DIR}/test_headers.cpp CONTENT "")
     add_library(flash_test_headers STATIC EXCLUDE_FROM_ALL ${CMAKE_BINARY_DIR}/test_headers.cpp)
     target_link_libraries(flash_test_headers PRIVATE GTest::gtest GTest::gmock flash_build_options)
     target_precompile_headers(flash_test_headers PRIVATE
@@ -30,14 +30,37 @@ function(flash_add_test_headers)
         <map> <memory> <optional> <random> <set> <span> <sstream> <stdexcept> <string> <string_view> <vector>)
 endfunction()
 
+# A test per suite of the program, named PROGRAM.SUITE. Under Wine, where it takes long to start a program, one for all.
+function(flash_register_suites NAME)
+    set(properties ENVIRONMENT WINEDEBUG=-all TIMEOUT 300)
+    if(WIN32)
+        add_test(NAME ${NAME} COMMAND ${NAME})
+        set_tests_properties(${NAME} PROPERTIES ${properties})
+        return()
+    endif()
+    set(script ${CMAKE_CURRENT_BINARY_DIR}/${NAME}-suites.cmake)
+    file(GENERATE OUTPUT ${script} CONTENT "set(name ${NAME})
+set(program $<TARGET_FILE:${NAME}>)
+set(list ${CMAKE_CURRENT_BINARY_DIR}/${NAME}-suites.txt)
+set(properties ${properties})
+include(${PROJECT_SOURCE_DIR}/cmake/DiscoverSuites.cmake)
+")
+    set_property(DIRECTORY APPEND PROPERTY TEST_INCLUDE_FILES ${script})
+endfunction()
+
 # One test program per folder of tests: `flash_add_tests(NAME folder SOURCES a.cpp … LIBRARIES x …)`.
 function(flash_add_tests)
+    flash_add_test_program(${ARGN})
+    cmake_parse_arguments(ARG "" "NAME" "" ${ARGN})
+    flash_register_suites(${ARG_NAME})
+endfunction()
+
+# The same, for tests that are registered in another way.
+function(flash_add_test_program)
     cmake_parse_arguments(ARG "" "NAME" "SOURCES;LIBRARIES" ${ARGN})
     add_executable(${ARG_NAME} ${ARG_SOURCES})
     target_link_libraries(${ARG_NAME} PRIVATE ${ARG_LIBRARIES} GTest::gtest GTest::gmock GTest::gtest_main flash_build_options)
     target_precompile_headers(${ARG_NAME} REUSE_FROM flash_test_headers)
-    add_test(NAME ${ARG_NAME} COMMAND ${ARG_NAME})
-    set_tests_properties(${ARG_NAME} PROPERTIES ENVIRONMENT "WINEDEBUG=-all" TIMEOUT 300)
 endfunction()
 
 # A module that hosts could load, of the sources given and, for the rest, of the plug-in's own library:
