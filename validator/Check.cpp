@@ -26,14 +26,14 @@ std::vector<std::uint8_t> Pattern(std::size_t size, std::uint8_t seed) {
 
 std::vector<std::string> CommandTexts(const SimulatedHost& host) {
     std::vector<std::string> texts;
-    for (const PostedCommand& command : host.chip.commands) {
+    for (const PostedCommand& command : host.flashloader.commands) {
         texts.push_back(Hex(command.command) + "@" + Hex(command.address) + "+" + std::to_string(command.length));
     }
     return texts;
 }
 
 std::vector<std::uint8_t> FlashBytes(const SimulatedHost& host, std::size_t address, std::size_t length) {
-    const auto begin = host.chip.flash.begin() + static_cast<std::ptrdiff_t>(address);
+    const auto begin = host.memory.flash.begin() + static_cast<std::ptrdiff_t>(address);
     return {begin, begin + static_cast<std::ptrdiff_t>(length)};
 }
 

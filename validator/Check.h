@@ -7,9 +7,25 @@
 
 #include "validator/Expectation.h"
 #include "validator/ModuleUnderCheck.h"
-#include "validator/SimulatedHost.h"
+#include "validator/simulation/SimulatedHost.h"
 
 namespace flash::validator {
+
+using simulation::AnswerAfterPolls;
+using simulation::AnswerWithStatus;
+using simulation::BlockAddress;
+using simulation::ChipModel;
+using simulation::HostCall;
+using simulation::kAnswerNever;
+using simulation::kEntryPoint;
+using simulation::kFailureText;
+using simulation::kFirstGeneration;
+using simulation::kSecondGeneration;
+using simulation::kStatusNotDone;
+using simulation::PostedCommand;
+using simulation::Service;
+using simulation::SimulatedHost;
+using simulation::StatusAddress;
 
 struct Check {
     const char* topic;

@@ -10,7 +10,7 @@ constexpr std::uint64_t kFirstBeyond32Bits = 0x1'0000'0000;
 void EndOfFlashCountsAsInside(const ModuleUnderCheck& module) {
     for (const ChipModel& model : {kFirstGeneration, kSecondGeneration}) {
         ReadyDevice ready(module, model);
-        const std::uint32_t size = ready.host.chip.FlashSize();
+        const std::uint32_t size = ready.host.memory.FlashSize();
         ExpectTrue("address 0", ready.device.IsInFlash(0));
         ExpectTrue("address " + Hex(size) + ", the flash size", ready.device.IsInFlash(size));
         ExpectFalse("address " + Hex(size + 1), ready.device.IsInFlash(size + 1));
@@ -20,7 +20,7 @@ void EndOfFlashCountsAsInside(const ModuleUnderCheck& module) {
 
 void OnlyTheEndOfARangeCounts(const ModuleUnderCheck& module) {
     ReadyDevice ready(module);
-    const std::uint32_t size = ready.host.chip.FlashSize();
+    const std::uint32_t size = ready.host.memory.FlashSize();
     ExpectTrue("all of flash", ready.device.IsRangeInFlash(0, size));
     ExpectFalse("one byte more than flash", ready.device.IsRangeInFlash(1, size));
     ExpectTrue("an empty range at the end", ready.device.IsRangeInFlash(size, 0));
@@ -35,7 +35,7 @@ void AddressesAbove32BitsAreRefused(const ModuleUnderCheck& module) {
     ExpectText("Write", kTooBig, ready.device.Write(Pattern(16), kFirstBeyond32Bits + 0x1000));
     ExpectText("HandlesVerification", kTooBig, ready.device.HandlesVerification(0xFFFF'FFFF'FFFF'FFFF, &result));
     ExpectFalse("result", result);
-    ExpectNumber("host calls", 0, ready.host.journal.size());
+    ExpectNumber("host calls", 0, ready.host.calls.size());
 }
 
 void SizeIsMeasuredWhenNeeded(const ModuleUnderCheck& module) {

@@ -14,12 +14,12 @@ constexpr std::size_t kCpuDap = 0x29;
 void ExpectChange(const ModuleUnderCheck& module, const char* option, std::size_t fromEnd,
                   const std::vector<std::uint8_t>& bytes) {
     ReadyDevice ready(module);
-    std::vector<std::uint8_t> expected = ready.host.chip.flash;
+    std::vector<std::uint8_t> expected = ready.host.memory.flash;
     std::copy(bytes.begin(), bytes.end(), expected.end() - static_cast<std::ptrdiff_t>(fromEnd));
     ready.host.properties["WriteProtectionText"] = "0,33";
     ready.host.properties[option] = "1";
     ready.device.MustNotify(2);
-    ExpectBytes(std::string("flash after the closing phase with ") + option, expected, ready.host.chip.flash);
+    ExpectBytes(std::string("flash after the closing phase with ") + option, expected, ready.host.memory.flash);
 }
 
 void ProtectsPages(const ModuleUnderCheck& module) {
@@ -29,7 +29,7 @@ void ProtectsPages(const ModuleUnderCheck& module) {
     made.host.properties["WriteProtectionText"] = "0,33";
     made.device.MustNotify(2);
     const std::vector<std::uint8_t> words = {0xFE, 0xFF, 0xFF, 0xFF, 0xFD, 0xFF, 0xFF, 0xFF};
-    ExpectBytes("protection words", words, FlashBytes(made.host, made.host.chip.flash.size() - kProtection, 8));
+    ExpectBytes("protection words", words, FlashBytes(made.host, made.host.memory.flash.size() - kProtection, 8));
 }
 
 void ProtectionAddsUp(const ModuleUnderCheck& module) {
@@ -41,7 +41,7 @@ void ProtectionAddsUp(const ModuleUnderCheck& module) {
     }
     const std::vector<std::uint8_t> word = {0xFC, 0xFF, 0xFF, 0xFF};
     ExpectBytes("first protection word after page 0, then page 1", word,
-                FlashBytes(ready.host, ready.host.chip.flash.size() - kProtection, 4));
+                FlashBytes(ready.host, ready.host.memory.flash.size() - kProtection, 4));
 }
 
 void DisablesTheBootloader(const ModuleUnderCheck& module) {
@@ -64,7 +64,7 @@ void ChangesEndHalted(const ModuleUnderCheck& module) {
     ReadyDevice ready(module);
     ready.host.properties["DisableCpuDap"] = "1";
     ready.device.MustNotify(2);
-    ExpectFalse("the target runs after the closing phase", ready.host.chip.isRunning);
+    ExpectFalse("the target runs after the closing phase", ready.host.flashloader.isRunning);
 }
 
 }  // namespace

@@ -25,9 +25,9 @@ void FlagFollowsTheOption(const ModuleUnderCheck& module) {
         ready.host.properties["FlashEraseSetting"] = c.eraseSetting;
         ready.host.properties["CrcVerify"] = c.option;
         ready.device.MustLoad(kCheckDigits, 0x1000);
-        ExpectNumber("posted commands", 1, ready.host.chip.commands.size());
+        ExpectNumber("posted commands", 1, ready.host.flashloader.commands.size());
         ExpectNumber(std::string("command with CrcVerify ") + Quoted(c.option), c.command,
-                     ready.host.chip.commands[0].command);
+                     ready.host.flashloader.commands[0].command);
     }
 }
 
@@ -35,8 +35,8 @@ std::uint32_t CrcOf(const ModuleUnderCheck& module, const std::vector<std::uint8
     ReadyDevice ready(module);
     ready.host.properties["CrcVerify"] = option;
     ready.device.MustLoad(data, 0x1000);
-    ExpectNumber("posted commands", 1, ready.host.chip.commands.size());
-    return ready.host.chip.commands[0].crc;
+    ExpectNumber("posted commands", 1, ready.host.flashloader.commands.size());
+    return ready.host.flashloader.commands[0].crc;
 }
 
 void ValueIsCrc32(const ModuleUnderCheck& module) {

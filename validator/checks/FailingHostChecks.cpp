@@ -18,7 +18,7 @@ const char* TryLoad(ReadyDevice& ready, const std::vector<std::uint8_t>& data) {
     if (const char* error = ready.device.NotifyPhase(1)) {
         return error;
     }
-    if (const char* error = ready.device.Write(data, ready.host.chip.FlashSize() - 0x2000)) {
+    if (const char* error = ready.device.Write(data, ready.host.memory.FlashSize() - 0x2000)) {
         return error;
     }
     return ready.device.NotifyPhase(2);
@@ -37,22 +37,27 @@ bool IsAnswerTo(const std::string& error, const std::string& injected) {
     return std::find(std::begin(fixed), std::end(fixed), error) != std::end(fixed);
 }
 
+std::string TextOfFailure(std::size_t index) { return "failure of call " + std::to_string(index); }
+
+std::size_t CountFailableCalls(const SimulatedHost& host) {
+    return static_cast<std::size_t>(
+        std::ranges::count_if(host.calls, [](const HostCall& call) { return HasErrorText(call.service); }));
+}
+
 void FailOneCallOfALoad(const ModuleUnderCheck& module, std::size_t index, const std::vector<std::uint8_t>& data,
                         const std::vector<std::uint8_t>& expectedFlash) {
     ReadyDevice ready(module);
     SwitchAllOn(ready.host);
-    ready.host.failureText = "failure of call " + std::to_string(index);
-    ready.host.failingCall = index;
+    const std::string text = TextOfFailure(index);
+    ready.host.failures.FailNthWithErrorText(index + 1, text);
     const char* error = TryLoad(ready, data);
-    Expect(error != nullptr && IsAnswerTo(error, ready.host.failureText),
-           Quoted(ready.host.failureText) + " or the text of its step", Quoted(error));
-    ready.host.ForgetCalls();
+    Expect(error != nullptr && IsAnswerTo(error, text), Quoted(text) + " or the text of its step", Quoted(error));
+    ready.host.failures.Clear();
     ready.host.properties["FlashEraseSetting"] = "Necessary Sectors Only";
     error = TryLoad(ready, data);
-    Expect(error == nullptr, "success when the load is repeated after " + Quoted(ready.host.failureText),
-           Quoted(error));
+    Expect(error == nullptr, "success when the load is repeated after " + Quoted(text), Quoted(error));
     ExpectBytes("flash after the repeated load", std::span(expectedFlash).first(0x1'FFA8),
-                std::span<const std::uint8_t>(ready.host.chip.flash).first(0x1'FFA8));
+                std::span<const std::uint8_t>(ready.host.memory.flash).first(0x1'FFA8));
 }
 
 void EveryFailingCallIsAnswered(const ModuleUnderCheck& module) {
@@ -61,9 +66,9 @@ void EveryFailingCallIsAnswered(const ModuleUnderCheck& module) {
     SwitchAllOn(clean.host);
     const char* error = TryLoad(clean, data);
     Expect(error == nullptr, "success of the load without failures", Quoted(error));
-    const std::size_t calls = clean.host.failableCalls;
+    const std::size_t calls = CountFailableCalls(clean.host);
     for (std::size_t index = 0; index < calls; ++index) {
-        FailOneCallOfALoad(module, index, data, clean.host.chip.flash);
+        FailOneCallOfALoad(module, index, data, clean.host.memory.flash);
     }
 }
 
@@ -71,38 +76,38 @@ void EveryFailingStartIsAnswered(const ModuleUnderCheck& module) {
     NewDevice clean(module);
     clean.host.properties["FlashVerboseMode"] = "1";
     clean.device.Initialize();
-    const std::size_t calls = clean.host.failableCalls;
+    const std::size_t calls = CountFailableCalls(clean.host);
     for (std::size_t index = 0; index < calls; ++index) {
         NewDevice made(module);
         made.host.properties["FlashVerboseMode"] = "1";
-        made.host.failingCall = index;
-        made.host.failureText = "failure of call " + std::to_string(index);
+        made.host.failures.FailNthWithErrorText(index + 1, TextOfFailure(index));
         bool isReady = false;
         const char* operations = nullptr;
-        ExpectText("Initialize", made.host.failureText, made.device.Initialize(&isReady, &operations));
-        made.host.failingCall.reset();
+        ExpectText("Initialize", TextOfFailure(index), made.device.Initialize(&isReady, &operations));
+        made.host.failures.Clear();
         made.device.Initialize();
     }
 }
 
 void FailedImageIsExplained(const ModuleUnderCheck& module) {
     ReadyDevice ready(module);
-    ready.host.failingService = Service::LoadProgram;
+    ready.host.failures.FailEvery(Service::LoadProgram);
     ExpectText("Write", "Failed to write flashloader to device SRAM.", ready.device.Write(Pattern(16), 0));
-    ExpectTexts("messages", {"Failed to write flashloader to device SRAM.\nError: " + ready.host.failureText + "\n"},
+    ExpectTexts("messages", {std::string("Failed to write flashloader to device SRAM.\nError: ") + kFailureText + "\n"},
                 ready.host.messages);
 }
 
 void FailedBufferIsExplained(const ModuleUnderCheck& module) {
     ReadyDevice ready(module);
-    ready.host.failingService = Service::WriteMemory;
+    ready.host.failures.FailEvery(Service::WriteMemory);
     ExpectText("Write", "Failed to write data to temporary buffer in RAM before programming device FLASH memory.",
                ready.device.Write(Pattern(0x123), 0x1000));
-    ExpectTexts("messages",
-                {"  Failed to write data to temporary buffer in RAM before programming device FLASH memory. "
-                 "addr=0x20001000, writeLength=291(0x123), bufIdx=0\nError: " +
-                 ready.host.failureText + "\n"},
-                ready.host.messages);
+    ExpectTexts(
+        "messages",
+        {std::string("  Failed to write data to temporary buffer in RAM before programming device FLASH memory. "
+                     "addr=0x20001000, writeLength=291(0x123), bufIdx=0\nError: ") +
+         kFailureText + "\n"},
+        ready.host.messages);
 }
 
 // Everything at once: a load with all options, and all operations.

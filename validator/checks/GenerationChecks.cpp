@@ -47,7 +47,7 @@ void NameWithoutDigitThrows(const ModuleUnderCheck& module) {
 void FactoryLeavesTheHostAlone(const ModuleUnderCheck& module) {
     for (const char* name : {kFirstName, kSecondName}) {
         NewDevice made(module, kFirstGeneration, name);
-        ExpectNumber("host calls of the factory", 0, made.host.journal.size());
+        ExpectNumber("host calls of the factory", 0, made.host.calls.size());
     }
 }
 
@@ -55,7 +55,7 @@ std::vector<HostCall> StartUpJournal(const ModuleUnderCheck& module, const char*
     SimulatedHost host;
     DeviceUnderCheck device(module, kFirstName, host, second, third);
     device.Initialize();
-    return host.journal;
+    return host.calls;
 }
 
 void OtherTextsHaveNoEffect(const ModuleUnderCheck& module) {

@@ -57,8 +57,8 @@ void RequestsAreTrimmed(const ModuleUnderCheck& module) {
 void InvalidSizeIsIgnored(const ModuleUnderCheck& module) {
     for (const std::uint8_t highByte : {std::uint8_t{0x00}, std::uint8_t{0x20}}) {
         KeepingDevice keeping(module);
-        keeping.host.chip.flash[0x1'FFB2] = 0;
-        keeping.host.chip.flash[0x1'FFB3] = highByte;
+        keeping.host.memory.flash[0x1'FFB2] = 0;
+        keeping.host.memory.flash[0x1'FFB3] = highByte;
         keeping.host.properties["FlashVerboseMode"] = "1";
         keeping.device.MustNotify(1);
         keeping.device.MustWrite(Pattern(0x1000), 0x1'F000);

@@ -19,7 +19,7 @@ void DevicesAreIndependent(const ModuleUnderCheck& module) {
     ReadyDevice second(module, kSecondGeneration);
     first.host.ForgetCalls();
     second.device.MustLoad(Pattern(0x2000), 0);
-    ExpectNumber("calls of the first device's host while the second works", 0, first.host.journal.size());
+    ExpectNumber("calls of the first device's host while the second works", 0, first.host.calls.size());
     first.device.MustLoad(Pattern(0x1000), 0x1000);
     ExpectBytes("flash of the second device", Pattern(0x2000), FlashBytes(second.host, 0, 0x2000));
 }
@@ -29,7 +29,7 @@ void ReleaseLeavesTheHostAlone(const ModuleUnderCheck& module) {
     ready.device.MustLoad(Pattern(100), 0);
     ready.host.ForgetCalls();
     ExpectText("Release", "no text", Quoted(ready.device.Release()));
-    ExpectNumber("host calls of Release", 0, ready.host.journal.size());
+    ExpectNumber("host calls of Release", 0, ready.host.calls.size());
 }
 
 void UseOneDevice(const ModuleUnderCheck& module) {

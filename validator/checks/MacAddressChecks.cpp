@@ -10,7 +10,7 @@ constexpr std::size_t kIeeeFromEnd = 0x40;
 constexpr std::size_t kBleFromEnd = 0x38;
 
 std::vector<std::uint8_t> FromEnd(const SimulatedHost& host, std::size_t fromEnd, std::size_t length) {
-    return FlashBytes(host, host.chip.flash.size() - fromEnd, length);
+    return FlashBytes(host, host.memory.flash.size() - fromEnd, length);
 }
 
 void ReadsAndShows(const ModuleUnderCheck& module) {
@@ -47,12 +47,12 @@ void FieldsMoveWithTheEndOfFlash(const ModuleUnderCheck& module) {
 
 void WritesASecondaryAddress(const ModuleUnderCheck& module) {
     ReadyDevice ready(module);
-    std::vector<std::uint8_t> expected = ready.host.chip.flash;
+    std::vector<std::uint8_t> expected = ready.host.memory.flash;
     const std::vector<std::uint8_t> bytes = {0x06, 0x05, 0x04, 0x03, 0x02, 0xF1};
     std::copy(bytes.begin(), bytes.end(), expected.end() - kBleFromEnd);
     ready.host.properties["DeviceBleSecondary"] = "f1:2:03:04:05:06";
     ready.device.MustExecute("WriteSecBle");
-    ExpectBytes("flash after WriteSecBle", expected, ready.host.chip.flash);
+    ExpectBytes("flash after WriteSecBle", expected, ready.host.memory.flash);
     ExpectTexts("commands", {"0x3@0x1F000+4096"}, CommandTexts(ready.host));
 }
 
@@ -77,9 +77,9 @@ void AddressTextIsChecked(const ModuleUnderCheck& module) {
 
 void FailedReadIsExplained(const ModuleUnderCheck& module) {
     ReadyDevice ready(module);
-    ready.host.failingService = Service::ReadMemory;
+    ready.host.failures.FailEvery(Service::ReadMemory);
     ExpectText("Execute \"ReadPriIeee\"",
-               "DoReadMacAddress(): Failed to read 8 bytes from 0x.\nError: " + ready.host.failureText,
+               std::string("DoReadMacAddress(): Failed to read 8 bytes from 0x.\nError: ") + kFailureText,
                ready.device.Execute("ReadPriIeee"));
 }
 
@@ -102,7 +102,7 @@ void RetainedAddressesSurvive(const ModuleUnderCheck& module) {
     const auto ble = FromEnd(ready.host, kBleFromEnd, 6);
     ready.host.properties["RetainIeeeSecondaryAddr"] = "1";
     ready.host.properties["RetainBleSecondaryAddr"] = "1";
-    ready.device.MustLoad(Pattern(0x1000, 9), ready.host.chip.FlashSize() - 0x1000);
+    ready.device.MustLoad(Pattern(0x1000, 9), ready.host.memory.FlashSize() - 0x1000);
     ExpectBytes("IEEE address after a load over it", ieee, FromEnd(ready.host, kIeeeFromEnd, 8));
     ExpectBytes("BLE address after a load over it", ble, FromEnd(ready.host, kBleFromEnd, 6));
 }

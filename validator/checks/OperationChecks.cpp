@@ -22,7 +22,7 @@ void EraseIsOneCommand(const ModuleUnderCheck& module) {
         ready.host.ForgetCalls();
         ready.device.MustExecute(name);
         ExpectTexts("commands of " + Quoted(name), {"0x1@0x0+0"}, CommandTexts(ready.host));
-        const auto& flash = ready.host.chip.flash;
+        const auto& flash = ready.host.memory.flash;
         ExpectTrue("all of flash is erased",
                    std::all_of(flash.begin(), flash.end(), [](std::uint8_t byte) { return byte == 0xFF; }));
     }
@@ -56,9 +56,9 @@ void BlankCheckPostsTheReference(const ModuleUnderCheck& module) {
     for (const Case& c : cases) {
         ReadyDevice ready(module, c.model);
         ready.device.MustExecute("BlankCheck");
-        const std::uint32_t size = ready.host.chip.FlashSize();
+        const std::uint32_t size = ready.host.memory.FlashSize();
         ExpectTexts("commands", {"0x6@0x0+" + std::to_string(size)}, CommandTexts(ready.host));
-        ExpectNumber("reference for " + Hex(size), c.reference, ready.host.chip.commands[0].crc);
+        ExpectNumber("reference for " + Hex(size), c.reference, ready.host.flashloader.commands[0].crc);
     }
 }
 
@@ -67,7 +67,7 @@ void BlankCheckSaysTheAnswer(const ModuleUnderCheck& module) {
     ready.device.MustExecute("BlankCheck");
     ExpectTexts("messages for flash that holds CCFG", {"Blank Check: Device flash is programmed"}, ready.host.messages);
     ready.host.ForgetCalls();
-    std::fill(ready.host.chip.flash.begin(), ready.host.chip.flash.end(), std::uint8_t{0xFF});
+    std::fill(ready.host.memory.flash.begin(), ready.host.memory.flash.end(), std::uint8_t{0xFF});
     ready.device.MustExecute("BlankCheck");
     ExpectTexts("messages for erased flash", {"Blank Check: Device flash is blank"}, ready.host.messages);
 }
@@ -85,7 +85,7 @@ void WorkEndsWithTheClosingPhase(const ModuleUnderCheck& module) {
     for (const char* name : {"Erase", "EraseSectors", "BlankCheck"}) {
         ReadyDevice ready(module);
         ready.device.MustExecute(name);
-        const auto& journal = ready.host.journal;
+        const auto& journal = ready.host.calls;
         const auto lastRun = std::find_if(journal.rbegin(), journal.rend(),
                                           [](const HostCall& call) { return call.service == Service::RunTarget; });
         const bool isHalted = std::any_of(journal.rbegin(), lastRun,

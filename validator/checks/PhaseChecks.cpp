@@ -52,7 +52,7 @@ void FlashloaderIsStarted(const ModuleUnderCheck& module) {
     ReadyDevice ready(module);
     ready.device.MustWrite(Pattern(16), 0);
     std::vector<std::string> steps;
-    for (const HostCall& call : ready.host.journal) {
+    for (const HostCall& call : ready.host.calls) {
         if (call.service == Service::HaltTarget || call.service == Service::RunTarget) {
             steps.emplace_back(NameOf(call.service));
         } else if (call.service == Service::LoadProgram) {

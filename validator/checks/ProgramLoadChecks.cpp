@@ -63,7 +63,7 @@ void BlocksAlternate(const ModuleUnderCheck& module) {
     ready.device.MustWrite(Pattern(3 * 4096), 0);
     ready.device.MustWrite(Pattern(100), 0x4000);
     std::string blocks;
-    for (const PostedCommand& command : ready.host.chip.commands) {
+    for (const PostedCommand& command : ready.host.flashloader.commands) {
         blocks += std::to_string(command.block);
     }
     ExpectText("blocks of four chunks in two writes", "0101", blocks);
@@ -71,18 +71,18 @@ void BlocksAlternate(const ModuleUnderCheck& module) {
 
 void OnlyThePreviousChunkIsAwaited(const ModuleUnderCheck& module) {
     ReadyDevice ready(module);
-    ready.host.chip.pollsBeforeAnswer = 3;
+    ready.host.flashloader.AnswerAll(AnswerAfterPolls(3));
     ready.device.MustLoad(Pattern(5 * 4096), 0);
     std::size_t posts = 0;
     std::uint32_t posted = 0;
-    for (const HostCall& call : ready.host.journal) {
+    for (const HostCall& call : ready.host.calls) {
         for (std::uint32_t block = 0; block < 2; ++block) {
-            if (call.service == Service::WriteMemory && call.address == kBlocks + block * kBlockStride) {
+            if (call.service == Service::WriteMemory && call.address == BlockAddress(block)) {
                 posted = block;
                 ++posts;
             }
-            const bool isWait = call.service == Service::ReadMemory &&
-                                call.address == ready.host.chip.StatusAddress(block) && posts > 0 && posts < 5;
+            const bool isWait =
+                call.service == Service::ReadMemory && call.address == StatusAddress(block) && posts > 0 && posts < 5;
             Expect(!isWait || block != posted,
                    "after chunk " + std::to_string(posts) + " a wait for block " + std::to_string(posted ^ 1),
                    "a wait for block " + std::to_string(block));
@@ -94,7 +94,7 @@ void OnlyThePreviousChunkIsAwaited(const ModuleUnderCheck& module) {
 void CommandIsOneWrite(const ModuleUnderCheck& module) {
     ReadyDevice ready(module);
     ready.device.MustLoad(Pattern(6000), 0);
-    for (const PostedCommand& command : ready.host.chip.commands) {
+    for (const PostedCommand& command : ready.host.flashloader.commands) {
         ExpectNumber("bytes of the write that posts a command", 20, command.postedBytes);
         ExpectNumber("status as posted", kStatusNotDone, command.statusAsPosted);
     }
@@ -103,12 +103,12 @@ void CommandIsOneWrite(const ModuleUnderCheck& module) {
 void DataArrives(const ModuleUnderCheck& module) {
     for (const ChipModel& model : {kFirstGeneration, kSecondGeneration}) {
         ReadyDevice ready(module, model);
-        ready.host.chip.pollsBeforeAnswer = 2;
+        ready.host.flashloader.AnswerAll(AnswerAfterPolls(2));
         const std::vector<std::uint8_t> data = Pattern(0x9123);
         ready.device.MustLoad(data, 0x2000);
         ExpectBytes("flash after the load", data, FlashBytes(ready.host, 0x2000, data.size()));
-        ExpectNumber("the byte before", 0xFF, ready.host.chip.flash[0x1FFF]);
-        ExpectNumber("the byte behind", 0xFF, ready.host.chip.flash[0x2000 + data.size()]);
+        ExpectNumber("the byte before", 0xFF, ready.host.memory.flash[0x1FFF]);
+        ExpectNumber("the byte behind", 0xFF, ready.host.memory.flash[0x2000 + data.size()]);
     }
 }
 

@@ -18,10 +18,10 @@ void TellsItsOperations(const ModuleUnderCheck& module) {
 
 void FailureLeavesResults(const ModuleUnderCheck& module) {
     NewDevice made(module);
-    made.host.failingService = Service::ReadMemory;
+    made.host.failures.FailEvery(Service::ReadMemory);
     bool isReady = false;
     const char* operations = "untouched";
-    ExpectText("Initialize with a failing read", made.host.failureText, made.device.Initialize(&isReady, &operations));
+    ExpectText("Initialize with a failing read", kFailureText, made.device.Initialize(&isReady, &operations));
     ExpectFalse("ready flag", isReady);
     ExpectText("operations", "untouched", operations);
 }
@@ -30,7 +30,7 @@ void IdentifiesOverTheRouter(const ModuleUnderCheck& module) {
     NewDevice made(module);
     made.device.Initialize();
     std::vector<std::string> steps;
-    for (const HostCall& call : made.host.journal) {
+    for (const HostCall& call : made.host.calls) {
         const bool isStep = call.service == Service::SelectCore || call.service == Service::ReadRegister;
         if (isStep) {
             steps.push_back(std::string(NameOf(call.service)) + " " +

@@ -34,11 +34,12 @@ void LaterFailureReplacesTheText(const ModuleUnderCheck& module) {
 
 void HostTextsComeBackUnchanged(const ModuleUnderCheck& module) {
     ReadyDevice ready(module);
-    ready.host.failureText = "100% of \"it\"\n is %s wrong";
-    ready.host.failingService = Service::HaltTarget;
-    ExpectText("a failing halt", ready.host.failureText, ready.device.NotifyPhase(1));
-    ready.host.failureText.assign(3000, 'x');
-    ExpectText("a failing halt with a text of 3000 characters", ready.host.failureText, ready.device.NotifyPhase(2));
+    const std::string text = "100% of \"it\"\n is %s wrong";
+    ready.host.failures.FailNth(Service::HaltTarget, 1, text);
+    ExpectText("a failing halt", text, ready.device.NotifyPhase(1));
+    const std::string longText(3000, 'x');
+    ready.host.failures.FailNth(Service::HaltTarget, 1, longText);
+    ExpectText("a failing halt with a text of 3000 characters", longText, ready.device.NotifyPhase(2));
 }
 
 void MissingPropertyIsNamed(const ModuleUnderCheck& module) {

@@ -12,7 +12,7 @@ constexpr char kNoStatus[] = "  Status 0xFFFFFFFF: Target flashloader has not re
 // A write of one chunk that is never answered.
 struct UnansweredChunk : ReadyDevice {
     explicit UnansweredChunk(const ModuleUnderCheck& module) : ReadyDevice(module) {
-        host.chip.statusOfCommand[0] = kStatusNotDone;
+        host.flashloader.AnswerNth(1, kAnswerNever);
         device.MustNotify(1);
         error = device.Write(Pattern(16), 0x1000);
     }
@@ -22,16 +22,15 @@ struct UnansweredChunk : ReadyDevice {
 void Polls400Times(const ModuleUnderCheck& module) {
     UnansweredChunk unanswered(module);
     const auto reads = unanswered.host.CallsOf(Service::ReadMemory);
-    const auto polls = std::count_if(reads.begin(), reads.end(), [&](const HostCall& call) {
-        return call.address == unanswered.host.chip.StatusAddress(0);
-    });
+    const auto polls = std::count_if(reads.begin(), reads.end(),
+                                     [&](const HostCall& call) { return call.address == StatusAddress(0); });
     ExpectNumber("reads of the status", 400, static_cast<std::uint64_t>(polls));
     ExpectNumber("pauses", 400, unanswered.host.CallsOf(Service::WaitMilliseconds).size());
 }
 
 void PausesFor5Milliseconds(const ModuleUnderCheck& module) {
     ReadyDevice ready(module);
-    ready.host.chip.pollsBeforeAnswer = 4;
+    ready.host.flashloader.AnswerAll(AnswerAfterPolls(4));
     ready.device.MustLoad(Pattern(9000), 0);
     const auto pauses = ready.host.CallsOf(Service::WaitMilliseconds);
     Expect(!pauses.empty(), "pauses between polls", "none");
@@ -52,7 +51,7 @@ void TimeOutIsTold(const ModuleUnderCheck& module) {
 
 void TimeOutHalts(const ModuleUnderCheck& module) {
     UnansweredChunk unanswered(module);
-    const auto& journal = unanswered.host.journal;
+    const auto& journal = unanswered.host.calls;
     const auto lastRun = std::find_if(journal.rbegin(), journal.rend(),
                                       [](const HostCall& call) { return call.service == Service::RunTarget; });
     const bool isHalted = std::any_of(journal.rbegin(), lastRun,
@@ -63,7 +62,7 @@ void TimeOutHalts(const ModuleUnderCheck& module) {
 void AnyStatusCountsAsTimeOut(const ModuleUnderCheck& module) {
     for (const std::uint32_t status : {0x0402'0102U, 0x0004'0103U, 0x104U, 0x105U, 0x106U, 1U}) {
         ReadyDevice ready(module);
-        ready.host.chip.statusOfCommand[0] = status;
+        ready.host.flashloader.AnswerNth(1, AnswerWithStatus(status));
         ready.device.MustNotify(1);
         ExpectText("Write answered with status " + Hex(status), kTimedOut, ready.device.Write(Pattern(16), 0));
         ExpectTexts("messages for status " + Hex(status), {}, ready.host.messages);
@@ -72,7 +71,7 @@ void AnyStatusCountsAsTimeOut(const ModuleUnderCheck& module) {
 
 void FailingChunkNamesTheNext(const ModuleUnderCheck& module) {
     ReadyDevice ready(module);
-    ready.host.chip.statusOfCommand[1] = 0x103;
+    ready.host.flashloader.AnswerNth(2, AnswerWithStatus(0x103));
     ready.device.MustNotify(1);
     ExpectText("Write", kTimedOut, ready.device.Write(Pattern(4 * 4096), 0x1000));
     ExpectTexts("messages", {"  Command=3 -- addr=0x00003000 -- length=0x00001000"}, ready.host.messages);
@@ -82,7 +81,7 @@ void BankEraseTimeOut(const ModuleUnderCheck& module) {
     const std::string text =
         "Erasing all unprotected pages failed! Timed out waiting for target flashloader to complete command";
     ReadyDevice ready(module);
-    ready.host.chip.statusOfCommand[0] = 0x102;
+    ready.host.flashloader.AnswerNth(1, AnswerWithStatus(0x102));
     ExpectText("Execute \"Erase\"", text, ready.device.Execute("Erase"));
     ExpectTrue("it is printed too", ready.host.HasPrinted(text));
 }

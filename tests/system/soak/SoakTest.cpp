@@ -69,10 +69,10 @@ void DoLoad(NewDevice& made, int turn) {
     made.host.properties["FlashPages"] = "1,3";
     const bool isFailing = turn % 10 == 3;
     if (isFailing) {
-        made.host.chip.statusOfCommand[1] = 0x103;
+        made.host.flashloader.AnswerNth(2, AnswerWithStatus(0x103));
     }
     made.device.NotifyPhase(1);
-    const char* error = made.device.Write(Pattern(0x3000), made.host.chip.FlashSize() - 0x3000);
+    const char* error = made.device.Write(Pattern(0x3000), made.host.memory.FlashSize() - 0x3000);
     EXPECT_EQ(error != nullptr, isFailing) << Quoted(error);
     made.device.NotifyPhase(2);
 }

@@ -64,17 +64,17 @@ std::string Transcript(const ModuleUnderCheck& module, const Work& work, const P
     made.host.properties["FlashPages"] = "2,5";
     made.host.properties["FlashPagesFilledWithValue"] = "0x00";
     made.host.properties[work.option] = "1";
-    made.host.chip.pollsBeforeAnswer = 2;
+    made.host.flashloader.AnswerAll(AnswerAfterPolls(2));
     std::string transcript;
     made.device.Initialize();
     for (int round = 0; round < kRounds; ++round) {
         pace();
         DoRound(made, work, pace, transcript);
     }
-    for (const HostCall& call : made.host.journal) {
+    for (const HostCall& call : made.host.calls) {
         transcript += call.ToText() + "\n";
     }
-    return transcript.append(made.host.chip.flash.begin(), made.host.chip.flash.end());
+    return transcript.append(made.host.memory.flash.begin(), made.host.memory.flash.end());
 }
 
 TEST(EightDevicesInEightThreads, DoWhatTheyDoAlone) {

@@ -1,5 +1,5 @@
-// The host services that a plug-in under check gets: settings and messages in memory, a simulated chip, a journal of
-// every call, and failures on demand. It is a demanding host: a text that it hands out is destroyed by the next call.
+// A debugger host in memory: settings and messages, a chip, a record of every call, and failures on demand. It is a
+// demanding host: a text that it hands out is overwritten by the next call, and gone with the one after.
 #pragma once
 
 #include <cstdint>
@@ -10,43 +10,12 @@
 #include <vector>
 
 #include "flashdevice/interface/IFlashHost.h"
-#include "validator/SimulatedChip.h"
+#include "validator/simulation/ChipMemory.h"
+#include "validator/simulation/Failures.h"
+#include "validator/simulation/HostCall.h"
+#include "validator/simulation/SimulatedFlashloader.h"
 
-namespace flash::validator {
-
-enum class Service {
-    GetProperty,
-    SetProperty,
-    LoadProgram,
-    LookUpSymbol,
-    RunTarget,
-    HaltTarget,
-    ReadMemory,
-    WriteMemory,
-    ReadRegister,
-    WriteRegister,
-    ReportError,
-    PrintMessage,
-    GetDirectoryPath,
-    WaitMilliseconds,
-    SelectCore,
-    Reserved,  // any slot that a plug-in must not call; `number` is the slot
-};
-
-const char* NameOf(Service service);
-
-struct HostCall {
-    Service service;
-    std::string text;           // its first text: a name, a message, a file
-    std::string secondText;     // a value, options
-    std::string thirdText;      // a directory
-    std::uint64_t address = 0;  // of memory
-    std::uint64_t number = 0;   // bytes of memory, a register's number, milliseconds
-    std::uint64_t value = 0;    // for a register; the element size for memory
-    std::uint64_t page = 0;
-    std::string ToText() const;
-    bool operator==(const HostCall&) const = default;
-};
+namespace flash::simulation {
 
 class SimulatedHost final : public IFlashHost {
 public:
@@ -83,35 +52,37 @@ public:
     void Reserved26() override { NoteReserved(26); }
     const char* SelectCore(const char* name) override;
 
-    SimulatedChip chip;
+    ChipMemory memory;
+    SimulatedFlashloader flashloader{memory};
+    std::uint64_t idCode;
     std::map<std::string, std::string> properties;  // the defaults of a device description, nothing switched on
-    std::string directory = "C:\\tools\\bin\\debug\\";
+    std::optional<std::string> directory = "C:\\tools\\bin\\debug\\";  // none: null
+    Failures failures;
 
     // What the plug-in did.
-    std::vector<HostCall> journal;
-    std::vector<std::string> messages;  // PrintMessage
-    std::vector<std::string> errors;    // ReportError
+    std::vector<HostCall> calls;
+    std::vector<std::string> messages;  // printed with success
+    std::vector<std::string> errors;    // reported with success
+    std::string route = "Cortex";       // selected last
+
+    // Forgets those, and the commands that were posted.
     void ForgetCalls();
     std::vector<HostCall> CallsOf(Service service) const;
+    std::size_t CountOf(Service service) const { return CallsOf(service).size(); }
     bool HasPrinted(const std::string& text) const;
 
-    // Failing calls. Only calls that can fail are counted, from 0, since `ForgetCalls`.
-    std::size_t failableCalls = 0;
-    std::optional<std::size_t> failingCall;
-    std::optional<Service> failingService;  // every call of it
-    std::string failureText = "the probe was pulled out";
-    bool hasFailed = false;
-
 private:
-    bool Fails(Service service);
-    const char* Answer(bool isGood, const std::string& error);
-    const char* HandOut(const std::string& text);
+    // Records the call and spoils the text handed out last.
     HostCall& Note(Service service, const char* text = "", const char* secondText = "", const char* thirdText = "");
-    void NoteReserved(std::uint64_t slot);
-    void DestroyHandedOut();
+    HostCall& NoteMemory(Service service, std::size_t count, std::uint64_t address, std::uint16_t page,
+                         std::size_t elementSize);
+    void NoteReserved(std::uint64_t slot) { Note(Service::Reserved).number = slot; }
+    // The error text when this call, which was noted last, is to fail.
+    const char* Failure();
+    const char* HandOut(const std::string& text);
 
-    std::string route = "Cortex";
     std::unique_ptr<std::string> handedOut;  // a new one each time, so that a kept pointer dangles
+    std::unique_ptr<std::string> spoilt;     // the one before
 };
 
-}  // namespace flash::validator
+}  // namespace flash::simulation
