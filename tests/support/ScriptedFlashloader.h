@@ -9,6 +9,7 @@
 #include <vector>
 
 #include "tests/support/FakeHost.h"
+#include "tests/support/Generations.h"
 
 namespace flash::test {
 
@@ -18,13 +19,6 @@ struct MailboxAddresses {
     std::array<std::uint32_t, 2> buffers = {0x2000'1000, 0x2000'3000};  // g_buf1, g_buf2
     std::uint32_t firstBlock = 0x2000'0200;                             // g_cfg
     std::uint32_t blockInWork = 0x2000'0240;                            // g_currBuf
-};
-
-struct FlashGeometry {
-    std::uint32_t sectorSize;
-    std::uint32_t sectorCount;
-    std::uint32_t Size() const { return sectorSize * sectorCount; }
-    std::uint32_t LastSector() const { return sectorSize * (sectorCount - 1); }
 };
 
 // How one command is answered.

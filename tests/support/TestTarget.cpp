@@ -13,19 +13,13 @@ constexpr std::uint32_t kCcfgSizeWord = 0x0058'FFFF;
 
 }  // namespace
 
-const ChipModel kLumoD = {"LumoD1K128",
-                          {0x1000, 32},
-                          0x5000'3000,
-                          "20 KB",
-                          {0x2000'0101, {0x2000'1000, 0x2000'2000}, 0x2000'0200, 0x2000'0240}};
-const ChipModel kLumoF = {"LumoF2K352",
-                          {0x2000, 44},
-                          0x5000'3000,
-                          "80 KB",
-                          {0x2000'0101, {0x2000'2000, 0x2000'4000}, 0x2000'0200, 0x2000'0240}};
-
 TestTarget::TestTarget(const ChipModel& chipModel, std::uint32_t sectorCount)
-    : model(chipModel), flashloader(host, {chipModel.reference.sectorSize, sectorCount}, chipModel.mailbox) {
+    : model(chipModel),
+      flashloader(host, {chipModel.reference.sectorSize, sectorCount},
+                  {0x2000'0101,
+                   {&chipModel == &kLumoD ? 0x2000'1000U : 0x2000'2000U, 0x2000'4000U},
+                   0x2000'0200,
+                   0x2000'0240}) {
     SetRegisters();
     SetProperties();
 }
@@ -39,7 +33,7 @@ void TestTarget::SetRegisters() {
     memory.SetBytes(kBlePrimary, {0x66, 0x55, 0x44, 0x33, 0x22, 0x11});
     memory.Fill(0, 0xFF, FlashEnd());
     memory.SetWord(FlashEnd() - kCcfgSizeWordFromEnd, kCcfgSizeWord);
-    memory.Mirror(model.ccfgWindow, Geometry().sectorSize, Geometry().LastSector());
+    memory.Mirror(0x5000'3000, Geometry().sectorSize, Geometry().LastSector());
 }
 
 void TestTarget::SetProperties() {

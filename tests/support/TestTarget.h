@@ -6,30 +6,10 @@
 #include <string>
 
 #include "tests/support/FakeHost.h"
+#include "tests/support/Generations.h"
 #include "tests/support/ScriptedFlashloader.h"
 
 namespace flash::test {
-
-// One generation as the tests know it, and a usual chip of it.
-struct ChipModel {
-    const char* deviceName;    // its sixth character selects the generation
-    FlashGeometry reference;   // the flash that the field locations are written for
-    std::uint32_t ccfgWindow;  // where the last sector can be read, too
-    const char* ramSizeText;   // of size code 3, as published
-    MailboxAddresses mailbox;
-};
-
-extern const ChipModel kLumoD;
-extern const ChipModel kLumoF;
-
-// Offsets of CCFG's fields from the end of flash, the same for both generations.
-inline constexpr std::uint32_t kCcfgSize = 88;
-inline constexpr std::uint32_t kCcfgSizeWordFromEnd = 0x50;
-inline constexpr std::uint32_t kIeeeSecondaryFromEnd = 0x40;
-inline constexpr std::uint32_t kBleSecondaryFromEnd = 0x38;
-inline constexpr std::uint32_t kDisableBootloaderFromEnd = 0x2D;
-inline constexpr std::uint32_t kDisableCpuDapFromEnd = 0x29;
-inline constexpr std::uint32_t kProtectionFromEnd = 0x20;
 
 // Erased flash but for the CCFG size word (88 bytes, nothing disabled), which also shows in the CCFG window; revision
 // 2.0 "RevB"; RAM size code 3; factory addresses 01:23:45:67:89:AB:CD:EF and 11:22:33:44:55:66. Erase setting

@@ -58,8 +58,8 @@ protected:
 
     // `error`: what has failed before.
     void Work(ConnectedChip& chip, std::string error) {
-        const Settings settings = chip.target.host.properties;
-        const Bytes ccfg = chip.FlashAt(chip.target.FlashEnd() - kCcfgSize, kCcfgSize);
+        const Settings settings = chip.host.properties;
+        const Bytes ccfg = chip.FlashAt(chip.FlashEnd() - kCcfgSize, kCcfgSize);
         if (error.empty()) {
             error = scenario.run(chip);
         }
@@ -122,11 +122,11 @@ TEST(AllocationsPerChunk, AreNone) {
 }
 
 TEST(Factory, KeepsAnErrorTextWithoutMemory) {
-    TestTarget target(kLumoD);
+    SimulatedHost host;
     WatchedFactory factory;
     FailAllocation(1, Shortage::Lasting);
 
-    const DevicePointer device = factory.Make(kLumoD.deviceName, &target.host);
+    const DevicePointer device = factory.Make(kLumoD.deviceName, &host);
 
     EXPECT_EQ(factory.error, "std::bad_alloc");
 }
@@ -134,7 +134,7 @@ TEST(Factory, KeepsAnErrorTextWithoutMemory) {
 TEST(ErrorText, LongerThanItsPlaceIsCutWithoutMemory) {
     ConnectedChip chip(kLumoD, 32, MakeWatched);
     const std::string text(5000, 'x');
-    chip.target.host.FailNth(Slot::HaltTarget, 1, text);
+    chip.host.failures.FailNth(Service::HaltTarget, 1, text);
     FailAllocation(2, Shortage::Lasting);  // the exception has its text, the device has no room for it
 
     const std::string error = chip.Notify(1);

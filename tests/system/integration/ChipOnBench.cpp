@@ -3,21 +3,9 @@
 #include <numeric>
 #include <stdexcept>
 
+#include "validator/simulation/SimulatedHost.h"
+
 namespace flash::test {
-namespace {
-
-std::string TextOrNothing(const char* error) { return error == nullptr ? "" : error; }
-
-}  // namespace
-
-Bytes Pattern(std::size_t lengthBytes, std::uint8_t seed) {
-    Bytes bytes(lengthBytes);
-    for (std::size_t i = 0; i < lengthBytes; ++i) {
-        bytes[i] = static_cast<std::uint8_t>((i * 7 + i / 251 * 13 + seed * 31U) % 255);
-    }
-    return bytes;
-}
-
 chip::Settings FactorySettings(const ChipModel& model) {
     chip::Settings settings;
     settings.generation = &model == &kLumoF ? chip::Generation::LumoF : chip::Generation::LumoD;
@@ -30,44 +18,19 @@ chip::Settings FactorySettings(const ChipModel& model) {
     return settings;
 }
 
-ChipOnBench::ChipOnBench(const ChipModel& model, const chip::Settings& settings) : chip(settings), host(chip) {
-    host.properties = TestTarget(model).host.properties;
+ChipOnBench::ChipOnBench(const ChipModel& model, const chip::Settings& settings)
+    : ConnectedHost(settings), TestDevice(MakeDevice(model.deviceName, &host)) {
+    host.properties = simulation::SimulatedHost(Simulated(model, model.reference.sectorCount)).properties;
     host.properties["DeviceFlashloaderFile"] = &model == &kLumoF ? "lumof-flashloader.elf" : "lumod-flashloader.elf";
-    device = MakeDevice(model.deviceName, &host);
     const std::string error = Initialize();
     if (!error.empty()) {
         throw std::runtime_error(error);
     }
 }
 
-std::string ChipOnBench::Initialize() {
-    bool ready = false;
-    const char* operations = nullptr;
-    return TextOrNothing(device->Initialize(&ready, &operations));
-}
-
-std::string ChipOnBench::Execute(const std::string& operation) {
-    return TextOrNothing(device->Execute(operation.c_str()));
-}
-
-std::string ChipOnBench::Load(const std::vector<Segment>& segments) {
-    std::string error = TextOrNothing(device->NotifyPhase(1));
-    for (const Segment& segment : segments) {
-        if (error.empty()) {
-            const auto length = static_cast<std::uint32_t>(segment.data.size());
-            error = TextOrNothing(device->Write(segment.data.data(), segment.address, length));
-        }
-    }
-    return error.empty() ? TextOrNothing(device->NotifyPhase(2)) : error;
-}
-
 std::uint64_t ChipOnBench::SectorErases() const {
     const std::vector<std::uint64_t>& erases = chip.GetCounters().sectorErases;
     return std::accumulate(erases.begin(), erases.end(), std::uint64_t{0});
-}
-
-std::string GenerationName(const testing::TestParamInfo<const ChipModel*>& info) {
-    return info.param == &kLumoF ? "LumoF" : "LumoD";
 }
 
 }  // namespace flash::test

@@ -9,38 +9,25 @@
 
 #include "ChipHost.h"
 #include "chip/VirtualChip.h"
-#include "tests/support/LoadedModule.h"
-#include "tests/support/TestTarget.h"
+#include "tests/support/Generations.h"
+#include "tests/support/TestDevice.h"
 
 namespace flash::test {
-
-using Bytes = std::vector<std::uint8_t>;
-
-// Data for flash, without 0xFF. Neighbouring bytes differ, and so do the same places of different data.
-Bytes Pattern(std::size_t lengthBytes, std::uint8_t seed);
-
-struct Segment {
-    std::uint32_t address;
-    Bytes data;
-};
 
 // A chip as it leaves the factory: erased but for the size word of CCFG, factory addresses, revision 2.0 "RevB".
 chip::Settings FactorySettings(const ChipModel& model);
 
-struct ChipOnBench {
-    // With an initialized device.
-    explicit ChipOnBench(const ChipModel& model) : ChipOnBench(model, FactorySettings(model)) {}
-    ChipOnBench(const ChipModel& model, const chip::Settings& settings);
+struct ConnectedHost {
+    explicit ConnectedHost(const chip::Settings& settings) : chip(settings), host(chip) {}
 
     chip::VirtualChip chip;
     ChipHost host;
-    DevicePointer device;
+};
 
-    // Each returns the error text, or an empty one for success.
-    std::string Initialize();
-    std::string Execute(const std::string& operation);
-    // Phase 1, all writes, phase 2; ends at the first error.
-    std::string Load(const std::vector<Segment>& segments);
+// With an initialized device.
+struct ChipOnBench : ConnectedHost, TestDevice {
+    explicit ChipOnBench(const ChipModel& model) : ChipOnBench(model, FactorySettings(model)) {}
+    ChipOnBench(const ChipModel& model, const chip::Settings& settings);
 
     std::string& Property(const std::string& name) { return host.properties[name]; }
     Bytes FlashAt(std::uint32_t address, std::size_t lengthBytes) const {
@@ -56,9 +43,8 @@ protected:
     const ChipModel& Model() const { return *GetParam(); }
 };
 
-std::string GenerationName(const testing::TestParamInfo<const ChipModel*>& info);
-
-#define FOR_BOTH_GENERATIONS(suite) \
-    INSTANTIATE_TEST_SUITE_P(Chips, suite, testing::Values(&kLumoD, &kLumoF), &GenerationName)
+#define FOR_BOTH_GENERATIONS(suite)                                           \
+    INSTANTIATE_TEST_SUITE_P(Chips, suite, testing::Values(&kLumoD, &kLumoF), \
+                             [](const auto& model) { return GenerationName(*model.param); })
 
 }  // namespace flash::test

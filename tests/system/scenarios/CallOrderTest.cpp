@@ -2,7 +2,7 @@
 // Written by hand from the rules of each step.
 #include <gtest/gtest.h>
 
-#include "tests/system/scenarios/ConnectedChip.h"
+#include "tests/support/ConnectedChip.h"
 
 namespace flash::test {
 namespace {
@@ -17,27 +17,29 @@ Texts Mandatory(const std::string& name) { return Texts(2, "GetProperty " + name
 Texts Present(const std::string& name) { return Texts(3, "GetProperty " + name); }
 Texts Missing(const std::string& name) { return {"GetProperty " + name}; }
 
-// First generation: blocks at 0x20000200 and 24 bytes behind, buffers at 0x20001000 and 0x20002000.
+// First generation: blocks at 0x20000200 and 24 bytes behind, buffers at 0x20001000 and 0x20004000.
 class CallOrder : public testing::Test {
 protected:
     InitializedChip chip{kLumoD};
-    FakeHost& host = chip.target.host;
+    SimulatedHost& host = chip.host;
 
-    const Texts loadFlashloader = Texts{"HaltTarget"} + Mandatory("DeviceFlashloaderFile") +
-                                  Texts{"GetDirectoryPath",
-                                        "LoadProgram flashloader.elf||C:\\debugger\\bin\\..\\..\\arm\\",
-                                        "LookUpSymbol ResetISR",
-                                        "WriteRegister 527=0x20000101",
-                                        "RunTarget",
-                                        "LookUpSymbol g_buf1",
-                                        "LookUpSymbol g_buf2",
-                                        "LookUpSymbol g_cfg"};
+    // `verbosity`: what asking for verbose messages takes, and the message, when it is not yet known.
+    static Texts LoadFlashloader(const Texts& verbosity = {}) {
+        return Texts{"HaltTarget"} + Mandatory("DeviceFlashloaderFile") + Texts{"GetDirectoryPath"} + verbosity +
+               Texts{"LoadProgram flashloader.out||C:\\tools\\bin\\debug\\..\\..\\arm\\",
+                     "LookUpSymbol ResetISR",
+                     "WriteRegister 527=0x20000101",
+                     "RunTarget",
+                     "LookUpSymbol g_buf1",
+                     "LookUpSymbol g_buf2",
+                     "LookUpSymbol g_cfg"};
+    }
     const std::string postBlock0 = "WriteMemory 0x20000200 20*1";
     const std::string postBlock1 = "WriteMemory 0x20000218 20*1";
     const std::string pollBlock0 = "ReadMemory 0x20000210 1*4";
     const std::string pollBlock1 = "ReadMemory 0x20000228 1*4";
     const std::string fillBuffer0 = "WriteMemory 0x20001000 ";
-    const std::string fillBuffer1 = "WriteMemory 0x20002000 ";
+    const std::string fillBuffer1 = "WriteMemory 0x20004000 ";
     // Of a closing phase without options.
     const Texts finish = Texts{"HaltTarget"} + Missing("RetainIeeeSecondaryAddr") + Missing("RetainBleSecondaryAddr") +
                          Missing("OverrideBleSecondaryAddr") + Missing("OverrideIeeeSecondaryAddr") +
@@ -69,13 +71,11 @@ TEST_F(CallOrder, PlainLoadOfTwoChunksAndOneMore) {
                            Missing("RetainBleSecondaryAddr") + Mandatory("FlashPageToggle")));
 
     ASSERT_EQ(chip.Write({0, Bytes(4100, 0)}), "");
-    Texts load = loadFlashloader;
-    load.insert(load.begin() + 4, "GetProperty FlashVerboseMode");
-    EXPECT_EQ(NewCalls(),
-              (chooseWay + Missing("KeepCcfgSetting") + Mandatory("FlashEraseSetting") + Missing("KeepCcfgSetting") +
-               load + Mandatory("FlashEraseSetting") + Texts{fillBuffer0 + "4096*1"} + Missing("CrcVerify") +
-               Texts{postBlock0, pollBlock1} + Texts{fillBuffer1 + "4*1"} + Missing("CrcVerify") +
-               Texts{postBlock1, pollBlock0} + Texts{pollBlock1} + Missing("KeepCcfgSetting")));
+    EXPECT_EQ(NewCalls(), (chooseWay + Missing("KeepCcfgSetting") + Mandatory("FlashEraseSetting") +
+                           Missing("KeepCcfgSetting") + LoadFlashloader(Missing("FlashVerboseMode")) +
+                           Mandatory("FlashEraseSetting") + Texts{fillBuffer0 + "4096*1"} + Missing("CrcVerify") +
+                           Texts{postBlock0, pollBlock1} + Texts{fillBuffer1 + "4*1"} + Missing("CrcVerify") +
+                           Texts{postBlock1, pollBlock0} + Texts{pollBlock1} + Missing("KeepCcfgSetting")));
 
     ASSERT_EQ(chip.Write({0x2000, Bytes(8, 0)}), "");
     EXPECT_EQ(NewCalls(),
@@ -98,7 +98,7 @@ TEST_F(CallOrder, LoadThatKeepsCcfgOverABankErase) {
               (chooseWay + Present("KeepCcfgSetting") +
                Texts{"ReadMemory 0x50003FB0 1*4", "ReadMemory 0x0001FFA8 88*1"} + Mandatory("FlashEraseSetting") +
                // the bank erase, waited for, and the restore, not waited for
-               Present("KeepCcfgSetting") + loadFlashloader + Texts{postBlock0, "RunTarget", pollBlock0} +
+               Present("KeepCcfgSetting") + LoadFlashloader() + Texts{postBlock0, "RunTarget", pollBlock0} +
                Present("KeepCcfgSetting") + Texts{fillBuffer1 + "88*1", postBlock1} +
                // the data and the restore
                Present("KeepCcfgSetting") + Mandatory("FlashEraseSetting") + Texts{fillBuffer0 + "4008*1"} +
@@ -124,6 +124,7 @@ TEST_F(CallOrder, LoadThatSkipsPages) {
 
 TEST_F(CallOrder, LoadThatSkipsTheFillValue) {
     chip.Property("FlashPagesFilledWith") = "1";
+    chip.Property("FlashPagesFilledWithValue") = "0xFF";
 
     ASSERT_EQ(chip.Write({0, Bytes(9000, 0xFF)}), "");
 
@@ -139,7 +140,7 @@ TEST_F(CallOrder, LoadThatErasesListedSectors) {
 
     EXPECT_EQ(NewCalls(),
               (chooseWay + Missing("KeepCcfgSetting") + Mandatory("FlashEraseSetting") + Missing("KeepCcfgSetting") +
-               loadFlashloader + Mandatory("FlashEraseSetting") + Mandatory("ProgramLoadEraseSpecificText") +
+               LoadFlashloader() + Mandatory("FlashEraseSetting") + Mandatory("ProgramLoadEraseSpecificText") +
                Texts{postBlock0, pollBlock1} + Texts{postBlock1, pollBlock0} + Texts{fillBuffer0 + "4*1"} +
                Missing("CrcVerify") + Texts{postBlock0, pollBlock1, pollBlock0} + Missing("KeepCcfgSetting")));
 }
@@ -152,13 +153,12 @@ TEST_F(CallOrder, VerboseChunkAsksForTheCrcSettingTwice) {
 
     ASSERT_EQ(chip.Write({0, {'1', '2', '3', '4', '5', '6', '7', '8', '9'}}), "");
 
-    Texts load = loadFlashloader;
-    load.insert(load.begin() + 4, 3, "GetProperty FlashVerboseMode");
-    load.insert(load.begin() + 7, "PrintMessage Loading flashloader to target: flashloader.elf\n");
+    const Texts verbosity =
+        Present("FlashVerboseMode") + Texts{"PrintMessage Loading flashloader to target: flashloader.out\n"};
     EXPECT_EQ(NewCalls(),
               (chooseWay + Missing("KeepCcfgSetting") + Mandatory("FlashEraseSetting") + Missing("KeepCcfgSetting") +
-               load + Mandatory("FlashEraseSetting") + Texts{fillBuffer0 + "9*1"} + Present("CrcVerify") +
-               Texts{postBlock0} + Present("CrcVerify") +
+               LoadFlashloader(verbosity) + Mandatory("FlashEraseSetting") + Texts{fillBuffer0 + "9*1"} +
+               Present("CrcVerify") + Texts{postBlock0} + Present("CrcVerify") +
                Texts{"PrintMessage   Chunk 1: addr=0x00000000, length=9, crc=0xCBF43926 (using block 0)", pollBlock1,
                      pollBlock0} +
                Missing("KeepCcfgSetting")));
@@ -174,8 +174,6 @@ TEST_F(CallOrder, ClosingPhaseThatAppliesEveryChange) {
 
     ASSERT_EQ(chip.Notify(2), "");
 
-    Texts load = loadFlashloader;
-    load.insert(load.begin() + 4, "GetProperty FlashVerboseMode");
     EXPECT_EQ(
         NewCalls(),
         (Texts{"HaltTarget"} + Present("RetainIeeeSecondaryAddr") +
@@ -188,16 +186,16 @@ TEST_F(CallOrder, ClosingPhaseThatAppliesEveryChange) {
          Mandatory("DisableCpuDapLoc") +
          // its way back into flash
          Mandatory("FlashEraseSetting") + Texts{"SetProperty FlashEraseSetting=Necessary Sectors Only"} + chooseWay +
-         Missing("KeepCcfgSetting") + Mandatory("FlashEraseSetting") + Missing("KeepCcfgSetting") + load +
-         Mandatory("FlashEraseSetting") + Texts{fillBuffer0 + "4096*1"} + Missing("CrcVerify") +
-         Texts{postBlock0, pollBlock1, pollBlock0} + Missing("KeepCcfgSetting") +
+         Missing("KeepCcfgSetting") + Mandatory("FlashEraseSetting") + Missing("KeepCcfgSetting") +
+         LoadFlashloader(Missing("FlashVerboseMode")) + Mandatory("FlashEraseSetting") + Texts{fillBuffer0 + "4096*1"} +
+         Missing("CrcVerify") + Texts{postBlock0, pollBlock1, pollBlock0} + Missing("KeepCcfgSetting") +
          Texts{"SetProperty FlashEraseSetting=Necessary Sectors Only", "HaltTarget"}));
 }
 
 TEST_F(CallOrder, Erase) {
     ASSERT_EQ(chip.Execute("Erase"), "");
 
-    EXPECT_EQ(NewCalls(), (Missing("KeepCcfgSetting") + loadFlashloader + Texts{postBlock0, "RunTarget", pollBlock0} +
+    EXPECT_EQ(NewCalls(), (Missing("KeepCcfgSetting") + LoadFlashloader() + Texts{postBlock0, "RunTarget", pollBlock0} +
                            Missing("KeepCcfgSetting") + finish));
 }
 
@@ -206,14 +204,14 @@ TEST_F(CallOrder, EraseSectorsDoesNotWaitForTheLastOne) {
 
     ASSERT_EQ(chip.Execute("EraseSectors"), "");
 
-    EXPECT_EQ(NewCalls(), (Mandatory("StandaloneEraseSpecificText") + loadFlashloader +
+    EXPECT_EQ(NewCalls(), (Mandatory("StandaloneEraseSpecificText") + LoadFlashloader() +
                            Texts{postBlock0, pollBlock1, postBlock1, pollBlock0} + finish));
 }
 
 TEST_F(CallOrder, BlankCheckStartsNothing) {
     ASSERT_EQ(chip.Execute("BlankCheck"), "");
 
-    EXPECT_EQ(NewCalls(), (loadFlashloader + Texts{postBlock0, pollBlock0} +
+    EXPECT_EQ(NewCalls(), (LoadFlashloader() + Texts{postBlock0, pollBlock0} +
                            Texts{"PrintMessage Blank Check: Device flash is programmed"} + finish));
 }
 
@@ -221,8 +219,8 @@ TEST_F(CallOrder, AddressRead) {
     ASSERT_EQ(chip.Execute("ReadSecBle"), "");
 
     EXPECT_EQ(NewCalls(), (Mandatory("DeviceBleSecondaryLoc") +
-                           Texts{"ReadMemory 0x0001FFC8 6*1", "SetProperty DeviceBleSecondary=FF:FF:FF:FF:FF:FF",
-                                 "PrintMessage ReadSecBle: FF:FF:FF:FF:FF:FF"}));
+                           Texts{"ReadMemory 0x0001FFC8 6*1", "SetProperty DeviceBleSecondary=11:22:33:44:55:66",
+                                 "PrintMessage ReadSecBle: 11:22:33:44:55:66"}));
 }
 
 TEST_F(CallOrder, AddressWrite) {
@@ -234,7 +232,7 @@ TEST_F(CallOrder, AddressWrite) {
               (Texts{"ReadMemory 0x0001F000 4096*1"} + Mandatory("DeviceBleSecondaryLoc") +
                Mandatory("DeviceBleSecondary") + Mandatory("DeviceBleSecondaryLoc") + Mandatory("FlashEraseSetting") +
                Texts{"SetProperty FlashEraseSetting=Necessary Sectors Only"} + chooseWay + Missing("KeepCcfgSetting") +
-               Mandatory("FlashEraseSetting") + Missing("KeepCcfgSetting") + loadFlashloader +
+               Mandatory("FlashEraseSetting") + Missing("KeepCcfgSetting") + LoadFlashloader() +
                Mandatory("FlashEraseSetting") + Texts{fillBuffer0 + "4096*1"} + Missing("CrcVerify") +
                Texts{postBlock0, pollBlock1, pollBlock0} + Missing("KeepCcfgSetting") +
                Texts{"SetProperty FlashEraseSetting=Necessary Sectors Only"} + finish));
@@ -252,7 +250,7 @@ TEST_F(CallOrder, HandlesVerificationStopsAtTheFirstYes) {
 }
 
 TEST_F(CallOrder, TimeOutOfTheOnlyChunk) {
-    chip.target.flashloader.AnswerAll(kAnswerNever);
+    chip.host.flashloader.AnswerAll(kAnswerNever);
     NewCalls();
 
     EXPECT_EQ(chip.Write({0, Bytes(4, 0)}), "Timed out waiting for target flashloader to execute command.");
@@ -263,7 +261,7 @@ TEST_F(CallOrder, TimeOutOfTheOnlyChunk) {
     }
     EXPECT_EQ(NewCalls(),
               (chooseWay + Missing("KeepCcfgSetting") + Mandatory("FlashEraseSetting") + Missing("KeepCcfgSetting") +
-               loadFlashloader + Mandatory("FlashEraseSetting") + Texts{fillBuffer0 + "4*1"} + Missing("CrcVerify") +
+               LoadFlashloader() + Mandatory("FlashEraseSetting") + Texts{fillBuffer0 + "4*1"} + Missing("CrcVerify") +
                Texts{postBlock0, pollBlock1} + polls +
                Texts{"LookUpSymbol g_currBuf", "ReadMemory 0x20000240 1*4", "PrintMessage Target timed out! (Block 0)",
                      "PrintMessage   Status 0xFFFFFFFF: Target flashloader has not returned any status. Unknown error!",
@@ -271,17 +269,17 @@ TEST_F(CallOrder, TimeOutOfTheOnlyChunk) {
 }
 
 TEST_F(CallOrder, AFlashloaderWithoutABufferCountsAsLoaded) {
-    host.FailNth(Slot::LookUpSymbol, 3, "No symbol g_buf2");
+    host.failures.FailNth(Service::LookUpSymbol, 3, "No symbol g_buf2");
     EXPECT_EQ(chip.Write({0, Bytes(4, 0)}), "No symbol g_buf2");
     NewCalls();
 
     // Until the next reset the addresses that are not known are the start of SRAM, where nobody answers.
     EXPECT_EQ(chip.Write({0, Bytes(4, 0)}), "Timed out waiting for target flashloader to execute command.");
 
-    const Texts transfers = TextsOf(Without(host.calls, {Slot::GetProperty}));
+    const Texts transfers = TextsOf(Without(host.calls, {Service::GetProperty}));
     EXPECT_EQ(Texts(transfers.begin(), transfers.begin() + 3),
               (Texts{fillBuffer0 + "4*1", "WriteMemory 0x20000000 20*1", "ReadMemory 0x20000010 1*4"}));
-    EXPECT_EQ(host.CountOf(Slot::LoadProgram), 0U);
+    EXPECT_EQ(host.CountOf(Service::LoadProgram), 0U);
 
     ASSERT_EQ(chip.Load({{0, Bytes(4, 0)}}), "");
 }

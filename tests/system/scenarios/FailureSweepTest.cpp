@@ -43,12 +43,12 @@ protected:
         undisturbed = StateOf(*calm);
         const std::unique_ptr<ConnectedChip> chip = Prepare(scenario);
         EXPECT_EQ(RunUpset(*chip), scenario.upsetResult);
-        return chip->target.host.calls.size();
+        return chip->host.calls.size();
     }
 
     std::string RunUpset(ConnectedChip& chip) {
         if (scenario.upset) {
-            scenario.upset(chip.target.flashloader);
+            scenario.upset(chip.host.flashloader);
         }
         return scenario.run(chip);
     }
@@ -56,8 +56,8 @@ protected:
     void FailAndRepeat(std::size_t index, bool isLasting) {
         const Fault fault{index, isLasting, RandomText(random)};
         const std::unique_ptr<ConnectedChip> chip = Prepare(scenario);
-        const Settings settings = chip->target.host.properties;
-        const Bytes ccfg = chip->FlashAt(chip->target.FlashEnd() - kCcfgSize, kCcfgSize);
+        const Settings settings = chip->host.properties;
+        const Bytes ccfg = chip->FlashAt(chip->FlashEnd() - kCcfgSize, kCcfgSize);
         if (Fail(*chip, fault)) {
             Repeat(*chip, settings, ccfg);
         }
@@ -65,15 +65,15 @@ protected:
 
     // Whether the fault ended the run.
     bool Fail(ConnectedChip& chip, const Fault& fault) {
-        FakeHost& host = chip.target.host;
+        SimulatedHost& host = chip.host;
         if (fault.isLasting) {
-            host.FailAllFrom(fault.index + 1, fault.text);
+            host.failures.FailAllFrom(fault.index + 1, fault.text);
         } else {
-            host.FailNthOfAny(fault.index + 1, fault.text);
+            host.failures.FailNthOfAny(fault.index + 1, fault.text);
         }
         const std::string error = RunUpset(chip);
-        host.StopFailing();
-        EXPECT_TRUE(host.LastFailure().has_value()) << "the planned fault did not strike";
+        host.failures.Clear();
+        EXPECT_TRUE(host.failures.Last().has_value()) << "the planned fault did not strike";
 
         const FaultOutcome expected = ExpectedOutcome(fault, host.calls, scenario);
         EXPECT_EQ(error, expected.error.value_or(scenario.upsetResult));
@@ -88,11 +88,11 @@ protected:
     }
 
     void Repeat(ConnectedChip& chip, const Settings& settings, const Bytes& ccfg) {
-        chip.target.flashloader.ForgetAnswers();
+        chip.host.flashloader.ForgetAnswers();
         if (scenario.KeepsCcfg()) {
             EXPECT_EQ(PutBackCcfg(chip, ccfg), "");
         }
-        chip.target.host.properties = settings;
+        chip.host.properties = settings;
         EXPECT_EQ(scenario.run(chip), "");
         EXPECT_TRUE(StateOf(chip) == undisturbed) << "another flash or other settings than without the fault";
     }

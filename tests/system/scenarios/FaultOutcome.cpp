@@ -1,5 +1,6 @@
 #include "tests/system/scenarios/FaultOutcome.h"
 
+#include <algorithm>
 #include <cstdio>
 #include <set>
 
@@ -18,149 +19,145 @@ const std::set<std::string> kOptionalSettings = {
     "WriteProtectionToggle",
 };
 
-bool EndsWith(const std::string& text, const std::string& end) {
-    return text.size() >= end.size() && text.compare(text.size() - end.size(), end.size(), end) == 0;
-}
-
-// Calls right before `index` that asked for the same setting and got it.
-std::size_t EarlierReadings(const Fault& fault, const std::vector<HostCall>& calls, std::size_t index) {
-    std::size_t readings = 0;
-    while (readings < index && index - readings - 1 < fault.index &&
-           calls[index - readings - 1].slot == Slot::GetProperty &&
-           calls[index - readings - 1].texts == calls[index].texts) {
-        ++readings;
-    }
-    return readings;
-}
-
-bool IsReadingOf(const HostCall& call, const char* setting) {
-    return call.slot == Slot::GetProperty && call.texts[0] == setting;
-}
-
-// Once the last sector has been read for a change of CCFG, the toggle of the write protection must be there.
-bool IsChangingCcfg(const std::vector<HostCall>& calls, std::size_t index, std::uint32_t sectorSize) {
-    while (index-- != 0 && calls[index].slot != Slot::HaltTarget) {
-        const HostCall& call = calls[index];
-        if (call.slot == Slot::ReadMemory && call.elementSize == 1 && call.count == sectorSize) {
-            return true;
-        }
-    }
-    return false;
-}
-
-// An optional setting is asked for once to see whether it is there, then twice for its text.
-bool IsTolerated(const Fault& fault, const std::vector<HostCall>& calls, std::size_t index, const Scenario& scenario) {
-    const HostCall& call = calls[index];
-    if (call.slot == Slot::GetDirectoryPath) {
-        return true;  // null counts as an empty text
-    }
-    if (call.slot != Slot::GetProperty || !kOptionalSettings.contains(call.texts[0])) {
-        return false;
-    }
-    if (call.texts[0] == "WriteProtectionToggle") {
-        return !IsChangingCcfg(calls, index, scenario.model->reference.sectorSize) &&
-               EarlierReadings(fault, calls, index) % 3 == 0;
-    }
-    return !scenario.settings.contains(call.texts[0]) || EarlierReadings(fault, calls, index) % 3 == 0;
-}
-
-// A chunk whose CRC is not asked for is still verified when an earlier chunk of the same request was: against 0.
-bool LeavesVerificationOn(const std::vector<HostCall>& calls, std::size_t index, const Scenario& scenario) {
-    const std::uint32_t firstBlock = scenario.model->mailbox.firstBlock;
-    if (!scenario.settings.contains("CrcVerify") || !IsReadingOf(calls[index], "CrcVerify") ||
-        calls[index - 1].slot != Slot::WriteMemory || calls[index - 1].number - firstBlock < 48) {
-        return false;
-    }
-    while (index-- != 0 && !IsReadingOf(calls[index], "FlashEraseSetting")) {
-        if (IsReadingOf(calls[index], "CrcVerify")) {
-            return true;
-        }
-    }
-    return false;
-}
-
-std::string Hex(std::size_t value, int digits) {
+std::string Hex(std::uint64_t value, int digits) {
     char text[32];
-    std::snprintf(text, sizeof text, "0x%0*zX", digits, value);
+    std::snprintf(text, sizeof text, "0x%0*llX", digits, static_cast<unsigned long long>(value));
     return text;
 }
 
-struct ReplacedText {
-    std::string error;
-    std::string line;  // without the host's text
-};
+// Goes through the calls in their order and knows what each is for from those before it.
+class CallReader {
+public:
+    CallReader(const Fault& theFault, const std::vector<HostCall>& theCalls, const Scenario& theScenario)
+        : fault(theFault), calls(theCalls), scenario(theScenario) {}
 
-ReplacedText ForBuffer(const std::string& error, const HostCall& call, std::uint32_t buffer) {
-    return {error + ".", "  " + error + ". addr=" + Hex(call.number, 8) +
-                             ", writeLength=" + std::to_string(call.count) + "(" + Hex(call.count, 1) +
-                             "), bufIdx=" + std::to_string(buffer)};
-}
+    FaultOutcome Read() {
+        for (std::size_t i = 0; i < calls.size(); ++i) {
+            const bool isFailing = i == fault.index || (fault.isLasting && i > fault.index);
+            if (isFailing && !IsTolerated(i)) {
+                return OutcomeAt(i);
+            }
+            if (isFailing && !fault.isLasting) {
+                return LeavesVerificationOn(i) ? FaultOutcome{kTimedOut, std::nullopt, calls.size()} : FaultOutcome{};
+            }
+            Pass(i, isFailing);
+        }
+        return {};
+    }
 
-ReplacedText ForWriting(const HostCall& call, const Scenario& scenario) {
-    const MailboxAddresses& mailbox = scenario.model->mailbox;
-    for (std::uint32_t block = 0; block < 2; ++block) {
-        if (call.number == mailbox.firstBlock + 24 * block) {
-            return {"Failed to write configuration block to target.",
-                    "Failed to write configuration block to target. Block " + std::to_string(block) +
-                        " (addr=" + Hex(call.number, 8) + ")"};
+private:
+    bool IsPropertyCall(std::size_t i) const { return calls[i].service == Service::GetProperty; }
+
+    // The first of the one or three calls that read an optional setting: whether it is there.
+    bool IsTestOfExistence(std::size_t i) const {
+        const std::string& name = calls[i].text;
+        const bool isMandatoryHere = name == "WriteProtectionToggle" && isChangingCcfg;
+        return IsPropertyCall(i) && kOptionalSettings.contains(name) && !isMandatoryHere && i >= endOfReading;
+    }
+
+    // A null directory counts as an empty text, a missing option is off.
+    bool IsTolerated(std::size_t i) const {
+        return calls[i].service == Service::GetDirectoryPath || IsTestOfExistence(i);
+    }
+
+    void Pass(std::size_t i, bool isFailing) {
+        const HostCall& call = calls[i];
+        lastProperty = IsPropertyCall(i) ? call.text : lastProperty;
+        if (IsTestOfExistence(i)) {
+            const bool isThere =
+                !isFailing && (scenario.settings.contains(call.text) || call.text == "WriteProtectionToggle");
+            endOfReading = isThere ? i + 3 : i + 1;
+            isCrcAskedFor = isCrcAskedFor || call.text == "CrcVerify";
+        } else if (call.service == Service::HaltTarget) {
+            isChangingCcfg = false;
+        } else if (call.service == Service::ReadMemory && call.address == LastSector() && call.value == 1) {
+            isChangingCcfg = true;  // in the image that was read
+        } else if (IsPropertyCall(i) && call.text == "FlashEraseSetting") {
+            isCrcAskedFor = false;  // a new request
         }
     }
-    const std::uint32_t buffer = call.number == mailbox.buffers[0] ? 0 : 1;
-    const bool isRestoring = scenario.KeepsCcfg() && call.count == kCcfgSize;
-    return ForBuffer(isRestoring ? "Failed to write data to temporary buffer in RAM when restoring CCFG in FLASH memory"
-                                 : "Failed to write data to temporary buffer in RAM before programming device FLASH "
-                                   "memory",
-                     call, buffer);
-}
 
-std::string ForReading(const HostCall& call, const std::string& text) {
-    const bool isMacAddress = call.elementSize == 1 && (call.count == 6 || call.count == 8);
-    return isMacAddress
-               ? "DoReadMacAddress(): Failed to read " + std::to_string(call.count) + " bytes from 0x.\nError: " + text
-               : text;
-}
-
-std::string ForProperty(const std::string& name) {
-    return EndsWith(name, "Loc") ? "Failed to read property '" + name + "'." : "Unknown property \"" + name + "\"";
-}
-
-// The detailed line is a host call, too, and may fail.
-FaultOutcome WithDetailedLine(const Fault& fault, std::size_t index, const ReplacedText& replaced) {
-    if (fault.isLasting) {
-        return {fault.TextOfCall(index + 1), std::nullopt, index + 2};
+    // A chunk whose CRC is not asked for is still verified when an earlier chunk of the same request was: against 0.
+    bool LeavesVerificationOn(std::size_t i) const {
+        const bool isBeforeThePost = calls[i].text == "CrcVerify" && calls[i - 1].service == Service::WriteMemory &&
+                                     std::ranges::count(simulation::kBuffers, calls[i - 1].address) != 0;
+        return IsPropertyCall(i) && isBeforeThePost && isCrcAskedFor && scenario.settings.contains("CrcVerify");
     }
-    return {replaced.error, replaced.line + "\nError: " + fault.text + "\n", index + 2};
-}
 
-FaultOutcome OutcomeAt(const Fault& fault, std::size_t index, const HostCall& call, const Scenario& scenario) {
-    switch (call.slot) {
-        case Slot::LoadProgram:
-            return WithDetailedLine(
-                fault, index,
-                {"Failed to write flashloader to device SRAM.", "Failed to write flashloader to device SRAM."});
-        case Slot::WriteMemory:
-            return WithDetailedLine(fault, index, ForWriting(call, scenario));
-        case Slot::ReadMemory:
-            return {ForReading(call, fault.TextOfCall(index)), std::nullopt, index + 1};
-        case Slot::GetProperty:
-            return {ForProperty(call.texts[0]), std::nullopt, index + 1};
-        default:
-            return {fault.TextOfCall(index), std::nullopt, index + 1};
+    FaultOutcome OutcomeAt(std::size_t i) const {
+        const HostCall& call = calls[i];
+        switch (call.service) {
+            case Service::LoadProgram:
+                return WithDetailedLine(i, "Failed to write flashloader to device SRAM.", "");
+            case Service::WriteMemory:
+                return OutcomeOfWriting(i);
+            case Service::ReadMemory:
+                return {OfReading(call, fault.TextOfCall(i)), std::nullopt, i + 1};
+            case Service::GetProperty:
+                return {OfProperty(call.text), std::nullopt, i + 1};
+            default:
+                return {fault.TextOfCall(i), std::nullopt, i + 1};
+        }
     }
-}
+
+    FaultOutcome OutcomeOfWriting(std::size_t i) const {
+        const HostCall& call = calls[i];
+        for (std::uint32_t number = 0; number < 2; ++number) {
+            if (call.address == simulation::BlockAddress(number)) {
+                return WithDetailedLine(i, "Failed to write configuration block to target.",
+                                        " Block " + std::to_string(number) + " (addr=" + Hex(call.address, 8) + ")");
+            }
+        }
+        // What goes into a buffer behind the question whether CCFG is kept is CCFG.
+        const bool isRestoring = lastProperty == "KeepCcfgSetting";
+        const std::string work =
+            isRestoring ? "when restoring CCFG in FLASH memory." : "before programming device FLASH memory.";
+        return WithDetailedLine(i, "Failed to write data to temporary buffer in RAM " + work,
+                                " addr=" + Hex(call.address, 8) + ", writeLength=" + std::to_string(call.number) + "(" +
+                                    Hex(call.number, 1) +
+                                    "), bufIdx=" + (call.address == simulation::kBuffers[0] ? "0" : "1"),
+                                "  ");
+    }
+
+    // The detailed line is a host call, too, and may fail.
+    FaultOutcome WithDetailedLine(std::size_t i, const std::string& error, const std::string& details,
+                                  const std::string& indent = "") const {
+        if (fault.isLasting) {
+            return {fault.TextOfCall(i + 1), std::nullopt, i + 2};
+        }
+        return {error, indent + error + details + "\nError: " + fault.text + "\n", i + 2};
+    }
+
+    // Of the bytes of a radio address, by their place, or of anything else.
+    std::string OfReading(const HostCall& call, const std::string& text) const {
+        const std::uint64_t addresses[] = {0x5000'1200, 0x5000'1208, FlashEnd() - kIeeeSecondaryFromEnd,
+                                           FlashEnd() - kBleSecondaryFromEnd};
+        const bool isMacAddress = std::ranges::count(addresses, call.address) != 0;
+        return isMacAddress ? "DoReadMacAddress(): Failed to read " + std::to_string(call.number) +
+                                  " bytes from 0x.\nError: " + text
+                            : text;
+    }
+
+    static std::string OfProperty(const std::string& name) {
+        return name.ends_with("Loc") ? "Failed to read property '" + name + "'." : "Unknown property \"" + name + "\"";
+    }
+
+    std::uint32_t FlashEnd() const { return scenario.model->reference.sectorSize * scenario.sectorCount; }
+    std::uint32_t LastSector() const { return FlashEnd() - scenario.model->reference.sectorSize; }
+
+    const Fault& fault;
+    const std::vector<HostCall>& calls;
+    const Scenario& scenario;
+    std::string lastProperty;
+    std::size_t endOfReading = 0;  // behind the calls that read the last optional setting
+    bool isChangingCcfg = false;   // then the toggle of the write protection must be there
+    bool isCrcAskedFor = false;    // for a chunk of this request
+};
 
 }  // namespace
 
 FaultOutcome ExpectedOutcome(const Fault& fault, const std::vector<HostCall>& calls, const Scenario& scenario) {
-    std::size_t index = fault.index;
-    while (index < calls.size() && IsTolerated(fault, calls, index, scenario)) {
-        if (!fault.isLasting) {
-            const bool isMisled = LeavesVerificationOn(calls, index, scenario);
-            return isMisled ? FaultOutcome{kTimedOut, std::nullopt, calls.size()} : FaultOutcome{};
-        }
-        ++index;
-    }
-    return index == calls.size() ? FaultOutcome{} : OutcomeAt(fault, index, calls[index], scenario);
+    return CallReader(fault, calls, scenario).Read();
 }
 
 }  // namespace flash::test

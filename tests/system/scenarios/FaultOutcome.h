@@ -6,7 +6,6 @@
 #include <string>
 #include <vector>
 
-#include "tests/support/HostCall.h"
 #include "tests/system/scenarios/Scenario.h"
 
 namespace flash::test {

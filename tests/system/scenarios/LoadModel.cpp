@@ -35,7 +35,7 @@ void LoadModel::SayWhatIsSkipped() {
 
 void LoadModel::Post(std::uint32_t command, std::uint32_t address, std::uint32_t length, std::uint32_t crc,
                      Bytes data) {
-    TakenCommand taken;
+    PostedCommand taken;
     taken.command = command;
     taken.address = address;
     taken.length = length;
@@ -48,7 +48,7 @@ void LoadModel::Post(std::uint32_t command, std::uint32_t address, std::uint32_t
 
 void LoadModel::NeedFlashloader() {
     if (!isLoaded) {
-        Say("Loading flashloader to target: %s\n", "flashloader.elf");
+        Say("Loading flashloader to target: %s\n", "flashloader.out");
         isLoaded = true;
     }
 }
@@ -87,10 +87,9 @@ void LoadModel::Write(const Segment& segment) {
             SayWhatIsSkipped();
             arePagesKnown = !runs.empty();
         }
-        bool isDone = false;
         for (const PageRun run : runs) {
-            if (!isDone) {
-                WriteWithinRun(segment, run, isDone);
+            if (!WriteWithinRun(segment, {run.first * geometry.sectorSize, (run.last + 1) * geometry.sectorSize - 1})) {
+                return;
             }
         }
     } else if (settings.isSkippingFill) {
@@ -100,29 +99,38 @@ void LoadModel::Write(const Segment& segment) {
     }
 }
 
-void LoadModel::WriteWithinRun(const Segment& segment, PageRun run, bool& isDone) {
-    const std::uint32_t f = run.first * geometry.sectorSize;
-    const std::uint32_t t = (run.last + 1) * geometry.sectorSize - 1;
-    const std::uint32_t a = segment.address;
-    const auto l = static_cast<std::uint32_t>(segment.data.size());
-    const std::uint32_t e = a + l - 1;
-    if (f <= a && t >= e) {
-        Program(segment);
-        isDone = true;
-    } else if (f < a && a < t && t <= e) {
-        ProgramPart(segment, 0, t - a);  // loses the byte at t
-    } else if (f >= a && f <= a + l && t >= a && t <= a + l) {
-        ProgramPart(segment, f - a, t - f + 1);
-    } else if (f > a && f < e && t > e) {
-        ProgramPart(segment, f - a, a + l - f);
+// Byte by byte: of a run of permitted pages and a request that is not all within it, the byte at `address`.
+LoadModel::ProgrammedByte LoadModel::ByteWithinRun(const Segment& segment, AddressRun run, std::uint64_t address) {
+    const std::uint64_t end = std::uint64_t{segment.address} + segment.data.size();
+    const bool isLastOfRun = address == run.last;
+    if (address == end) {
+        // Behind the data: erased flash, when that completes the run.
+        return isLastOfRun && run.first >= segment.address ? ProgrammedByte(0xFF) : std::nullopt;
     }
+    const bool isLost = run.first < segment.address ? isLastOfRun : run.first == end - 1;
+    return isLost ? std::nullopt : ProgrammedByte(segment.data[address - segment.address]);
 }
 
-void LoadModel::ProgramPart(const Segment& segment, std::uint32_t from, std::uint32_t length) {
-    Bytes part(length, 0xFF);  // a byte behind the data is erased flash
-    const std::size_t given = std::min<std::size_t>(length, segment.data.size() - from);
-    std::copy_n(segment.data.begin() + from, given, part.begin());
-    Program({segment.address + from, part});
+// False when the whole request lies within the run, so that no other concerns it. An end behind the address space
+// wraps.
+bool LoadModel::WriteWithinRun(const Segment& segment, AddressRun run) {
+    const auto lastAddress = static_cast<std::uint32_t>(segment.address + segment.data.size() - 1);
+    if (run.first <= segment.address && lastAddress <= run.last) {
+        Program(segment);
+        return false;
+    }
+    Segment part{0, {}};
+    const std::uint64_t end = segment.data.empty() ? 0 : std::uint64_t{segment.address} + segment.data.size();
+    for (std::uint64_t at = std::max(run.first, segment.address); at <= std::min<std::uint64_t>(run.last, end); ++at) {
+        if (const ProgrammedByte byte = ByteWithinRun(segment, run, at)) {
+            part.address = part.data.empty() ? static_cast<std::uint32_t>(at) : part.address;
+            part.data.push_back(*byte);
+        }
+    }
+    if (!part.data.empty()) {
+        Program(part);
+    }
+    return true;
 }
 
 void LoadModel::WriteUnfilled(const Segment& segment) {

@@ -3,11 +3,12 @@
 #pragma once
 
 #include <cstdint>
+#include <optional>
 #include <set>
 #include <string>
 #include <vector>
 
-#include "tests/system/scenarios/ConnectedChip.h"
+#include "tests/support/ConnectedChip.h"
 
 namespace flash::test {
 
@@ -38,11 +39,14 @@ public:
     void Start();
     void Write(const Segment& segment);
 
-    std::vector<TakenCommand> commands;
+    std::vector<PostedCommand> commands;
     std::vector<std::string> messages;
 
 private:
     struct PageRun {
+        std::uint32_t first, last;
+    };
+    struct AddressRun {
         std::uint32_t first, last;
     };
 
@@ -52,10 +56,11 @@ private:
     void NeedFlashloader();
     std::vector<PageRun> Runs(const std::set<std::uint32_t>& pages, bool areNamed) const;
 
-    void WriteWithinRun(const Segment& segment, PageRun run, bool& isDone);
+    using ProgrammedByte = std::optional<std::uint8_t>;
+    static ProgrammedByte ByteWithinRun(const Segment& segment, AddressRun run, std::uint64_t address);
+    bool WriteWithinRun(const Segment& segment, AddressRun run);
     void WriteUnfilled(const Segment& segment);
     void Program(const Segment& segment);
-    void ProgramPart(const Segment& segment, std::uint32_t from, std::uint32_t length);
     void SendChunks(std::uint32_t address, const Bytes& data);
     void EraseBank();
     void SaveCcfg();

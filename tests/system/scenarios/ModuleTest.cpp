@@ -11,7 +11,7 @@
 #include <dlfcn.h>
 #endif
 
-#include "tests/system/scenarios/ConnectedChip.h"
+#include "tests/support/ConnectedChip.h"
 
 namespace flash::test {
 namespace {
@@ -24,10 +24,10 @@ const char* Create(const char* name, IFlashHost* host, IFlashDevice2** device) {
 TEST(Factory, SelectsTheGenerationByTheSixthCharacter) {
     for (char digit = '0'; digit <= '9'; ++digit) {
         SCOPED_TRACE(digit);
-        TestTarget target(kLumoD);
+        SimulatedHost host;
         const std::string name = std::string("XXXXX") + digit;
         IFlashDevice2* device = nullptr;
-        ASSERT_STREQ(Create(name.c_str(), &target.host, &device), nullptr);
+        ASSERT_STREQ(Create(name.c_str(), &host, &device), nullptr);
         bool isInside = false;
 
         EXPECT_STREQ(device->IsAddressInFlash(32 * 4096 + 1, &isInside), nullptr);
@@ -40,11 +40,11 @@ TEST(Factory, SelectsTheGenerationByTheSixthCharacter) {
 template <typename Exception>
 void ExpectThrown(const char* name, const char* text) {
     SCOPED_TRACE(name == nullptr ? "null" : name);
-    TestTarget target(kLumoD);
-    auto* const untouched = reinterpret_cast<IFlashDevice2*>(&target);
+    SimulatedHost host;
+    auto* const untouched = reinterpret_cast<IFlashDevice2*>(&host);
     IFlashDevice2* device = untouched;
     try {
-        Create(name, &target.host, &device);
+        Create(name, &host, &device);
         ADD_FAILURE() << "nothing was thrown";
     } catch (const Exception& error) {
         EXPECT_STREQ(error.what(), text);
@@ -52,7 +52,7 @@ void ExpectThrown(const char* name, const char* text) {
         ADD_FAILURE() << "another type of exception: " << error.what();
     }
     EXPECT_EQ(device, untouched);
-    EXPECT_TRUE(target.host.calls.empty());
+    EXPECT_TRUE(host.calls.empty());
 }
 
 TEST(Factory, ThrowsForANameWithoutAGenerationDigit) {
@@ -67,10 +67,10 @@ TEST(Factory, ThrowsForANameWithoutAGenerationDigit) {
 
 TEST(Factory, TakesNullTextsAsEmptyOnes) {
     static const LoadedModule module;
-    TestTarget target(kLumoF);
+    SimulatedHost host;
     IFlashDevice2* device = nullptr;
 
-    ASSERT_STREQ(module.Create("LumoF2", nullptr, nullptr, &target.host, &device), nullptr);
+    ASSERT_STREQ(module.Create("LumoF2", nullptr, nullptr, &host, &device), nullptr);
 
     device->Release();
 }
@@ -78,7 +78,7 @@ TEST(Factory, TakesNullTextsAsEmptyOnes) {
 TEST(Factory, CallsNoHostService) {
     const ConnectedChip chip(kLumoF);
 
-    EXPECT_TRUE(chip.target.host.calls.empty());
+    EXPECT_TRUE(chip.host.calls.empty());
 }
 
 TEST(Factory, ADeviceWithoutAHostFailsWithAText) {
@@ -103,15 +103,15 @@ TEST(TwoDevices, KeepTheirStateApart) {
     EXPECT_EQ(first.FlashAt(0, 6000), Pattern(6000, 1));
     EXPECT_EQ(first.FlashAt(0x4000, 100), Pattern(100, 3));
     EXPECT_EQ(second.FlashAt(0, 9000), Pattern(9000, 2));
-    EXPECT_FALSE(first.target.host.messages.empty());
-    EXPECT_TRUE(second.target.host.messages.empty());
+    EXPECT_FALSE(first.host.messages.empty());
+    EXPECT_TRUE(second.host.messages.empty());
 }
 
 TEST(TwoDevices, KeepTheirErrorTextsApart) {
     InitializedChip first(kLumoD);
     InitializedChip second(kLumoD);
-    first.target.host.FailNth(Slot::HaltTarget, 1, "of the first");
-    second.target.host.FailNth(Slot::HaltTarget, 1, "of the second");
+    first.host.failures.FailNth(Service::HaltTarget, 1, "of the first");
+    second.host.failures.FailNth(Service::HaltTarget, 1, "of the second");
 
     const char* firstError = first.device->NotifyPhase(1);
     const char* secondError = second.device->NotifyPhase(1);
@@ -145,19 +145,19 @@ protected:
 TEST_F(CopiedModule, LoadsWorksAndUnloadsAgainAndAgain) {
     for (int round = 0; round < 20; ++round) {
         SCOPED_TRACE(round);
-        TestTarget target(kLumoD);
+        SimulatedHost host;
         {
             const LoadedModule module(path.string());
             ASSERT_TRUE(IsLoaded());
             IFlashDevice2* device = nullptr;
-            ASSERT_STREQ(module.Create(kLumoD.deviceName, "", "", &target.host, &device), nullptr);
+            ASSERT_STREQ(module.Create(kLumoD.deviceName, "", "", &host, &device), nullptr);
             const DevicePointer owned(device);
             bool ready = false;
             const char* operations = nullptr;
             ASSERT_STREQ(device->Initialize(&ready, &operations), nullptr);
             const Bytes data = Pattern(300, static_cast<std::uint8_t>(round));
             ASSERT_STREQ(device->Write(data.data(), 0, 300), nullptr);
-            EXPECT_EQ(target.host.memory.Bytes(0, 300), data);
+            EXPECT_EQ(host.memory.Bytes(0, 300), data);
             EXPECT_STREQ(device->Execute("nonsense"), "Unsupported Operation Code: 'nonsense'");
         }
         ASSERT_FALSE(IsLoaded());

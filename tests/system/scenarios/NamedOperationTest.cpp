@@ -2,7 +2,7 @@
 // the screen.
 #include <gtest/gtest.h>
 
-#include "tests/system/scenarios/ConnectedChip.h"
+#include "tests/support/ConnectedChip.h"
 
 namespace flash::test {
 namespace {
@@ -10,10 +10,10 @@ namespace {
 class NamedOperation : public testing::TestWithParam<const ChipModel*> {
 protected:
     InitializedChip chip{*GetParam()};
-    FakeHost& host = chip.target.host;
-    std::uint32_t sector = chip.target.Geometry().sectorSize;
-    std::uint32_t flashEnd = chip.target.FlashEnd();
-    std::uint32_t lastSector = chip.target.Geometry().LastSector();
+    SimulatedHost& host = chip.host;
+    std::uint32_t sector = chip.geometry.sectorSize;
+    std::uint32_t flashEnd = chip.FlashEnd();
+    std::uint32_t lastSector = chip.geometry.LastSector();
     Bytes flash = Pattern(flashEnd, 3);
 
     void SetUp() override {
@@ -61,11 +61,11 @@ TEST_P(NamedOperation, EraseSectorsOfAnEmptyListTouchesNothing) {
     ASSERT_EQ(chip.Execute("EraseSectors"), "");
 
     EXPECT_EQ(chip.Flash(), flash);
-    EXPECT_EQ(chip.target.flashloader.loads, 0U);
+    EXPECT_EQ(chip.host.flashloader.loads, 0U);
 }
 
 TEST_P(NamedOperation, EraseSectorsRefusesWhatIsNoPageList) {
-    const std::string count = std::to_string(chip.target.Geometry().sectorCount);
+    const std::string count = std::to_string(chip.geometry.sectorCount);
     const std::pair<const char*, std::string> cases[] = {
         {"1;2", "Invalid option was given \"1;2\".\n"},
         {"5-3", "Invalid range was given \"5-3\".\n"},
@@ -91,18 +91,18 @@ TEST_P(NamedOperation, ReadsShowAndStoreTheAddresses) {
         const char* text;
     };
     const Case cases[] = {
-        {"ReadPriBle", "DeviceBlePrimary", "11:22:33:44:55:66"},
+        {"ReadPriBle", "DeviceBlePrimary", "B1:B2:B3:B4:B5:B6"},
         {"ReadSecBle", "DeviceBleSecondary", "0A:0B:0C:0D:0E:0F"},
-        {"ReadPriIeee", "DeviceIeeePrimary", "01:23:45:67:89:AB:CD:EF"},
+        {"ReadPriIeee", "DeviceIeeePrimary", "A1:A2:A3:A4:A5:A6:A7:A8"},
         {"ReadSecIeee", "DeviceIeeeSecondary", "01:02:03:04:05:06:07:08"},
     };
     for (const Case& c : cases) {
         SCOPED_TRACE(c.name);
-        chip.ForgetPast();
+        chip.host.ForgetCalls();
         ASSERT_EQ(chip.Execute(c.name), "");
         EXPECT_EQ(chip.Property(c.property), c.text);
         EXPECT_EQ(host.messages, Texts{std::string(c.name) + ": " + c.text});
-        EXPECT_EQ(host.CountOf(Slot::HaltTarget), 0U) << "no phase follows a read";
+        EXPECT_EQ(host.CountOf(Service::HaltTarget), 0U) << "no phase follows a read";
     }
 }
 
@@ -140,13 +140,13 @@ TEST_P(NamedOperation, WritesRefuseWhatIsNoAddress) {
 
 TEST_P(NamedOperation, SecondaryAddressesMoveWithTheEndOfFlash) {
     InitializedChip small(*GetParam(), 8);
-    const std::uint32_t end = small.target.FlashEnd();
-    small.target.host.memory.SetBytes(end - kBleSecondaryFromEnd, {6, 5, 4, 3, 2, 1});
+    const std::uint32_t end = small.FlashEnd();
+    small.host.memory.SetBytes(end - kBleSecondaryFromEnd, {6, 5, 4, 3, 2, 1});
 
     ASSERT_EQ(small.Execute("ReadSecBle"), "");
     EXPECT_EQ(small.Property("DeviceBleSecondary"), "01:02:03:04:05:06");
     ASSERT_EQ(small.Execute("ReadPriBle"), "");
-    EXPECT_EQ(small.Property("DeviceBlePrimary"), "11:22:33:44:55:66") << "factory data stays where it is";
+    EXPECT_EQ(small.Property("DeviceBlePrimary"), "B1:B2:B3:B4:B5:B6") << "factory data stays where it is";
 
     small.Property("DeviceBleSecondary") = "61:62:63:64:65:66";
     ASSERT_EQ(small.Execute("WriteSecBle"), "");
@@ -157,12 +157,12 @@ TEST_P(NamedOperation, BlankCheckTellsWhetherFlashIsErased) {
     ASSERT_EQ(chip.Execute("BlankCheck"), "");
     EXPECT_EQ(host.messages, Texts{"Blank Check: Device flash is programmed"});
 
-    chip.ForgetPast();
+    chip.host.ForgetCalls();
     host.memory.Fill(0, 0xFF, flashEnd);
     ASSERT_EQ(chip.Execute("BlankCheck"), "");
     EXPECT_EQ(host.messages, Texts{"Blank Check: Device flash is blank"});
     const bool isFirstGeneration = GetParam() == &kLumoD;
-    EXPECT_EQ(TextsOf(chip.target.flashloader.taken),
+    EXPECT_EQ(TextsOf(chip.host.flashloader.commands),
               Texts{isFirstGeneration ? "command=6 addr=0x00000000 length=131072 crc=0x208E45D0 block=0"
                                       : "command=6 addr=0x00000000 length=360448 crc=0x9DF984D5 block=0"});
 }
@@ -172,20 +172,20 @@ TEST_P(NamedOperation, BlankCheckOfAnUnknownSizePostsNothing) {
 
     EXPECT_EQ(small.Execute("BlankCheck"), "Cannot perform Blank Check. Unknown Flash size!");
 
-    EXPECT_EQ(small.target.flashloader.loads, 1U);
-    EXPECT_TRUE(small.target.flashloader.taken.empty());
+    EXPECT_EQ(small.host.flashloader.loads, 1U);
+    EXPECT_TRUE(small.host.flashloader.commands.empty());
 }
 
 TEST_P(NamedOperation, AnUnknownNameDropsTheStateOfTheLoadAndNothingMore) {
     ASSERT_EQ(chip.Write({0, Pattern(4, 1)}), "");
-    chip.ForgetPast();
+    chip.host.ForgetCalls();
     for (const char* name : {"erase", "Erase ", "MassErase", "", "100%s%n"}) {
         EXPECT_EQ(chip.Execute(name), std::string("Unsupported Operation Code: '") + name + "'");
     }
     EXPECT_TRUE(host.calls.empty());
 
     ASSERT_EQ(chip.Write({0, Pattern(4, 1)}), "");
-    EXPECT_EQ(chip.target.flashloader.loads, 2U) << "the flashloader counts as not loaded";
+    EXPECT_EQ(chip.host.flashloader.loads, 2U) << "the flashloader counts as not loaded";
 }
 
 INSTANTIATE_TEST_SUITE_P(Generations, NamedOperation, testing::Values(&kLumoD, &kLumoF),

@@ -1,14 +1,14 @@
 // Whole program loads, from phase 1 to phase 2: which commands reach the flashloader, and what the flash holds then.
 #include <gtest/gtest.h>
 
-#include "tests/system/scenarios/ConnectedChip.h"
+#include "tests/support/ConnectedChip.h"
 
 namespace flash::test {
 namespace {
 
 std::string Posted(std::uint32_t command, std::uint32_t address, std::uint32_t length, std::uint32_t block,
                    std::uint32_t crc = 0) {
-    TakenCommand taken;
+    PostedCommand taken;
     taken.command = command;
     taken.address = address;
     taken.length = length;
@@ -26,21 +26,21 @@ Bytes Joined(Bytes first, const Bytes& second) {
 class ProgramLoad : public testing::TestWithParam<const ChipModel*> {
 protected:
     InitializedChip chip{*GetParam()};
-    std::uint32_t sector = chip.target.Geometry().sectorSize;
-    std::uint32_t flashEnd = chip.target.FlashEnd();
-    std::uint32_t lastSector = chip.target.Geometry().LastSector();
+    std::uint32_t sector = chip.geometry.sectorSize;
+    std::uint32_t flashEnd = chip.FlashEnd();
+    std::uint32_t lastSector = chip.geometry.LastSector();
     std::uint32_t ccfg = flashEnd - kCcfgSize;
     Bytes old = Pattern(2 * sector, 77);
 
     void SetUp() override {
-        chip.target.host.memory.SetBytes(sector, old);
+        chip.host.memory.SetBytes(sector, old);
         Bytes area = Pattern(kCcfgSize, 5);
-        chip.target.host.memory.SetBytes(ccfg, area);
-        chip.target.host.memory.SetWord(flashEnd - kCcfgSizeWordFromEnd, 0x0058'0001);
+        chip.host.memory.SetBytes(ccfg, area);
+        chip.host.memory.SetWord(flashEnd - kCcfgSizeWordFromEnd, 0x0058'0001);
     }
 
-    Bytes Ccfg() const { return chip.FlashAt(ccfg, kCcfgSize); }
-    Texts Commands() const { return TextsOf(chip.target.flashloader.taken); }
+    Bytes Ccfg() { return chip.FlashAt(ccfg, kCcfgSize); }
+    Texts Commands() const { return TextsOf(chip.host.flashloader.commands); }
     void SetErase(const char* setting) { chip.Property("FlashEraseSetting") = setting; }
     void SwitchOn(const char* option) { chip.Property(option) = "1"; }
 };
@@ -95,19 +95,19 @@ TEST_P(ProgramLoad, AllUnprotectedSectorsErasesTheBankOnceInALoad) {
     EXPECT_EQ(chip.FlashAt(sector, 2 * sector), Bytes(2 * sector, 0xFF));
     EXPECT_EQ(chip.FlashAt(4 * sector, 20), Pattern(20, 8));
 
-    chip.ForgetPast();
+    chip.host.ForgetCalls();
     ASSERT_EQ(chip.Load(program), "");
     EXPECT_EQ(Commands().front(), Posted(1, 0, 0, 0)) << "the next load erases again";
 }
 
 TEST_P(ProgramLoad, AFailedBankEraseFailsTheWriteAndIsTriedAgain) {
     SetErase("All Unprotected Sectors");
-    chip.target.flashloader.AnswerNth(1, AnswerWithStatus(0x0004'0102));
+    chip.host.flashloader.AnswerNth(1, AnswerWithStatus(0x0004'0102));
     const std::string failure =
         "Erasing all unprotected pages failed! Timed out waiting for target flashloader to complete command";
 
     EXPECT_EQ(chip.Load({{0, Pattern(10, 9)}}), failure);
-    EXPECT_EQ(chip.target.host.messages, Texts{failure});
+    EXPECT_EQ(chip.host.messages, Texts{failure});
 
     ASSERT_EQ(chip.Write({0, Pattern(10, 9)}), "");
     EXPECT_EQ(Commands(), (Texts{Posted(1, 0, 0, 0), Posted(1, 0, 0, 1), Posted(2, 0, 10, 0)}));
@@ -149,29 +149,29 @@ TEST_P(ProgramLoad, EmptyWriteWaitsAndPostsNothing) {
     ASSERT_EQ(chip.Load({{0, {}}}), "");
 
     EXPECT_TRUE(Commands().empty());
-    EXPECT_EQ(chip.target.flashloader.loads, 1U);
+    EXPECT_EQ(chip.host.flashloader.loads, 1U);
 }
 
 TEST_P(ProgramLoad, TheSecondLoadOnADeviceStartsAfresh) {
     ASSERT_EQ(chip.Load({{0, Pattern(10, 9)}}), "");
-    chip.ForgetPast();
+    chip.host.ForgetCalls();
 
     ASSERT_EQ(chip.Load({{0, Pattern(20, 8)}}), "");
 
     EXPECT_EQ(Commands(), (Texts{Posted(3, 0, 20, 0)})) << "the block counter starts at 0 again";
-    EXPECT_EQ(chip.target.flashloader.loads, 2U);
+    EXPECT_EQ(chip.host.flashloader.loads, 2U);
     EXPECT_EQ(chip.FlashAt(0, 20), Pattern(20, 8));
 }
 
 TEST_P(ProgramLoad, SlowAnswersAreWaitedForAndOverlapTheNextChunk) {
-    chip.target.flashloader.AnswerAll(AnswerAfterPolls(3));
+    chip.host.flashloader.AnswerAll(AnswerAfterPolls(3));
     const Bytes data = Pattern(2 * sector, 9);
 
     ASSERT_EQ(chip.Load({{0, data}}), "");
 
     EXPECT_EQ(chip.FlashAt(0, 2 * sector), data);
-    EXPECT_EQ(chip.target.host.CountOf(Slot::WaitMilliseconds), 6U);
-    const Texts transfers = TextsOf(Only(chip.target.host.calls, {Slot::WriteMemory, Slot::WaitMilliseconds}));
+    EXPECT_EQ(chip.host.CountOf(Service::WaitMilliseconds), 6U);
+    const Texts transfers = TextsOf(Only(chip.host.calls, {Service::WriteMemory, Service::WaitMilliseconds}));
     EXPECT_EQ(transfers[2].substr(0, 11), "WriteMemory") << "the second chunk travels before the first is waited for";
 }
 
@@ -215,7 +215,7 @@ TEST_P(ProgramLoad, KeptCcfgIsRestoredOnlyWhenItsStartIsPassed) {
     for (const Case& c : cases) {
         SCOPED_TRACE(c.name);
         SetUp();
-        chip.ForgetPast();
+        chip.host.ForgetCalls();
         ASSERT_EQ(chip.Load({{c.address, Pattern(c.length, 9)}}), "");
         EXPECT_EQ(Commands(), c.commands);
     }
@@ -225,7 +225,7 @@ TEST_P(ProgramLoad, KeptCcfgIsReadAfreshInEachLoad) {
     SwitchOn("KeepCcfgSetting");
     SetErase("All Unprotected Sectors");
     ASSERT_EQ(chip.Load({{0, Pattern(10, 9)}}), "");
-    chip.target.host.memory.SetBytes(flashEnd - kIeeeSecondaryFromEnd, Bytes(8, 0));
+    chip.host.memory.SetBytes(flashEnd - kIeeeSecondaryFromEnd, Bytes(8, 0));
     const Bytes changed = Ccfg();
 
     ASSERT_EQ(chip.Load({{0, Pattern(10, 9)}}), "");
@@ -238,7 +238,7 @@ TEST_P(ProgramLoad, ACcfgOfAnImpossibleSizeIsNotKept) {
     const Bytes data = Pattern(sector, 9);
     for (const std::uint32_t size : {0U, sector + 1}) {
         SCOPED_TRACE(size);
-        chip.target.host.memory.SetWord(flashEnd - kCcfgSizeWordFromEnd, size << 16);
+        chip.host.memory.SetWord(flashEnd - kCcfgSizeWordFromEnd, size << 16);
         ASSERT_EQ(chip.Load({{lastSector, data}}), "");
         EXPECT_EQ(chip.FlashAt(lastSector, sector), data);
     }
@@ -339,7 +339,7 @@ TEST_P(ProgramLoad, EachClosingOptionChangesItsFieldAndNothingElse) {
         SCOPED_TRACE(option.name);
         InitializedChip fresh(*GetParam());
         Bytes expected = Pattern(sector, 5);
-        fresh.target.host.memory.SetBytes(lastSector, expected);
+        fresh.host.memory.SetBytes(lastSector, expected);
         for (const auto& [name, value] : option.settings) {
             fresh.Property(name) = value;
         }
@@ -347,12 +347,12 @@ TEST_P(ProgramLoad, EachClosingOptionChangesItsFieldAndNothingElse) {
 
         ASSERT_EQ(fresh.Load({{0, Pattern(10, 9)}}), "");
 
-        EXPECT_EQ(TextsOf(fresh.target.flashloader.taken),
+        EXPECT_EQ(TextsOf(fresh.host.flashloader.commands),
                   (Texts{Posted(2, 0, 10, 0), Posted(3, lastSector, sector, 0)}));
         std::copy(option.bytes.begin(), option.bytes.end(), expected.end() - option.fromEnd);
         EXPECT_EQ(fresh.FlashAt(lastSector, sector), expected);
         EXPECT_EQ(fresh.Property("FlashEraseSetting"), "Do not erase sectors (program load only)");
-        EXPECT_FALSE(fresh.target.flashloader.isRunning) << "halted at the end";
+        EXPECT_FALSE(fresh.host.flashloader.isRunning) << "halted at the end";
     }
 }
 
@@ -380,13 +380,13 @@ TEST_P(ProgramLoad, ProtectionOnceClearedStaysClearedForTheDevice) {
 
     ASSERT_EQ(chip.Load({}), "");
 
-    EXPECT_EQ(chip.target.host.memory.Word(flashEnd - kProtectionFromEnd), 0xFFFF'FFFCU);
+    EXPECT_EQ(chip.host.memory.Word(flashEnd - kProtectionFromEnd), 0xFFFF'FFFCU);
 }
 
 TEST_P(ProgramLoad, WithoutClosingOptionsTheTargetIsOnlyHalted) {
     ASSERT_EQ(chip.Notify(2), "");
 
-    const std::vector<HostCall> onTarget = Without(chip.target.host.calls, {Slot::GetProperty});
+    const std::vector<HostCall> onTarget = Without(chip.host.calls, {Service::GetProperty});
     EXPECT_EQ(TextsOf(onTarget), Texts{"HaltTarget"});
 }
 

@@ -15,7 +15,7 @@ constexpr std::size_t kUsualRounds = 1500;
 class RandomLoad {
 public:
     explicit RandomLoad(std::uint32_t seed)
-        : random(seed), chip(Coin() ? kLumoD : kLumoF, Below(10) + 2), geometry(chip.target.Geometry()) {
+        : random(seed), chip(Coin() ? kLumoD : kLumoF, Below(10) + 2), geometry(chip.geometry) {
         ChooseSettings();
         SetUpChip();
         for (std::uint32_t writes = Below(5) + 1; writes != 0; --writes) {
@@ -31,17 +31,18 @@ public:
             model.Write(segment);
             EXPECT_EQ(chip.Write(segment), "");
         }
-        const std::vector<TakenCommand>& taken = chip.target.flashloader.taken;
-        EXPECT_EQ(TextsOf(taken), TextsOf(model.commands));
-        for (std::size_t i = 0; i < std::min(taken.size(), model.commands.size()); ++i) {
-            EXPECT_TRUE(taken[i].data == model.commands[i].data) << "data of command " << i;
+        chip.host.HaltTarget();  // lets the flashloader finish what is posted
+        const std::vector<PostedCommand>& posted = chip.host.flashloader.commands;
+        EXPECT_EQ(TextsOf(posted), TextsOf(model.commands));
+        for (std::size_t i = 0; i < std::min(posted.size(), model.commands.size()); ++i) {
+            EXPECT_TRUE(posted[i].data == model.commands[i].data) << "data of command " << i;
         }
-        EXPECT_EQ(chip.target.host.messages, model.messages);
-        commands += taken.size();
+        EXPECT_EQ(chip.host.messages, model.messages);
+        commands += posted.size();
     }
 
     std::string Describe() const {
-        std::string text = std::string(chip.target.model.deviceName) + ", " + std::to_string(geometry.sectorCount) +
+        std::string text = std::string(chip.model.deviceName) + ", " + std::to_string(geometry.sectorCount) +
                            " sectors, erase '" + settings.erasingText + "' of " + settings.erasedPagesText;
         text += settings.isSkippingPages ? ", skip " + settings.skippedPagesText : "";
         text += settings.isSkippingFill ? ", fill " + settings.fillText : "";
@@ -148,14 +149,13 @@ void RandomLoad::SetUpChip() {
     chip.Property("KeepCcfgSetting") = text(settings.isKeepingCcfg);
     chip.Property("CrcVerify") = text(settings.isVerifying);
     chip.Property("FlashVerboseMode") = text(settings.isVerbose);
-    chip.target.host.isRecording = false;
-    TargetMemory& memory = chip.target.host.memory;
+    ChipMemory& memory = chip.host.memory;
     memory.SetBytes(geometry.LastSector(), Pattern(geometry.sectorSize, 9));
     memory.SetWord(geometry.Size() - kCcfgSizeWordFromEnd, ccfgSize << 16);
     // Every command succeeds and none touches the flash, so that requests may lie anywhere.
-    chip.target.flashloader.AnswerAll(AnswerWithStatus(0));
+    chip.host.flashloader.AnswerAll(AnswerWithStatus(0));
     EXPECT_EQ(chip.Initialize(), "");
-    chip.ForgetPast();
+    chip.host.ForgetCalls();
 }
 
 // Near the edges of sectors, of CCFG, of flash and of the address space.

@@ -5,7 +5,7 @@
 #include <cstdio>
 #include <cstdlib>
 
-#include "tests/system/scenarios/ConnectedChip.h"
+#include "tests/support/ConnectedChip.h"
 
 namespace flash::test {
 namespace {
@@ -13,10 +13,10 @@ namespace {
 // The table, with room in front for what this compiler keeps there (checked builds look at it). `host` does the work.
 struct RawHost {
     void** table;
-    FakeHost* host;
+    SimulatedHost* host;
 };
 
-FakeHost& HostOf(void* self) { return *static_cast<RawHost*>(self)->host; }
+SimulatedHost& HostOf(void* self) { return *static_cast<RawHost*>(self)->host; }
 
 const char* GetProperty(void* self, const char* name) { return HostOf(self).GetProperty(name); }
 const char* SetProperty(void* self, const char* name, const char* value) {
@@ -65,12 +65,12 @@ protected:
     static constexpr std::size_t kSlots = 28;
     static constexpr std::size_t kPrefix = 2;  // words in front of a table of this compiler
 
-    TestTarget target{kLumoD};
+    ChipInMemory chip{kLumoD, 32};
     void* words[kPrefix + kSlots];
-    RawHost rawHost{words + kPrefix, &target.host};
+    RawHost rawHost{words + kPrefix, &chip.host};
 
     HostOfPlainFunctions() {
-        void** realTable = *reinterpret_cast<void***>(static_cast<IFlashHost*>(&target.host));
+        void** realTable = *reinterpret_cast<void***>(static_cast<IFlashHost*>(&chip.host));
         std::copy_n(realTable - kPrefix, kPrefix, words);
         std::fill_n(words + kPrefix, kSlots, Pointer(EndAtUnusedSlot));
         const std::pair<int, void*> services[] = {
@@ -87,10 +87,10 @@ protected:
 };
 
 TEST_F(HostOfPlainFunctions, SeesWhatAnyHostSees) {
-    const auto useEveryService = [](TestTarget& chip, IFlashHost* host) {
-        chip.host.properties["FlashVerboseMode"] = "1";
-        chip.host.properties["DeviceIeeePrimaryLoc"] = "0x50001200:8:0";  // reported: three values
-        chip.flashloader.AnswerAll(AnswerAfterPolls(1));
+    const auto useEveryService = [](ChipInMemory& used, IFlashHost* host) {
+        used.host.properties["FlashVerboseMode"] = "1";
+        used.host.properties["DeviceIeeePrimaryLoc"] = "0x50001200:8:0";  // reported: three values
+        used.host.flashloader.AnswerAll(AnswerAfterPolls(1));
         const Bytes data = Pattern(5000, 3);
         bool ready = false;
         const char* operations = nullptr;
@@ -99,15 +99,16 @@ TEST_F(HostOfPlainFunctions, SeesWhatAnyHostSees) {
         EXPECT_STREQ(device->Write(data.data(), 0x1000, 5000), nullptr);
         EXPECT_STREQ(device->Execute("ReadPriIeee"), nullptr);
     };
-    TestTarget usual(kLumoD);
+    ChipInMemory usual(kLumoD, 32);
     useEveryService(usual, &usual.host);
 
-    useEveryService(target, reinterpret_cast<IFlashHost*>(&rawHost));
+    useEveryService(chip, reinterpret_cast<IFlashHost*>(&rawHost));
 
-    EXPECT_EQ(TextsOf(target.host.calls), TextsOf(usual.host.calls));
-    EXPECT_EQ(target.host.memory.Bytes(0x1000, 5000), Pattern(5000, 3));
-    for (const Slot slot : kAllSlots) {
-        EXPECT_GT(target.host.CountOf(slot), 0U) << SlotName(slot);
+    EXPECT_EQ(TextsOf(chip.host.calls), TextsOf(usual.host.calls));
+    EXPECT_EQ(chip.host.memory.Bytes(0x1000, 5000), Pattern(5000, 3));
+    for (auto service = Service::GetProperty; service != Service::Reserved;
+         service = static_cast<Service>(static_cast<int>(service) + 1)) {
+        EXPECT_GT(chip.host.CountOf(service), 0U) << NameOf(service);
     }
 }
 

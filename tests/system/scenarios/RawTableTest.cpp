@@ -1,7 +1,7 @@
 // The device's table of functions, called as a host from another compiler calls it: by slot number, on plain pointers.
 #include <gtest/gtest.h>
 
-#include "tests/system/scenarios/ConnectedChip.h"
+#include "tests/support/ConnectedChip.h"
 
 namespace flash::test {
 namespace {
@@ -23,8 +23,8 @@ enum DeviceSlot : std::size_t {
 class RawTable : public testing::TestWithParam<const ChipModel*> {
 protected:
     ConnectedChip chip{*GetParam()};
-    FakeHost& host = chip.target.host;
-    std::uint32_t flashEnd = chip.target.FlashEnd();
+    SimulatedHost& host = chip.host;
+    std::uint32_t flashEnd = chip.FlashEnd();
 
     template <typename... Arguments>
     const char* Call(std::size_t slot, Arguments... arguments) {
@@ -50,7 +50,7 @@ TEST_P(RawTable, IsAddressInFlashCountsTheFirstAddressBehindFlash) {
     EXPECT_TRUE(isInside);
     EXPECT_STREQ(Call(kIsAddressInFlash, std::uint64_t{flashEnd} + 1, &isInside), nullptr);
     EXPECT_FALSE(isInside);
-    EXPECT_EQ(host.CountOf(Slot::ReadMemory), 1U) << "the size is measured once";
+    EXPECT_EQ(host.CountOf(Service::ReadMemory), 1U) << "the size is measured once";
 }
 
 TEST_P(RawTable, IsRangeInFlashComparesTheWrappedEnd) {
@@ -84,7 +84,7 @@ TEST_P(RawTable, ExecuteRunsANamedOperation) {
 
     EXPECT_STREQ(Call(kExecute, "ReadPriBle"), nullptr);
 
-    EXPECT_EQ(chip.Property("DeviceBlePrimary"), "11:22:33:44:55:66");
+    EXPECT_EQ(chip.Property("DeviceBlePrimary"), "B1:B2:B3:B4:B5:B6");
     EXPECT_STREQ(Call(kExecute, "ReadPriBle "), "Unsupported Operation Code: 'ReadPriBle '");
     EXPECT_STREQ(Call(kExecute, static_cast<const char*>(nullptr)), "Unsupported Operation Code: ''");
 }
@@ -97,9 +97,9 @@ TEST_P(RawTable, NotifyPhaseTakesTheLow32BitsOfThePhase) {
     const Case cases[] = {{0, 0}, {1, 1}, {2, 1}, {3, 0}, {-1, 0}, {0x1'0000'0001, 1}, {0x1'0000'0000, 0}};
     for (const Case& c : cases) {
         SCOPED_TRACE(c.phase);
-        host.ClearRecord();
+        host.ForgetCalls();
         EXPECT_STREQ(Call(kNotifyPhase, c.phase), nullptr);
-        EXPECT_EQ(host.CountOf(Slot::HaltTarget), c.halts);
+        EXPECT_EQ(host.CountOf(Service::HaltTarget), c.halts);
     }
 }
 
@@ -110,6 +110,7 @@ TEST_P(RawTable, HandlesVerificationAnswersByTheSettings) {
     for (const char* option : {"KeepCcfgSetting", "FlashPageToggle", "FlashPagesFilledWith", "CrcVerify"}) {
         SCOPED_TRACE(option);
         const auto settings = host.properties;
+        host.properties["FlashPagesFilledWithValue"] = "0xFF";
         host.properties[option] = "1";
         handles = false;
         EXPECT_STREQ(Call(kHandlesVerification, std::uint64_t{0}, &handles), nullptr);
@@ -133,7 +134,7 @@ TEST_P(RawTable, TooBigAnAddressIsRefusedBeforeAnyHostCall) {
 }
 
 TEST_P(RawTable, ResultsStayUntouchedOnFailure) {
-    host.FailNth(Slot::SelectCore, 1, "no route");
+    host.failures.FailNth(Service::SelectCore, 1, "no route");
     bool ready = false;
     const char* operations = "untouched";
     EXPECT_STREQ(Call(kInitialize, &ready, &operations), "no route");
@@ -143,22 +144,22 @@ TEST_P(RawTable, ResultsStayUntouchedOnFailure) {
     for (const std::size_t slot : {kIsAddressInFlash, kHandlesVerification}) {
         for (const bool before : {false, true}) {
             SCOPED_TRACE(testing::Message() << "slot " << slot << ", before " << before);
-            host.FailNth(Slot::ReadMemory, 1, "no memory");
+            host.failures.FailNth(Service::ReadMemory, 1, "no memory");
             host.properties.erase("FlashPageToggle");
             bool result = before;
             EXPECT_NE(Call(slot, std::uint64_t{0}, &result), nullptr);
             EXPECT_EQ(result, before);
-            host.StopFailing();
+            host.failures.Clear();
         }
     }
 }
 
 TEST_P(RawTable, TheFirstErrorTextShowsTheSecondOne) {
-    host.FailNth(Slot::HaltTarget, 1, "first");
+    host.failures.FailNth(Service::HaltTarget, 1, "first");
     const char* first = Call(kNotifyPhase, std::int64_t{1});
     ASSERT_STREQ(first, "first");
     const std::string longText(2000, 'x');
-    host.FailNth(Slot::HaltTarget, 1, longText);
+    host.failures.FailNth(Service::HaltTarget, 1, longText);
 
     const char* second = Call(kNotifyPhase, std::int64_t{1});
 
@@ -167,7 +168,7 @@ TEST_P(RawTable, TheFirstErrorTextShowsTheSecondOne) {
 }
 
 TEST_P(RawTable, AnErrorTextOutlivesTheHostsOwnAndLaterSuccesses) {
-    host.FailNth(Slot::HaltTarget, 1, "the host's own text");
+    host.failures.FailNth(Service::HaltTarget, 1, "the host's own text");
     const char* error = Call(kNotifyPhase, std::int64_t{1});
 
     EXPECT_STREQ(Call(kNotifyPhase, std::int64_t{1}), nullptr);
@@ -177,7 +178,7 @@ TEST_P(RawTable, AnErrorTextOutlivesTheHostsOwnAndLaterSuccesses) {
 
 TEST_P(RawTable, ALongErrorTextComesWhole) {
     const std::string text(100'000, 'x');
-    host.FailNth(Slot::HaltTarget, 1, text);
+    host.failures.FailNth(Service::HaltTarget, 1, text);
 
     EXPECT_EQ(Call(kNotifyPhase, std::int64_t{1}), text);
 }

@@ -42,20 +42,20 @@ std::string AskForVerification(ConnectedChip& chip) {
 
 // Two writes, the second of two chunks that are not aligned.
 std::string LoadProgram(ConnectedChip& chip) {
-    const std::uint32_t sector = chip.target.Geometry().sectorSize;
+    const std::uint32_t sector = chip.geometry.sectorSize;
     return chip.Load({{0, Pattern(40, 1)}, {sector + 24, Pattern(sector + 8, 2)}});
 }
 
 // Writes up to the end of flash.
 std::string LoadToTheEnd(ConnectedChip& chip) {
-    const std::uint32_t sector = chip.target.Geometry().sectorSize;
-    const std::uint32_t last = chip.target.Geometry().LastSector();
+    const std::uint32_t sector = chip.geometry.sectorSize;
+    const std::uint32_t last = chip.geometry.LastSector();
     return chip.Load({{0, Pattern(40, 1)}, {last, Pattern(sector, 2)}});
 }
 
 // Sectors 0 to 2, of which the middle one holds nothing but 0xFF.
 std::string LoadWithAGap(ConnectedChip& chip) {
-    const std::uint32_t sector = chip.target.Geometry().sectorSize;
+    const std::uint32_t sector = chip.geometry.sectorSize;
     Bytes data = Pattern(3 * sector, 4);
     std::fill_n(data.begin() + sector, sector, 0xFF);
     return chip.Load({{0, data}});
@@ -67,15 +67,15 @@ auto Named(const std::string& operation) {
     return [operation](ConnectedChip& chip) { return chip.Execute(operation); };
 }
 
-void AnswerSlowly(ConnectedChip& chip) { chip.target.flashloader.AnswerAll(AnswerAfterPolls(2)); }
+void AnswerSlowly(ConnectedChip& chip) { chip.host.flashloader.AnswerAll(AnswerAfterPolls(2)); }
 
-void EraseAll(ConnectedChip& chip) { chip.target.host.memory.Fill(0, 0xFF, chip.target.FlashEnd()); }
+void EraseAll(ConnectedChip& chip) { chip.host.memory.Fill(0, 0xFF, chip.FlashEnd()); }
 
-void UseUnknownRevision(ConnectedChip& chip) { chip.target.host.routerRegisters[1] = 0x7000'0001; }
+void UseUnknownRevision(ConnectedChip& chip) { chip.host.idCode = 0x7000'0001; }
 
-void NeverAnswer(ScriptedFlashloader& flashloader) { flashloader.AnswerNth(1, kAnswerNever); }
+void NeverAnswer(SimulatedFlashloader& flashloader) { flashloader.AnswerNth(1, kAnswerNever); }
 
-void FailToProgram(ScriptedFlashloader& flashloader) { flashloader.AnswerNth(2, AnswerWithStatus(0x0004'0103)); }
+void FailToProgram(SimulatedFlashloader& flashloader) { flashloader.AnswerNth(2, AnswerWithStatus(0x0004'0103)); }
 
 using Scenarios = std::vector<Scenario>;
 
@@ -109,7 +109,11 @@ Scenarios OfLoads(const ChipModel& chip, std::uint32_t sectors) {
          LoadToTheEnd},
         {"LoadSkippingPages", &chip, sectors,
          Verbose({{"FlashPageToggle", "1"}, {"FlashPages", "1,3"}, {"FlashEraseSetting", kBank}}), LoadProgram},
-        {"LoadSkippingFill", &chip, sectors, {{"FlashPagesFilledWith", "1"}}, LoadWithAGap},
+        {"LoadSkippingFill",
+         &chip,
+         sectors,
+         {{"FlashPagesFilledWith", "1"}, {"FlashPagesFilledWithValue", "0xFF"}},
+         LoadWithAGap},
         {"AskForVerification", &chip, sectors, Verbose({{"CrcVerify", "1"}}), AskForVerification},
         {"AskForVerificationOfPages", &chip, sectors, Verbose({{"FlashPageToggle", "1"}, {"FlashPages", "1"}}),
          AskForVerification},
@@ -201,9 +205,9 @@ Scenarios CatalogueOfBoth() {
 
 std::unique_ptr<ConnectedChip> Prepare(const Scenario& scenario, const DeviceMaker& makeDevice) {
     auto chip = std::make_unique<ConnectedChip>(*scenario.model, scenario.sectorCount, makeDevice);
-    const std::uint32_t sector = chip->target.Geometry().sectorSize;
-    const std::uint32_t flashEnd = chip->target.FlashEnd();
-    TargetMemory& memory = chip->target.host.memory;
+    const std::uint32_t sector = chip->geometry.sectorSize;
+    const std::uint32_t flashEnd = chip->FlashEnd();
+    ChipMemory& memory = chip->host.memory;
     memory.SetBytes(sector, Pattern(2 * sector, 77));
     memory.SetBytes(flashEnd - kCcfgSize, Pattern(kCcfgSize, 5));
     memory.SetWord(flashEnd - kCcfgSizeWordFromEnd, 0x0058'0001);
@@ -216,18 +220,18 @@ std::unique_ptr<ConnectedChip> Prepare(const Scenario& scenario, const DeviceMak
     if (!scenario.startsUninitialized && !chip->Initialize().empty()) {
         throw std::runtime_error("cannot prepare " + scenario.name);
     }
-    chip->ForgetPast();
+    chip->host.ForgetCalls();
     return chip;
 }
 
 std::string PutBackCcfg(ConnectedChip& chip, const Bytes& ccfg) {
-    Settings& settings = chip.target.host.properties;
+    Settings& settings = chip.host.properties;
     settings["KeepCcfgSetting"] = "0";
     settings["FlashEraseSetting"] = kRetain;
-    return chip.Load({{chip.target.FlashEnd() - kCcfgSize, ccfg}});
+    return chip.Load({{chip.FlashEnd() - kCcfgSize, ccfg}});
 }
 
-EndState StateOf(const ConnectedChip& chip) { return {chip.Flash(), chip.target.host.properties}; }
+EndState StateOf(const ConnectedChip& chip) { return {chip.Flash(), chip.host.properties}; }
 
 void PrintTo(const Scenario& scenario, std::ostream* out) { *out << scenario.name; }
 

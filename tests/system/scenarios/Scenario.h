@@ -9,7 +9,7 @@
 #include <string>
 #include <vector>
 
-#include "tests/system/scenarios/ConnectedChip.h"
+#include "tests/support/ConnectedChip.h"
 
 namespace flash::test {
 
@@ -22,7 +22,7 @@ struct Scenario {
     Settings settings;                                 // added to the usual ones
     std::function<std::string(ConnectedChip&)> run;    // ends at the first error, with its text
     std::function<void(ConnectedChip&)> prepare = {};  // the chip's flash and the flashloader's speed; may be empty
-    std::function<void(ScriptedFlashloader&)> upset =
+    std::function<void(SimulatedFlashloader&)> upset =
         {};                        // makes the target misbehave during the next run; may be empty
     std::string upsetResult = {};  // of a run with an upset target
     bool startsUninitialized = false;

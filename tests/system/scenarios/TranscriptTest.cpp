@@ -1,7 +1,7 @@
 // Everything that the user reads in verbose mode, whole, for the loads and operations that say the most.
 #include <gtest/gtest.h>
 
-#include "tests/system/scenarios/ConnectedChip.h"
+#include "tests/support/ConnectedChip.h"
 
 namespace flash::test {
 namespace {
@@ -12,26 +12,26 @@ constexpr char kTimedOut[] = "Timed out waiting for target flashloader to execut
 class VerboseLumoD : public testing::Test {
 protected:
     ConnectedChip chip{kLumoD};
-    FakeHost& host = chip.target.host;
-    ScriptedFlashloader& flashloader = chip.target.flashloader;
+    SimulatedHost& host = chip.host;
+    SimulatedFlashloader& flashloader = chip.host.flashloader;
 
     void SetUp() override {
         chip.Property("FlashVerboseMode") = "1";
         ASSERT_EQ(chip.Initialize(), "");
         ASSERT_EQ(host.messages, Texts{"Flashloader: Verbose output enabled."});
-        chip.ForgetPast();
+        chip.host.ForgetCalls();
     }
 };
 
 TEST_F(VerboseLumoD, StartUpWithAnUnknownRevision) {
-    chip.ForgetPast();
-    host.routerRegisters[1] = 0xA000'0001;
+    chip.host.ForgetCalls();
+    host.idCode = 0xA000'0001;
     ConnectedChip fresh(kLumoD);
     fresh.Property("FlashVerboseMode") = "1";
-    fresh.target.host.routerRegisters[1] = 0xA000'0001;
+    fresh.host.idCode = 0xA000'0001;
 
     ASSERT_EQ(fresh.Initialize(), "");
-    EXPECT_EQ(fresh.target.host.messages,
+    EXPECT_EQ(fresh.host.messages,
               (Texts{"Flashloader: Verbose output enabled.",
                      "Device revision '0xa' unknown for selected target. Assuming latest known revision: Rev. 2.0."}));
 
@@ -53,7 +53,7 @@ TEST_F(VerboseLumoD, LoadThatKeepsCcfgAndVerifies) {
               (Texts{
                   "Keep CCFG: Reading CCFG from target (addr = 0x0001FFA8, length = 88)",
                   "Performing bank erase",
-                  "Loading flashloader to target: flashloader.elf\n",
+                  "Loading flashloader to target: flashloader.out\n",
                   "Keep CCFG: Programming CCFG back to target (addr=0x0001FFA8, length=88|0x58).",
                   "Keep CCFG: Range addr=0x0001F000, length=4096 is overlapping stored CCFG. Length reduced to 4008 "
                   "bytes.\n",
@@ -72,7 +72,7 @@ TEST_F(VerboseLumoD, LoadWithACcfgThatCannotBeKept) {
 
     EXPECT_EQ(host.messages, (Texts{
                                  "Keep CCFG: Device CCFG size is invalid, ignoring option.",
-                                 "Loading flashloader to target: flashloader.elf\n",
+                                 "Loading flashloader to target: flashloader.out\n",
                                  "  Chunk 1: addr=0x00000000, length=4 (using block 0)",
                                  "Keep CCFG: Device CCFG size is invalid, ignoring option.",
                                  "  Chunk 1: addr=0x00001000, length=4 (using block 1)",
@@ -91,7 +91,7 @@ TEST_F(VerboseLumoD, LoadThatSkipsPages) {
                                  "Overriding erase option to \"Necessary Sectors Only\" because the Skip Sector option "
                                  "is enabled\n",
                                  "Skip program/erase/verify of the following page(s):  1, 3-5",
-                                 "Loading flashloader to target: flashloader.elf\n",
+                                 "Loading flashloader to target: flashloader.out\n",
                                  "  Chunk 1: addr=0x00000000, length=4096 (using block 0)",
                                  "  Chunk 1: addr=0x00002000, length=4096 (using block 1)",
                                  "  Chunk 1: addr=0x00006000, length=4096 (using block 0)",
@@ -116,9 +116,9 @@ TEST_F(VerboseLumoD, LoadThatChangesCcfg) {
     ASSERT_EQ(chip.Load({{0, Bytes(4, 0)}}), "");
 
     EXPECT_EQ(host.messages, (Texts{
-                                 "Loading flashloader to target: flashloader.elf\n",
+                                 "Loading flashloader to target: flashloader.out\n",
                                  "  Chunk 1: addr=0x00000000, length=4 (using block 0)",
-                                 "Loading flashloader to target: flashloader.elf\n",
+                                 "Loading flashloader to target: flashloader.out\n",
                                  "  Chunk 1: addr=0x0001F000, length=4096 (using block 0)",
                              }));
 }
@@ -132,14 +132,14 @@ TEST_F(VerboseLumoD, NamedOperations) {
     }
 
     EXPECT_EQ(host.messages, (Texts{
-                                 "Loading flashloader to target: flashloader.elf\n",
+                                 "Loading flashloader to target: flashloader.out\n",
                                  "Performing bank erase",
                                  "Keep CCFG: Reading CCFG from target (addr = 0x0001FFA8, length = 88)",
-                                 "Loading flashloader to target: flashloader.elf\n",
+                                 "Loading flashloader to target: flashloader.out\n",
                                  "Keep CCFG: Programming CCFG back to target (addr=0x0001FFA8, length=88|0x58).",
-                                 "Loading flashloader to target: flashloader.elf\n",
+                                 "Loading flashloader to target: flashloader.out\n",
                                  "Blank Check: Device flash is programmed",
-                                 "ReadSecBle: FF:FF:FF:FF:FF:FF",
+                                 "ReadSecBle: 11:22:33:44:55:66",
                              }));
 }
 
@@ -149,12 +149,12 @@ TEST_F(VerboseLumoD, LastChunkThatNeverEnds) {
     EXPECT_EQ(chip.Load({{0, Bytes(4, 0)}}), kTimedOut);
 
     EXPECT_EQ(host.messages, (Texts{
-                                 "Loading flashloader to target: flashloader.elf\n",
+                                 "Loading flashloader to target: flashloader.out\n",
                                  "  Chunk 1: addr=0x00000000, length=4 (using block 0)",
                                  "Target timed out! (Block 0)",
                                  "  Status 0xFFFFFFFF: Target flashloader has not returned any status. Unknown error!",
                              }));
-    EXPECT_EQ(host.CountOf(Slot::WaitMilliseconds), 400U);
+    EXPECT_EQ(host.CountOf(Service::WaitMilliseconds), 400U);
     EXPECT_EQ(TextOf(host.calls.back()), "HaltTarget");
 }
 
@@ -164,7 +164,7 @@ TEST_F(VerboseLumoD, FirstOfTwoChunksThatNeverEnds) {
     EXPECT_EQ(chip.Load({{0, Bytes(4100, 0)}}), kTimedOut);
 
     EXPECT_EQ(host.messages, (Texts{
-                                 "Loading flashloader to target: flashloader.elf\n",
+                                 "Loading flashloader to target: flashloader.out\n",
                                  "  Chunk 1: addr=0x00000000, length=4096 (using block 0)",
                                  "  Chunk 2: addr=0x00001000, length=4 (using block 1)",
                                  "Target timed out! (Block 0)",
@@ -188,7 +188,7 @@ TEST_F(VerboseLumoD, TheSwitchIsReadAgainAtTheNextLoad) {
     ASSERT_EQ(chip.Write({0, Bytes(4, 0)}), "");
     EXPECT_EQ(host.messages.size(), 2U) << "still verbose";
 
-    chip.ForgetPast();
+    chip.host.ForgetCalls();
     ASSERT_EQ(chip.Load({{0, Bytes(4, 0)}}), "");
     EXPECT_TRUE(host.messages.empty());
 }

@@ -1,0 +1,50 @@
+// A chip in memory with a device of the built module connected to it.
+#pragma once
+
+#include <cstdint>
+#include <functional>
+#include <string>
+
+#include "tests/support/CallTexts.h"
+#include "tests/support/Generations.h"
+#include "tests/support/TestDevice.h"
+
+namespace flash::test {
+
+using simulation::AnswerAfterPolls;
+using simulation::AnswerWithStatus;
+using simulation::ChipMemory;
+using simulation::kAnswerNever;
+using simulation::SimulatedFlashloader;
+using simulation::SimulatedHost;
+
+using DeviceMaker = std::function<DevicePointer(const char* deviceName, IFlashHost* host)>;
+
+// Its flashloader is strict.
+struct ChipInMemory {
+    ChipInMemory(const ChipModel& chipModel, std::uint32_t sectorCount);
+
+    const ChipModel& model;
+    FlashGeometry geometry;
+    SimulatedHost host;
+};
+
+// A device of the built module, or one that is made otherwise.
+struct ConnectedChip : ChipInMemory, TestDevice {
+    explicit ConnectedChip(const ChipModel& chipModel) : ConnectedChip(chipModel, chipModel.reference.sectorCount) {}
+    ConnectedChip(const ChipModel& chipModel, std::uint32_t sectorCount, const DeviceMaker& makeDevice = MakeDevice);
+
+    const Bytes& Flash() const { return host.memory.flash; }
+    Bytes FlashAt(std::uint32_t address, std::size_t lengthBytes) { return host.memory.Bytes(address, lengthBytes); }
+    std::uint32_t FlashEnd() const { return geometry.Size(); }  // address behind flash
+    std::string& Property(const std::string& name) { return host.properties[name]; }
+};
+
+// An initialized device, with nothing recorded.
+struct InitializedChip : ConnectedChip {
+    explicit InitializedChip(const ChipModel& chipModel)
+        : InitializedChip(chipModel, chipModel.reference.sectorCount) {}
+    InitializedChip(const ChipModel& chipModel, std::uint32_t sectorCount);
+};
+
+}  // namespace flash::test
