@@ -32,4 +32,16 @@ private:
     FieldText text;
 };
 
+// What a user gave is wrong: which field, and why.
+class BadInput : public Failure {
+public:
+    BadInput(Field wrongField, const FieldText& complaint)
+        : Failure(FailureKind::BadInput, FieldText(wrongField) + ": " + complaint), field(wrongField) {}
+
+    Field WrongField() const { return field; }
+
+private:
+    Field field;
+};
+
 }  // namespace flash::host

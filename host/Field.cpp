@@ -6,8 +6,27 @@
 namespace flash::host {
 
 std::string_view FieldName(Field field) {
-    static constexpr std::array<std::string_view, 5> kNames = {
-        "device", "devices folder", "plug-in", "base address", "verification",
+    static constexpr std::array<std::string_view, 20> kNames = {
+        "device",
+        "devices folder",
+        "plug-in",
+        "verbose",
+        "base address",
+        "erase",
+        "erased pages",
+        "skipped pages",
+        "skipped fill",
+        "kept CCFG",
+        "verification",
+        "retained BLE address",
+        "retained IEEE address",
+        "BLE address",
+        "IEEE address",
+        "protected pages",
+        "boot loader",
+        "debug port",
+        "sectors",
+        "address",
     };
     return kNames.at(static_cast<std::size_t>(field));
 }

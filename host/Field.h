@@ -11,11 +11,29 @@
 namespace flash::host {
 
 enum class Field {
+    // Of every operation.
     Device,
     DevicesFolder,
     Plugin,
+    Verbose,
+    // Of a program load; those from Ble on of a change of CCFG, too.
     BaseAddress,
+    Erase,
+    ErasedSectors,
+    SkippedSectors,
+    SkippedFill,
+    KeptCcfg,
     Verification,
+    RetainedBle,
+    RetainedIeee,
+    Ble,
+    Ieee,
+    Protect,
+    Bootloader,
+    DebugPort,
+    // Of an erase alone, of a new address alone.
+    Sectors,
+    Address,
 };
 
 // The host's own name: "devices folder".

@@ -136,8 +136,8 @@ private:
                 }
                 return {};
             case Command::MacWrite:
-                session->WriteAddress(options.addressKinds.front(), options.newAddress);
-                view.ShowAddress(options.addressKinds.front(), options.newAddress);
+                session->WriteAddress(options.addressKinds.front(), *options.newAddress);
+                view.ShowAddress(options.addressKinds.front(), options.newAddress->Text());
                 return {0, "Address written", 0, {}};
             default:
                 return ChangeCcfg();
@@ -145,15 +145,15 @@ private:
     }
 
     Outcome Program(const host::ProgramImage& image) {
-        const host::WritePlan plan = session->Plan(image, options.program);
+        const host::PlannedLoad load = session->Plan(image, ProgramOptionsFor(options, SectorCount()));
         if (options.isDryRun || options.isJson) {
-            view.ShowPlan(plan);
+            view.ShowPlan(load.plan);
         }
         if (options.isDryRun) {
             return {0, "Nothing was touched", 0, {}};
         }
-        RequireAgreement(plan.expected);
-        const host::LoadResult result = session->Program(plan, options.program);
+        RequireAgreement(load.options.closing, load.plan.expected);
+        const host::LoadResult result = session->Program(load);
         const host::Verification verification = options.program.verification;
         const char* verdict = verification == host::Verification::Crc        ? "Programmed, verified by CRC"
                               : verification == host::Verification::ReadBack ? "Programmed, verified by reading back"
@@ -161,15 +161,10 @@ private:
         return {0, verdict, result.programmedBytes, result.elapsed};
     }
 
-    void RequireAgreement(const std::vector<host::DataRun>& programmed) {
-        const std::uint32_t sectorCount = session->Info().geometry.sectorCount;
-        const host::ClosingChanges& closing = options.program.closing;
-        host::DangerousChanges changes{closing.disableDebug, host::SectorSet(sectorCount), programmed};
-        if (closing.protectedSectors) {
-            changes.protectedSectors = host::ParseSectorList(*closing.protectedSectors, sectorCount, "--protect");
-        }
-        const std::vector<std::string> dangers =
-            FindDangers(changes, connection->Device(), session->Info().geometry.SizeBytes());
+    std::uint32_t SectorCount() const { return session->Info().geometry.sectorCount; }
+
+    void RequireAgreement(const host::ClosingChanges& changes, const std::vector<host::DataRun>& programmed) {
+        const std::vector<std::string> dangers = FindDangers(changes, programmed, session->Layout());
         if (dangers.empty()) {
             return;
         }
@@ -204,20 +199,21 @@ private:
 
     Outcome Erase() {
         if (options.sectors) {
-            session->EraseSectors(*options.sectors);
+            session->EraseSectors(host::ParseSectorList(*options.sectors, SectorCount(), host::Field::Sectors));
             return {0, fmt::format("Erased sectors {}", *options.sectors), 0, {}};
         }
-        session->EraseAll(options.keepCcfg);
+        options.keepCcfg ? session->EraseAllButCcfg() : session->EraseAll();
         return {0, "Erased all unprotected sectors", 0, {}};
     }
 
     Outcome ChangeCcfg() {
-        if (!options.program.closing.IsAny()) {
+        const host::ClosingChanges changes = ProgramOptionsFor(options, SectorCount()).closing;
+        if (!changes.IsAny()) {
             view.ShowCcfg(session->ReadCcfg());
             return {};
         }
-        RequireAgreement({});
-        session->ChangeCcfg(options.program.closing);
+        RequireAgreement(changes, {});
+        session->ChangeCcfg(changes);
         view.ShowCcfg(session->ReadCcfg());
         return {0, "CCFG changed", 0, {}};
     }

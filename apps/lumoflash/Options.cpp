@@ -4,15 +4,14 @@
 #include <fmt/format.h>
 
 #include <CLI/CLI.hpp>
-#include <charconv>
 #include <map>
 #include <sstream>
 
 #include "apps/lumoflash/Config.h"
-#include "apps/lumoflash/PropertyOptions.h"
+#include "apps/lumoflash/FieldOptions.h"
 #include "host/Failure.h"
+#include "host/Numbers.h"
 #include "host/backends/OpenProbe.h"
-#include "host/session/MacAddress.h"
 
 namespace flash::app {
 namespace {
@@ -21,6 +20,7 @@ using host::AddressKind;
 using host::EraseChoice;
 using host::Failure;
 using host::FailureKind;
+using host::Field;
 using host::FileFormat;
 using host::Verification;
 
@@ -36,17 +36,13 @@ constexpr Bounds kWord{0, 0xFFFF'FFFF};
 constexpr Bounds kByte{0, 0xFF};
 constexpr Bounds kTimeLimit{1, 3600};  // seconds
 
-std::uint32_t ParseNumber(const std::string& text, Bounds bounds, const std::string& option) {
-    const bool isHexadecimal = text.starts_with("0x") || text.starts_with("0X");
-    const char* first = text.data() + (isHexadecimal ? 2 : 0);
-    const char* last = text.data() + text.size();
-    std::uint32_t number = 0;
-    const auto [end, error] = std::from_chars(first, last, number, isHexadecimal ? 16 : 10);
-    if (error != std::errc() || end != last || first == last || number < bounds.least || number > bounds.most) {
+std::uint32_t NumberIn(const std::string& text, Bounds bounds, const std::string& option) {
+    const std::optional<std::uint32_t> number = host::ParseNumber(text);
+    if (!number || *number < bounds.least || *number > bounds.most) {
         Refuse(fmt::format("{}: \"{}\" is not a number from {} to {} (decimal, or hexadecimal after 0x)", option, text,
                            bounds.least, bounds.most));
     }
-    return number;
+    return *number;
 }
 
 template <typename Value>
@@ -107,7 +103,7 @@ struct RawOptions {
     std::vector<std::string> properties, files, kinds;
     std::string probe = "virtual", config, base, format, erase = "necessary", verify = "crc", skipPages, skipFill, ble,
                 ieee, protect;
-    std::string outFormat, range, sectors, macKind, timeLimit = "10";
+    std::string outFormat, range, sectors, macKind, newAddress, timeLimit = "10";
 };
 
 class CommandLine {
@@ -250,7 +246,7 @@ private:
         CLI::App* write = AddCommand(*mac, Command::MacWrite, "write", "Writes a secondary address.",
                                      "mac write ble C2:00:00:00:00:01");
         write->add_option("KIND", raw.macKind, "ble or ieee")->required();
-        write->add_option("ADDRESS", options.newAddress, "Most significant byte first")->required();
+        write->add_option("ADDRESS", raw.newAddress, "Most significant byte first")->required();
     }
 
     void AddValidatePlugin() {
@@ -367,7 +363,7 @@ private:
     void FinishFiles() {
         options.files.assign(raw.files.begin(), raw.files.end());
         if (!raw.base.empty()) {
-            options.fileOptions.binaryBase = ParseNumber(raw.base, kWord, "--base");
+            options.fileOptions.binaryBase = NumberIn(raw.base, kWord, "--base");
         }
         if (!raw.format.empty()) {
             options.fileOptions.format = host::ParseFileFormat(raw.format);
@@ -387,16 +383,16 @@ private:
                                                 {"sectors:LIST", EraseChoice::Listed},
                                                 {"none", EraseChoice::None}},
                                                "--erase");
-        program.erasedSectors = isListed ? raw.erase.substr(kListedSectors.size()) : "";
+        options.lists.erased = isListed ? raw.erase.substr(kListedSectors.size()) : "";
         program.verification = ParseWord<Verification>(
             raw.verify,
             {{"crc", Verification::Crc}, {"readback", Verification::ReadBack}, {"none", Verification::None}},
             "--verify");
         if (Given(Command::Program, "--skip-pages")) {
-            program.skippedSectors = raw.skipPages;
+            options.lists.skipped = raw.skipPages;
         }
         if (Given(Command::Program, "--skip-fill")) {
-            program.skippedFill = static_cast<std::uint8_t>(ParseNumber(raw.skipFill, kByte, "--skip-fill"));
+            program.skippedFill = static_cast<std::uint8_t>(NumberIn(raw.skipFill, kByte, "--skip-fill"));
         }
     }
 
@@ -404,13 +400,13 @@ private:
         host::ClosingChanges& closing = options.program.closing;
         const Command command = options.command == Command::Ccfg ? Command::Ccfg : Command::Program;
         if (Given(command, "--ble")) {
-            closing.ble = host::ParseMacAddress(raw.ble, host::kBleAddressBytes, "--ble");
+            closing.ble = host::ParseRadioAddress(raw.ble, host::kBleAddressBytes, Field::Ble);
         }
         if (Given(command, "--ieee")) {
-            closing.ieee = host::ParseMacAddress(raw.ieee, host::kIeeeAddressBytes, "--ieee");
+            closing.ieee = host::ParseRadioAddress(raw.ieee, host::kIeeeAddressBytes, Field::Ieee);
         }
         if (Given(command, "--protect")) {
-            closing.protectedSectors = raw.protect;
+            options.lists.protect = raw.protect;
         }
     }
 
@@ -426,8 +422,8 @@ private:
             if (colon == std::string::npos) {
                 Refuse(fmt::format("--range: \"{}\" is not ADDRESS:LENGTH", raw.range));
             }
-            options.range = {ParseNumber(raw.range.substr(0, colon), kWord, "--range"),
-                             ParseNumber(raw.range.substr(colon + 1), kWord, "--range")};
+            options.range = {NumberIn(raw.range.substr(0, colon), kWord, "--range"),
+                             NumberIn(raw.range.substr(colon + 1), kWord, "--range")};
         }
         const std::string ending = options.outFile.extension().string();
         options.outFormat = ending == ".hex" || ending == ".ihex" ? FileFormat::IntelHex : FileFormat::Binary;
@@ -452,14 +448,14 @@ private:
                 raw.macKind, {{"ble", AddressKind::SecondaryBle}, {"ieee", AddressKind::SecondaryIeee}}, "mac write");
             const bool isBle = kind == AddressKind::SecondaryBle;
             options.addressKinds = {kind};
-            options.newAddress = host::ParseMacAddress(
-                options.newAddress, isBle ? host::kBleAddressBytes : host::kIeeeAddressBytes, "mac write");
+            options.newAddress = host::ParseRadioAddress(
+                raw.newAddress, isBle ? host::kBleAddressBytes : host::kIeeeAddressBytes, Field::Address);
         }
     }
 
     void FinishValidation() {
         host::ValidatePluginOptions& validation = options.validation;
-        validation.limits.cpuSeconds = ParseNumber(raw.timeLimit, kTimeLimit, "--time-limit");
+        validation.limits.cpuSeconds = NumberIn(raw.timeLimit, kTimeLimit, "--time-limit");
         validation.limits.wallSeconds = 6 * validation.limits.cpuSeconds;
         if (options.command == Command::ValidatePlugin && validation.modulePath.empty() && !validation.isListing) {
             Refuse("Which plug-in is it? Give the path of its module, or --list");
@@ -487,6 +483,20 @@ std::string CommandName(Command command) {
                                                       {Command::Devices, "devices"},
                                                       {Command::ValidatePlugin, "validate-plugin"}};
     return names.at(command);
+}
+
+host::ProgramOptions ProgramOptionsFor(const Options& options, std::uint32_t sectorCount) {
+    host::ProgramOptions program = options.program;
+    if (program.erase == EraseChoice::Listed) {
+        program.erasedSectors = host::ParseSectorList(options.lists.erased, sectorCount, Field::ErasedSectors);
+    }
+    if (options.lists.skipped) {
+        program.skippedSectors = host::ParseSectorList(*options.lists.skipped, sectorCount, Field::SkippedSectors);
+    }
+    if (options.lists.protect) {
+        program.closing.protect = host::ParseSectorList(*options.lists.protect, sectorCount, Field::Protect);
+    }
+    return program;
 }
 
 ParsedCommandLine ParseCommandLine(int argumentCount, const char* const* arguments) {

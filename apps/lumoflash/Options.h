@@ -9,10 +9,11 @@
 #include <utility>
 #include <vector>
 
+#include "host/ccfg/RadioAddress.h"
 #include "host/files/ProgramFile.h"
-#include "host/plan/WritePlan.h"
 #include "host/probe/ProbeSpec.h"
 #include "host/session/Session.h"
+#include "host/settings/ProgramOptions.h"
 #include "validator/ValidatePlugin.h"
 
 namespace flash::app {
@@ -21,6 +22,12 @@ enum class Command { Program, Verify, Read, Erase, BlankCheck, Info, MacRead, Ma
 
 // "program", "mac read", …
 std::string CommandName(Command command);
+
+// Lists of sectors as they were given: what is in them depends on the chip.
+struct SectorLists {
+    std::string erased;
+    std::optional<std::string> skipped, protect;
+};
 
 struct Options {
     Command command = Command::Info;
@@ -35,7 +42,8 @@ struct Options {
     // program, verify
     std::vector<std::filesystem::path> files;
     host::ReadOptions fileOptions;
-    host::ProgramOptions program;  // `closing` is also that of ccfg
+    host::ProgramOptions program;  // `closing` is also that of ccfg; both without the lists
+    SectorLists lists;
     bool isDryRun = false;
 
     // read
@@ -49,11 +57,14 @@ struct Options {
 
     // mac
     std::vector<host::AddressKind> addressKinds;
-    std::string newAddress;
+    std::optional<host::RadioAddress> newAddress;
 
     // validate-plugin
     host::ValidatePluginOptions validation;
 };
+
+// The options of a load or a change on a chip of so many sectors. Throws BadInput for a wrong list.
+host::ProgramOptions ProgramOptionsFor(const Options& options, std::uint32_t sectorCount);
 
 // Exactly one of the two.
 struct ParsedCommandLine {

@@ -5,13 +5,13 @@
 
 #include <algorithm>
 #include <array>
-#include <charconv>
 #include <cstring>
 #include <iterator>
 #include <pugixml.hpp>
 #include <system_error>
 
 #include "host/Failure.h"
+#include "host/Numbers.h"
 #include "host/files/ProgramFile.h"
 
 namespace flash::host {
@@ -36,6 +36,11 @@ constexpr std::array kTextKeys = {"DeviceInfoRevisionTranslation", "DeviceFlashl
 const LocationRule* RuleFor(std::string_view key) {
     const auto* found = std::ranges::find(kLocationRules, key, &LocationRule::key);
     return found == std::end(kLocationRules) ? nullptr : found;
+}
+
+// The mark of a hexadecimal number may be missing where every number is one.
+std::string WithoutMark(const std::string& number) {
+    return number.starts_with("0x") || number.starts_with("0X") ? number.substr(2) : number;
 }
 
 bool IsControlCharacter(unsigned char character) { return character < 0x20 || character == 0x7F; }
@@ -117,15 +122,6 @@ private:
                              least, most));
         }
         return *number;
-    }
-
-    static std::optional<std::uint32_t> ParseNumber(const std::string& value) {
-        const bool isHexadecimal = value.starts_with("0x") || value.starts_with("0X");
-        const char* first = value.data() + (isHexadecimal ? 2 : 0);
-        const char* last = value.data() + value.size();
-        std::uint32_t number = 0;
-        const auto [end, error] = std::from_chars(first, last, number, isHexadecimal ? 16 : 10);
-        return error == std::errc() && end == last && first != last ? std::optional(number) : std::nullopt;
     }
 
     void RefuseOthers(const pugi::xml_node& node, std::initializer_list<std::string_view> attributes,
@@ -239,20 +235,9 @@ public:
         if (colon == std::string::npos) {
             return std::nullopt;
         }
-        std::array<std::uint32_t, 2> numbers{};
-        const std::array pieces{value.substr(0, colon), value.substr(colon + 1)};
-        for (std::size_t i = 0; i < 2; ++i) {
-            std::string piece = pieces[i];
-            if (!piece.starts_with("0x") && !piece.starts_with("0X")) {
-                piece.insert(0, "0x");
-            }
-            const std::optional<std::uint32_t> number = ParseNumber(piece);
-            if (!number) {
-                return std::nullopt;
-            }
-            numbers[i] = *number;
-        }
-        return FieldLocation{numbers[0], numbers[1]};
+        const std::optional<std::uint32_t> address = ParseHexadecimal(WithoutMark(value.substr(0, colon)));
+        const std::optional<std::uint32_t> length = ParseHexadecimal(WithoutMark(value.substr(colon + 1)));
+        return address && length ? std::optional(FieldLocation{*address, *length}) : std::nullopt;
     }
 
 private:

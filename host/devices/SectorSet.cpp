@@ -4,9 +4,10 @@
 #include <fmt/format.h>
 
 #include <algorithm>
-#include <charconv>
+#include <optional>
 
 #include "host/Failure.h"
+#include "host/Numbers.h"
 
 namespace flash::host {
 namespace {
@@ -18,29 +19,38 @@ std::string_view Trimmed(std::string_view text) {
 }
 
 struct ItemReader {
-    std::string_view option;
+    Field field;
     std::string_view item;
     std::uint32_t sectorCount;
 
     [[noreturn]] void Fail(const std::string& complaint) const {
-        throw Failure(FailureKind::BadInput, fmt::format("{}: {}; expected pages such as 3,5-8", option, complaint));
+        throw BadInput(field, fmt::format("{}; expected pages such as 3,5-8", complaint));
     }
 
+    // A number that is too large is told as such, whatever stands behind it.
     std::uint32_t Sector(std::string_view text) const {
-        const std::string_view digits = Trimmed(text);
-        std::uint32_t sector = 0;
-        const auto [end, error] = std::from_chars(digits.data(), digits.data() + digits.size(), sector);
-        if (error == std::errc::result_out_of_range || (error == std::errc() && sector >= sectorCount)) {
-            Fail(fmt::format("page {} does not exist, the chip has pages 0 to {}", digits, sectorCount - 1));
+        const std::string_view given = Trimmed(text);
+        const std::string_view digits = given.substr(0, given.find_first_not_of("0123456789"));
+        const std::optional<std::uint32_t> sector = ParseDecimal(digits);
+        if (!digits.empty() && (!sector || *sector >= sectorCount)) {
+            Fail(fmt::format("page {} does not exist, the chip has pages 0 to {}", given, sectorCount - 1));
         }
-        if (error != std::errc() || end != digits.data() + digits.size()) {
+        if (digits.empty() || digits.size() != given.size()) {
             Fail(fmt::format("\"{}\" is not a page or a range of pages", item));
         }
-        return sector;
+        return *sector;
     }
 };
 
 }  // namespace
+
+void SectorSet::Add(const SectorSet& others) {
+    for (std::uint32_t sector = 0; sector < others.SectorCount(); ++sector) {
+        if (others.Contains(sector)) {
+            Add(sector);
+        }
+    }
+}
 
 std::uint32_t SectorSet::Count() const {
     return static_cast<std::uint32_t>(std::count(members.begin(), members.end(), true));
@@ -62,11 +72,11 @@ std::string SectorSet::Text() const {
     return text;
 }
 
-SectorSet ParseSectorList(std::string_view text, std::uint32_t sectorCount, std::string_view option) {
+SectorSet ParseSectorList(std::string_view text, std::uint32_t sectorCount, Field field) {
     SectorSet sectors(sectorCount);
     for (std::size_t begin = 0; begin <= text.size();) {
         const std::size_t comma = std::min(text.find(',', begin), text.size());
-        const ItemReader reader{option, Trimmed(text.substr(begin, comma - begin)), sectorCount};
+        const ItemReader reader{field, Trimmed(text.substr(begin, comma - begin)), sectorCount};
         if (reader.item.empty()) {
             reader.Fail(text.empty() ? "the list is empty"
                                      : fmt::format("there is nothing between two commas or at an end of \"{}\"", text));

@@ -6,6 +6,8 @@
 #include <string_view>
 #include <vector>
 
+#include "host/Field.h"
+
 namespace flash::host {
 
 class SectorSet {
@@ -15,6 +17,7 @@ public:
 
     bool Contains(std::uint32_t sector) const { return sector < members.size() && members[sector]; }
     void Add(std::uint32_t sector) { members.at(sector) = true; }
+    void Add(const SectorSet& others);  // of the same flash
     void AddAll() { members.assign(members.size(), true); }
     bool IsEmpty() const { return Count() == 0; }
     std::uint32_t Count() const;
@@ -29,9 +32,9 @@ private:
     std::vector<bool> members;
 };
 
-// Stricter than the plug-in, to which a leading or doubled comma names page 0: every item is N or N-M with N at most M
-// and both below `sectorCount`, and there is at least one. Blanks around numbers are fine. Throws Failure (BadInput);
-// `option` names the source of the text.
-SectorSet ParseSectorList(std::string_view text, std::uint32_t sectorCount, std::string_view option);
+// Stricter than the plug-in, to which a leading or doubled comma names sector 0: every item is N or N-M with N at most
+// M and both below `sectorCount`, and there is at least one. Blanks around numbers are fine. Throws BadInput of that
+// field.
+SectorSet ParseSectorList(std::string_view text, std::uint32_t sectorCount, Field field);
 
 }  // namespace flash::host

@@ -4,19 +4,14 @@
 #include <string>
 #include <vector>
 
-#include "host/devices/DeviceDescription.h"
-#include "host/devices/SectorSet.h"
+#include "host/ccfg/Ccfg.h"
+#include "host/ccfg/ClosingChanges.h"
 #include "host/files/ProgramImage.h"
 
 namespace flash::host {
 
-struct DangerousChanges {
-    bool disableDebug = false;
-    SectorSet protectedSectors;           // empty when none are asked for
-    std::vector<DataRun> programmedData;  // what a file brings, as it will be in flash; empty without a file
-};
-
-std::vector<std::string> FindDangers(const DangerousChanges& changes, const DeviceDescription& device,
-                                     std::uint32_t flashSizeBytes);
+// `programmedData` is what a file brings, as it will be in flash; empty without a file.
+std::vector<std::string> FindDangers(const ClosingChanges& changes, const std::vector<DataRun>& programmedData,
+                                     const CcfgLayout& layout);
 
 }  // namespace flash::host

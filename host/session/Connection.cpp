@@ -1,6 +1,8 @@
 // Each part of a connection needs those before it.
 #include "host/session/Connection.h"
 
+#include "host/settings/OptionProperties.h"
+
 namespace flash::host {
 namespace {
 

@@ -23,16 +23,20 @@ void Settings::SetAll(const std::map<std::string, std::string>& properties) {
 
 void Settings::Remove(const std::string& key) { values.erase(key); }
 
-ScopedSettings::ScopedSettings(Settings& target, std::initializer_list<Change> changes) : settings(target) {
-    for (const Change& change : changes) {
-        Set(change.first, change.second);
-    }
+ScopedSettings::ScopedSettings(Settings& target, const std::vector<Change>& changes) : settings(target) {
+    SetAll(changes);
 }
 
 void ScopedSettings::Set(const std::string& key, const std::string& value) {
     const std::string* present = settings.Find(key);
     earlier.emplace_back(key, present == nullptr ? std::nullopt : std::optional<std::string>(*present));
     settings.Set(key, value);
+}
+
+void ScopedSettings::SetAll(const std::vector<Change>& changes) {
+    for (const auto& [key, value] : changes) {
+        Set(key, value);
+    }
 }
 
 void ScopedSettings::SwitchOff(const std::vector<std::string>& options) {
@@ -50,39 +54,6 @@ ScopedSettings::~ScopedSettings() {
             settings.Remove(change->first);
         }
     }
-}
-
-const std::vector<std::string>& ClosingOptions() {
-    static const std::vector<std::string> options{"RetainIeeeSecondaryAddr",
-                                                  "RetainBleSecondaryAddr",
-                                                  "OverrideBleSecondaryAddr",
-                                                  "OverrideIeeeSecondaryAddr",
-                                                  "WriteProtectionToggle",
-                                                  "DisableBootloader",
-                                                  "DisableCpuDap"};
-    return options;
-}
-
-const std::vector<std::string>& WriteOptions() {
-    static const std::vector<std::string> options{"KeepCcfgSetting", "FlashPageToggle", "FlashPagesFilledWith"};
-    return options;
-}
-
-Settings DefaultSettings() {
-    Settings settings;
-    // Some of these are read without a test for existence, so all of them always exist.
-    for (const auto& options : {ClosingOptions(), WriteOptions(), {"CrcVerify", "FlashVerboseMode"}}) {
-        for (const std::string& option : options) {
-            settings.Set(option, "0");
-        }
-    }
-    for (const char* text :
-         {"FlashPages", "WriteProtectionText", "ProgramLoadEraseSpecificText", "StandaloneEraseSpecificText"}) {
-        settings.Set(text, "");
-    }
-    settings.Set("FlashPagesFilledWithValue", "0xFF");
-    settings.Set("FlashEraseSetting", "Necessary Sectors Only");
-    return settings;
 }
 
 }  // namespace flash::host

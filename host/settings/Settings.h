@@ -3,7 +3,6 @@
 #pragma once
 
 #include <functional>
-#include <initializer_list>
 #include <map>
 #include <optional>
 #include <string>
@@ -36,26 +35,18 @@ public:
     using Change = std::pair<std::string, std::string>;
 
     explicit ScopedSettings(Settings& target) : settings(target) {}
-    ScopedSettings(Settings& settings, std::initializer_list<Change> changes);
+    ScopedSettings(Settings& settings, const std::vector<Change>& changes);
     ~ScopedSettings();
     ScopedSettings(const ScopedSettings&) = delete;
     ScopedSettings& operator=(const ScopedSettings&) = delete;
 
     void Set(const std::string& key, const std::string& value);
+    void SetAll(const std::vector<Change>& changes);
     void SwitchOff(const std::vector<std::string>& options);
 
 private:
     Settings& settings;
     std::vector<std::pair<std::string, std::optional<std::string>>> earlier;  // in the order of the changes
 };
-
-// Every property that exists before an operation chooses its own: all options off, so that the plug-in finds each key.
-Settings DefaultSettings();
-
-// The options that rewrite the last sector when an operation ends.
-const std::vector<std::string>& ClosingOptions();
-
-// The options by which a write programs something else than the bytes given.
-const std::vector<std::string>& WriteOptions();
 
 }  // namespace flash::host

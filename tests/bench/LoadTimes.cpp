@@ -109,7 +109,7 @@ Nanoseconds LoadWithPlugin(const Installed& installed, const DeviceDescription& 
     ProgramOptions options;
     options.verification = verification;
     Session& session = connection.GetSession();
-    session.Program(session.Plan(image, options), options);
+    session.Program(session.Plan(image, options));
     session.Verify(image);
     return stopwatch.Elapsed();
 }

@@ -12,8 +12,9 @@ plant_bug_in_descriptions(NAME field_of_any_length
     REASON "no field is longer than an address|both readers accept the same files")
 plant_bug_in_descriptions(NAME switch_outside_of_the_last_sector RIGHT "rule.isInCcfg &&" WRONG "rule.isInCcfg && false &&"
     REASON "both readers accept the same files")
-plant_bug_in_descriptions(NAME rest_behind_a_number
-    RIGHT "error == std::errc() && end == last && first" WRONG "error == std::errc() && first"
+flash_plant_bug(NAME rest_behind_a_number LIBRARY flash_host TARGET device_description
+    CORPUS device_description SEEDS plain smallest_values largest_values MAX_LENGTH 2048 FLAGS -mutate_depth=1
+    FILE host/Numbers.cpp RIGHT "error == std::errc() && end == last" WRONG "error == std::errc()"
     REASON "both readers accept the same files")
 plant_bug_in_descriptions(NAME fifth_size_of_ram
     RIGHT "Number(chip, \"ramSizeCode\", 0, 3)" WRONG "Number(chip, \"ramSizeCode\", 0, 4)"

@@ -6,8 +6,8 @@ function(plant_bug_in_command_line)
         CORPUS command_line ${ARGN})
 endfunction()
 
-plant_bug_in_command_line(NAME rest_behind_an_address FILE apps/lumoflash/Options.cpp
-    RIGHT "end != last || first == last" WRONG "first == last"
+plant_bug_in_command_line(NAME rest_behind_an_address FILE host/Numbers.cpp
+    RIGHT "error == std::errc() && end == last" WRONG "error == std::errc()"
     REASON "both readers accept the same command lines|an accepted number is the one|an accepted range is the one")
 plant_bug_in_command_line(NAME first_sector_forgotten FILE apps/lumoflash/Options.cpp
     RIGHT "raw.erase.substr(kListedSectors.size())" WRONG "raw.erase.substr(kListedSectors.size() + 1)"

@@ -76,10 +76,10 @@ private:
         const host::ProgramOptions& program = options.program;
         const char* const erases[] = {"necessary", "retain", "all", "sectors:", "none"};
         const char* const verifications[] = {"crc", "readback", "none"};
-        Put("erase", erases[static_cast<int>(program.erase)] + program.erasedSectors, Kind::Text);
+        Put("erase", erases[static_cast<int>(program.erase)] + options.lists.erased, Kind::Text);
         Put("verify", verifications[static_cast<int>(program.verification)], Kind::Text);
         PutFlag("keep-ccfg", program.keepCcfg);
-        Put("skip-pages", program.skippedSectors);
+        Put("skip-pages", options.lists.skipped);
         if (program.skippedFill) {
             Put("skip-fill", std::to_string(*program.skippedFill), Kind::Number);
         }
@@ -93,7 +93,7 @@ private:
         const host::ClosingChanges& closing = options.program.closing;
         Put("ble", closing.ble);
         Put("ieee", closing.ieee);
-        Put("protect", closing.protectedSectors);
+        Put("protect", options.lists.protect);
         PutFlag("disable-bootloader", closing.disableBootloader);
         PutFlag("disable-debug", closing.disableDebug);
     }
@@ -118,6 +118,11 @@ private:
     void Put(const std::string& name, const std::optional<std::string>& value) {
         if (value) {
             Put(name, *value, Kind::Text);
+        }
+    }
+    void Put(const std::string& name, const std::optional<host::RadioAddress>& value) {
+        if (value) {
+            Put(name, value->Text(), Kind::Text);
         }
     }
     void PutFlag(const std::string& name, bool isOn) { Put(name, isOn ? "true" : "false", Kind::Flag); }
@@ -152,6 +157,12 @@ public:
     }
     void Add(const std::map<std::string, std::string>& values) { AddList(values); }
 
+    void Add(const host::RadioAddress& value) { AddList(value.Bytes()); }
+    void Add(const host::SectorSet& value) { AddAll(value.SectorCount(), value.Text()); }
+    void Add(const app::SectorLists& value) {
+        const auto& [erased, skipped, protect] = value;
+        AddAll(erased, skipped, protect);
+    }
     void Add(const host::ProbeSpec& value) {
         const auto& [kind, place, keys] = value;
         AddAll(kind, place, keys);
@@ -213,7 +224,7 @@ std::vector<std::string> PrintWords(const Options& options) {
     }
     if (options.command == Command::MacWrite) {
         words.push_back(options.addressKinds.at(0) == host::AddressKind::SecondaryBle ? "ble" : "ieee");
-        words.push_back(options.newAddress);
+        words.push_back(options.newAddress.value().Text());
     }
     if (!options.validation.modulePath.empty()) {
         words.push_back(options.validation.modulePath);
@@ -223,12 +234,12 @@ std::vector<std::string> PrintWords(const Options& options) {
 
 std::string Describe(const Options& options) {
     const auto& [command, device, plugin, devicesFolder, dataFolder, traceFile, probe, properties, isVerbose, isJson,
-                 isQuiet, isColorOff, isAgreed, files, fileOptions, program, isDryRun, outFile, outFormat, range,
+                 isQuiet, isColorOff, isAgreed, files, fileOptions, program, lists, isDryRun, outFile, outFormat, range,
                  sectors, keepCcfg, addressKinds, newAddress, validation] = options;
     Description description;
     description.AddAll(command, device, plugin, devicesFolder, dataFolder, traceFile, probe, properties, isVerbose,
-                       isJson, isQuiet, isColorOff, isAgreed, files, fileOptions, program, isDryRun, outFile, outFormat,
-                       range, sectors, keepCcfg, addressKinds, newAddress, validation);
+                       isJson, isQuiet, isColorOff, isAgreed, files, fileOptions, program, lists, isDryRun, outFile,
+                       outFormat, range, sectors, keepCcfg, addressKinds, newAddress, validation);
     return description.Text();
 }
 

@@ -7,6 +7,7 @@
 #include <functional>
 
 #include "host/files/ProgramFile.h"
+#include "host/settings/OptionProperties.h"
 #include "tests/host/support/FakeProbe.h"
 #include "tests/host/support/RecordingObserver.h"
 

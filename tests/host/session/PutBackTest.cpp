@@ -14,21 +14,21 @@ INSTANTIATE_TEST_SUITE_P(PutBack, BothGenerations, testing::Values("LumoD1F32", 
 TEST_P(BothGenerations, AFailedLoadPutsRetainedAddressesBackAndTheNextOneSucceeds) {
     Bench bench(GetParam());
     Session& session = bench.Connect();
-    session.WriteAddress(AddressKind::SecondaryBle, "C2:00:00:00:00:02");
+    session.WriteAddress(AddressKind::SecondaryBle, Ble("C2:00:00:00:00:02"));
     ProgramOptions options;
     options.erase = EraseChoice::All;
     options.closing.retainBle = true;
     options.closing.disableBootloader = true;
-    const WritePlan plan = session.Plan(ImageOf({{0, Pattern(4096)}}), options);
+    const PlannedLoad plan = session.Plan(ImageOf({{0, Pattern(4096)}}), options);
     bench.Chip().Arm(chip::Fault::OperationFails, 5);  // the bank erase is the first, then words
 
-    const std::string text = FailureOf(FailureKind::Operation, [&] { session.Program(plan, options); });
+    const std::string text = FailureOf(FailureKind::Operation, [&] { session.Program(plan); });
 
     EXPECT_NE(text.find("Timed out waiting for target flashloader"), std::string::npos) << text;
     EXPECT_NE(text.find("programming failed; the flash state machine's status is 4"), std::string::npos) << text;
     EXPECT_EQ(session.ReadAddress(AddressKind::SecondaryBle), "C2:00:00:00:00:02");
     EXPECT_FALSE(session.ReadCcfg().isBootloaderDisabled) << "an abandoned load changes nothing else";
-    session.Program(plan, options);
+    session.Program(plan);
     EXPECT_EQ(bench.Flash(0, 4096), Pattern(4096));
 }
 
@@ -46,12 +46,12 @@ struct LoadThatKeepsCcfg {
     Bench bench;
     std::uint32_t end;
     ProgramOptions options;
-    WritePlan plan;
+    PlannedLoad plan;
 };
 
 TEST_P(BothGenerations, AFailedLoadPutsAKeptCcfgBackWhereverItFails) {
     LoadThatKeepsCcfg clean(GetParam());
-    clean.bench.session->Program(clean.plan, clean.options);
+    clean.bench.session->Program(clean.plan);
     const std::uint64_t operations = clean.bench.Chip().GetCounters().flashOperations;
     ASSERT_GE(operations, 4U);
     for (std::uint64_t n = 1; n <= operations; ++n) {
@@ -59,10 +59,10 @@ TEST_P(BothGenerations, AFailedLoadPutsAKeptCcfgBackWhereverItFails) {
         LoadThatKeepsCcfg load(GetParam());
         load.bench.Chip().Arm(chip::Fault::OperationFails, n);
 
-        FailureOf(FailureKind::Operation, [&] { load.bench.session->Program(load.plan, load.options); });
+        FailureOf(FailureKind::Operation, [&] { load.bench.session->Program(load.plan); });
 
         EXPECT_EQ(load.Ccfg(), GoodCcfg());
-        load.bench.session->Program(load.plan, load.options);
+        load.bench.session->Program(load.plan);
         EXPECT_EQ(load.Ccfg(), GoodCcfg());
     }
 }
@@ -71,7 +71,7 @@ TEST_P(BothGenerations, AKeptCcfgThatCannotBePutBackIsTold) {
     LoadThatKeepsCcfg load(GetParam());
     load.bench.Chip().Arm(chip::Fault::PowerLossAfterOperation, 2);
 
-    FailureOf(FailureKind::Operation, [&] { load.bench.session->Program(load.plan, load.options); });
+    FailureOf(FailureKind::Operation, [&] { load.bench.session->Program(load.plan); });
 
     const std::string& warning = load.bench.observer.warnings.front();
     EXPECT_EQ(warning.find("What was to stay is not back in flash; the 88 bytes of CCFG from 0x"), 0U) << warning;
@@ -85,7 +85,7 @@ TEST_P(BothGenerations, AFailedEraseOfAllPutsAKeptCcfgBack) {
     Session& session = bench.Connect();
     bench.Chip().Arm(chip::Fault::OperationFails, 3);  // the bank erase, then the second word of the kept CCFG
 
-    FailureOf(FailureKind::Operation, [&] { session.EraseAll(true); });
+    FailureOf(FailureKind::Operation, [&] { session.EraseAllButCcfg(); });
 
     EXPECT_EQ(bench.Flash(end - 0x58, 0x58), GoodCcfg());
 }
@@ -95,24 +95,24 @@ TEST_P(BothGenerations, AnInterruptionAfterABankErasePutsRetainedAddressesAndAKe
     const std::uint32_t end = bench.device.FlashSizeBytes();
     bench.Chip().PlaceInFlash(end - 0x58, GoodCcfg());
     Session& session = bench.Connect();
-    session.WriteAddress(AddressKind::SecondaryIeee, "02:00:00:00:00:00:00:03");
+    session.WriteAddress(AddressKind::SecondaryIeee, Ieee("02:00:00:00:00:00:00:03"));
     ProgramOptions options;
     options.erase = EraseChoice::All;
     options.closing.retainIeee = true;
-    const WritePlan plan = session.Plan(ImageOf({{0, Pattern(4096)}}), options);
+    const PlannedLoad plan = session.Plan(ImageOf({{0, Pattern(4096)}}), options);
     bench.observer.onStageStart = [&](Stage stage) {
         bench.isInterrupted = bench.isInterrupted || stage == Stage::Erase;
     };
 
-    FailureOf(FailureKind::Interrupted, [&] { session.Program(plan, options); });
+    FailureOf(FailureKind::Interrupted, [&] { session.Program(plan); });
 
     EXPECT_EQ(session.ReadAddress(AddressKind::SecondaryIeee), "02:00:00:00:00:00:00:03");
     bench.isInterrupted = false;
     bench.Chip().PlaceInFlash(end - 0x58, GoodCcfg());
     options.closing.retainIeee = false;
     options.keepCcfg = true;
-    const WritePlan keeping = session.Plan(ImageOf({{0, Pattern(4096)}}), options);
-    FailureOf(FailureKind::Interrupted, [&] { session.Program(keeping, options); });
+    const PlannedLoad keeping = session.Plan(ImageOf({{0, Pattern(4096)}}), options);
+    FailureOf(FailureKind::Interrupted, [&] { session.Program(keeping); });
     EXPECT_EQ(bench.Flash(end - 0x58, 0x58), GoodCcfg());
 }
 
@@ -157,7 +157,8 @@ const std::vector<Job>& JobsThatChangeTheLastSector() {
              changes.disableBootloader = true;
              session.ChangeCcfg(changes);
          }},
-        {"address", [](Session& session) { session.WriteAddress(AddressKind::SecondaryBle, "C2:00:00:00:00:07"); }},
+        {"address",
+         [](Session& session) { session.WriteAddress(AddressKind::SecondaryBle, Ble("C2:00:00:00:00:07")); }},
     };
     return kJobs;
 }
@@ -276,13 +277,14 @@ TEST_P(BothGenerations, WhatCannotBePutBackIsToldWithItsBytes) {
 TEST_P(BothGenerations, AProtectedLastSectorIsLeftAloneAndNothingIsCalledLost) {
     FullLastSector chip(GetParam());
     ClosingChanges changes;
-    changes.protectedSectors = std::to_string(std::min(chip.bench.device.sectorCount, 64U) - 1);
+    changes.protect = SectorsOf({chip.bench.device.sectorCount - 1}, chip.bench.device.sectorCount);
     chip.bench.session->ChangeCcfg(changes);
     chip.bench.Chip().PowerCycle();
     const auto before = chip.Sector();
     Session& session = chip.bench.Connect();
 
-    FailureOf(FailureKind::Operation, [&] { session.WriteAddress(AddressKind::SecondaryBle, "C2:00:00:00:00:07"); });
+    FailureOf(FailureKind::Operation,
+              [&] { session.WriteAddress(AddressKind::SecondaryBle, Ble("C2:00:00:00:00:07")); });
 
     EXPECT_EQ(chip.Sector(), before);
     EXPECT_EQ(chip.bench.observer.warnings, std::vector<std::string>{});
@@ -299,7 +301,7 @@ TEST_P(BothGenerations, AnEraseOfAllThatLosesAKeptCcfgByALiePutsItBack) {
         Session& session = bench.Connect();
         bench.Chip().Arm(chip::Fault::OperationDoesNothing, n);
 
-        EXPECT_THROW(session.EraseAll(true), Failure);
+        EXPECT_THROW(session.EraseAllButCcfg(), Failure);
 
         EXPECT_EQ(bench.Flash(end - 0x58, 0x58), ccfg);
     }
@@ -308,7 +310,7 @@ TEST_P(BothGenerations, AnEraseOfAllThatLosesAKeptCcfgByALiePutsItBack) {
 TEST_P(BothGenerations, AnEraseThatIsToKeepACcfgWarnsWhenThereIsNone) {
     Bench bench(GetParam());
 
-    bench.Connect().EraseAll(true);
+    bench.Connect().EraseAllButCcfg();
 
     EXPECT_EQ(bench.observer.warnings,
               std::vector<std::string>{"The chip holds no valid CCFG, so there is none to keep"});

@@ -10,6 +10,7 @@
 #include "host/session/Connection.h"
 #include "host/virtual_chip/VirtualChipProbe.h"
 #include "tests/host/support/RecordingObserver.h"
+#include "tests/host/support/SectorSets.h"
 
 namespace flash::host {
 
@@ -67,8 +68,11 @@ inline ProgramImage ImageOf(std::initializer_list<std::pair<std::uint32_t, std::
 }
 
 inline LoadResult Program(Session& session, const ProgramImage& image, const ProgramOptions& options = {}) {
-    return session.Program(session.Plan(image, options), options);
+    return session.Program(session.Plan(image, options));
 }
+
+inline RadioAddress Ble(std::string_view text) { return ParseRadioAddress(text, kBleAddressBytes, Field::Ble); }
+inline RadioAddress Ieee(std::string_view text) { return ParseRadioAddress(text, kIeeeAddressBytes, Field::Ieee); }
 
 // A valid CCFG: its size in the flags word, everything enabled, and recognisable bytes around the fields.
 inline std::vector<std::uint8_t> GoodCcfg() {

@@ -4,6 +4,7 @@
 
 #include <gtest/gtest.h>
 
+#include "host/settings/OptionProperties.h"
 #include "tests/host/session/SessionBench.h"
 #include "tests/host/support/Throws.h"
 
@@ -34,7 +35,7 @@ TEST_P(BothGenerations, EveryEraseChoiceAndVerificationLeavesTheFileInFlash) {
             Bench bench(GetParam());
             ProgramOptions options;
             options.erase = erase;
-            options.erasedSectors = "0-2,5";
+            options.erasedSectors = SectorsOf({0, 1, 2, 5});
             options.verification = verification;
             const auto bytes = Pattern(9000);
 
@@ -85,7 +86,7 @@ TEST_P(BothGenerations, ListedSectorsAreErasedOnceBeforeTheFirstWriteOnly) {
     Program(session, ImageOf({{0, Pattern(8 * sector, 9)}}));
     ProgramOptions options;
     options.erase = EraseChoice::Listed;
-    options.erasedSectors = "0-6";
+    options.erasedSectors = SectorsOf({0, 1, 2, 3, 4, 5, 6});
 
     Program(session, ImageOf({{0, Pattern(16)}, {4 * sector, Pattern(16)}}), options);
 
@@ -100,7 +101,7 @@ TEST_P(BothGenerations, SkippedSectorsStayAndTheirNeighboursAreWholeToTheLastByt
     Session& session = bench.Connect();
     const std::uint32_t sector = bench.device.sectorSizeBytes;
     ProgramOptions options;
-    options.skippedSectors = "1,3";
+    options.skippedSectors = SectorsOf({1, 3});
     const auto bytes = Pattern(5 * sector);
 
     Program(session, ImageOf({{0, bytes}}), options);
@@ -120,11 +121,11 @@ TEST_P(BothGenerations, EraseAllWithSkippedSectorsLeavesThemAndTheSettingIsPutBa
     Program(session, ImageOf({{sector, Pattern(sector, 9)}}));
     ProgramOptions options;
     options.erase = EraseChoice::All;
-    options.skippedSectors = "1";
+    options.skippedSectors = SectorsOf({1});
 
     Program(session, ImageOf({{0, Pattern(16)}}), options);
     EXPECT_EQ(bench.Flash(sector, sector), Pattern(sector, 9));
-    options.skippedSectors.reset();
+    options.skippedSectors = {};
     Program(session, ImageOf({{0, Pattern(16)}}), options);
 
     EXPECT_EQ(bench.Flash(sector, sector), std::vector<std::uint8_t>(sector, 0xFF))
@@ -141,7 +142,8 @@ TEST_P(BothGenerations, AKeptCcfgSurvivesEveryEraseChoice) {
         ProgramOptions options;
         options.keepCcfg = true;
         options.erase = erase;
-        options.erasedSectors = "0-" + std::to_string(bench.device.sectorCount - 1);
+        options.erasedSectors = SectorSet(bench.device.sectorCount);
+        options.erasedSectors.AddAll();
         // Data that ends below CCFG in the last sector, and a file that has bytes for CCFG.
         const std::uint32_t last = end - bench.device.sectorSizeBytes;
 
@@ -161,7 +163,7 @@ TEST_P(BothGenerations, KeepingAndChangingCcfgInOneLoadDoBoth) {
     bench.Chip().PlaceInFlash(end - 0x58, GoodCcfg());
     ProgramOptions options;
     options.keepCcfg = true;
-    options.closing.ble = "C2:00:00:00:00:01";
+    options.closing.ble = Ble("C2:00:00:00:00:01");
     options.closing.disableBootloader = true;
 
     Session& session = bench.Connect();
@@ -175,8 +177,8 @@ TEST_P(BothGenerations, KeepingAndChangingCcfgInOneLoadDoBoth) {
 TEST_P(BothGenerations, RetainedAddressesSurviveABankErase) {
     Bench bench(GetParam());
     Session& session = bench.Connect();
-    session.WriteAddress(AddressKind::SecondaryBle, "C2:00:00:00:00:02");
-    session.WriteAddress(AddressKind::SecondaryIeee, "02:00:00:00:00:00:00:03");
+    session.WriteAddress(AddressKind::SecondaryBle, Ble("C2:00:00:00:00:02"));
+    session.WriteAddress(AddressKind::SecondaryIeee, Ieee("02:00:00:00:00:00:00:03"));
     session.ReadAddress(AddressKind::SecondaryBle);  // turns the plug-in's cached copy round
     ProgramOptions options;
     options.erase = EraseChoice::All;
@@ -192,10 +194,10 @@ TEST_P(BothGenerations, RetainedAddressesSurviveABankErase) {
 TEST_P(BothGenerations, ASilentCoreIsExplained) {
     Bench bench(GetParam());
     Session& session = bench.Connect();
-    const WritePlan plan = session.Plan(ImageOf({{0, Pattern(4096)}}), {});
+    const PlannedLoad plan = session.Plan(ImageOf({{0, Pattern(4096)}}), {});
     bench.Chip().Arm(chip::Fault::CoreStopsAtOperation, 3);
 
-    const std::string text = FailureOf(FailureKind::Operation, [&] { session.Program(plan, {}); });
+    const std::string text = FailureOf(FailureKind::Operation, [&] { session.Program(plan); });
 
     EXPECT_NE(text.find("the flashloader never answered"), std::string::npos) << text;
     EXPECT_NE(text.find("locked up"), std::string::npos) << text;
@@ -207,10 +209,10 @@ TEST_P(BothGenerations, ALyingFlashIsFoundByCrcAndByReadingBack) {
         Session& session = bench.Connect();
         ProgramOptions options;
         options.verification = verification;
-        const WritePlan plan = session.Plan(ImageOf({{0, Pattern(4096)}}), options);
+        const PlannedLoad plan = session.Plan(ImageOf({{0, Pattern(4096)}}), options);
         bench.Chip().Arm(chip::Fault::OperationDoesNothing, 20);  // one of the first words
 
-        const std::string text = FailureOf(FailureKind::Difference, [&] { session.Program(plan, options); });
+        const std::string text = FailureOf(FailureKind::Difference, [&] { session.Program(plan); });
 
         EXPECT_NE(text.find("first at 0x000000"), std::string::npos) << text;
     }
@@ -224,11 +226,11 @@ TEST_P(BothGenerations, AnUnawaitedRestoreThatFailsFailsTheLoad) {
     options.keepCcfg = true;
     options.verification = Verification::None;
     Session& session = bench.Connect();
-    const WritePlan plan =
+    const PlannedLoad plan =
         session.Plan(ImageOf({{end - bench.device.sectorSizeBytes, std::vector<std::uint8_t>(4, 0x00)}}), options);
     bench.Chip().Arm(chip::Fault::OperationFails, 3);  // the erase, the file's word, then the first word of the restore
 
-    const std::string text = FailureOf(FailureKind::Operation, [&] { session.Program(plan, options); });
+    const std::string text = FailureOf(FailureKind::Operation, [&] { session.Program(plan); });
 
     EXPECT_NE(text.find("not waited for by the plug-in: command 4"), std::string::npos) << text;
 }
@@ -238,17 +240,17 @@ TEST_P(BothGenerations, AnInterruptionStopsBetweenSectorsAndTheSameLoadSucceedsA
     Session& session = bench.Connect();
     const std::uint32_t sector = bench.device.sectorSizeBytes;
     const ProgramImage image = ImageOf({{0, Pattern(6 * sector)}});
-    const WritePlan plan = session.Plan(image, {});
+    const PlannedLoad plan = session.Plan(image, {});
     bench.observer.onStageStart = [&](Stage stage) { bench.isInterrupted = stage == Stage::Program; };
 
-    FailureOf(FailureKind::Interrupted, [&] { session.Program(plan, {}); });
+    FailureOf(FailureKind::Interrupted, [&] { session.Program(plan); });
 
     EXPECT_EQ(bench.Flash(0, sector), Pattern(sector)) << "the sector in work is finished";
     EXPECT_EQ(bench.Flash(sector, sector), std::vector<std::uint8_t>(sector, 0xFF));
     EXPECT_EQ(bench.Chip().State(), chip::CoreState::Halted);
     bench.observer.onStageStart = nullptr;
     bench.isInterrupted = false;
-    session.Program(plan, {});
+    session.Program(plan);
     EXPECT_EQ(session.Verify(image), image.ByteCount());
 }
 
@@ -260,11 +262,12 @@ TEST(Session, AnInterruptionBeforeAnOperationIsHonouredAndNothingIsTouched) {
     ClosingChanges changes;
     changes.disableBootloader = true;
     const Case cases[] = {
-        {"erase", [](Session& session) { session.EraseAll(false); }},
-        {"erase --keep-ccfg", [](Session& session) { session.EraseAll(true); }},
-        {"erase --sectors", [](Session& session) { session.EraseSectors("0"); }},
+        {"erase", [](Session& session) { session.EraseAll(); }},
+        {"erase --keep-ccfg", [](Session& session) { session.EraseAllButCcfg(); }},
+        {"erase --sectors", [](Session& session) { session.EraseSectors(SectorsOf({0})); }},
         {"blank-check", [](Session& session) { session.BlankCheck(); }},
-        {"mac write", [](Session& session) { session.WriteAddress(AddressKind::SecondaryBle, "C2:00:00:00:00:01"); }},
+        {"mac write",
+         [](Session& session) { session.WriteAddress(AddressKind::SecondaryBle, Ble("C2:00:00:00:00:01")); }},
         {"ccfg", [&](Session& session) { session.ChangeCcfg(changes); }},
         {"program",
          [](Session& session) {
@@ -294,10 +297,10 @@ TEST_P(BothGenerations, EraseAndBlankCheckAndSectors) {
 
     const std::string text = FailureOf(FailureKind::Difference, [&] { session.BlankCheck(); });
     EXPECT_NE(text.find("first at 0x00000100"), std::string::npos) << text;
-    session.EraseSectors("1-2");
+    session.EraseSectors(SectorsOf({1, 2}));
     EXPECT_EQ(bench.Flash(sector, 2 * sector), std::vector<std::uint8_t>(2 * sector, 0xFF));
     EXPECT_NE(bench.Flash(3 * sector, 16), std::vector<std::uint8_t>(16, 0xFF));
-    session.EraseAll(false);
+    session.EraseAll();
     session.BlankCheck();
 }
 
@@ -326,7 +329,7 @@ TEST_P(BothGenerations, AFailingLastEraseThatThePluginDoesNotWaitForIsFound) {
     Program(session, ImageOf({{0, Pattern(64)}}));
     bench.Chip().Arm(chip::Fault::OperationFails, 1);
 
-    const std::string text = FailureOf(FailureKind::Operation, [&] { session.EraseSectors("0"); });
+    const std::string text = FailureOf(FailureKind::Operation, [&] { session.EraseSectors(SectorsOf({0})); });
 
     EXPECT_NE(text.find("erasing sector 0 failed"), std::string::npos) << text;
 }
@@ -337,7 +340,7 @@ TEST_P(BothGenerations, ABankEraseKeepsCcfgWhenAsked) {
     bench.Chip().PlaceInFlash(end - 0x58, GoodCcfg());
     bench.Chip().PlaceInFlash(0, Pattern(64));
 
-    bench.Connect().EraseAll(true);
+    bench.Connect().EraseAllButCcfg();
 
     EXPECT_EQ(bench.Flash(end - 0x58, 0x58), GoodCcfg());
     EXPECT_EQ(bench.Flash(0, 64), std::vector<std::uint8_t>(64, 0xFF));
@@ -347,9 +350,9 @@ TEST_P(BothGenerations, ProtectionIsAddedToWhatIsProtected) {
     Bench bench(GetParam());
     Session& session = bench.Connect();
     ClosingChanges changes;
-    changes.protectedSectors = "0,2";
+    changes.protect = SectorsOf({0, 2});
     session.ChangeCcfg(changes);
-    changes.protectedSectors = "5";
+    changes.protect = SectorsOf({5});
 
     session.ChangeCcfg(changes);
 
@@ -364,7 +367,7 @@ TEST_P(BothGenerations, ANamedOperationLeavesCcfgAloneWhateverTheSettingsSay) {
     Session& session = bench.Connect();
 
     session.BlankCheck();
-    session.EraseSectors("0");
+    session.EraseSectors(SectorsOf({0}));
 
     EXPECT_FALSE(session.ReadCcfg().isDebugDisabled);
     EXPECT_FALSE(session.ReadCcfg().isBootloaderDisabled);
@@ -374,45 +377,23 @@ TEST_P(BothGenerations, ANamedOperationLeavesCcfgAloneWhateverTheSettingsSay) {
 TEST_P(BothGenerations, WhatCannotWorkIsRefusedBeforeAnythingIsTouched) {
     Bench bench(GetParam());
     Session& session = bench.Connect();
-    const ProgramImage image = ImageOf({{0, Pattern(16)}});
-    const std::string last = std::to_string(bench.device.sectorCount - 1);
-    struct Case {
-        const char* name;
-        std::function<void(ProgramOptions&)> set;
-        const char* expected;
-    };
-    const Case cases[] = {
-        {"last page skipped",
-         [&](ProgramOptions& o) {
-             o.skippedSectors = last;
-             o.closing.disableBootloader = true;
-         },
-         "while that page is skipped"},
-        {"all skipped", [&](ProgramOptions& o) { o.skippedSectors = "0"; }, "Nothing is left to program"},
-        {"erased and skipped",
-         [&](ProgramOptions& o) {
-             o.skippedSectors = "3";
-             o.erase = EraseChoice::Listed;
-             o.erasedSectors = "2-4";
-         },
-         "Page 3 is to be erased and to be skipped"},
-        {"stray comma", [&](ProgramOptions& o) { o.skippedSectors = "1,"; }, "nothing between two commas"},
-        {"retain and replace",
-         [&](ProgramOptions& o) {
-             o.closing.retainBle = true;
-             o.closing.ble = "C2:00:00:00:00:01";
-         },
-         "retained or replaced"},
-        {"bad address", [&](ProgramOptions& o) { o.closing.ieee = "C2:00"; }, "not an address of 8 bytes"},
-        {"bad protection", [&](ProgramOptions& o) { o.closing.protectedSectors = "999"; }, "page 999 does not exist"},
-    };
-    for (const Case& c : cases) {
-        SCOPED_TRACE(c.name);
-        ProgramOptions options;
-        c.set(options);
-        const std::string text = FailureOf(FailureKind::BadInput, [&] { session.Plan(image, options); });
-        EXPECT_NE(text.find(c.expected), std::string::npos) << text;
-    }
+    ProgramOptions skipping, contradicting;
+    skipping.skippedSectors = SectorsOf({0});
+    contradicting.closing.retainBle = true;
+    contradicting.closing.ble = Ble("C2:00:00:00:00:01");
+
+    EXPECT_EQ(FailureOf(FailureKind::BadInput,
+                        [&] {
+                            session.Plan(ImageOf({{0, Pattern(16)}}), skipping);
+                        }),
+              "Nothing is left to program: everything in the file is skipped");
+    EXPECT_EQ(FailureOf(FailureKind::BadInput,
+                        [&] {
+                            session.Plan(ImageOf({{0, Pattern(16)}}), contradicting);
+                        }),
+              "An address can be retained or replaced, not both");
+    EXPECT_EQ(FailureOf(FailureKind::BadInput, [&] { session.ChangeCcfg(contradicting.closing); }),
+              "An address can be retained or replaced, not both");
     EXPECT_THROW(session.Plan(ImageOf({{bench.device.FlashSizeBytes() - 1, Pattern(2)}}), {}), ProgramFileError);
     EXPECT_EQ(bench.Chip().GetCounters().flashOperations, 0u);
     EXPECT_EQ(bench.Chip().GetCounters().bytesWritten, 0u);
@@ -434,7 +415,7 @@ TEST(Session, AChipThatCannotBeIdentifiedIsNotReachable) {
 TEST(Session, WhatThePluginOnlyReportsFailsTheOperation) {
     Bench bench("LumoD1F128", FAKE_PLUGIN_MODULE, "reports an error");
 
-    const std::string text = FailureOf(FailureKind::Operation, [&] { bench.Connect().EraseAll(false); });
+    const std::string text = FailureOf(FailureKind::Operation, [&] { bench.Connect().EraseAll(); });
 
     EXPECT_NE(text.find("Flash Programmer: Error erasing flash."), std::string::npos) << text;
 }
@@ -471,7 +452,7 @@ TEST(Session, PrimaryAddressesAreReadAndNeverWritten) {
 
     EXPECT_EQ(session.ReadAddress(AddressKind::PrimaryBle), "C2:02:03:04:05:06");
     EXPECT_EQ(session.ReadAddress(AddressKind::PrimaryIeee), "02:02:03:04:05:06:07:08");
-    FailureOf(FailureKind::BadInput, [&] { session.WriteAddress(AddressKind::PrimaryBle, "C2:00:00:00:00:01"); });
+    FailureOf(FailureKind::BadInput, [&] { session.WriteAddress(AddressKind::PrimaryBle, Ble("C2:00:00:00:00:01")); });
 }
 
 TEST(Session, ReadingIsForFlashOnlyAndExact) {

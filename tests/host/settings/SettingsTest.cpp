@@ -52,18 +52,5 @@ TEST(ScopedSettings, PutsBackAfterAnExceptionAndWhatTheOtherSideChanged) {
     EXPECT_EQ(settings.Value("FlashEraseSetting"), "All Unprotected Sectors");
 }
 
-TEST(DefaultSettings, HaveEveryOptionOffSoThatNoneIsMissing) {
-    const Settings settings = DefaultSettings();
-
-    for (const char* option :
-         {"RetainIeeeSecondaryAddr", "RetainBleSecondaryAddr", "OverrideBleSecondaryAddr", "OverrideIeeeSecondaryAddr",
-          "WriteProtectionToggle", "DisableBootloader", "DisableCpuDap", "KeepCcfgSetting", "FlashPageToggle",
-          "FlashPagesFilledWith", "CrcVerify"}) {
-        ASSERT_NE(settings.Find(option), nullptr) << option;
-        EXPECT_EQ(settings.Value(option), "0") << option;
-    }
-    EXPECT_EQ(settings.Value("FlashEraseSetting"), "Necessary Sectors Only");
-}
-
 }  // namespace
 }  // namespace flash::host
