@@ -8,8 +8,6 @@ include(Planting)
 function(flash_plant_bug)
     cmake_parse_arguments(PARSE_ARGV 0 ARG "" "NAME;TARGET;LIBRARY;FILE;RIGHT;WRONG;CORPUS;MAX_LENGTH;REASON" "SEEDS;FLAGS")
     set(target planted_${ARG_NAME})
-    # What the fuzzer finds new goes to the first folder: never into the sources.
-    set(found ${CMAKE_CURRENT_BINARY_DIR}/${target}-corpus)
     set(corpus)
     if(ARG_SEEDS)
         list(TRANSFORM ARG_SEEDS PREPEND ${PROJECT_SOURCE_DIR}/tests/fuzz/corpus/${ARG_CORPUS}/)
@@ -29,8 +27,15 @@ function(flash_plant_bug)
     target_link_libraries(${target} PRIVATE ${ARG_LIBRARY} flash_build_options)
     target_link_options(${target} PRIVATE -fsanitize=fuzzer)
     add_dependencies(fuzz_targets ${target})
-    add_test(NAME fuzz_${target} COMMAND sh -c "rm -rf \"$0\" && mkdir \"$0\" && exec \"$@\"" ${found}
-        $<TARGET_FILE:${target}> -runs=200000 -max_len=${ARG_MAX_LENGTH} -seed=1 ${ARG_FLAGS}
-        -artifact_prefix=${target}- ${found} ${corpus})
-    set_tests_properties(fuzz_${target} PROPERTIES TIMEOUT 300 PASS_REGULAR_EXPRESSION ${ARG_REASON})
+    flash_add_finding(${target} ${target} ${ARG_REASON} -runs=200000 -max_len=${ARG_MAX_LENGTH} ${ARG_FLAGS} ${corpus})
+endfunction()
+
+# `flash_add_finding(NAME PROGRAM REASON argument…)`: a test that passes when the fuzzer gives the reason for an input that
+# it then keeps. A program that breaks before it has read an input keeps none, whatever it says.
+function(flash_add_finding NAME PROGRAM REASON)
+    set(found ${CMAKE_CURRENT_BINARY_DIR}/${NAME}-found)  # never into the sources
+    add_test(NAME fuzz_${NAME} COMMAND sh -c "rm -rf \"$0\" && mkdir \"$0\" && exec \"$@\"" ${found}
+        $<TARGET_FILE:${PROGRAM}> -seed=1 -artifact_prefix=${found}/ ${found} ${ARGN})
+    set_tests_properties(fuzz_${NAME} PROPERTIES
+        TIMEOUT 300 PASS_REGULAR_EXPRESSION "(${REASON}).*Test unit written to [^ ]*${NAME}-found/")
 endfunction()
