@@ -11,8 +11,8 @@
 #include "apps/lumoflash/Locations.h"
 #include "host/Failure.h"
 #include "host/backends/OpenProbe.h"
+#include "host/files/FileContent.h"
 #include "host/files/IntelHex.h"
-#include "host/files/OutputFile.h"
 #include "host/plan/Dangers.h"
 
 namespace flash::app {

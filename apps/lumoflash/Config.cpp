@@ -9,6 +9,7 @@
 #include "apps/lumoflash/Toml.h"
 #include "host/Failure.h"
 #include "host/backends/OpenProbe.h"
+#include "host/files/FileContent.h"
 #include "host/files/ProgramFile.h"
 
 namespace flash::app {

@@ -1,4 +1,4 @@
-// See IntelHex.h.
+// Records one by one: each is checked by itself, then against those before it.
 #include "host/files/IntelHex.h"
 
 #include <fmt/format.h>

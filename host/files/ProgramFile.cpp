@@ -1,4 +1,4 @@
-// See ProgramFile.h.
+// Which format it is, and the reader for it.
 #include "host/files/ProgramFile.h"
 
 #include <fmt/format.h>
@@ -6,12 +6,9 @@
 #include <algorithm>
 #include <array>
 #include <cctype>
-#include <cerrno>
-#include <cstring>
-#include <fstream>
-#include <system_error>
 
 #include "host/files/ElfFile.h"
+#include "host/files/FileContent.h"
 #include "host/files/IntelHex.h"
 #include "host/files/RawBinary.h"
 #include "host/files/SRecord.h"
@@ -71,36 +68,6 @@ std::string LowerCase(std::string text) {
     return text;
 }
 
-// Before anything is opened: what is no regular file may block, or have no end.
-std::uintmax_t SizeOfUsableFile(const std::filesystem::path& path, std::size_t mostBytes) {
-    std::error_code error;
-    const std::filesystem::file_status status = std::filesystem::status(path, error);
-    const Origin origin{path.string(), ""};
-    if (status.type() == std::filesystem::file_type::not_found) {
-        throw ErrorAt(origin, "the file does not exist");
-    }
-    if (error) {
-        throw ErrorAt(origin, fmt::format("the file cannot be examined: {}", error.message()));
-    }
-    if (std::filesystem::is_directory(status)) {
-        throw ErrorAt(origin, "this is a folder, expected a file");
-    }
-    if (!std::filesystem::is_regular_file(status)) {
-        throw ErrorAt(origin, "this is a device or a pipe, expected a regular file");
-    }
-    const std::uintmax_t size = std::filesystem::file_size(path, error);
-    if (error) {
-        throw ErrorAt(origin, fmt::format("the file cannot be examined: {}", error.message()));
-    }
-    if (size == 0) {
-        throw ErrorAt(origin, "the file is empty");
-    }
-    if (size > mostBytes) {
-        throw ErrorAt(origin, fmt::format("the file has {} bytes, at most {} are allowed", size, mostBytes));
-    }
-    return size;
-}
-
 FileFormat FormatOf(std::span<const std::uint8_t> content, const std::string& fileName, const ReadOptions& options) {
     const std::optional<FileFormat> format = options.format ? options.format : DetectFileFormat(content, fileName);
     if (!format) {
@@ -144,19 +111,6 @@ std::optional<FileFormat> DetectFileFormat(std::span<const std::uint8_t> content
         return format;
     }
     return Lookup(kExtensions, LowerCase(std::filesystem::path(fileName).extension().string()));
-}
-
-std::vector<std::uint8_t> LoadFile(const std::filesystem::path& path, std::size_t mostBytes) {
-    const std::uintmax_t size = SizeOfUsableFile(path, mostBytes);
-    std::ifstream stream(path, std::ios::binary);
-    if (!stream) {
-        throw ErrorAt({path.string(), ""}, fmt::format("the file cannot be read: {}", std::strerror(errno)));
-    }
-    std::vector<std::uint8_t> content(size);
-    if (!stream.read(reinterpret_cast<char*>(content.data()), static_cast<std::streamsize>(size))) {
-        throw ErrorAt({path.string(), ""}, fmt::format("only {} of {} bytes can be read", stream.gcount(), size));
-    }
-    return content;
 }
 
 ProgramImage ReadProgram(std::span<const std::uint8_t> content, const std::string& fileName,

@@ -29,9 +29,6 @@ struct ReadOptions {
     std::optional<std::uint32_t> binaryBase = std::nullopt;  // required by the binary format, no use to others
 };
 
-// The file's bytes. Refuses what is missing, unreadable, no regular file, empty, or larger than `mostBytes`.
-std::vector<std::uint8_t> LoadFile(const std::filesystem::path& path, std::size_t mostBytes = kMaxFileBytes);
-
 // The image of a file's content. A file without a single byte to program is refused.
 ProgramImage ReadProgram(std::span<const std::uint8_t> content, const std::string& fileName,
                          const ReadOptions& options = {});

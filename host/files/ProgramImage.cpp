@@ -1,4 +1,4 @@
-// See ProgramImage.h.
+// Segments lie in a map by address, so that an overlap shows at the neighbours.
 #include "host/files/ProgramImage.h"
 
 #include <fmt/format.h>

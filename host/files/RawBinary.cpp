@@ -1,4 +1,4 @@
-// See RawBinary.h.
+// Bytes as they are.
 #include "host/files/RawBinary.h"
 
 #include <fmt/format.h>

@@ -1,4 +1,4 @@
-// See SRecord.h.
+// Records one by one: each is checked by itself, then against those before it.
 #include "host/files/SRecord.h"
 
 #include <fmt/format.h>

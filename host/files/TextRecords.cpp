@@ -1,4 +1,4 @@
-// See TextRecords.h.
+// Digits are told one by one, so that a wrong one has its column.
 #include "host/files/TextRecords.h"
 
 #include <fmt/format.h>

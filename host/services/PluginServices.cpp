@@ -6,6 +6,7 @@
 #include <algorithm>
 #include <exception>
 
+#include "host/files/FileContent.h"
 #include "host/files/ProgramFile.h"
 
 namespace flash::host {

@@ -2,6 +2,7 @@
 
 #include <fmt/format.h>
 
+#include "host/files/FileContent.h"
 #include "host/files/ProgramFile.h"
 
 namespace flash::host {

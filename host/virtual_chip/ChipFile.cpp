@@ -13,7 +13,7 @@
 #include <system_error>
 
 #include "host/Failure.h"
-#include "host/files/OutputFile.h"
+#include "host/files/FileContent.h"
 #include "host/files/ProgramFile.h"
 
 namespace flash::host {

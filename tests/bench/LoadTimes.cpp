@@ -12,6 +12,7 @@
 
 #include "host/devices/DeviceDescription.h"
 #include "host/files/ElfFile.h"
+#include "host/files/FileContent.h"
 #include "host/files/ProgramFile.h"
 #include "host/services/Mailbox.h"
 #include "host/session/Connection.h"

@@ -15,6 +15,7 @@
 #include "chip/VirtualChip.h"
 #include "flashdevice/interface/IFlashDevice2.h"
 #include "host/files/ElfFile.h"
+#include "host/files/FileContent.h"
 #include "host/files/ProgramFile.h"
 
 namespace {

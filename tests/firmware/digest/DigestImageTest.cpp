@@ -9,6 +9,7 @@
 #include "chip/VirtualChip.h"
 #include "firmware/digest/digest.h"
 #include "host/files/ElfFile.h"
+#include "host/files/FileContent.h"
 #include "host/files/ProgramFile.h"
 #include "tests/firmware/digest/SecondDigest.h"
 

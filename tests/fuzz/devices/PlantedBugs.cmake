@@ -4,7 +4,7 @@ include(${PROJECT_SOURCE_DIR}/tests/fuzz/PlantBug.cmake)
 function(plant_bug_in_descriptions)
     flash_plant_bug(LIBRARY flash_host TARGET device_description
         CORPUS device_description SEEDS plain smallest_values largest_values MAX_LENGTH 2048 FLAGS -mutate_depth=1
-        FILE host/devices/DeviceDescription.cpp ${ARGN})
+        FILE host/devices/DescriptionReader.cpp ${ARGN})
 endfunction()
 
 plant_bug_in_descriptions(NAME field_of_any_length

@@ -11,10 +11,10 @@ flash_plant_bug(NAME more_than_the_record_says LIBRARY host_files TARGET s_recor
     FILE host/files/SRecord.cpp RIGHT "if (bytes[0] != bytes.size() - 1)" WRONG "if (bytes[0] > bytes.size() - 1)"
     REASON "the second reader agrees")
 flash_plant_bug(NAME byte_behind_the_elf_file LIBRARY host_files TARGET elf_file CORPUS elf_file MAX_LENGTH 2048
-    FILE host/files/ElfFile.cpp RIGHT "length > content.size() - offset" WRONG "length > content.size() - offset + 1"
+    FILE host/files/ElfReader.cpp RIGHT "length > content.size() - offset" WRONG "length > content.size() - offset + 1"
     REASON "span.*Assertion|heap-buffer-overflow on address|lie in the file")
 flash_plant_bug(NAME symbols_at_zero LIBRARY host_files TARGET elf_file CORPUS elf_file MAX_LENGTH 2048
-    FILE host/files/ElfFile.cpp RIGHT "symbol.st_name, symbol.st_value" WRONG "symbol.st_name, symbol.st_value * 0"
+    FILE host/files/ElfSymbols.cpp RIGHT "symbol.st_name, symbol.st_value" WRONG "symbol.st_name, symbol.st_value * 0"
     REASON "a symbol has the file's value")
 flash_plant_bug(NAME segment_lost_behind_the_elf_header LIBRARY host_files TARGET elf_file CORPUS elf_file
     MAX_LENGTH 2048 FILE host/files/ElfFile.cpp

@@ -1,4 +1,5 @@
 // Program files by path: how a format is recognised, which files are refused before they are read, several at once.
+#include "host/files/FileContent.h"
 #include "host/files/ProgramFile.h"
 
 #include <gtest/gtest.h>

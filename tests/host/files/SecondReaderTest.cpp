@@ -12,8 +12,8 @@
 #include <vector>
 
 #include "host/files/ElfFile.h"
+#include "host/files/FileContent.h"
 #include "host/files/IntelHex.h"
-#include "host/files/OutputFile.h"
 #include "host/files/ProgramFile.h"
 #include "host/files/RawBinary.h"
 #include "host/files/SRecord.h"

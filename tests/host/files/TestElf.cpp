@@ -1,4 +1,4 @@
-// See TestElf.h. Written against the format, not with the library that the product reads it with.
+// Written against the format, not with the library that the product reads it with.
 #include "tests/host/files/TestElf.h"
 
 #include <cstring>

@@ -6,6 +6,7 @@
 
 #include <functional>
 
+#include "host/files/FileContent.h"
 #include "host/files/ProgramFile.h"
 #include "host/settings/OptionProperties.h"
 #include "tests/host/support/FakeProbe.h"

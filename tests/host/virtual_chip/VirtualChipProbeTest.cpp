@@ -3,7 +3,7 @@
 
 #include <gtest/gtest.h>
 
-#include "host/files/OutputFile.h"
+#include "host/files/FileContent.h"
 #include "host/files/ProgramFile.h"
 #include "tests/host/files/TemporaryFolder.h"
 #include "tests/host/support/Throws.h"

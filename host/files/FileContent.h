@@ -1,11 +1,18 @@
-// Files that are written: whole or not at all, and never over a file that has another part in the work.
+// Files as a whole: read with a bound, written entirely or not at all, and never over a file that has another part in
+// the work.
 #pragma once
 
 #include <cstdint>
 #include <filesystem>
 #include <span>
+#include <vector>
+
+#include "host/files/ProgramImage.h"
 
 namespace flash::host {
+
+// The file's bytes. Refuses what is missing, unreadable, no regular file, empty, or larger than `mostBytes`.
+std::vector<std::uint8_t> LoadFile(const std::filesystem::path& path, std::size_t mostBytes = kMaxFileBytes);
 
 // Whether both name one file, there already or not. Devices and pipes are nobody's own.
 bool IsSameFile(const std::filesystem::path& a, const std::filesystem::path& b);

@@ -1,5 +1,5 @@
-// POSIX files; each failing call is told with the system's reason.
-#include "host/files/OutputFile.h"
+// Each failing call is told with the system's reason.
+#include "host/files/FileContent.h"
 
 #include <fcntl.h>
 #include <fmt/format.h>
@@ -7,7 +7,8 @@
 #include <unistd.h>
 
 #include <cerrno>
-#include <cstdio>
+#include <cstring>
+#include <fstream>
 #include <system_error>
 
 #include "host/Failure.h"
@@ -54,7 +55,50 @@ int CreateBeside(const std::filesystem::path& destination, std::filesystem::path
     return file;
 }
 
+// Before anything is opened: what is no regular file may block, or have no end.
+std::uintmax_t SizeOfUsableFile(const std::filesystem::path& path, std::size_t mostBytes) {
+    std::error_code error;
+    const std::filesystem::file_status status = std::filesystem::status(path, error);
+    const Origin origin{path.string(), ""};
+    if (status.type() == std::filesystem::file_type::not_found) {
+        throw ErrorAt(origin, "the file does not exist");
+    }
+    if (error) {
+        throw ErrorAt(origin, fmt::format("the file cannot be examined: {}", error.message()));
+    }
+    if (std::filesystem::is_directory(status)) {
+        throw ErrorAt(origin, "this is a folder, expected a file");
+    }
+    if (!std::filesystem::is_regular_file(status)) {
+        throw ErrorAt(origin, "this is a device or a pipe, expected a regular file");
+    }
+    const std::uintmax_t size = std::filesystem::file_size(path, error);
+    if (error) {
+        throw ErrorAt(origin, fmt::format("the file cannot be examined: {}", error.message()));
+    }
+    if (size == 0) {
+        throw ErrorAt(origin, "the file is empty");
+    }
+    if (size > mostBytes) {
+        throw ErrorAt(origin, fmt::format("the file has {} bytes, at most {} are allowed", size, mostBytes));
+    }
+    return size;
+}
+
 }  // namespace
+
+std::vector<std::uint8_t> LoadFile(const std::filesystem::path& path, std::size_t mostBytes) {
+    const std::uintmax_t size = SizeOfUsableFile(path, mostBytes);
+    std::ifstream stream(path, std::ios::binary);
+    if (!stream) {
+        throw ErrorAt({path.string(), ""}, fmt::format("the file cannot be read: {}", std::strerror(errno)));
+    }
+    std::vector<std::uint8_t> content(size);
+    if (!stream.read(reinterpret_cast<char*>(content.data()), static_cast<std::streamsize>(size))) {
+        throw ErrorAt({path.string(), ""}, fmt::format("only {} of {} bytes can be read", stream.gcount(), size));
+    }
+    return content;
+}
 
 bool IsSameFile(const std::filesystem::path& a, const std::filesystem::path& b) {
     std::error_code unknown;

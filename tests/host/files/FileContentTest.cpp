@@ -1,5 +1,5 @@
 // Files that are written whole or not at all.
-#include "host/files/OutputFile.h"
+#include "host/files/FileContent.h"
 
 #include <gtest/gtest.h>
 #include <sys/resource.h>
