@@ -7,8 +7,9 @@
 #include <cstdio>
 #include <functional>
 
-#include "apps/lumoflash/FieldOptions.h"
 #include "apps/lumoflash/Locations.h"
+#include "apps/lumoflash/Outcome.h"
+#include "apps/lumoflash/Validation.h"
 #include "host/Failure.h"
 #include "host/backends/OpenProbe.h"
 #include "host/files/FileContent.h"
@@ -226,75 +227,14 @@ private:
     host::Session* session = nullptr;  // the connection's
 };
 
-// The work's outcome, or the failure as one.
-Outcome OutcomeOf(const std::function<Outcome()>& work) {
-    const auto failed = [](FailureKind kind, const std::string& text) {
-        return Outcome{static_cast<int>(kind), text, 0, {}};
-    };
-    try {
-        return work();
-    } catch (const Failure& failure) {
-        return failed(failure.Kind(), InWords(failure.Text()));
-    } catch (const std::exception& error) {
-        return failed(FailureKind::Operation, error.what());
-    }
-}
-
-// What follows the work even when that failed. Its own failure is one of the command, and hides no earlier one.
-void KeepTrying(Outcome& outcome, const std::function<void()>& step) {
-    const Outcome kept = OutcomeOf([&] {
-        step();
-        return Outcome{};
-    });
-    if (kept.exitCode == 0) {
-        return;
-    }
-    const char* joint = outcome.exitCode != 0 ? "\nBesides: " : ", but: ";
-    outcome.text = outcome.text.empty() ? kept.text : outcome.text + joint + kept.text;
-    outcome.exitCode = outcome.exitCode != 0 ? outcome.exitCode : static_cast<int>(FailureKind::Operation);
-}
-
-host::ValidationReport RunChecks(const host::ValidatePluginOptions& options, View& view,
-                                 const std::atomic<bool>& isInterrupted) {
-    const auto show = [&](const validator::CheckResult& result) { view.ShowCheck(result); };
-    try {
-        return host::ValidatePlugin(options, show, isInterrupted);
-    } catch (const std::invalid_argument& error) {
-        throw Failure(FailureKind::BadInput, error.what());
-    }
-}
-
-// Judges a module; there is no chip.
-Outcome Validate(const host::ValidatePluginOptions& options, View& view, const std::atomic<bool>& isInterrupted) {
-    const host::ValidationReport report = RunChecks(options, view, isInterrupted);
-    if (report.wasInterrupted) {
-        throw Failure(FailureKind::Interrupted, "Interrupted");
-    }
-    if (!report.loadError.empty()) {
-        throw Failure(FailureKind::Unreachable,
-                      fmt::format("{} cannot be loaded: {}", options.modulePath, report.loadError));
-    }
-    const std::size_t passed = report.PassedCount();
-    const std::string verdict = fmt::format("{} of {} checks passed", passed, report.results.size());
-    if (passed != report.results.size()) {
-        throw Failure(FailureKind::Operation, verdict);
-    }
-    return {0, verdict, 0, {}};
-}
-
-Outcome ListChecks(View& view) {
-    const std::vector<validator::Check>& checks = validator::AllChecks();
-    std::for_each(checks.begin(), checks.end(), [&](const auto& check) { view.ListCheck(check); });
-    return {0, fmt::format("{} checks", checks.size()), 0, {}};
-}
-
 }  // namespace
 
 int RunCommand(const Options& options, View& view, const std::atomic<bool>& isInterrupted) {
     view.Started(options);
     if (options.command == Command::ValidatePlugin) {
         const Outcome outcome = OutcomeOf([&] {
-            return options.validation.isListing ? ListChecks(view) : Validate(options.validation, view, isInterrupted);
+            return options.validation.isListing ? ListChecks(view)
+                                                : ValidatePlugin(options.validation, view, isInterrupted);
         });
         view.Finished(outcome);
         return outcome.exitCode;

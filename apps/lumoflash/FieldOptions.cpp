@@ -2,11 +2,42 @@
 #include "apps/lumoflash/FieldOptions.h"
 
 #include <algorithm>
+#include <iterator>
 
 #include "host/settings/OptionProperties.h"
 
 namespace flash::app {
 namespace {
+
+using host::Field;
+
+struct NamedField {
+    Field field;
+    const char* name;
+};
+
+constexpr NamedField kNames[] = {
+    {Field::Device, "--device"},
+    {Field::DevicesFolder, "--devices"},
+    {Field::Plugin, "--plugin"},
+    {Field::Verbose, "--verbose"},
+    {Field::BaseAddress, "--base"},
+    {Field::Erase, "--erase"},
+    {Field::ErasedSectors, "--erase sectors:"},
+    {Field::SkippedSectors, "--skip-pages"},
+    {Field::SkippedFill, "--skip-fill"},
+    {Field::KeptCcfg, "--keep-ccfg"},
+    {Field::Verification, "--verify"},
+    {Field::RetainedBle, "--retain-ble"},
+    {Field::RetainedIeee, "--retain-ieee"},
+    {Field::Ble, "--ble"},
+    {Field::Ieee, "--ieee"},
+    {Field::Protect, "--protect"},
+    {Field::Bootloader, "--disable-bootloader"},
+    {Field::DebugPort, "--disable-debug"},
+    {Field::Sectors, "--sectors"},
+    {Field::Address, "mac write"},
+};
 
 std::string EraseValue(const std::string& setting, const std::string& sectors) {
     switch (host::ParseEraseSetting(setting)) {
@@ -26,54 +57,11 @@ std::string EraseValue(const std::string& setting, const std::string& sectors) {
 }  // namespace
 
 std::string OptionOf(host::Field field) {
-    using host::Field;
-    switch (field) {
-        case Field::Device:
-            return "--device";
-        case Field::DevicesFolder:
-            return "--devices";
-        case Field::Plugin:
-            return "--plugin";
-        case Field::Verbose:
-            return "--verbose";
-        case Field::BaseAddress:
-            return "--base";
-        case Field::Erase:
-            return "--erase";
-        case Field::ErasedSectors:
-            return "--erase sectors:";
-        case Field::SkippedSectors:
-            return "--skip-pages";
-        case Field::SkippedFill:
-            return "--skip-fill";
-        case Field::KeptCcfg:
-            return "--keep-ccfg";
-        case Field::Verification:
-            return "--verify";
-        case Field::RetainedBle:
-            return "--retain-ble";
-        case Field::RetainedIeee:
-            return "--retain-ieee";
-        case Field::Ble:
-            return "--ble";
-        case Field::Ieee:
-            return "--ieee";
-        case Field::Protect:
-            return "--protect";
-        case Field::Bootloader:
-            return "--disable-bootloader";
-        case Field::DebugPort:
-            return "--disable-debug";
-        case Field::Sectors:
-            return "--sectors";
-        case Field::Address:
-            return "mac write";
-    }
-    return std::string(host::FieldName(field));
+    const auto* named = std::ranges::find(kNames, field, &NamedField::field);
+    return named == std::end(kNames) ? std::string(host::FieldName(field)) : named->name;
 }
 
 std::vector<OptionValue> OptionsOf(const std::map<std::string, std::string>& properties) {
-    using host::Field;
     const std::vector<host::GivenField> given = host::FieldsOf(properties);
     const auto listed = std::ranges::find(given, Field::ErasedSectors, &host::GivenField::field);
     const std::string sectors = listed == given.end() ? "" : *listed->value;

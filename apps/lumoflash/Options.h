@@ -1,4 +1,4 @@
-// The command line of lumoflash, parsed and checked; nothing is touched yet.
+// What a user asks of lumoflash, checked as far as that can be done without a chip.
 #pragma once
 
 #include <cstdint>
@@ -65,14 +65,5 @@ struct Options {
 
 // The options of a load or a change on a chip of so many sectors. Throws BadInput for a wrong list.
 host::ProgramOptions ProgramOptionsFor(const Options& options, std::uint32_t sectorCount);
-
-// Exactly one of the two.
-struct ParsedCommandLine {
-    std::optional<Options> options;
-    std::optional<std::string> help;  // or the version: what to print instead of a command's work
-};
-
-// Throws Failure (BadInput) for whatever is wrong.
-ParsedCommandLine ParseCommandLine(int argumentCount, const char* const* arguments);
 
 }  // namespace flash::app

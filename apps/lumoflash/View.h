@@ -8,6 +8,7 @@
 #include <vector>
 
 #include "apps/lumoflash/Options.h"
+#include "apps/lumoflash/Outcome.h"
 #include "host/devices/DeviceDescription.h"
 #include "host/plan/WritePlan.h"
 #include "host/services/Observer.h"
@@ -16,13 +17,6 @@
 #include "validator/CheckRunner.h"
 
 namespace flash::app {
-
-struct Outcome {
-    int exitCode = 0;
-    std::string text;  // the verdict, or what went wrong and what to do
-    std::size_t bytes = 0;
-    std::chrono::nanoseconds elapsed{};  // on the chip's clock
-};
 
 class View : public host::Observer {
 public:

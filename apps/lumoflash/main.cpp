@@ -8,9 +8,9 @@
 #include <cstdio>
 #include <exception>
 
+#include "apps/lumoflash/CommandLine.h"
 #include "apps/lumoflash/Commands.h"
 #include "apps/lumoflash/FieldOptions.h"
-#include "apps/lumoflash/Options.h"
 #include "apps/lumoflash/View.h"
 #include "host/Failure.h"
 

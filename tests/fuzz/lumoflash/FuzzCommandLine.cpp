@@ -7,6 +7,7 @@
 #include <string_view>
 #include <vector>
 
+#include "apps/lumoflash/CommandLine.h"
 #include "host/Failure.h"
 #include "tests/fuzz/FuzzTarget.h"
 #include "tests/fuzz/InMemoryFile.h"

@@ -9,7 +9,7 @@ endfunction()
 plant_bug_in_command_line(NAME rest_behind_an_address FILE host/Numbers.cpp
     RIGHT "error == std::errc() && end == last" WRONG "error == std::errc()"
     REASON "both readers accept the same command lines|an accepted number is the one|an accepted range is the one")
-plant_bug_in_command_line(NAME first_sector_forgotten FILE apps/lumoflash/Options.cpp
+plant_bug_in_command_line(NAME first_sector_forgotten FILE apps/lumoflash/RawOptions.cpp
     RIGHT "raw.erase.substr(kListedSectors.size())" WRONG "raw.erase.substr(kListedSectors.size() + 1)"
     REASON "same options|out_of_range|a refusal is a Failure")
 plant_bug_in_command_line(NAME flag_always_on FILE apps/lumoflash/Config.cpp
@@ -18,6 +18,6 @@ plant_bug_in_command_line(NAME flag_always_on FILE apps/lumoflash/Config.cpp
 plant_bug_in_command_line(NAME path_from_elsewhere FILE apps/lumoflash/Config.cpp
     RIGHT "\"devices\", \"data\"" WRONG "\"devices\""
     REASON "a configuration file gives the same options")
-plant_bug_in_command_line(NAME loud_and_quiet FILE apps/lumoflash/Options.cpp
+plant_bug_in_command_line(NAME loud_and_quiet FILE apps/lumoflash/RawOptions.cpp
     RIGHT "options.isJson && options.isQuiet" WRONG "options.isJson && options.isQuiet && options.isVerbose"
     REASON "both readers accept the same command lines")

@@ -1,0 +1,286 @@
+// The options of each command, with CLI11.
+#include "apps/lumoflash/CommandLine.h"
+
+#include <fmt/format.h>
+
+#include <CLI/CLI.hpp>
+#include <algorithm>
+#include <map>
+#include <sstream>
+
+#include "apps/lumoflash/Config.h"
+#include "apps/lumoflash/FieldOptions.h"
+#include "apps/lumoflash/RawOptions.h"
+
+namespace flash::app {
+namespace {
+
+// One value for each time that the option is given. By itself the library takes all arguments that follow, too, and
+// splits one in brackets.
+void TakeOneAtATime(CLI::Option& option) { option.expected(1)->take_all()->allow_extra_args(false); }
+
+// All words without a name. The library goes on taking as long as the least number is not reached; with its own way
+// for lists it would split a word in brackets.
+CLI::Option& TakeAllWords(CLI::Option& option) {
+    constexpr int kMoreThanFit = 1 << 20;
+    return *option.take_all()->expected(kMoreThanFit, CLI::detail::expected_max_vector_size)->allow_extra_args(false);
+}
+
+// On a command line or in a configuration file.
+std::string NeitherTrueNorFalse(const std::string& text) {
+    return text == "true" || text == "false" ? "" : fmt::format("\"{}\" is neither true nor false", text);
+}
+
+CLI::Option* AddFlag(CLI::App& command, const std::string& names, bool& isOn, const std::string& description) {
+    return command.add_flag(names, isOn, description)->check(NeitherTrueNorFalse);
+}
+
+// The library cannot tell "--option=" from "--option" and takes the next argument for the value.
+void RequireValuesBehindEquals(const std::vector<std::string>& arguments) {
+    for (const std::string& argument : arguments) {
+        if (argument == "--") {
+            return;
+        }
+        if (argument.starts_with("--") && argument.find('=') == argument.size() - 1) {
+            Refuse(fmt::format("{}: there is no value behind the equals sign", argument));
+        }
+    }
+}
+
+class CommandLine {
+public:
+    CommandLine() : app("Programs the flash of Lumo microcontrollers through a flash plug-in.", "lumoflash") {
+        app.require_subcommand(1);
+        app.set_version_flag("--version", LUMOFLASH_VERSION);
+        app.footer(
+            "Exit codes: 0 done, 1 operation failed, 2 usage or bad input, 3 difference or not blank,\n"
+            "4 chip or plug-in not reachable, 130 interrupted. `lumoflash COMMAND --help` shows a command.\n"
+            "Example:\n  lumoflash --device LumoF2F352 --probe virtual:chip.bin program app.elf");
+        AddGlobalOptions();
+        AddProgram();
+        AddFiles(
+            *AddCommand(app, Command::Verify, "verify", "Compares flash with files, byte by byte.", "verify app.elf"));
+        AddRead();
+        AddErase();
+        AddCommand(app, Command::BlankCheck, "blank-check", "Tells whether all of flash is erased.", "blank-check");
+        AddCommand(app, Command::Info, "info", "Shows what is connected.", "info");
+        AddMac();
+        AddClosing(*AddCommand(app, Command::Ccfg, "ccfg", "Shows the customer configuration area, or changes it.",
+                               "ccfg --protect 0-3 --yes"));
+        AddCommand(app, Command::Devices, "devices", "Lists the parts that are known.", "devices");
+        AddValidatePlugin();
+    }
+
+    ParsedCommandLine Parse(int argumentCount, const char* const* arguments) {
+        try {
+            // CLI11 takes its arguments back to front.
+            std::vector<std::string> reversed(arguments + 1, arguments + argumentCount);
+            RequireValuesBehindEquals(reversed);
+            std::reverse(reversed.begin(), reversed.end());
+            app.parse(reversed);
+            ApplyConfig();
+            ReadProperties();
+            ApplyProperties();
+        } catch (const CLI::ParseError& error) {
+            return {std::nullopt, HelpFor(error)};
+        }
+        const auto isGiven = [this](Command command, const std::string& option) {
+            return commands.at(command)->count(option) != 0;
+        };
+        FinishOptions(raw, isGiven, options);
+        return {options, std::nullopt};
+    }
+
+private:
+    // The library tells a question for help like a mistake.
+    std::string HelpFor(const CLI::ParseError& error) {
+        const std::vector<CLI::App*> given = app.get_subcommands();
+        if (const std::vector<std::string> unknown = app.remaining(); given.empty() && !unknown.empty()) {
+            Refuse(fmt::format("There is no command {}; `lumoflash --help` lists them", unknown.front()));
+        }
+        std::ostringstream out, problem;
+        if (app.exit(error, out, problem) != 0) {
+            Refuse(fmt::format("{}; `lumoflash {}--help` tells more", error.what(),
+                               given.empty() ? "" : given.front()->get_name() + " "));
+        }
+        return out.str();
+    }
+
+    CLI::App* AddCommand(CLI::App& parent, Command command, const std::string& name, const std::string& description,
+                         const std::string& example) {
+        CLI::App* added = parent.add_subcommand(name, description);
+        added->footer("Example:\n  lumoflash --device LumoF2F352 --probe virtual:chip.bin " + example);
+        added->fallthrough();
+        added->final_callback([this, command] { options.command = command; });
+        commands[command] = added;
+        return added;
+    }
+
+    void AddGlobalOptions() {
+        app.add_option("--device,-d", options.device, "Part, for example LumoF2F352; see `lumoflash devices`");
+        app.add_option("--probe", raw.probe, "virtual, or virtual:FILE to keep the chip's state in FILE");
+        app.add_option("--plugin", options.plugin, "The flash plug-in's module, instead of the installed one");
+        app.add_option("--devices", options.devicesFolder, "Folder of device descriptions");
+        app.add_option("--data", options.dataFolder, "Folder whose `arm` holds the flashloader images");
+        TakeOneAtATime(*app.add_option("--set", raw.properties, "KEY=VALUE, any host property"));
+        app.add_option("--config", raw.config, "TOML file with defaults");
+        app.add_option("--trace", options.traceFile, "Write the timeline of the virtual chip here, for Perfetto");
+        AddFlag(app, "--verbose,-v", options.isVerbose, "Let the plug-in tell what it does");
+        AddFlag(app, "--quiet,-q", options.isQuiet, "Only errors, and the warnings that come with them");
+        AddFlag(app, "--json", options.isJson, "One JSON object per event on standard output");
+        AddFlag(app, "--no-color", options.isColorOff, "No colors, as with NO_COLOR");
+        AddFlag(app, "--yes,-y", options.isAgreed, "Agree to what cannot be taken back");
+    }
+
+    void AddFiles(CLI::App& command) {
+        TakeAllWords(*command.add_option("FILE", raw.files, "ELF, Intel HEX, Motorola S-record or raw binary"))
+            .required();
+        command.add_option("--base", raw.base, "Address of the first byte of raw binary files");
+        command.add_option("--format", raw.format, "elf, hex, srec or bin, instead of looking at the file");
+    }
+
+    void AddClosing(CLI::App& command) {
+        host::ClosingChanges& closing = options.program.closing;
+        command.add_option("--ble", raw.ble, "New secondary BLE address, for example C2:00:00:00:00:01");
+        command.add_option("--ieee", raw.ieee, "New secondary IEEE address of eight bytes");
+        command.add_option("--protect", raw.protect, "Write-protect pages, for example 0-3,7");
+        AddFlag(command, "--disable-bootloader", closing.disableBootloader, "Disable the boot loader");
+        AddFlag(command, "--disable-debug", closing.disableDebug, "Disable the debug port for good");
+    }
+
+    void AddProgram() {
+        CLI::App& command =
+            *AddCommand(app, Command::Program, "program", "Programs files into flash and verifies them.",
+                        "program app.elf --verify readback");
+        AddFiles(command);
+        command.add_option("--erase", raw.erase, "necessary, retain, all, sectors:LIST or none")->capture_default_str();
+        command.add_option("--verify", raw.verify, "crc, readback or none")->capture_default_str();
+        AddFlag(command, "--keep-ccfg", options.program.keepCcfg, "Keep the chip's customer configuration area");
+        command.add_option("--skip-pages", raw.skipPages, "Neither erase nor write these pages, for example 0-3,7");
+        command.add_option("--skip-fill", raw.skipFill, "Do not write sectors of only this byte value");
+        AddFlag(command, "--retain-ble", options.program.closing.retainBle, "Keep the secondary BLE address");
+        AddFlag(command, "--retain-ieee", options.program.closing.retainIeee, "Keep the secondary IEEE address");
+        AddClosing(command);
+        AddFlag(command, "--dry-run,-n", options.isDryRun, "Show the plan and touch nothing");
+    }
+
+    void AddRead() {
+        CLI::App& command = *AddCommand(app, Command::Read, "read", "Reads flash into a file.",
+                                        "read --out flash.bin --range 0:0x2000");
+        command.add_option("--out,-o", options.outFile, "The file; - for standard output");
+        command.add_option("--range", raw.range, "ADDRESS:LENGTH instead of all of flash");
+        command.add_option("--format", raw.outFormat, "bin or hex, instead of by the file's ending");
+    }
+
+    void AddErase() {
+        CLI::App& command =
+            *AddCommand(app, Command::Erase, "erase", "Erases all of flash, or some sectors.", "erase --sectors 4-7");
+        command.add_option("--sectors", raw.sectors, "Only these, for example 0-3,7");
+        AddFlag(command, "--keep-ccfg", options.keepCcfg, "Keep the customer configuration area");
+    }
+
+    void AddMac() {
+        CLI::App* mac = app.add_subcommand("mac", "Reads and writes the radio addresses.");
+        mac->require_subcommand(1);
+        mac->fallthrough();
+        mac->footer("Example:\n  lumoflash --device LumoF2F352 --probe virtual:chip.bin mac read");
+        CLI::App* read =
+            AddCommand(*mac, Command::MacRead, "read", "Reads all addresses, or those named.", "mac read sec-ble");
+        TakeAllWords(*read->add_option("KIND", raw.kinds, "pri-ble, sec-ble, pri-ieee, sec-ieee"));
+        CLI::App* write = AddCommand(*mac, Command::MacWrite, "write", "Writes a secondary address.",
+                                     "mac write ble C2:00:00:00:00:01");
+        write->add_option("KIND", raw.macKind, "ble or ieee")->required();
+        write->add_option("ADDRESS", raw.newAddress, "Most significant byte first")->required();
+    }
+
+    void AddValidatePlugin() {
+        CLI::App& command = *AddCommand(app, Command::ValidatePlugin, "validate-plugin",
+                                        "Checks any flash plug-in through its binary interface; needs no chip.", "");
+        command.footer("Example:\n  lumoflash validate-plugin ./libflashdevice.so");
+        host::ValidatePluginOptions& validation = options.validation;
+        CLI::Option* path = command.add_option("PATH", validation.modulePath, "The plug-in's module");
+        TakeOneAtATime(*command.add_option("--check", validation.checkNames, "Only this check; may be repeated"));
+        AddFlag(command, "--list", validation.isListing, "Show the checks, run none")->excludes(path);
+        command.add_option("--time-limit", raw.timeLimit, "Seconds of computing for one check, 1 to 3600")
+            ->capture_default_str();
+    }
+
+    // Fills options that the command line does not have.
+    void ApplyConfig() {
+        if (raw.config.empty()) {
+            return;
+        }
+        std::vector<std::string> properties;
+        for (const ConfigEntry& entry : ReadConfig(raw.config)) {
+            CLI::App& owner = OwnerOf(entry);
+            CLI::Option* option = owner.get_option_no_throw("--" + entry.option);
+            if (option == nullptr || entry.option == "config" || entry.option == "help" || entry.option == "version") {
+                Refuse(fmt::format("{}: there is no option {}{}", entry.place, entry.option,
+                                   entry.command.empty() ? "" : " for " + entry.command));
+            }
+            if (entry.option == "set") {
+                properties.insert(properties.end(), entry.values.begin(), entry.values.end());
+            } else if ((&owner == &app || owner.parsed()) && option->count() == 0) {
+                ApplyValues(*option, entry.values, entry.place);
+            }
+        }
+        raw.properties.insert(raw.properties.begin(), properties.begin(), properties.end());  // the command line's win
+    }
+
+    CLI::App& OwnerOf(const ConfigEntry& entry) {
+        if (entry.command.empty()) {
+            return app;
+        }
+        for (const auto& [command, owner] : commands) {
+            if (CommandName(command) == entry.command) {
+                return *owner;
+            }
+        }
+        Refuse(fmt::format("{}: there is no command {}", entry.place, entry.command));
+    }
+
+    static void ApplyValues(CLI::Option& option, const std::vector<std::string>& values, const std::string& source) {
+        try {
+            for (const std::string& value : values) {
+                option.add_result(value);
+            }
+            option.run_callback();
+        } catch (const CLI::ParseError& error) {
+            Refuse(fmt::format("{}: {}", source, error.what()));
+        }
+    }
+
+    void ReadProperties() {
+        for (const std::string& property : raw.properties) {
+            const std::size_t equals = property.find('=');
+            if (equals == std::string::npos || equals == 0) {
+                Refuse(fmt::format("--set: \"{}\" is not KEY=VALUE", property));
+            }
+            options.properties[property.substr(0, equals)] = property.substr(equals + 1);
+        }
+    }
+
+    // Where the command has an option for a property; one that is given by its name wins.
+    void ApplyProperties() {
+        for (const OptionValue& given : OptionsOf(options.properties)) {
+            CLI::Option* option = commands.at(options.command)->get_option_no_throw(given.option);
+            option = option == nullptr ? app.get_option_no_throw(given.option) : option;
+            if (option != nullptr && option->count() == 0) {
+                ApplyValues(*option, {given.value}, "--set");
+            }
+        }
+    }
+
+    CLI::App app;
+    std::map<Command, CLI::App*> commands;
+    Options options;
+    RawOptions raw;
+};
+
+}  // namespace
+
+ParsedCommandLine ParseCommandLine(int argumentCount, const char* const* arguments) {
+    return CommandLine().Parse(argumentCount, arguments);
+}
+
+}  // namespace flash::app

@@ -1,0 +1,24 @@
+// How a command ended.
+#pragma once
+
+#include <chrono>
+#include <cstddef>
+#include <functional>
+#include <string>
+
+namespace flash::app {
+
+struct Outcome {
+    int exitCode = 0;
+    std::string text;  // the verdict, or what went wrong and what to do
+    std::size_t bytes = 0;
+    std::chrono::nanoseconds elapsed{};  // on the chip's clock
+};
+
+// The work's outcome, or the failure as one.
+Outcome OutcomeOf(const std::function<Outcome()>& work);
+
+// What follows the work even when that failed. Its own failure is one of the command, and hides no earlier one.
+void KeepTrying(Outcome& outcome, const std::function<void()>& step);
+
+}  // namespace flash::app

@@ -1,0 +1,217 @@
+// Reading the values, one group of options after the other.
+#include "apps/lumoflash/RawOptions.h"
+
+#include <fmt/format.h>
+
+#include <utility>
+
+#include "host/Numbers.h"
+#include "host/backends/OpenProbe.h"
+
+namespace flash::app {
+namespace {
+
+using host::AddressKind;
+using host::EraseChoice;
+using host::Failure;
+using host::Field;
+using host::FileFormat;
+using host::Verification;
+
+const std::string kListedSectors = "sectors:";
+
+struct Bounds {
+    std::uint32_t least, most;
+};
+
+constexpr Bounds kWord{0, 0xFFFF'FFFF};
+constexpr Bounds kByte{0, 0xFF};
+constexpr Bounds kTimeLimit{1, 3600};  // seconds
+
+std::uint32_t NumberIn(const std::string& text, Bounds bounds, const std::string& option) {
+    const std::optional<std::uint32_t> number = host::ParseNumber(text);
+    if (!number || *number < bounds.least || *number > bounds.most) {
+        Refuse(fmt::format("{}: \"{}\" is not a number from {} to {} (decimal, or hexadecimal after 0x)", option, text,
+                           bounds.least, bounds.most));
+    }
+    return *number;
+}
+
+template <typename Value>
+using Words = std::vector<std::pair<std::string, Value>>;
+
+template <typename Value>
+Value ParseWord(const std::string& text, const Words<Value>& words, const std::string& option) {
+    std::string known;
+    for (const auto& [word, value] : words) {
+        if (word == text) {
+            return value;
+        }
+        known += known.empty() ? "" : ", ";
+        known += word;
+    }
+    Refuse(fmt::format("{}: \"{}\" is none of {}", option, text, known));
+}
+
+const Words<AddressKind> kAddressKinds{{"pri-ble", AddressKind::PrimaryBle},
+                                       {"sec-ble", AddressKind::SecondaryBle},
+                                       {"pri-ieee", AddressKind::PrimaryIeee},
+                                       {"sec-ieee", AddressKind::SecondaryIeee}};
+
+class Finisher {
+public:
+    Finisher(const RawOptions& typed, const IsGiven& given, Options& finished)
+        : raw(typed), isGiven(given), options(finished) {}
+
+    void Finish() {
+        FinishGlobal();
+        FinishFiles();
+        FinishProgram();
+        FinishClosing();
+        FinishRead();
+        FinishMac();
+        FinishValidation();
+        FinishErase();
+    }
+
+private:
+    bool Given(Command command, const std::string& option) const { return isGiven(command, option); }
+
+    void FinishGlobal() {
+        try {
+            options.probe = host::ParseProbe(raw.probe);
+        } catch (const Failure& failure) {
+            Refuse(fmt::format("--probe: {}", failure.what()));
+        }
+        if (options.isJson && options.isQuiet) {
+            Refuse("--json and --quiet exclude each other");
+        }
+        const bool needsPart = options.command != Command::Devices && options.command != Command::ValidatePlugin;
+        if (options.device.empty() && needsPart) {
+            Refuse("Which part is it? Give --device NAME; `lumoflash devices` lists them");
+        }
+    }
+
+    void FinishFiles() {
+        options.files.assign(raw.files.begin(), raw.files.end());
+        if (!raw.base.empty()) {
+            options.fileOptions.binaryBase = NumberIn(raw.base, kWord, "--base");
+        }
+        if (!raw.format.empty()) {
+            options.fileOptions.format = host::ParseFileFormat(raw.format);
+            if (!options.fileOptions.format) {
+                Refuse(fmt::format("--format: \"{}\" is none of elf, hex, srec, bin", raw.format));
+            }
+        }
+    }
+
+    void FinishProgram() {
+        host::ProgramOptions& program = options.program;
+        const bool isListed = raw.erase.starts_with(kListedSectors);
+        program.erase = ParseWord<EraseChoice>(isListed ? "sectors:LIST" : raw.erase,
+                                               {{"necessary", EraseChoice::Necessary},
+                                                {"retain", EraseChoice::Retain},
+                                                {"all", EraseChoice::All},
+                                                {"sectors:LIST", EraseChoice::Listed},
+                                                {"none", EraseChoice::None}},
+                                               "--erase");
+        options.lists.erased = isListed ? raw.erase.substr(kListedSectors.size()) : "";
+        program.verification = ParseWord<Verification>(
+            raw.verify,
+            {{"crc", Verification::Crc}, {"readback", Verification::ReadBack}, {"none", Verification::None}},
+            "--verify");
+        if (Given(Command::Program, "--skip-pages")) {
+            options.lists.skipped = raw.skipPages;
+        }
+        if (Given(Command::Program, "--skip-fill")) {
+            program.skippedFill = static_cast<std::uint8_t>(NumberIn(raw.skipFill, kByte, "--skip-fill"));
+        }
+    }
+
+    void FinishClosing() {
+        host::ClosingChanges& closing = options.program.closing;
+        const Command command = options.command == Command::Ccfg ? Command::Ccfg : Command::Program;
+        if (Given(command, "--ble")) {
+            closing.ble = host::ParseRadioAddress(raw.ble, host::kBleAddressBytes, Field::Ble);
+        }
+        if (Given(command, "--ieee")) {
+            closing.ieee = host::ParseRadioAddress(raw.ieee, host::kIeeeAddressBytes, Field::Ieee);
+        }
+        if (Given(command, "--protect")) {
+            options.lists.protect = raw.protect;
+        }
+    }
+
+    void FinishRead() {
+        if (options.command == Command::Read && options.outFile.empty()) {
+            Refuse("Where do the bytes go? Give --out FILE; - is standard output");
+        }
+        if (options.command == Command::Read && options.isJson && options.outFile == "-") {
+            Refuse("--json and --out - exclude each other: both write to standard output");
+        }
+        if (Given(Command::Read, "--range")) {
+            const std::size_t colon = raw.range.find(':');
+            if (colon == std::string::npos) {
+                Refuse(fmt::format("--range: \"{}\" is not ADDRESS:LENGTH", raw.range));
+            }
+            options.range = {NumberIn(raw.range.substr(0, colon), kWord, "--range"),
+                             NumberIn(raw.range.substr(colon + 1), kWord, "--range")};
+        }
+        const std::string ending = options.outFile.extension().string();
+        options.outFormat = ending == ".hex" || ending == ".ihex" ? FileFormat::IntelHex : FileFormat::Binary;
+        if (Given(Command::Read, "--format")) {
+            options.outFormat = ParseWord<FileFormat>(
+                raw.outFormat, {{"bin", FileFormat::Binary}, {"hex", FileFormat::IntelHex}}, "--format");
+        }
+    }
+
+    void FinishMac() {
+        if (options.command == Command::MacRead) {
+            for (const std::string& kind : raw.kinds) {
+                options.addressKinds.push_back(ParseWord(kind, kAddressKinds, "mac read"));
+            }
+            for (const auto& [word, kind] : kAddressKinds) {
+                if (raw.kinds.empty()) {
+                    options.addressKinds.push_back(kind);
+                }
+            }
+        } else if (options.command == Command::MacWrite) {
+            const auto kind = ParseWord<AddressKind>(
+                raw.macKind, {{"ble", AddressKind::SecondaryBle}, {"ieee", AddressKind::SecondaryIeee}}, "mac write");
+            const bool isBle = kind == AddressKind::SecondaryBle;
+            options.addressKinds = {kind};
+            options.newAddress = host::ParseRadioAddress(
+                raw.newAddress, isBle ? host::kBleAddressBytes : host::kIeeeAddressBytes, Field::Address);
+        }
+    }
+
+    void FinishValidation() {
+        host::ValidatePluginOptions& validation = options.validation;
+        validation.limits.cpuSeconds = NumberIn(raw.timeLimit, kTimeLimit, "--time-limit");
+        validation.limits.wallSeconds = 6 * validation.limits.cpuSeconds;
+        if (options.command == Command::ValidatePlugin && validation.modulePath.empty() && !validation.isListing) {
+            Refuse("Which plug-in is it? Give the path of its module, or --list");
+        }
+    }
+
+    void FinishErase() {
+        if (Given(Command::Erase, "--sectors")) {
+            options.sectors = raw.sectors;
+            if (options.keepCcfg) {
+                Refuse("--keep-ccfg goes with erasing all of flash; with --sectors leave the last sector out instead");
+            }
+        }
+    }
+
+    const RawOptions& raw;
+    const IsGiven& isGiven;
+    Options& options;
+};
+
+}  // namespace
+
+void FinishOptions(const RawOptions& raw, const IsGiven& isGiven, Options& options) {
+    Finisher(raw, isGiven, options).Finish();
+}
+
+}  // namespace flash::app

@@ -1,0 +1,28 @@
+// The options' values as they are typed, where they need more than a type to become what they mean.
+#pragma once
+
+#include <functional>
+#include <string>
+#include <vector>
+
+#include "apps/lumoflash/Options.h"
+#include "host/Failure.h"
+
+namespace flash::app {
+
+struct RawOptions {
+    std::vector<std::string> properties, files, kinds;
+    std::string probe = "virtual", config, base, format, erase = "necessary", verify = "crc", skipPages, skipFill, ble,
+                ieee, protect;
+    std::string outFormat, range, sectors, macKind, newAddress, timeLimit = "10";
+};
+
+// Whether the command was given the option, by its name or by a default of the project.
+using IsGiven = std::function<bool(Command command, const std::string& option)>;
+
+// Turns the values into options. Throws Failure (BadInput) for whatever is wrong.
+void FinishOptions(const RawOptions& raw, const IsGiven& isGiven, Options& options);
+
+[[noreturn]] inline void Refuse(const std::string& text) { throw host::Failure(host::FailureKind::BadInput, text); }
+
+}  // namespace flash::app

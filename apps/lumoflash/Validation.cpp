@@ -1,0 +1,52 @@
+// The validator's report as the outcome of a command.
+#include "apps/lumoflash/Validation.h"
+
+#include <fmt/format.h>
+
+#include <algorithm>
+#include <stdexcept>
+
+#include "host/Failure.h"
+
+namespace flash::app {
+namespace {
+
+using host::Failure;
+using host::FailureKind;
+
+host::ValidationReport RunChecks(const host::ValidatePluginOptions& options, View& view,
+                                 const std::atomic<bool>& isInterrupted) {
+    const auto show = [&](const validator::CheckResult& result) { view.ShowCheck(result); };
+    try {
+        return host::ValidatePlugin(options, show, isInterrupted);
+    } catch (const std::invalid_argument& error) {
+        throw Failure(FailureKind::BadInput, error.what());
+    }
+}
+
+}  // namespace
+
+Outcome ValidatePlugin(const host::ValidatePluginOptions& options, View& view, const std::atomic<bool>& isInterrupted) {
+    const host::ValidationReport report = RunChecks(options, view, isInterrupted);
+    if (report.wasInterrupted) {
+        throw Failure(FailureKind::Interrupted, "Interrupted");
+    }
+    if (!report.loadError.empty()) {
+        throw Failure(FailureKind::Unreachable,
+                      fmt::format("{} cannot be loaded: {}", options.modulePath, report.loadError));
+    }
+    const std::size_t passed = report.PassedCount();
+    const std::string verdict = fmt::format("{} of {} checks passed", passed, report.results.size());
+    if (passed != report.results.size()) {
+        throw Failure(FailureKind::Operation, verdict);
+    }
+    return {0, verdict, 0, {}};
+}
+
+Outcome ListChecks(View& view) {
+    const std::vector<validator::Check>& checks = validator::AllChecks();
+    std::for_each(checks.begin(), checks.end(), [&](const auto& check) { view.ListCheck(check); });
+    return {0, fmt::format("{} checks", checks.size()), 0, {}};
+}
+
+}  // namespace flash::app
