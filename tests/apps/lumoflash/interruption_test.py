@@ -1,0 +1,54 @@
+"""Ctrl-C while a command works."""
+import json
+import signal
+import subprocess
+import unittest
+from pathlib import Path
+
+from lumoflash import FLASH, HANGING_PLUGIN, PROGRAM, SECTOR, Case, pattern
+
+
+class Interruption(Case):
+    device = "LumoF2F352"
+
+    def test_ctrl_c_stops_at_a_safe_point_and_the_same_command_succeeds(self):
+        data = pattern(FLASH[self.device] - SECTOR[self.device])
+        arguments = [PROGRAM, "--device", self.device, "--probe", f"virtual:{self.chip}", "--json", "program",
+                     self.file("a.bin", data), "--base", "0"]
+        process = subprocess.Popen(arguments, cwd=self.path, stdout=subprocess.PIPE, stderr=subprocess.PIPE)
+        for line in process.stdout:
+            event = json.loads(line)
+            if event["event"] == "phase" and event["phase"] == "program" and event["state"] == "progress":
+                process.send_signal(signal.SIGINT)
+                break
+        out, err = process.communicate(timeout=120)
+        self.assertEqual(process.returncode, 130, err)
+        self.assertIn(b"nterrupted", err)
+        self.assertEqual(json.loads(out.splitlines()[-1])["exitCode"], 130)
+        self.run_chip("verify", self.file("a.bin", data), "--base", "0", code=3)
+        self.run_chip("program", self.file("a.bin", data), "--base", "0")
+        self.run_chip("verify", self.file("a.bin", data), "--base", "0")
+
+    def test_a_second_ctrl_c_ends_even_what_never_comes_back(self):
+        process = subprocess.Popen([PROGRAM, "--device", self.device, "--probe", f"virtual:{self.chip}", "--plugin", HANGING_PLUGIN,
+                                    "info"], stdout=subprocess.PIPE, stderr=subprocess.PIPE)
+        self.wait_until_interrupt_is_caught(process, True)
+        process.send_signal(signal.SIGINT)
+        self.wait_until_interrupt_is_caught(process, False)  # the first one is noted; the plug-in does not come back
+        process.send_signal(signal.SIGINT)
+        process.communicate(timeout=120)
+        self.assertEqual(process.returncode, -signal.SIGINT)
+        self.assertFalse(self.chip.exists())
+
+    def wait_until_interrupt_is_caught(self, process, is_caught):
+        bit = 1 << (signal.SIGINT - 1)
+        while process.poll() is None:
+            status = Path(f"/proc/{process.pid}/status").read_text()
+            caught = next(int(line.split()[1], 16) for line in status.splitlines() if line.startswith("SigCgt:"))
+            if bool(caught & bit) == is_caught:
+                return
+        self.fail(f"ended by itself with {process.returncode}: {process.communicate()}")
+
+
+if __name__ == "__main__":
+    unittest.main()

@@ -1,0 +1,62 @@
+"""The files that a command reads and writes: one part each, and links stay."""
+import json
+import unittest
+from pathlib import Path
+
+from lumoflash import Case, pattern
+
+
+class Places(Case):
+    def test_a_file_has_one_part_in_a_command(self):
+        image = self.file("a.bin", pattern(100))
+        self.run_chip("program", image, "--base", "0")
+        before = self.chip.read_bytes()
+        (self.path / "link").symlink_to("chip.bin")
+        cases = [
+            (["read", "--out", "chip.bin"], "--out and --probe"),
+            (["read", "--out", "./link"], "--out and --probe"),
+            (["--trace", "chip.bin", "info"], "--trace and --probe"),
+            (["--trace", "new", "read", "--out", "./new"], "--out and --trace"),
+            (["--trace", image, "program", image, "--base", "0"], "--trace and FILE"),
+        ]
+        for arguments, expected in cases:
+            with self.subTest(arguments=arguments):
+                self.assertIn(expected + " name the same file", self.run_chip(*arguments, code=2)[1])
+        self.assertEqual((self.chip.read_bytes(), Path(image).read_bytes()), (before, pattern(100)))
+        self.run_chip("--trace", "/dev/null", "read", "--out", "/dev/null")
+
+    def test_a_chip_behind_a_link_stays_there(self):
+        self.chip.symlink_to("real.bin")
+        self.run_chip("program", self.file("a.bin", pattern(100)), "--base", "0")
+        self.run_chip("erase")
+        self.assertTrue(self.chip.is_symlink())
+        self.run_chip("blank-check")
+        self.assertEqual(sorted(path.name for path in self.path.iterdir()), ["a.bin", "chip.bin", "real.bin"])
+
+    def test_a_trace_or_state_that_cannot_be_written_fails_the_command(self):
+        _, err = self.run_chip("--trace", "/nowhere/t.json", "info", code=1)
+        self.assertIn("/nowhere/t.json", err)
+        self.chip = self.path / "none" / "chip.bin"
+        self.assertIn("chip.bin", self.run_chip("info", code=1)[1])
+
+    def test_every_failure_is_told_and_by_itself_reads_well(self):
+        _, err = self.run_chip("--trace", "/nowhere/t.json", "info", code=1)
+        self.assertEqual(err, "error: /nowhere/t.json: the file cannot be written: No such file or directory\n")
+        self.chip = self.path / "none" / "chip.bin"
+        _, err = self.run_chip("--trace", "/nowhere/t.json", "verify", self.file("a.bin", b"\0"), "--base", "0", code=3)
+        for expected in ("1 of 1 bytes differ", "\nBesides: ", "chip.bin: the file cannot be written",
+                         "/nowhere/t.json: the file cannot be written"):
+            self.assertIn(expected, err)
+
+    def test_the_same_command_gives_the_same_trace(self):
+        image = self.file("a.bin", pattern(5000))
+        for name in ("1.json", "2.json"):
+            self.chip.unlink(missing_ok=True)
+            self.run_chip("--trace", name, "program", image, "--base", "0")
+        first = (self.path / "1.json").read_bytes()
+        self.assertEqual(first, (self.path / "2.json").read_bytes())
+        self.assertGreater(len(json.loads(first)["traceEvents"]), 100)
+
+
+if __name__ == "__main__":
+    unittest.main()

@@ -1,0 +1,76 @@
+"""A person at a terminal: progress, colors, questions."""
+import os
+import pty
+import signal
+import subprocess
+import unittest
+
+from lumoflash import PROGRAM, Case, pattern
+
+
+class Terminal(Case):
+    def on_terminal(self, *arguments, answer=None, environment=None):
+        """Runs with standard error and input on a terminal; returns the exit code and what was shown."""
+        controller, terminal = pty.openpty()
+        process = subprocess.Popen([PROGRAM, "--device", self.device, "--probe", f"virtual:{self.chip}", *arguments], cwd=self.path,
+                                   stdin=terminal, stdout=terminal, stderr=terminal, env={**os.environ, **(environment or {})})
+        os.close(terminal)
+        shown = b""
+        while True:
+            try:
+                piece = os.read(controller, 4096)
+            except OSError:  # the other end is closed
+                break
+            if not piece:
+                break
+            shown += piece
+            if answer is not None and b"Type yes: " in shown:
+                if answer is signal.SIGINT:
+                    process.send_signal(answer)
+                else:
+                    os.write(controller, answer.encode() + b"\n")
+                answer = None
+        os.close(controller)
+        return process.wait(timeout=60), shown.decode()
+
+    def test_progress_and_one_verdict(self):
+        code, shown = self.on_terminal("program", self.file("a.bin", pattern(20000)), "--base", "0", "--verify", "readback")
+        self.assertEqual(code, 0)
+        for expected in ("load ", "program  100 %", "verify   100 %", "KiB/s", "\x1b[32mProgrammed, verified by reading back"):
+            self.assertIn(expected, shown)
+        self.assertEqual(shown.count("Programmed, "), 1)
+
+    def test_no_color(self):
+        for arguments, environment in ((["--no-color"], {}), ([], {"NO_COLOR": "1"})):
+            code, shown = self.on_terminal(*arguments, "verify", self.file("a.bin", b"\0"), "--base", "0", environment=environment)
+            self.assertEqual(code, 3)
+            self.assertNotIn("\x1b[3", shown)
+
+    def test_an_answer_decides_about_dangerous_steps(self):
+        code, shown = self.on_terminal("ccfg", "--protect", "3", answer="no")
+        self.assertEqual(code, 2)
+        self.assertIn("Pages 3 will be write-protected", shown)
+        code, shown = self.on_terminal("-q", "ccfg", "--protect", "3", answer="yes")
+        self.assertEqual(code, 0)
+        self.assertIn("Pages 3 will be write-protected", shown)  # whoever is asked is told
+        self.assertIn("pages 3", self.run_chip("ccfg")[0].decode())
+
+    def test_an_answer_decides_about_a_dangerous_load(self):
+        program = ["program", self.file("a.bin", pattern(16)), "--base", "0", "--protect", "3"]
+        code, shown = self.on_terminal(*program, answer="no")
+        self.assertEqual((code, self.chip.exists()), (2, False))
+        self.assertIn("Pages 3 will be write-protected", shown)
+        code, shown = self.on_terminal(*program, answer="yes")
+        self.assertEqual(code, 0)
+        self.assertIn("Programmed, verified by CRC", shown)
+        self.assertIn("pages 3", self.run_chip("ccfg")[0].decode())
+
+    def test_ctrl_c_is_an_answer_too(self):
+        code, shown = self.on_terminal("ccfg", "--protect", "3", answer=signal.SIGINT)
+        self.assertEqual(code, 130)
+        self.assertIn("Interrupted; nothing was touched", shown)
+        self.run_chip("blank-check")
+
+
+if __name__ == "__main__":
+    unittest.main()
