@@ -103,6 +103,19 @@ TEST(Port, SeveralLocksInOneByteCloseInTheOrderOfTheTable) {
     EXPECT_EQ(loader.FlashAt(kFlash - 4, 4), Bytes(4, 0x00));
 }
 
+TEST(Port, NoLockClosesBehindAnOperationThatFailed) {
+    for (int n = 1; n <= 5; ++n) {
+        Flashloader loader;
+        loader.fake.traits.lockCount = 3;
+        loader.fake.locks = {FlashLock{kFlash - 1, 0x10}, FlashLock{kFlash - 1, 0x01}, FlashLock{kFlash - 2, 0xFF}};
+        loader.fake.FailOperation(n, 4);
+
+        EXPECT_EQ(loader.Program(2, kFlash - 4, Bytes(4, 0x00)).status, 0x0004'0103U) << n;
+
+        EXPECT_EQ(loader.fake.operations, n);
+    }
+}
+
 TEST(Port, IsCalledAgainAndAgainDuringALongLook) {
     Flashloader loader(kSector, 255);
     loader.fake.idleCalls = 0;
