@@ -15,11 +15,12 @@ constexpr std::uint32_t kCcfgSizeWord = 0x0058'FFFF;
 
 TestTarget::TestTarget(const ChipModel& chipModel, std::uint32_t sectorCount)
     : model(chipModel),
-      flashloader(host, {chipModel.reference.sectorSize, sectorCount},
-                  {0x2000'0101,
-                   {&chipModel == &kLumoD ? 0x2000'1000U : 0x2000'2000U, 0x2000'4000U},
-                   0x2000'0200,
-                   0x2000'0240}) {
+      flashloader(
+          host, {chipModel.reference.sectorSize, sectorCount},
+          {0x2000'0101,
+           {&chipModel == &kLumoD ? 0x2000'1000U : 0x2000'2000U, &chipModel == &kLumoD ? 0x2000'2000U : 0x2000'4000U},
+           0x2000'0200,
+           0x2000'0240}) {
     SetRegisters();
     SetProperties();
 }
