@@ -22,7 +22,7 @@ inline constexpr std::size_t kMaxFileBytes = std::size_t{64} * 1024 * 1024;
 // Whatever is wrong with a program file. The text names the file, the place in it, what was found and what is expected.
 class ProgramFileError : public Failure {
 public:
-    explicit ProgramFileError(const FieldText& text) : Failure(FailureKind::BadInput, text) {}
+    explicit ProgramFileError(const FieldText& why) : Failure(FailureKind::BadInput, why) {}
 };
 
 // Where bytes come from.
