@@ -71,7 +71,7 @@ Session::Session(Equipment& equipment, Observer& hostObserver, const std::atomic
       observer(hostObserver),
       isInterrupted(interruptFlag),
       reader(probe, observer, interruptFlag),
-      services(probe, settings, observer, equipment.dataFolder, device.sectorSizeBytes, interruptFlag),
+      services({probe, settings, equipment.dataFolder, device.sectorSizeBytes}, observer, interruptFlag),
       plugin(equipment.plugin, equipment.partName, services) {
     try {
         info.operations = plugin.Initialize();

@@ -24,8 +24,6 @@ using namespace flash::host;
 using flash::chip::Nanoseconds;
 using Seconds = std::chrono::duration<double>;
 
-constexpr std::uint32_t kEraseAndProgram = 3;
-
 struct Times {
     Nanoseconds load, loadWithCrc, link, flash, singleBuffered;
 
@@ -132,11 +130,11 @@ Nanoseconds LoadSingleBuffered(const Installed& installed, const DeviceDescripti
     const auto start = probe.Now();
     for (std::uint32_t address = 0, chunk = 0; address < data.size(); address += device.sectorSizeBytes, ++chunk) {
         const std::uint32_t block = blocks + chunk % 2 * kBlockBytes;
-        const std::uint32_t words[] = {address, device.sectorSizeBytes, kEraseAndProgram, 0, kStatusNotDone};
+        const std::uint32_t words[] = {address, device.sectorSizeBytes, kCommandEraseAndProgram, 0, kStatusNotDone};
         probe.WriteMemory(buffers[chunk % 2], std::span(data).subspan(address, device.sectorSizeBytes), 1);
         probe.WriteMemory(block, {reinterpret_cast<const std::uint8_t*>(words), sizeof words}, 1);
         probe.PauseWhileWordIs(block + kStatusOffset, kStatusNotDone, std::chrono::seconds(2));
-        if (ReadBlock(probe, {blocks, {buffers[0], buffers[1]}, std::nullopt}, chunk % 2).status != 0) {
+        if (ReadBlock(probe, {blocks, {buffers[0], buffers[1]}}, chunk % 2).status != 0) {
             throw std::runtime_error("the single-buffered load failed");
         }
     }

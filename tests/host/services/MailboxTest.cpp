@@ -1,4 +1,4 @@
-// What the mailbox says, in words: blocks are written by hand, byte by byte.
+// Where the mailbox lies, and what it says as a whole.
 #include "host/services/Mailbox.h"
 
 #include <gtest/gtest.h>
@@ -8,123 +8,146 @@
 namespace flash::host {
 namespace {
 
-constexpr std::uint32_t kBlocks = 0x20001000;
-const MailboxSymbols kSymbols{kBlocks, {0x20002000, 0x20004000}, std::nullopt};
+constexpr std::uint32_t kBlocks = 0x2000'1000;
+const MailboxPlace kPlace{kBlocks, {0x2000'2000, 0x2000'4000}};
 
-CommandBlockView Block(std::uint32_t command, std::uint32_t status) { return {0x2000, 0x1000, command, 0, status}; }
-
-void StoreBlock(FakeProbe& probe, std::uint32_t index, const CommandBlockView& block) {
-    const std::uint32_t words[] = {block.address, block.lengthBytes, block.command, block.crc, block.status};
-    for (std::uint32_t i = 0; i < 5; ++i) {
-        probe.StoreWord(kBlocks + index * 24 + i * 4, words[i]);
-    }
-}
-
-TEST(DecodeBlock, TakesTheFiveWordsLeastSignificantByteFirst) {
-    const std::uint8_t bytes[] = {0x00, 0x20, 0,    0,    0,    0x10, 0,    0,    0x13, 0,
-                                  0,    0,    0x26, 0x39, 0xF4, 0xCB, 0x03, 0x01, 0x04, 0};
-
-    const CommandBlockView block = DecodeBlock(bytes);
-
-    EXPECT_EQ(block.address, 0x2000u);
-    EXPECT_EQ(block.lengthBytes, 0x1000u);
-    EXPECT_EQ(block.PlainCommand(), 3u);
-    EXPECT_EQ(block.crc, 0xCBF43926u);
-    EXPECT_EQ(block.StatusCode(), 0x103u);
-    EXPECT_TRUE(block.IsProgram());
-}
-
-TEST(DescribeCommand, NamesEachCommandWithItsRange) {
+TEST(MailboxPlace, KnowsItsBlocksTheirStatusAndItsBuffers) {
     struct Case {
-        CommandBlockView block;
-        const char* expected;
+        std::uint32_t address;
+        std::optional<std::uint32_t> block, blockOfStatus;
+        bool isBuffer;
     };
     const Case cases[] = {
-        {{0, 0, 1, 0, 0}, "command 1 (erase all unprotected sectors)"},
-        {Block(2, 0), "command 2 (program), 4096 bytes at 0x00002000"},
-        {Block(0x13, 0), "command 19 (erase and program with CRC), 4096 bytes at 0x00002000"},
-        {Block(4, 0), "command 4 (program keeping the rest of the sectors), 4096 bytes at 0x00002000"},
-        {{0x2000, 0xFFF, 5, 0, 0}, "command 5 (erase sectors), 4096 bytes at 0x00002000"},
-        {Block(6, 0x106), "command 6 (blank check)"},
-        {Block(9, 0), "command 9 (unknown command), 4096 bytes at 0x00002000"},
+        {0x2000'1000, 0, {}, false},  {0x2000'1018, 1, {}, false},  {0x2000'1010, {}, 0, false},
+        {0x2000'1028, {}, 1, false},  {0x2000'1030, {}, {}, false}, {0x2000'1014, {}, {}, false},
+        {0x2000'0FF0, {}, {}, false}, {0, {}, {}, false},           {0x2000'2000, {}, {}, true},
+        {0x2000'4000, {}, {}, true},  {0x2000'3000, {}, {}, false},
     };
     for (const Case& c : cases) {
-        EXPECT_EQ(DescribeCommand(c.block), c.expected);
+        SCOPED_TRACE(c.address);
+        EXPECT_EQ(kPlace.BlockAt(c.address), c.block);
+        EXPECT_EQ(kPlace.BlockOfStatusAt(c.address), c.blockOfStatus);
+        EXPECT_EQ(kPlace.IsBuffer(c.address), c.isBuffer);
     }
+    EXPECT_EQ(kPlace.StatusAddress(1), 0x2000'1028u);
 }
 
-TEST(DescribeStatus, PutsEachStatusIntoWords) {
-    struct Case {
-        std::uint32_t command, status;
-        const char* expected;
-    };
-    const Case cases[] = {
-        {3, 0, "done"},
-        {3, 0xFFFFFFFF, "the flashloader never answered"},
-        {3, 0x07040102,
-         "erasing sector 7 failed; the flash state machine's status is 4 (operation failed). The sector may be "
-         "write-protected"},
-        {3, 0x00030103,
-         "programming failed; the flash state machine's status is 3 (incorrect parameter). The flash controller did "
-         "not"},
-        {3, 0x00010103, "status is 1 (busy). The flash controller hangs"},
-        {3, 0x00090103, "status is 9 (unknown)."},
-        {3, 0x104, "the flashloader refused the arguments"},
-        {3, 0x105, "the flashloader does not know this command"},
-        {0x12, 0x106, "what flash holds differs from what was sent, first at 0x00002000"},
-        {6, 0x106, "flash is not blank, first at 0x00002000"},
-        {3, 0x777, "unknown status 0x00000777"},
-    };
-    for (const Case& c : cases) {
-        const std::string text = DescribeStatus(Block(c.command, c.status));
-        EXPECT_NE(text.find(c.expected), std::string::npos) << text;
+class AMailbox : public testing::Test {
+protected:
+    AMailbox() {
+        Store(0, 3, 0);
+        Store(1, 3, 0);
     }
-}
 
-TEST(ReadMailbox, NamesOnlyTheBlocksThatFailed) {
+    // A command of 0x1000 bytes at 0x2000.
+    void Store(std::uint32_t block, std::uint32_t command, std::uint32_t status) {
+        const std::uint32_t words[] = {0x2000, 0x1000, command, 0, status};
+        for (std::uint32_t i = 0; i < 5; ++i) {
+            probe.StoreWord(kBlocks + block * 24 + i * 4, words[i]);
+        }
+    }
+
     FakeProbe probe;
-    StoreBlock(probe, 0, Block(3, 0));
-    StoreBlock(probe, 1, Block(3, 0x00040103));
+};
 
-    const MailboxReport report = ReadMailbox(probe, kSymbols, std::nullopt);
+TEST_F(AMailbox, IsReadInWordsBlockByBlock) {
+    Store(1, 0x12, 0x105);
+
+    const CommandBlockView block = ReadBlock(probe, kPlace, 1);
+
+    EXPECT_EQ(block.command, 0x12u);
+    EXPECT_EQ(block.status, 0x105u);
+    EXPECT_EQ(probe.reads, (std::vector<FakeProbe::Access>{{kBlocks + 24, 20, 4}}));
+}
+
+TEST_F(AMailbox, OfSuccessesOnlyIsNoFailure) {
+    const MailboxReport report = ReadMailbox(probe, kPlace, std::nullopt);
+
+    EXPECT_FALSE(report.isFailure);
+    EXPECT_FALSE(report.isVerification);
+    EXPECT_EQ(report.text, "The flashloader has answered every command with success");
+}
+
+TEST_F(AMailbox, NamesOnlyTheBlocksThatFailed) {
+    Store(1, 3, 0x0002'0103);
+
+    const MailboxReport report = ReadMailbox(probe, kPlace, std::nullopt);
 
     EXPECT_TRUE(report.isFailure);
     EXPECT_FALSE(report.isVerification);
-    EXPECT_EQ(report.text.find("Block 1, command 3 (erase and program), 4096 bytes at 0x00002000: programming failed"),
-              0u)
-        << report.text;
+    EXPECT_EQ(report.text,
+              "Block 1, command 3 (erase and program), 4096 bytes at 0x00002000: programming failed; the flash state "
+              "machine's status is 2 (ready). Power the chip off and on and try again");
 }
 
-TEST(ReadMailbox, ASilentFlashloaderComesWithTheCoreBeforeAndAfterItWasHalted) {
-    FakeProbe probe;
-    StoreBlock(probe, 0, Block(3, 0xFFFFFFFF));
-    StoreBlock(probe, 1, Block(3, 0));
+TEST_F(AMailbox, TellsEachFailureInALineOfItsOwn) {
+    Store(0, 0x13, 0x106);
+    Store(1, 3, 0x105);
 
-    const MailboxReport report = ReadMailbox(probe, kSymbols, CoreState{false, std::nullopt, "locked up"});
+    const MailboxReport report = ReadMailbox(probe, kPlace, std::nullopt);
 
-    EXPECT_NE(report.text.find(
-                  "never answered; the core stands at 0x20000100; before it was halted the core stands (locked up)"),
-              std::string::npos)
-        << report.text;
+    EXPECT_TRUE(report.isFailure);
+    EXPECT_TRUE(report.isVerification);
+    EXPECT_EQ(report.text,
+              "Block 0, command 19 (erase and program with CRC): what flash holds differs from what was sent, first at "
+              "0x00002000\nBlock 1, command 3 (erase and program), 4096 bytes at 0x00002000: the flashloader does not "
+              "know this command: it does not belong to this plug-in");
 }
 
-TEST(ReadMailbox, SuccessAndAVerificationAreTold) {
-    FakeProbe probe;
-    StoreBlock(probe, 0, Block(3, 0));
-    StoreBlock(probe, 1, Block(3, 0));
-    EXPECT_FALSE(ReadMailbox(probe, kSymbols, std::nullopt).isFailure);
+constexpr char kSilentBlock[] =
+    "Block 0, command 3 (erase and program), 4096 bytes at 0x00002000: the flashloader never answered; ";
 
-    StoreBlock(probe, 1, Block(0x13, 0x106));
-    EXPECT_TRUE(ReadMailbox(probe, kSymbols, std::nullopt).isVerification);
+TEST_F(AMailbox, WithASilentFlashloaderTellsOfTheCore) {
+    Store(0, 3, 0xFFFF'FFFF);
+    struct Case {
+        bool isRunning;
+        std::optional<CoreState> beforeHalt;
+        const char* expected;
+    };
+    const Case cases[] = {
+        {true, std::nullopt, "the core is running"},
+        {false, std::nullopt, "the core stands at 0x20000100"},
+        {false, CoreState{false, std::nullopt, "locked up"},
+         "the core stands at 0x20000100; before it was halted the core stands (locked up)"},
+        {false, CoreState{true, 0x44, "odd"},
+         "the core stands at 0x20000100; before it was halted the core is running at 0x00000044 (odd)"},
+    };
+    for (const Case& c : cases) {
+        probe.isRunning = c.isRunning;
+
+        const MailboxReport report = ReadMailbox(probe, kPlace, c.beforeHalt);
+
+        EXPECT_EQ(report.text, std::string(kSilentBlock) + c.expected);
+        EXPECT_TRUE(report.isFailure);
+        EXPECT_FALSE(report.isVerification);
+    }
 }
 
-TEST(ReadMailbox, AFailingProbeIsPartOfTheAnswer) {
-    FakeProbe probe;
+TEST_F(AMailbox, ThatCannotBeReadSaysSo) {
     probe.failingCall = "read";
 
-    const MailboxReport report = ReadMailbox(probe, kSymbols, std::nullopt);
+    const MailboxReport report = ReadMailbox(probe, kPlace, std::nullopt);
 
     EXPECT_EQ(report.text, "The flashloader's mailbox cannot be read: read refused by the fake");
+    EXPECT_FALSE(report.isFailure);
+}
+
+TEST_F(AMailbox, IsToldAsFarAsItCanBeRead) {
+    Store(0, 3, 0x105);
+    probe.onCall = [this](const std::string&) { probe.failingCall = probe.reads.size() == 2 ? "read" : ""; };
+
+    EXPECT_EQ(ReadMailbox(probe, kPlace, std::nullopt).text,
+              "Block 0, command 3 (erase and program), 4096 bytes at 0x00002000: the flashloader does not know this "
+              "command: it does not belong to this plug-in\nThe flashloader's mailbox cannot be read: read refused by "
+              "the fake");
+}
+
+TEST_F(AMailbox, WithASilentFlashloaderAndACoreThatCannotBeReadSaysBoth) {
+    Store(0, 3, 0xFFFF'FFFF);
+    probe.failingCall = "state";
+
+    EXPECT_EQ(ReadMailbox(probe, kPlace, std::nullopt).text,
+              std::string(kSilentBlock) + "the core's state cannot be read: state refused by the fake");
 }
 
 }  // namespace

@@ -1,5 +1,5 @@
-// A probe over a map of bytes, with a clock of its own. A test can let the n-th call fail, or let something happen when
-// time passes, as a running target would make it.
+// A probe over a map of bytes, with a clock of its own. A test can let calls of a name fail, or let something happen
+// when time passes, as a running target would make it.
 #pragma once
 
 #include <functional>
@@ -11,8 +11,14 @@
 
 namespace flash::host {
 
-class FakeProbe : public Probe {
+class FakeProbe : public Probe, private TimelineService {
 public:
+    struct Access {
+        std::uint32_t address;
+        std::size_t bytes, elementSize;
+        bool operator==(const Access&) const = default;
+    };
+
     void Store(std::uint32_t address, std::span<const std::uint8_t> bytes) {
         for (std::size_t i = 0; i < bytes.size(); ++i) {
             memory[address + static_cast<std::uint32_t>(i)] = bytes[i];
@@ -42,13 +48,15 @@ public:
         Called("state");
         return {isRunning, isRunning ? std::nullopt : std::optional<std::uint32_t>(programCounter), ""};
     }
-    void ReadMemory(std::uint32_t address, std::span<std::uint8_t> bytes, std::size_t) override {
+    void ReadMemory(std::uint32_t address, std::span<std::uint8_t> bytes, std::size_t elementSize) override {
+        reads.push_back({address, bytes.size(), elementSize});
         Called("read");
         for (std::size_t i = 0; i < bytes.size(); ++i) {
             bytes[i] = ByteAt(address + static_cast<std::uint32_t>(i));
         }
     }
-    void WriteMemory(std::uint32_t address, std::span<const std::uint8_t> bytes, std::size_t) override {
+    void WriteMemory(std::uint32_t address, std::span<const std::uint8_t> bytes, std::size_t elementSize) override {
+        writes.push_back({address, bytes.size(), elementSize});
         Called("write");
         Store(address, bytes);
     }
@@ -68,19 +76,30 @@ public:
         Called("pause");
     }
     std::chrono::nanoseconds Now() override { return now; }
+    TimelineService* Timeline() override { return hasTimeline ? this : nullptr; }
 
     std::map<std::uint32_t, std::uint8_t> memory;
     std::vector<std::string> calls;
+    std::vector<Access> reads, writes;
     std::string failingCall;  // every call of this name fails
     std::function<void()> onPause;
+    std::function<void(const std::string&)> onCall;
     std::uint64_t registerValue = 0;
     std::uint32_t programCounter = 0x20000100;
     std::chrono::nanoseconds now{0};
     bool isRunning = false;
+    bool hasTimeline = false;
+    std::vector<std::uint32_t> watchedBlocks;
 
 private:
+    void WatchCommandBlocks(std::uint32_t address) override { watchedBlocks.push_back(address); }
+    std::string TraceJson() const override { return ""; }
+
     void Called(const std::string& call) {
         calls.push_back(call);
+        if (onCall) {
+            onCall(call);
+        }
         if (call == failingCall) {
             throw ProbeError(call + " refused by the fake");
         }

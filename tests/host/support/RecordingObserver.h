@@ -1,6 +1,7 @@
 // An observer that keeps what it is told.
 #pragma once
 
+#include <chrono>
 #include <functional>
 #include <string>
 #include <vector>
@@ -17,11 +18,13 @@ public:
             onStageStart(stage);
         }
     }
-    void StageAdvanced(Stage stage, std::uint64_t doneBytes, std::chrono::nanoseconds) override {
+    void StageAdvanced(Stage stage, std::uint64_t doneBytes, std::chrono::nanoseconds time) override {
         Add("at", stage, doneBytes);
+        elapsed.push_back(time);
     }
-    void StageFinished(Stage stage, std::uint64_t doneBytes, std::chrono::nanoseconds) override {
+    void StageFinished(Stage stage, std::uint64_t doneBytes, std::chrono::nanoseconds time) override {
         Add("end", stage, doneBytes);
+        elapsed.push_back(time);
     }
     void PluginMessage(const std::string& text) override { messages.push_back(text); }
     void PluginError(const std::string& text) override { errors.push_back(text); }
@@ -29,7 +32,8 @@ public:
     void Warning(const std::string& text) override { warnings.push_back(text); }
 
     std::function<void(Stage)> onStageStart;
-    std::vector<std::string> stages;  // "start load 100"
+    std::vector<std::string> stages;                // "start load 100"
+    std::vector<std::chrono::nanoseconds> elapsed;  // as told with "at" and "end"
     std::vector<std::string> messages, errors, notes, warnings;
 
 private:
