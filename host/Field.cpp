@@ -6,11 +6,13 @@
 namespace flash::host {
 
 std::string_view FieldName(Field field) {
-    static constexpr std::array<std::string_view, 20> kNames = {
+    static constexpr std::array<std::string_view, 22> kNames = {
         "device",
         "devices folder",
+        "probe",
         "plug-in",
         "verbose",
+        "file format",
         "base address",
         "erase",
         "erased pages",

@@ -14,9 +14,11 @@ enum class Field {
     // Of every operation.
     Device,
     DevicesFolder,
+    Probe,
     Plugin,
     Verbose,
     // Of a program load; those from Ble on of a change of CCFG, too.
+    FileFormat,
     BaseAddress,
     Erase,
     ErasedSectors,

@@ -19,8 +19,10 @@ struct NamedField {
 constexpr NamedField kNames[] = {
     {Field::Device, "--device"},
     {Field::DevicesFolder, "--devices"},
+    {Field::Probe, "--probe"},
     {Field::Plugin, "--plugin"},
     {Field::Verbose, "--verbose"},
+    {Field::FileFormat, "--format"},
     {Field::BaseAddress, "--base"},
     {Field::Erase, "--erase"},
     {Field::ErasedSectors, "--erase sectors:"},

@@ -3,6 +3,7 @@
 #include <cstdio>
 #include <nlohmann/json.hpp>
 
+#include "apps/lumoflash/FieldOptions.h"
 #include "apps/lumoflash/View.h"
 
 namespace flash::app {
@@ -54,7 +55,7 @@ public:
     void PluginMessage(const std::string& text) override { EmitMessage("plugin", "info", text); }
     void PluginError(const std::string& text) override { EmitMessage("plugin", "error", text); }
     void Note(const std::string& text) override { EmitMessage("host", "info", text); }
-    void Warning(const std::string& text) override { EmitMessage("host", "warning", text); }
+    void Warning(const host::FieldText& text) override { EmitMessage("host", "warning", InWords(text)); }
 
     void ShowPlan(const host::WritePlan& plan) override {
         using host::SectorPlan;

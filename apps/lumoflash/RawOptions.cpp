@@ -13,7 +13,6 @@ namespace {
 
 using host::AddressKind;
 using host::EraseChoice;
-using host::Failure;
 using host::Field;
 using host::FileFormat;
 using host::Verification;
@@ -78,11 +77,7 @@ private:
     bool Given(Command command, const std::string& option) const { return isGiven(command, option); }
 
     void FinishGlobal() {
-        try {
-            options.probe = host::ParseProbe(raw.probe);
-        } catch (const Failure& failure) {
-            Refuse(fmt::format("--probe: {}", failure.what()));
-        }
+        options.probe = host::ParseProbe(raw.probe);
         if (options.isJson && options.isQuiet) {
             Refuse("--json and --quiet exclude each other");
         }

@@ -10,6 +10,7 @@
 #include <iostream>
 #include <utility>
 
+#include "apps/lumoflash/FieldOptions.h"
 #include "apps/lumoflash/View.h"
 
 namespace flash::app {
@@ -93,11 +94,11 @@ public:
             Say("", "", text);
         }
     }
-    void Warning(const std::string& text) override {
+    void Warning(const host::FieldText& text) override {
         if (isQuiet) {
-            heldBack.push_back(text);
+            heldBack.push_back(InWords(text));
         } else {
-            ShowWarning(text);
+            ShowWarning(InWords(text));
         }
     }
 

@@ -37,7 +37,7 @@ const BackEnd* BackEndOf(const ProbeSpec& spec) {
 ProbeSpec ParseProbe(std::string_view text) {
     std::optional<ProbeSpec> spec = ParseProbeSpec(text);
     if (!spec || BackEndOf(*spec) == nullptr) {
-        throw Failure(FailureKind::BadInput, fmt::format("\"{}\" is neither virtual nor virtual:FILE", text));
+        throw BadInput(Field::Probe, fmt::format("\"{}\" is neither virtual nor virtual:FILE", text));
     }
     return *std::move(spec);
 }

@@ -71,8 +71,8 @@ std::string LowerCase(std::string text) {
 FileFormat FormatOf(std::span<const std::uint8_t> content, const std::string& fileName, const ReadOptions& options) {
     const std::optional<FileFormat> format = options.format ? options.format : DetectFileFormat(content, fileName);
     if (!format) {
-        throw ErrorAt({fileName, ""},
-                      "neither content nor extension tells the format: name it (hex, srec, bin or elf)");
+        throw ErrorAt({fileName, ""}, "neither content nor extension tells the format: name it with " +
+                                          FieldText(Field::FileFormat) + " hex, srec, bin or elf");
     }
     return *format;
 }

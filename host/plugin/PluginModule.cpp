@@ -11,7 +11,7 @@
 namespace flash::host {
 namespace {
 
-[[noreturn]] void FailUnreachable(const std::string& text) { throw Failure(FailureKind::Unreachable, text); }
+[[noreturn]] void FailUnreachable(const FieldText& text) { throw Failure(FailureKind::Unreachable, text); }
 
 std::string LoaderError() {
     const char* text = dlerror();
@@ -39,7 +39,7 @@ void Call(const char* name, Operation operation) {
 PluginModule::PluginModule(const std::filesystem::path& modulePath) : path(modulePath) {
     std::error_code error;
     if (!std::filesystem::is_regular_file(path, error)) {
-        FailUnreachable(fmt::format("There is no plug-in at {}; give its path with --plugin", path.string()));
+        FailUnreachable(fmt::format("There is no plug-in at {}; give its path with ", path.string()) + Field::Plugin);
     }
     // An absolute path, so that the loader never searches its own folders.
     handle = dlopen(std::filesystem::absolute(path).c_str(), RTLD_NOW | RTLD_LOCAL);

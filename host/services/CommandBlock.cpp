@@ -30,16 +30,22 @@ constexpr const char* kTryAgain = "Power the chip off and on and try again";
 struct MachineStatus {
     std::uint32_t value;
     const char* text;
-    const char* advice;
+    FieldText advice;
 };
 
-constexpr MachineStatus kMachineStatuses[] = {
-    {0, "success", kTryAgain},
-    {1, "busy", "The flash controller hangs: power the chip off and on"},
-    {2, "ready", kTryAgain},
-    {3, "incorrect parameter", "The flash controller did not accept the address: does --device fit the chip?"},
-    {4, "operation failed", "The sector may be write-protected (see `lumoflash ccfg`) or worn out"},
-};
+const MachineStatus& StatusOf(std::uint32_t value) {
+    static const MachineStatus kUnknown{0, "unknown", kTryAgain};
+    static const MachineStatus kStatuses[] = {
+        {0, "success", kTryAgain},
+        {1, "busy", "The flash controller hangs: power the chip off and on"},
+        {2, "ready", kTryAgain},
+        {3, "incorrect parameter",
+         FieldText("The flash controller did not accept the address: does ") + Field::Device + " fit the chip?"},
+        {4, "operation failed", "The sector may be write-protected, which CCFG tells, or worn out"},
+    };
+    const auto* found = std::ranges::find(kStatuses, value, &MachineStatus::value);
+    return found == std::end(kStatuses) ? kUnknown : *found;
+}
 
 const char* NameOf(std::uint32_t command) {
     const auto* found = std::find_if(std::begin(kCommandNames), std::end(kCommandNames),
@@ -47,14 +53,10 @@ const char* NameOf(std::uint32_t command) {
     return found == std::end(kCommandNames) ? "unknown command" : found->name;
 }
 
-std::string FlashFailure(const CommandBlockView& block, const std::string& what) {
+FieldText FlashFailure(const CommandBlockView& block, const std::string& what) {
     const std::uint32_t value = block.status >> 16 & 0xFF;
-    const auto* found = std::find_if(std::begin(kMachineStatuses), std::end(kMachineStatuses),
-                                     [&](const MachineStatus& known) { return known.value == value; });
-    const MachineStatus machine =
-        found == std::end(kMachineStatuses) ? MachineStatus{value, "unknown", kTryAgain} : *found;
-    return fmt::format("{}; the flash state machine's status is {} ({}). {}", what, value, machine.text,
-                       machine.advice);
+    const MachineStatus& machine = StatusOf(value);
+    return fmt::format("{}; the flash state machine's status is {} ({}). ", what, value, machine.text) + machine.advice;
 }
 
 }  // namespace
@@ -81,7 +83,7 @@ std::string DescribeCommand(const CommandBlockView& block) {
     return hasRange ? text + fmt::format(", {} bytes at 0x{:08X}", block.RangeBytes(), block.address) : text;
 }
 
-std::string DescribeStatus(const CommandBlockView& block) {
+FieldText DescribeStatus(const CommandBlockView& block) {
     if (block.status == kStatusNotDone) {
         return "the flashloader never answered";
     }
@@ -93,8 +95,8 @@ std::string DescribeStatus(const CommandBlockView& block) {
         case kStatusProgramFailed:
             return FlashFailure(block, "programming failed");
         case kStatusInvalidArguments:
-            return "the flashloader refused the arguments: outside flash, or longer than its buffer. Does --device fit "
-                   "the chip?";
+            return FieldText("the flashloader refused the arguments: outside flash, or longer than its buffer. Does ") +
+                   Field::Device + " fit the chip?";
         case kStatusUnknownCommand:
             return "the flashloader does not know this command: it does not belong to this plug-in";
         case kStatusVerification:

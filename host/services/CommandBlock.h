@@ -6,6 +6,8 @@
 #include <span>
 #include <string>
 
+#include "host/Field.h"
+
 namespace flash::host {
 
 inline constexpr std::uint32_t kPostedBytes = 20;  // what the plug-in writes; the rest of a block is reserved
@@ -58,6 +60,6 @@ CommandBlockView DecodeBlock(std::span<const std::uint8_t> bytes);
 std::string DescribeCommand(const CommandBlockView& block);
 
 // What a status word says, in words, with what to do about it.
-std::string DescribeStatus(const CommandBlockView& block);
+FieldText DescribeStatus(const CommandBlockView& block);
 
 }  // namespace flash::host

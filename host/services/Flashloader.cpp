@@ -98,8 +98,8 @@ void Flashloader::AwaitBlock(std::uint32_t index, OperationRecord& record) {
     const CommandBlockView block = ReadBlock(probe, *mailbox, index);
     record.Take(watch.OnSettled(index, block.status));
     if (block.status != kStatusSuccess && block.command != kCommandBlankCheck) {
-        record.Complain(fmt::format("Posted and not waited for by the plug-in: {}: {}", DescribeCommand(block),
-                                    DescribeStatus(block)));
+        record.Complain(fmt::format("Posted and not waited for by the plug-in: {}: ", DescribeCommand(block)) +
+                        DescribeStatus(block));
     }
 }
 

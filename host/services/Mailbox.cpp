@@ -44,16 +44,17 @@ CommandBlockView ReadBlock(Probe& probe, const MailboxPlace& place, std::uint32_
 
 MailboxReport ReadMailbox(Probe& probe, const MailboxPlace& place, const std::optional<CoreState>& beforeHalt) {
     MailboxReport report;
+    const auto startLine = [&] { report.text += report.isFailure ? "\n" : ""; };
     try {
         for (std::uint32_t index = 0; index < kBlockCount; ++index) {
             const CommandBlockView block = ReadBlock(probe, place, index);
             if (block.status == kStatusSuccess) {
                 continue;
             }
+            startLine();
             report.isFailure = true;
             report.isVerification |= block.IsVerificationFailure();
-            report.text += fmt::format("{}Block {}, {}: {}", report.text.empty() ? "" : "\n", index,
-                                       DescribeCommand(block), DescribeStatus(block));
+            report.text += fmt::format("Block {}, {}: ", index, DescribeCommand(block)) + DescribeStatus(block);
             if (block.status == kStatusNotDone) {
                 report.text += "; " + DescribeCore(probe, beforeHalt);
             }
@@ -62,8 +63,8 @@ MailboxReport ReadMailbox(Probe& probe, const MailboxPlace& place, const std::op
             report.text = "The flashloader has answered every command with success";
         }
     } catch (const std::exception& error) {
-        report.text += fmt::format("{}The flashloader's mailbox cannot be read: {}", report.text.empty() ? "" : "\n",
-                                   error.what());
+        startLine();
+        report.text += fmt::format("The flashloader's mailbox cannot be read: {}", error.what());
     }
     return report;
 }

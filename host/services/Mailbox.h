@@ -34,7 +34,7 @@ CommandBlockView ReadBlock(Probe& probe, const MailboxPlace& place, std::uint32_
 
 // What the flashloader answered, after something went wrong.
 struct MailboxReport {
-    std::string text;
+    FieldText text = "";
     bool isVerification = false;  // the flash differs from what was sent
     bool isFailure = false;       // some block holds a failure or was never answered
 };

@@ -6,6 +6,8 @@
 #include <string>
 #include <string_view>
 
+#include "host/Field.h"
+
 namespace flash::host {
 
 // A stretch of the work, as a user sees it. Phases are something else: what the plug-in is told by NotifyPhase.
@@ -26,7 +28,7 @@ public:
     virtual void PluginMessage(const std::string& text) = 0;  // the plug-in's own words
     virtual void PluginError(const std::string& text) = 0;    // counted as a failure by the session
     virtual void Note(const std::string& text) = 0;
-    virtual void Warning(const std::string& text) = 0;
+    virtual void Warning(const FieldText& text) = 0;
 
 protected:
     Observer() = default;

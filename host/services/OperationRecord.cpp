@@ -52,7 +52,7 @@ void OperationRecord::TakeMessage(const std::string& text) {
 }
 
 void OperationRecord::TakeError(const std::string& text) {
-    complaints.push_back(text);
+    complaints.emplace_back(text);
     observer.PluginError(text);
 }
 

@@ -26,9 +26,9 @@ public:
     void TakeError(const std::string& text);    // likewise
 
     // What went wrong although the operation may report success.
-    void Complain(const std::string& text) { complaints.push_back(text); }
+    void Complain(const FieldText& text) { complaints.push_back(text); }
 
-    const std::vector<std::string>& Complaints() const { return complaints; }  // errors of the plug-in are among them
+    const std::vector<FieldText>& Complaints() const { return complaints; }  // errors of the plug-in are among them
     const std::vector<std::string>& Messages() const { return messages; }
     bool SawVerificationFailure() const { return sawVerificationFailure; }
     std::uint64_t ProgrammedBytes() const { return programmedBytes; }
@@ -42,7 +42,8 @@ private:
     Observer& observer;
     Stage programStage = Stage::Program;
     std::uint64_t programBytes = 0;
-    std::vector<std::string> complaints, messages;
+    std::vector<FieldText> complaints;
+    std::vector<std::string> messages;
     bool sawVerificationFailure = false;
     std::uint64_t programmedBytes = 0, checkedBytes = 0;
 };

@@ -42,7 +42,7 @@ public:
 
     // What the operation has done and told, so far.
     const OperationRecord& Record() const { return record; }
-    const std::vector<std::string>& Complaints() const { return record.Complaints(); }
+    const std::vector<FieldText>& Complaints() const { return record.Complaints(); }
     const std::vector<std::string>& Messages() const { return record.Messages(); }
     bool SawVerificationFailure() const { return record.SawVerificationFailure(); }
     bool WasInterrupted() const { return record.wasInterrupted; }

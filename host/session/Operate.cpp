@@ -18,7 +18,7 @@ namespace {
     FieldText text = fmt::format("{}: {}", attempt, pluginText);
     FailureKind kind = FailureKind::Operation;
     if (const std::optional<MailboxReport> report = services.ExplainMailbox()) {
-        text += "\n" + FieldText(report->text);
+        text += "\n" + report->text;
         kind = report->isVerification || services.SawVerificationFailure() ? FailureKind::Difference : kind;
     }
     throw Failure(kind, text);
@@ -29,11 +29,11 @@ void RequireNoComplaints(PluginServices& services, const std::string& attempt) {
         return;
     }
     FieldText text = fmt::format("{}: reported as done, but not without errors", attempt);
-    for (const FieldText complaint : services.Complaints()) {
+    for (const FieldText& complaint : services.Complaints()) {
         text += "\n" + complaint;
     }
     if (const auto report = services.ExplainMailbox(); report && report->isFailure) {
-        text += "\n" + FieldText(report->text);
+        text += "\n" + report->text;
     }
     throw Failure(FailureKind::Operation, text);
 }

@@ -151,10 +151,11 @@ void Session::BlankCheck() {
     // The plug-in says "programmed" whatever the flashloader answers, and when it does not answer, too.
     const std::optional<MailboxReport> report = services.ExplainMailbox();
     const bool isProgrammed = says("Blank Check: Device flash is programmed") && report && report->isVerification;
+    const FieldText detail = report ? "\n" + report->text : "";
     throw Failure(isProgrammed ? FailureKind::Difference : FailureKind::Operation,
-                  fmt::format("Checking for blank flash: {}{}",
-                              isProgrammed ? "flash is programmed" : "no answer that can be trusted",
-                              report ? "\n" + report->text : ""));
+                  (isProgrammed ? "Checking for blank flash: flash is programmed"
+                                : "Checking for blank flash: no answer that can be trusted") +
+                      detail);
 }
 
 std::string Session::ReadAddress(AddressKind kind) {

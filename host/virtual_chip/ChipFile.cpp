@@ -48,7 +48,7 @@ ChipFile::ChipFile(const std::filesystem::path& given) : path(FollowLinksTo(give
             if (lock >= 0) {
                 close(lock);
             }
-            FailToOpen(given, error == EWOULDBLOCK ? "it is in use by another lumoflash"
+            FailToOpen(given, error == EWOULDBLOCK ? "it is in use by another program"
                                                    : std::generic_category().message(error));
         }
     } while (!IsStillThere());

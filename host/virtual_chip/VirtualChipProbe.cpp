@@ -59,9 +59,9 @@ std::unique_ptr<VirtualChipProbe> VirtualChipProbe::Open(const DeviceDescription
         file && file->Exists() ? ReadChip(*file, *name) : std::make_shared<chip::VirtualChip>(wanted));
     const chip::Settings& found = probe->chip->GetSettings();
     if (found.generation != wanted.generation || found.sectorCount != wanted.sectorCount) {
-        throw Failure(FailureKind::Unreachable,
-                      fmt::format("{} holds {}, which is no {}; choose the right --device or another file",
-                                  name->string(), probe->Describe(), device.name));
+        throw Failure(FailureKind::Unreachable, fmt::format("{} holds {}, which is no {}; choose the right ",
+                                                            name->string(), probe->Describe(), device.name) +
+                                                    Field::Device + " or another file");
     }
     probe->file = std::move(file);
     return probe;

@@ -52,7 +52,7 @@ public:
     void PluginMessage(const std::string&) override {}
     void PluginError(const std::string& text) override { throw std::runtime_error(text); }
     void Note(const std::string&) override {}
-    void Warning(const std::string& text) override { throw std::runtime_error(text); }
+    void Warning(const FieldText& text) override { throw std::runtime_error(text.Plain()); }
 
     Nanoseconds Elapsed() const { return end - start; }
 

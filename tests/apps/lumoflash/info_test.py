@@ -34,7 +34,7 @@ class Info(Case):
         self.run_chip("info")
         with self.chip.open("rb") as file:
             fcntl.flock(file, fcntl.LOCK_EX)
-            self.assertIn("in use by another lumoflash", self.run_chip("erase", code=4)[1])
+            self.assertIn("in use by another program", self.run_chip("erase", code=4)[1])
         self.run_chip("erase")
 
     def test_a_missing_flashloader_is_named(self):

@@ -17,7 +17,7 @@ TEST(ParseProbe, TakesAVirtualChipWithAFileAndWithout) {
 TEST(ParseProbe, RefusesWhatIsNoProbe) {
     for (const std::string text : {"", "real", "Virtual", "virtual:", "virtual:a.chip,key=value", "virtual "}) {
         EXPECT_EQ(FailureOf(FailureKind::BadInput, [&] { ParseProbe(text); }),
-                  "\"" + text + "\" is neither virtual nor virtual:FILE");
+                  "\"probe\": \"" + text + "\" is neither virtual nor virtual:FILE");
     }
 }
 

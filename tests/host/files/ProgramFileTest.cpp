@@ -98,8 +98,9 @@ TEST(ReadProgram, AnExplicitFormatGoesBeforeDetection) {
 TEST(ReadProgram, RefusesWhatCannotBePlaced) {
     EXPECT_EQ(ErrorOf([] { ReadProgram(Bytes{1}, "a.bin"); }),
               "a.bin: a raw binary file says nothing about its address: give it with \"base address\" ADDRESS");
-    EXPECT_EQ(ErrorOf([] { ReadProgram(Bytes{1}, "a.dat"); }),
-              "a.dat: neither content nor extension tells the format: name it (hex, srec, bin or elf)");
+    EXPECT_EQ(
+        ErrorOf([] { ReadProgram(Bytes{1}, "a.dat"); }),
+        "a.dat: neither content nor extension tells the format: name it with \"file format\" hex, srec, bin or elf");
     EXPECT_EQ(ErrorOf([] { ReadProgram(AsBytes(":00000001FF\n"), "a.hex"); }),
               "a.hex: the file holds no byte to program");
 }

@@ -22,7 +22,7 @@ TEST(PluginModule, RefusesWhatIsNoPluginNamingThePath) {
     };
     const Case cases[] = {
         {"missing", "/nowhere/libflashdevice.so",
-         "There is no plug-in at /nowhere/libflashdevice.so; give its path with --plugin"},
+         "There is no plug-in at /nowhere/libflashdevice.so; give its path with \"plug-in\""},
         {"a folder", testing::TempDir(), "There is no plug-in at"},
         {"a text file", text, "Cannot load the plug-in"},
         {"another library", NO_FACTORY_MODULE, "is no flash plug-in: it does not export CreateFlashDevice2"},

@@ -93,10 +93,10 @@ TEST(DescribeStatus, PutsEachStatusIntoWords) {
         {3, 0xFFFF'FFFF, "the flashloader never answered"},
         {3, 0x07040102,
          "erasing sector 7 failed; the flash state machine's status is 4 (operation failed). The sector may be "
-         "write-protected (see `lumoflash ccfg`) or worn out"},
+         "write-protected, which CCFG tells, or worn out"},
         {3, 0x00030103,
          "programming failed; the flash state machine's status is 3 (incorrect parameter). The flash controller did "
-         "not accept the address: does --device fit the chip?"},
+         "not accept the address: does \"device\" fit the chip?"},
         {3, 0xFF020103,
          "programming failed; the flash state machine's status is 2 (ready). Power the chip off and on and try again"},
         {3, 0x00010103,
@@ -109,7 +109,7 @@ TEST(DescribeStatus, PutsEachStatusIntoWords) {
          "erasing sector 0 failed; the flash state machine's status is 5 (unknown). Power the chip off and on and try "
          "again"},
         {3, 0x104,
-         "the flashloader refused the arguments: outside flash, or longer than its buffer. Does --device fit the "
+         "the flashloader refused the arguments: outside flash, or longer than its buffer. Does \"device\" fit the "
          "chip?"},
         {3, 0x105, "the flashloader does not know this command: it does not belong to this plug-in"},
         {0x12, 0x106, "what flash holds differs from what was sent, first at 0x00002000"},
@@ -117,7 +117,7 @@ TEST(DescribeStatus, PutsEachStatusIntoWords) {
         {3, 0x0777, "the flashloader answered with the unknown status 0x00000777"},
     };
     for (const Case& c : cases) {
-        EXPECT_EQ(DescribeStatus(Block(c.command, c.status)), c.expected);
+        EXPECT_EQ(DescribeStatus(Block(c.command, c.status)).Plain(), c.expected);
     }
 }
 

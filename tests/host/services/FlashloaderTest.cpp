@@ -7,6 +7,7 @@
 #include "tests/host/files/TemporaryFolder.h"
 #include "tests/host/files/TestElf.h"
 #include "tests/host/support/FakeProbe.h"
+#include "tests/host/support/FieldTexts.h"
 #include "tests/host/support/RecordingObserver.h"
 #include "tests/host/support/Throws.h"
 
@@ -206,7 +207,7 @@ TEST_F(AFlashloader, IsGivenTimeToFinishWhatIsPosted) {
 
     EXPECT_EQ(pauses, 20);
     EXPECT_EQ(probe.calls.back(), "halt");
-    EXPECT_EQ(record.Complaints(), Lines{});
+    EXPECT_EQ(Plain(record.Complaints()), Lines{});
     EXPECT_EQ(record.ProgrammedBytes(), 0x1058u);
     EXPECT_FALSE(flashloader.IsRunning());
 }
@@ -217,7 +218,7 @@ TEST_F(AFlashloader, ThatNeverFinishesIsStoppedAndComplainedAbout) {
 
     EXPECT_EQ(TimeOf([&] { flashloader.Settle(record); }), milliseconds(2000));
 
-    EXPECT_EQ(record.Complaints(),
+    EXPECT_EQ(Plain(record.Complaints()),
               Lines{"Posted and not waited for by the plug-in: command 4 (program keeping the rest of the sectors), 88 "
                     "bytes at 0x00002000: the flashloader never answered"});
     EXPECT_FALSE(probe.isRunning);
@@ -251,8 +252,8 @@ TEST_F(AFlashloader, WhatFailsUnawaitedIsAComplaintButForABlankCheck) {
          0x02040102,
          {"Posted and not waited for by the plug-in: command 5 (erase sectors), 4097 bytes at 0x00002000: erasing "
           "sector "
-          "2 failed; the flash state machine's status is 4 (operation failed). The sector may be write-protected (see "
-          "`lumoflash ccfg`) or worn out"}},
+          "2 failed; the flash state machine's status is 4 (operation failed). The sector may be write-protected, "
+          "which CCFG tells, or worn out"}},
         {6, 0x106, {}},
         {5, 0, {}},
     };
@@ -264,7 +265,7 @@ TEST_F(AFlashloader, WhatFailsUnawaitedIsAComplaintButForABlankCheck) {
 
         flashloader.Settle(record);
 
-        EXPECT_EQ(record.Complaints(), c.expected);
+        EXPECT_EQ(Plain(record.Complaints()), c.expected);
         EXPECT_FALSE(record.SawVerificationFailure());
     }
 }
@@ -286,7 +287,7 @@ TEST_F(AFlashloader, IsStoppedEvenWhenItsMailboxOrItsCoreCannotBeRead) {
         probe.failingCall.clear();
         EXPECT_FALSE(probe.isRunning);
         EXPECT_FALSE(flashloader.IsRunning());
-        EXPECT_EQ(record.Complaints(),
+        EXPECT_EQ(Plain(record.Complaints()),
                   Lines{std::string("Cannot tell whether the flashloader has finished: ") + c.expected});
     }
 }
@@ -311,11 +312,11 @@ TEST_F(AFlashloader, IsExplainedWithTheCoreAsItWasBeforeTheHalt) {
 
     flashloader.Settle(record);
 
-    EXPECT_EQ(flashloader.Explain()->text,
+    EXPECT_EQ(flashloader.Explain()->text.Plain(),
               "Block 0, command 3 (erase and program), 4096 bytes at 0x00002000: the flashloader never answered; the "
               "core stands at 0x20000044; before it was halted the core is running");
     flashloader.Load(WriteImage(), record.progress);
-    EXPECT_EQ(flashloader.Explain()->text,
+    EXPECT_EQ(flashloader.Explain()->text.Plain(),
               "Block 0, command 3 (erase and program), 4096 bytes at 0x00002000: the flashloader never answered; the "
               "core stands at 0x20000044");
 }

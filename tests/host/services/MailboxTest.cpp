@@ -65,7 +65,7 @@ TEST_F(AMailbox, OfSuccessesOnlyIsNoFailure) {
 
     EXPECT_FALSE(report.isFailure);
     EXPECT_FALSE(report.isVerification);
-    EXPECT_EQ(report.text, "The flashloader has answered every command with success");
+    EXPECT_EQ(report.text.Plain(), "The flashloader has answered every command with success");
 }
 
 TEST_F(AMailbox, NamesOnlyTheBlocksThatFailed) {
@@ -75,7 +75,7 @@ TEST_F(AMailbox, NamesOnlyTheBlocksThatFailed) {
 
     EXPECT_TRUE(report.isFailure);
     EXPECT_FALSE(report.isVerification);
-    EXPECT_EQ(report.text,
+    EXPECT_EQ(report.text.Plain(),
               "Block 1, command 3 (erase and program), 4096 bytes at 0x00002000: programming failed; the flash state "
               "machine's status is 2 (ready). Power the chip off and on and try again");
 }
@@ -88,7 +88,7 @@ TEST_F(AMailbox, TellsEachFailureInALineOfItsOwn) {
 
     EXPECT_TRUE(report.isFailure);
     EXPECT_TRUE(report.isVerification);
-    EXPECT_EQ(report.text,
+    EXPECT_EQ(report.text.Plain(),
               "Block 0, command 19 (erase and program with CRC): what flash holds differs from what was sent, first at "
               "0x00002000\nBlock 1, command 3 (erase and program), 4096 bytes at 0x00002000: the flashloader does not "
               "know this command: it does not belong to this plug-in");
@@ -117,7 +117,7 @@ TEST_F(AMailbox, WithASilentFlashloaderTellsOfTheCore) {
 
         const MailboxReport report = ReadMailbox(probe, kPlace, c.beforeHalt);
 
-        EXPECT_EQ(report.text, std::string(kSilentBlock) + c.expected);
+        EXPECT_EQ(report.text.Plain(), std::string(kSilentBlock) + c.expected);
         EXPECT_TRUE(report.isFailure);
         EXPECT_FALSE(report.isVerification);
     }
@@ -128,7 +128,7 @@ TEST_F(AMailbox, ThatCannotBeReadSaysSo) {
 
     const MailboxReport report = ReadMailbox(probe, kPlace, std::nullopt);
 
-    EXPECT_EQ(report.text, "The flashloader's mailbox cannot be read: read refused by the fake");
+    EXPECT_EQ(report.text.Plain(), "The flashloader's mailbox cannot be read: read refused by the fake");
     EXPECT_FALSE(report.isFailure);
 }
 
@@ -136,7 +136,7 @@ TEST_F(AMailbox, IsToldAsFarAsItCanBeRead) {
     Store(0, 3, 0x105);
     probe.onCall = [this](const std::string&) { probe.failingCall = probe.reads.size() == 2 ? "read" : ""; };
 
-    EXPECT_EQ(ReadMailbox(probe, kPlace, std::nullopt).text,
+    EXPECT_EQ(ReadMailbox(probe, kPlace, std::nullopt).text.Plain(),
               "Block 0, command 3 (erase and program), 4096 bytes at 0x00002000: the flashloader does not know this "
               "command: it does not belong to this plug-in\nThe flashloader's mailbox cannot be read: read refused by "
               "the fake");
@@ -146,7 +146,7 @@ TEST_F(AMailbox, WithASilentFlashloaderAndACoreThatCannotBeReadSaysBoth) {
     Store(0, 3, 0xFFFF'FFFF);
     probe.failingCall = "state";
 
-    EXPECT_EQ(ReadMailbox(probe, kPlace, std::nullopt).text,
+    EXPECT_EQ(ReadMailbox(probe, kPlace, std::nullopt).text.Plain(),
               std::string(kSilentBlock) + "the core's state cannot be read: state refused by the fake");
 }
 

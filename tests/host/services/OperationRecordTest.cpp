@@ -4,6 +4,7 @@
 #include <gtest/gtest.h>
 
 #include "tests/host/support/FakeProbe.h"
+#include "tests/host/support/FieldTexts.h"
 #include "tests/host/support/RecordingObserver.h"
 
 namespace flash::host {
@@ -84,7 +85,7 @@ TEST_F(ARecord, PassesOnWhatThePluginSaysAndCountsItsErrorsAsComplaints) {
     record.Complain("late");
 
     EXPECT_EQ(record.Messages(), Lines{"hello"});
-    EXPECT_EQ(record.Complaints(), (Lines{"it failed", "late"}));
+    EXPECT_EQ(Plain(record.Complaints()), (Lines{"it failed", "late"}));
     EXPECT_EQ(observer.messages, Lines{"hello"});
     EXPECT_EQ(observer.errors, Lines{"it failed"});
 }

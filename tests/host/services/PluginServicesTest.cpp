@@ -11,6 +11,7 @@
 #include "host/files/ProgramFile.h"
 #include "host/settings/OptionProperties.h"
 #include "tests/host/support/FakeProbe.h"
+#include "tests/host/support/FieldTexts.h"
 #include "tests/host/support/RecordingObserver.h"
 
 namespace flash::host {
@@ -178,7 +179,7 @@ TEST_F(Services, MessagesAreKeptAndErrorsAreComplaints) {
     services.ReportError("Something went wrong programming device");
 
     EXPECT_EQ(services.Record().Messages(), Lines{"hello"});
-    EXPECT_EQ(services.Record().Complaints(), Lines{"Something went wrong programming device"});
+    EXPECT_EQ(Plain(services.Record().Complaints()), Lines{"Something went wrong programming device"});
     EXPECT_EQ(observer.messages, Lines{"hello"});
     EXPECT_EQ(observer.errors, Lines{"Something went wrong programming device"});
 }
@@ -281,7 +282,7 @@ TEST_F(Services, TheMailboxIsExplainedOnlyWhenThereIsOne) {
     Answer(0, 0);
     Answer(1, 0);
 
-    EXPECT_EQ(services.ExplainMailbox()->text, "The flashloader has answered every command with success");
+    EXPECT_EQ(services.ExplainMailbox()->text.Plain(), "The flashloader has answered every command with success");
 }
 
 }  // namespace

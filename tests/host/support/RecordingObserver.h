@@ -29,7 +29,7 @@ public:
     void PluginMessage(const std::string& text) override { messages.push_back(text); }
     void PluginError(const std::string& text) override { errors.push_back(text); }
     void Note(const std::string& text) override { notes.push_back(text); }
-    void Warning(const std::string& text) override { warnings.push_back(text); }
+    void Warning(const FieldText& text) override { warnings.push_back(text.Plain()); }
 
     std::function<void(Stage)> onStageStart;
     std::vector<std::string> stages;                // "start load 100"

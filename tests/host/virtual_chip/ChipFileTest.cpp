@@ -21,7 +21,7 @@ TEST(ChipFile, BelongsToOneUntilItIsClosed) {
 
         for (const auto& name : {path, folder / "link"}) {
             EXPECT_EQ(FailureOf(FailureKind::Unreachable, [&] { const ChipFile second(name); }),
-                      "Cannot open the virtual chip in " + name.string() + ": it is in use by another lumoflash");
+                      "Cannot open the virtual chip in " + name.string() + ": it is in use by another program");
         }
     }
 

@@ -132,7 +132,7 @@ TEST_F(ChipInAFile, OfAnotherPartIsRefused) {
 
         EXPECT_EQ(FailureOf(FailureKind::Unreachable, [&] { Open(); }),
                   file.string() + " holds " + c.found +
-                      ", which is no LumoF2F352; choose the right --device or another file");
+                      ", which is no LumoF2F352; choose the right \"device\" or another file");
     }
 }
 
