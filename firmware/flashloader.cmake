@@ -64,7 +64,7 @@ function(flash_list_sources OUT PORT VARIANT)
         set(PORT ${FLASHLOADER_FOLDER}/port/${PORT}/flash_port.c)
     endif()
     set(sources start_up.c mailbox.c load.c commands.c blank.c deadline.c locks.c units.c crc32.c target/clock.c
-        target/library.c)
+        target/library.c target/registers.c)
     list(TRANSFORM sources PREPEND ${FLASHLOADER_FOLDER}/)
     set(${OUT} ${sources} ${PORT} ${VARIANT}.c PARENT_SCOPE)
 endfunction()
