@@ -356,6 +356,9 @@ void EmulatedCore::SetRegister(CoreRegister number, std::uint32_t value) {
         // As a debugger does: whatever the core was in the midst of ends with the jump.
         SetRegister(CoreRegister::Xpsr, Register(CoreRegister::Xpsr));
         value |= kThumbBit;
+        // And what comes is another program, perhaps one that has its data where the last one had code: the engine
+        // would look at each write for code that no longer counts, and leak what it needs for that.
+        ForgetCode(kSramBase, static_cast<std::uint32_t>(engine->sram.MappedBytes().size()));
     } else if (number == CoreRegister::Xpsr) {
         value = (value & kXpsrFlags) | kXpsrThumb;
     }
