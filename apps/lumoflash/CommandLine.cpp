@@ -58,8 +58,7 @@ public:
             "Example:\n  lumoflash --device LumoF2F352 --probe virtual:chip.bin program app.elf");
         AddGlobalOptions();
         AddProgram();
-        AddFiles(
-            *AddCommand(app, Command::Verify, "verify", "Compares flash with files, byte by byte.", "verify app.elf"));
+        AddVerify();
         AddRead();
         AddErase();
         AddCommand(app, Command::BlankCheck, "blank-check", "Tells whether all of flash is erased.", "blank-check");
@@ -155,6 +154,8 @@ private:
         AddFiles(command);
         command.add_option("--erase", raw.erase, "necessary, retain, all, sectors:LIST or none")->capture_default_str();
         command.add_option("--verify", raw.verify, "crc, readback or none")->capture_default_str();
+        command.add_option("--write", raw.write, "changed: only sectors that do not hold yet what they should; or all")
+            ->capture_default_str();
         AddFlag(command, "--keep-ccfg", options.program.keepCcfg, "Keep the chip's customer configuration area");
         command.add_option("--skip-pages", raw.skipPages, "Neither erase nor write these pages, for example 0-3,7");
         command.add_option("--skip-fill", raw.skipFill, "Do not write sectors of only this byte value");
@@ -162,6 +163,14 @@ private:
         AddFlag(command, "--retain-ieee", options.program.closing.retainIeee, "Keep the secondary IEEE address");
         AddClosing(command);
         AddFlag(command, "--dry-run,-n", options.isDryRun, "Show the plan and touch nothing");
+    }
+
+    void AddVerify() {
+        CLI::App& command =
+            *AddCommand(app, Command::Verify, "verify", "Compares flash with files, byte by byte.", "verify app.elf");
+        AddFiles(command);
+        command.add_option("--by", raw.by, "target: a routine of its own compares; or link: all is read")
+            ->capture_default_str();
     }
 
     void AddRead() {

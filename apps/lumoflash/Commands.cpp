@@ -105,6 +105,7 @@ private:
             .plugin = OrDefault(options.plugin, locations.plugin),
             .properties = options.properties,
             .openProbe = [this](const auto& device) { return host::OpenProbe(options.probe, device); },
+            .notesFolder = FindNotesFolder(),
         };
         request.properties["FlashVerboseMode"] = std::string(options.isVerbose ? "1" : "0");
         connection.emplace(request, view, isInterrupted);
@@ -117,7 +118,7 @@ private:
             case Command::Program:
                 return Program(image);
             case Command::Verify: {
-                const std::size_t bytes = session->Verify(image);
+                const std::size_t bytes = session->Verify(image, options.verifyBy);
                 return {0, "Verified, no difference", bytes, {}};
             }
             case Command::Read:
@@ -146,7 +147,9 @@ private:
     }
 
     Outcome Program(const host::ProgramImage& image) {
+        const auto planStart = connection->GetProbe().Now();
         const host::PlannedLoad load = session->Plan(image, ProgramOptionsFor(options, SectorCount()));
+        const auto planTime = connection->GetProbe().Now() - planStart;
         if (options.isDryRun || options.isJson) {
             view.ShowPlan(load.plan);
         }
@@ -159,7 +162,15 @@ private:
         const char* verdict = verification == host::Verification::Crc        ? "Programmed, verified by CRC"
                               : verification == host::Verification::ReadBack ? "Programmed, verified by reading back"
                                                                              : "Programmed, not verified";
-        return {0, verdict, result.programmedBytes, result.elapsed};
+        return {0, verdict + Spared(result), result.programmedBytes, planTime + result.elapsed};
+    }
+
+    // "" when nothing was.
+    static std::string Spared(const host::LoadResult& result) {
+        return result.unchangedSectors == 0
+                   ? ""
+                   : fmt::format(": {} of {} sectors written, {} already right", result.writtenSectors,
+                                 result.writtenSectors + result.unchangedSectors, result.unchangedSectors);
     }
 
     std::uint32_t SectorCount() const { return session->Info().geometry.sectorCount; }

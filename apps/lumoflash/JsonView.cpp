@@ -59,12 +59,18 @@ public:
 
     void ShowPlan(const host::WritePlan& plan) override {
         using host::SectorPlan;
+        json reasons = json::array();
+        for (const auto& [reason, pages] : host::SectorsByReason(plan)) {
+            reasons.push_back({{"reason", reason}, {"pages", SectorsOf(pages)}});
+        }
         Emit({{"event", "plan"},
               {"erased", SectorsOf(plan.Sectors(&SectorPlan::isErased))},
               {"written", SectorsOf(plan.Sectors(&SectorPlan::isWritten))},
               {"kept", SectorsOf(plan.Sectors(&SectorPlan::keepsRest))},
               {"skipped", SectorsOf(plan.Sectors(&SectorPlan::isSkipped))},
               {"skippedFill", SectorsOf(plan.Sectors(&SectorPlan::isOnlyFill))},
+              {"unchanged", SectorsOf(plan.Sectors(&SectorPlan::isUnchanged))},
+              {"reasons", reasons},
               {"keepsCcfg", plan.keepsCcfg},
               {"writtenBytes", plan.WrittenBytes()},
               {"fileBytes", plan.ExpectedBytes()}});

@@ -1,5 +1,7 @@
-// From the program's own path.
+// From the program's own path, and from the environment.
 #include "apps/lumoflash/Locations.h"
+
+#include <cstdlib>
 
 namespace flash::app {
 
@@ -8,6 +10,17 @@ Locations FindLocations() {
     const std::filesystem::path program = std::filesystem::read_symlink("/proc/self/exe", error);
     const std::filesystem::path prefix = program.parent_path().parent_path();
     return {prefix / LUMOFLASH_LIBRARY_FOLDER / "libflashdevice.so", prefix / LUMOFLASH_DATA_FOLDER};
+}
+
+std::filesystem::path FindNotesFolder() {
+    const std::filesystem::path notes = std::filesystem::path("lumo-flash") / "loads";
+    // A relative path counts for none.
+    if (const char* state = std::getenv("XDG_STATE_HOME"); state != nullptr && *state == '/') {
+        return state / notes;
+    }
+    const char* home = std::getenv("HOME");
+    return home != nullptr && *home == '/' ? home / std::filesystem::path(".local/state") / notes
+                                           : std::filesystem::path();
 }
 
 }  // namespace flash::app

@@ -12,4 +12,7 @@ struct Locations {
 
 Locations FindLocations();
 
+// In the user's folder for state that lasts, as the XDG base directories have it; empty when there is no such folder.
+std::filesystem::path FindNotesFolder();
+
 }  // namespace flash::app

@@ -45,6 +45,7 @@ struct Options {
     host::ProgramOptions program;  // `closing` is also that of ccfg; both without the lists
     SectorLists lists;
     bool isDryRun = false;
+    host::VerifyBy verifyBy = host::VerifyBy::Target;
 
     // read
     std::filesystem::path outFile;

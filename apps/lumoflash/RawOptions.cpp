@@ -115,6 +115,10 @@ private:
             raw.verify,
             {{"crc", Verification::Crc}, {"readback", Verification::ReadBack}, {"none", Verification::None}},
             "--verify");
+        program.write = ParseWord<host::WriteChoice>(
+            raw.write, {{"changed", host::WriteChoice::Changed}, {"all", host::WriteChoice::All}}, "--write");
+        options.verifyBy = ParseWord<host::VerifyBy>(
+            raw.by, {{"target", host::VerifyBy::Target}, {"link", host::VerifyBy::Link}}, "--by");
         if (Given(Command::Program, "--skip-pages")) {
             options.lists.skipped = raw.skipPages;
         }

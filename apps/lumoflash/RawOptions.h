@@ -12,8 +12,8 @@ namespace flash::app {
 
 struct RawOptions {
     std::vector<std::string> properties, files, kinds;
-    std::string probe = "virtual", config, base, format, erase = "necessary", verify = "crc", skipPages, skipFill, ble,
-                ieee, protect;
+    std::string probe = "virtual", config, base, format, erase = "necessary", verify = "crc", write = "changed",
+                by = "target", skipPages, skipFill, ble, ieee, protect;
     std::string outFormat, range, sectors, macKind, newAddress, timeLimit = "10";
 };
 

@@ -105,10 +105,10 @@ public:
     void ShowPlan(const host::WritePlan& plan) override {
         using host::SectorPlan;
         fmt::print(
-            "erase  {}\nwrite  {}\nkeep   {}\nskip   {}\n{} bytes in whole sectors, {} of them from the file{}\n{}",
+            "erase  {}\nwrite  {}\nkeep   {}\nskip   {}\n{} bytes in whole sectors, {} of them from the file{}\n{}{}",
             ListOrNone(plan.Sectors(&SectorPlan::isErased)), ListOrNone(plan.Sectors(&SectorPlan::isWritten)),
             ListOrNone(plan.Sectors(&SectorPlan::keepsRest)), SkippedSectors(plan), plan.WrittenBytes(),
-            plan.ExpectedBytes(), plan.keepsCcfg ? "; CCFG is kept" : "", DrawFlashMap(plan));
+            plan.ExpectedBytes(), plan.keepsCcfg ? "; CCFG is kept" : "", DrawFlashMap(plan), Reasons(plan));
     }
     void ShowAddress(host::AddressKind kind, const std::string& address) override {
         Print(stdout, "{:<15}{}\n", AddressName(kind), address);
@@ -214,6 +214,15 @@ private:
         EndLine();
         const bool isColored = hasColor && *color != '\0';
         Print(stderr, "{}{}{}{}\n", isColored ? color : "", prefix, text, isColored ? kPlain : "");
+    }
+
+    // A line for each reason that there is, of a plan that knows what the chip holds.
+    static std::string Reasons(const host::WritePlan& plan) {
+        std::string lines;
+        for (const auto& [reason, pages] : host::SectorsByReason(plan)) {
+            lines += plan.isCompared ? fmt::format("why    {}: {}\n", pages.Text(), reason) : "";
+        }
+        return lines;
     }
 
     static std::string SkippedSectors(const host::WritePlan& plan) {

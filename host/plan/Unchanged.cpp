@@ -97,14 +97,16 @@ WritePlan LeaveOut(WritePlan plan, const SectorSet& unchanged) {
         Append(leftOut.Contains(piece.sector) ? plan.alreadyRight : plan.expected, piece.bytes);
     }
     for (std::uint32_t index = 0; index < plan.geometry.sectorCount; ++index) {
+        SectorPlan& sector = plan.sectors[index];
+        sector.carriesErasing = unchanged.Contains(index) && !leftOut.Contains(index);
         if (leftOut.Contains(index)) {
-            SectorPlan& sector = plan.sectors[index];
             sector.isUnchanged = true;
             sector.isWritten = false;
             sector.isErased = false;
             sector.keepsRest = false;
         }
     }
+    plan.isCompared = true;
     return plan;
 }
 

@@ -181,6 +181,36 @@ WritePlan MakeWritePlan(const std::vector<DataRun>& data, const PlanRequest& req
     return Planner(request, readFlash).Make(data);
 }
 
+std::string_view ReasonFor(const WritePlan& plan, std::uint32_t sector) {
+    const SectorPlan& fate = plan.sectors[sector];
+    if (fate.isUnchanged) {
+        return "already right";
+    }
+    if (!fate.isWritten && !fate.isErased) {
+        return fate.isSkipped ? "skipped" : fate.isOnlyFill ? "only fill" : "not in the file";
+    }
+    if (!plan.isCompared) {
+        return fate.isWritten ? "all is written" : "to be erased";
+    }
+    return fate.isDoubtful       ? "touched by a load that did not end well"
+           : fate.carriesErasing ? "written so that others are erased"
+                                 : "differs";
+}
+
+std::vector<std::pair<std::string_view, SectorSet>> SectorsByReason(const WritePlan& plan) {
+    std::vector<std::pair<std::string_view, SectorSet>> groups;
+    for (std::uint32_t sector = 0; sector < plan.geometry.sectorCount; ++sector) {
+        const std::string_view reason = ReasonFor(plan, sector);
+        const auto isItsGroup = [reason](const auto& group) { return group.first == reason; };
+        auto group = std::find_if(groups.begin(), groups.end(), isItsGroup);
+        if (group == groups.end()) {
+            group = groups.insert(group, {reason, SectorSet(plan.geometry.sectorCount)});
+        }
+        group->second.Add(sector);
+    }
+    return groups;
+}
+
 std::string DrawFlashMap(const WritePlan& plan) {
     std::string map;
     for (std::uint32_t first = 0; first < plan.geometry.sectorCount; first += kSectorsPerMapRow) {

@@ -6,6 +6,8 @@
 #include <functional>
 #include <optional>
 #include <string>
+#include <string_view>
+#include <utility>
 #include <vector>
 
 #include "host/devices/FlashGeometry.h"
@@ -30,7 +32,9 @@ struct SectorPlan {
     bool keepsRest = false;  // what the file does not have keeps what the chip holds
     bool isSkipped = false;
     bool isOnlyFill = false;
-    bool isUnchanged = false;  // holds already what the load would leave: neither erased nor written
+    bool isUnchanged = false;     // holds already what the load would leave: neither erased nor written
+    bool isDoubtful = false;      // a load that did not end well touched it: written, whatever it seems to hold
+    bool carriesErasing = false;  // already right, but written because others are only erased with a write
 };
 
 struct WritePlan {
@@ -41,6 +45,7 @@ struct WritePlan {
     std::vector<DataRun> expected;      // the file's bytes that must be in flash afterwards
     std::vector<DataRun> alreadyRight;  // likewise, in sectors that are not written because they hold them
     bool keepsCcfg = false;
+    bool isCompared = false;  // with what the chip holds
 
     std::size_t WrittenBytes() const;
     std::size_t ExpectedBytes() const;
@@ -53,6 +58,12 @@ using ReadFlash = std::function<std::vector<std::uint8_t>(std::uint32_t address,
 
 // `data` lies inside flash, ascending, without overlaps.
 WritePlan MakeWritePlan(const std::vector<DataRun>& data, const PlanRequest& request, const ReadFlash& readFlash);
+
+// Why the load does what it does to a sector: "differs", "already right", …
+std::string_view ReasonFor(const WritePlan& plan, std::uint32_t sector);
+
+// Every sector under its reason, the reasons in the order of their first sectors.
+std::vector<std::pair<std::string_view, SectorSet>> SectorsByReason(const WritePlan& plan);
 
 // One character per sector with a legend: '#' erased and written, '+' written with the rest kept, 'w' written without
 // erasing, 'e' only erased, 's' skipped, '=' already right,

@@ -62,7 +62,7 @@ std::vector<std::uint8_t> ChipReader::Read(std::uint32_t address, std::uint32_t 
     return content;
 }
 
-std::size_t ChipReader::Compare(const std::vector<DataRun>& expected) {
+std::size_t ChipReader::Compare(const std::vector<DataRun>& expected, std::size_t totalBytes) {
     std::size_t compared = 0, different = 0;
     std::string firstDifference;
     auto run = expected.begin();
@@ -81,7 +81,7 @@ std::size_t ChipReader::Compare(const std::vector<DataRun>& expected) {
     });
     if (different != 0) {
         throw Failure(FailureKind::Difference,
-                      fmt::format("Verifying: {} of {} bytes differ, {}", different, compared, firstDifference));
+                      fmt::format("Verifying: {} of {} bytes differ, {}", different, totalBytes, firstDifference));
     }
     return compared;
 }

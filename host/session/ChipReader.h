@@ -30,8 +30,9 @@ public:
     // In pieces, told to the observer; an interruption ends it.
     std::vector<std::uint8_t> Read(std::uint32_t address, std::uint32_t lengthBytes);
 
-    // The same, and Failure (Difference) with the first byte that is another one. Returns the number of bytes compared.
-    std::size_t Compare(const std::vector<DataRun>& expected);
+    // The same, and Failure (Difference) with the first byte that is another one. Returns the number of bytes compared;
+    // `totalBytes`, for the message, are those that were to be compared in whatever way.
+    std::size_t Compare(const std::vector<DataRun>& expected, std::size_t totalBytes);
 
 private:
     using Take = std::function<void(std::uint32_t address, std::span<const std::uint8_t> bytes)>;

@@ -20,6 +20,7 @@ Equipment Equip(const ConnectionRequest& request) {
         .partName = request.part.size() < device.name.size() ? device.name : request.part,
         .settings = SettingsFor(device, request.properties),
         .dataFolder = request.dataFolder,
+        .notesFolder = request.notesFolder,
         .plugin = PluginModule(request.plugin),
         .probe = request.openProbe(device),
     };

@@ -22,6 +22,7 @@ struct ConnectionRequest {
     std::filesystem::path plugin;
     std::map<std::string, std::string> properties;  // these go before the part's
     std::function<std::unique_ptr<Probe>(const DeviceDescription&)> openProbe;
+    std::filesystem::path notesFolder = {};  // of loads that have not ended well; empty for none
 };
 
 class Connection {

@@ -34,6 +34,29 @@ SectorSet ProtectedThatAreTouched(const WritePlan& plan, const SectorSet& isProt
     return touched;
 }
 
+// What a failure on the way may leave half done.
+SectorSet SectorsTouched(const PlannedLoad& load) {
+    const std::uint32_t sectorCount = load.plan.geometry.sectorCount;
+    SectorSet touched(sectorCount);
+    for (std::uint32_t index = 0; index < sectorCount; ++index) {
+        const bool isClosed = load.options.closing.IsAny() && index == sectorCount - 1;
+        if (load.plan.sectors[index].isWritten || load.plan.sectors[index].isErased || isClosed) {
+            touched.Add(index);
+        }
+    }
+    return touched;
+}
+
+// The list of sectors to erase is that of the plan.
+ProgramOptions AsPlanned(const PlannedLoad& load) {
+    ProgramOptions options = load.options;
+    if (options.erase == EraseChoice::Listed) {
+        options.erasedSectors = load.plan.Sectors(&SectorPlan::isErased);
+        options.erase = options.erasedSectors.IsEmpty() ? EraseChoice::None : EraseChoice::Listed;
+    }
+    return options;
+}
+
 }  // namespace
 
 // ---- The plan
@@ -56,6 +79,7 @@ PlannedLoad Session::Plan(const ProgramImage& image, const ProgramOptions& optio
     if (load.plan.writes.empty()) {
         throw Failure(FailureKind::BadInput, "Nothing is left to program: everything in the file is skipped");
     }
+    LeaveOutUnchanged(load, ccfg);
     WarnAboutPlan(load, image, ccfg);
     return load;
 }
@@ -68,7 +92,7 @@ void Session::WarnUnlessThereIsCcfg(const CcfgInfo& ccfg) {
 
 void Session::WarnAboutPlan(const PlannedLoad& load, const ProgramImage& image, const CcfgInfo& ccfg) {
     const auto& [lastAddress, lastSegment] = *image.Segments().rbegin();
-    if (load.plan.keepsCcfg && load.plan.ExpectedBytes() < image.ByteCount() &&
+    if (load.plan.keepsCcfg && load.plan.ExpectedBytes() + load.plan.AlreadyRightBytes() < image.ByteCount() &&
         lastAddress + lastSegment.bytes.size() > ccfg.address) {
         observer.Warning("The file has data for CCFG, which is not programmed because the chip's own is kept");
     }
@@ -87,8 +111,10 @@ LoadResult Session::Program(const PlannedLoad& load) {
     NoteRetained(kept);
     RequireNotInterrupted(isInterrupted);
     const auto start = probe.Now();
+    const SectorSet touched = SectorsTouched(load);
+    NoteBegin(touched);
     ScopedSettings scope(settings);
-    scope.SetAll(PropertiesOf(load.options));
+    scope.SetAll(PropertiesOf(AsPlanned(load)));
     Operate(services, "Starting the load", Stage::Program, 0, [this] { plugin.NotifyPhase(kPhaseLoadStarts); });
     try {
         Write(load, scope);
@@ -105,8 +131,28 @@ LoadResult Session::Program(const PlannedLoad& load) {
         AbandonLoad(kept, scope);
         throw;
     }
+    NoteEnd(touched);
     const WritePlan& plan = load.plan;
-    return {plan.WrittenBytes(), plan.ExpectedBytes(), isVerified ? plan.ExpectedBytes() : 0, probe.Now() - start};
+    return {plan.WrittenBytes(),
+            plan.ExpectedBytes(),
+            isVerified ? plan.ExpectedBytes() + plan.AlreadyRightBytes() : 0,
+            plan.Sectors(&SectorPlan::isWritten).Count(),
+            plan.Sectors(&SectorPlan::isUnchanged).Count(),
+            probe.Now() - start};
+}
+
+void Session::NoteBegin(const SectorSet& touched) {
+    if (interruptedLoads.AreKept() && !touched.IsEmpty()) {
+        WarnIfFails("Should this load fail, the next one will not know of it; let it write all",
+                    [&] { interruptedLoads.Begin(ChipName(), touched); });
+    }
+}
+
+void Session::NoteEnd(const SectorSet& touched) {
+    if (interruptedLoads.AreKept() && !touched.IsEmpty()) {
+        WarnIfFails("The next load will take this one for failed",
+                    [&] { interruptedLoads.Finish(ChipName(), touched); });
+    }
 }
 
 void Session::NoteRetained(const Kept& kept) {
@@ -120,6 +166,9 @@ void Session::NoteRetained(const Kept& kept) {
 
 void Session::Write(const PlannedLoad& load, ScopedSettings& scope) {
     const std::vector<DataRun>& writes = load.plan.writes;
+    if (writes.empty()) {
+        return;
+    }
     Operate(services, "Programming", Stage::Program, load.plan.WrittenBytes(), [&] {
         for (const DataRun& run : writes) {
             plugin.Write(run.address, run.bytes.data(), static_cast<std::uint32_t>(run.bytes.size()));
@@ -137,6 +186,9 @@ void Session::Write(const PlannedLoad& load, ScopedSettings& scope) {
 // A bank erase that cannot start makes the plug-in drop the data and report success.
 void Session::RequireAllProgrammed(const PlannedLoad& load, const Kept& kept) const {
     const std::size_t written = load.plan.WrittenBytes();
+    if (written == 0) {
+        return;
+    }
     if (services.ProgrammedBytes() < written) {
         throw Failure(FailureKind::Operation,
                       fmt::format("Programming: reported as done, but the flashloader programmed {} of {} bytes",
@@ -152,7 +204,7 @@ void Session::RequireAllProgrammed(const PlannedLoad& load, const Kept& kept) co
 
 void Session::VerifyLoad(const PlannedLoad& load, const Kept& kept) {
     if (load.options.verification == Verification::ReadBack) {
-        reader.Compare(load.plan.expected);
+        reader.Compare(load.plan.expected, load.plan.ExpectedBytes());
     }
     if (load.options.verification != Verification::None) {
         RequireKeptCcfg("Programming", kept);

@@ -71,6 +71,8 @@ Session::Session(Equipment& equipment, Observer& hostObserver, const std::atomic
       observer(hostObserver),
       isInterrupted(interruptFlag),
       reader(probe, observer, interruptFlag),
+      dataFolder(equipment.dataFolder),
+      interruptedLoads(equipment.notesFolder),
       services({probe, settings, equipment.dataFolder, device.sectorSizeBytes}, observer, interruptFlag),
       plugin(equipment.plugin, equipment.partName, services) {
     try {
@@ -100,11 +102,6 @@ std::vector<std::uint8_t> Session::Read(std::uint32_t address, std::uint32_t len
                                                          lengthBytes, address, info.geometry.SizeBytes()));
     }
     return reader.Read(address, lengthBytes);
-}
-
-std::size_t Session::Verify(const ProgramImage& image) {
-    RequireInside(image, 0, info.geometry.SizeBytes(), "flash");
-    return reader.Compare(image.Runs());
 }
 
 // ---- Named operations

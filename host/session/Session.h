@@ -21,6 +21,7 @@
 #include "host/services/PluginServices.h"
 #include "host/session/ChipReader.h"
 #include "host/session/Equipment.h"
+#include "host/session/InterruptedLoads.h"
 #include "host/settings/ProgramOptions.h"
 
 namespace flash::host {
@@ -34,9 +35,14 @@ struct ChipInfo {
 struct LoadResult {
     std::size_t programmedBytes = 0;  // whole sectors, as sent
     std::size_t fileBytes = 0;        // of these, the file's
-    std::size_t verifiedBytes = 0;
+    std::size_t verifiedBytes = 0;    // those of sectors that were right already among them
+    std::uint32_t writtenSectors = 0;
+    std::uint32_t unchangedSectors = 0;
     std::chrono::nanoseconds elapsed{};
 };
+
+// Flash is compared with files by a routine on the target, or by reading all of it.
+enum class VerifyBy { Target, Link };
 
 // A load that has been checked, with what the last sector held at that time.
 struct PlannedLoad {
@@ -60,12 +66,13 @@ public:
     const CcfgLayout& Layout() const { return layout; }
     CcfgInfo ReadCcfg();
 
-    // What a load of the image would do. Reads the chip, changes nothing. Refuses what cannot work.
+    // What a load of the image would do. Reads the chip, or lets it look itself, which takes its core and some of its
+    // SRAM; changes nothing in flash. Refuses what cannot work.
     PlannedLoad Plan(const ProgramImage& image, const ProgramOptions& options);
     LoadResult Program(const PlannedLoad& load);
 
-    // Compares flash with the image, byte by byte; returns the number of bytes compared.
-    std::size_t Verify(const ProgramImage& image);
+    // Compares flash with the image; returns the number of bytes compared. Differences are told with the first one.
+    std::size_t Verify(const ProgramImage& image, VerifyBy by = VerifyBy::Target);
 
     std::vector<std::uint8_t> Read(std::uint32_t address, std::uint32_t lengthBytes);
     void EraseAll();
@@ -78,6 +85,14 @@ public:
     void ChangeCcfg(const ClosingChanges& changes);
 
 private:
+    // What the chip holds already.
+    std::string ChipName();
+    std::optional<std::vector<bool>> AskTarget(const std::vector<DataRun>& wanted);
+    std::vector<bool> FindHeld(const std::vector<DataRun>& wanted);
+    void LeaveOutUnchanged(PlannedLoad& load, const CcfgInfo& ccfg);
+    void NoteBegin(const SectorSet& touched);
+    void NoteEnd(const SectorSet& touched);
+
     // The order of a load.
     void Write(const PlannedLoad& load, ScopedSettings& scope);
     void RequireAllProgrammed(const PlannedLoad& load, const Kept& kept) const;
@@ -104,6 +119,8 @@ private:
     Observer& observer;
     const std::atomic<bool>& isInterrupted;
     ChipReader reader;
+    std::filesystem::path dataFolder;
+    InterruptedLoads interruptedLoads;
     PluginServices services;
     PluginDevice plugin;
     ChipInfo info;

@@ -12,6 +12,9 @@ namespace flash::host {
 
 enum class Verification { Crc, ReadBack, None };
 
+// `Changed`: sectors that already hold what the load would leave there are not touched.
+enum class WriteChoice { Changed, All };
+
 struct ProgramOptions {
     EraseChoice erase = EraseChoice::Necessary;
     SectorSet erasedSectors;  // with `Listed`
@@ -19,6 +22,7 @@ struct ProgramOptions {
     SectorSet skippedSectors;                 // neither written nor erased
     std::optional<std::uint8_t> skippedFill;  // sectors of only this byte are not written
     Verification verification = Verification::Crc;
+    WriteChoice write = WriteChoice::Changed;
     ClosingChanges closing;
 };
 

@@ -60,6 +60,9 @@ class Case(unittest.TestCase):
         self.addCleanup(self.folder.cleanup)
         self.path = Path(self.folder.name)
         self.chip = self.path / "chip.bin"
+        state = tempfile.TemporaryDirectory()
+        self.addCleanup(state.cleanup)
+        os.environ["XDG_STATE_HOME"] = state.name  # all virtual chips have one address
 
     def file(self, name, content):
         path = self.path / name

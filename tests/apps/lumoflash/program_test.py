@@ -105,6 +105,38 @@ class Options(Case):
         plan = [e for e in self.events("program", image, "--base", "0", "-n", "--erase", "retain") if e["event"] == "plan"][0]
         self.assertEqual((plan["erased"], plan["written"], plan["kept"]), ([], [0, 1], [1]))
 
+    def test_only_what_changed_is_written_unless_all_is_asked_for(self):
+        image = pattern(5 * 4096)
+        self.run_chip("program", self.file("a.bin", image), "--base", "0")
+        image = image[:4096] + b"new" + image[4099:]
+        changed = self.file("b.bin", image)
+        out, _ = self.run_chip("program", changed, "--base", "0", "--dry-run")
+        self.assertIn("erase  1\nwrite  1\n", out.decode())
+        self.assertIn("|=#===...........|", out.decode())
+        self.assertIn("why    0,2-4: already right\nwhy    1: differs\nwhy    5-15: not in the file\n", out.decode())
+        events = self.events("program", changed, "--base", "0")
+        plan = [e for e in events if e["event"] == "plan"][0]
+        self.assertEqual((plan["written"], plan["unchanged"]), ([1], [0, 2, 3, 4]))
+        self.assertIn({"reason": "already right", "pages": [0, 2, 3, 4]}, plan["reasons"])
+        self.assertEqual(events[-1]["text"], "Programmed, verified by CRC: 1 of 5 sectors written, 4 already right")
+        self.assertEqual(self.flash(0, len(image)), image)
+        events = self.events("program", changed, "--base", "0")
+        self.assertEqual(events[-1]["text"], "Programmed, verified by CRC: 0 of 5 sectors written, 5 already right")
+        self.assertNotIn("load", [e.get("phase") for e in events])
+        events = self.events("program", changed, "--base", "0", "--write", "all")
+        self.assertEqual(events[-1]["text"], "Programmed, verified by CRC")
+
+    def test_verify_by_the_target_and_by_the_link_say_the_same(self):
+        image = pattern(3 * 4096)
+        self.run_chip("program", self.file("a.bin", image), "--base", "0")
+        other = self.file("b.bin", image[:5000] + b"X" + image[5001:])
+        texts = set()
+        for by in ("target", "link"):
+            self.run_chip("verify", self.file("a.bin", image), "--base", "0", "--by", by)
+            texts.add(self.run_chip("verify", other, "--base", "0", "--by", by, code=3)[1])
+        self.assertEqual(len(texts), 1, texts)
+        self.assertIn("1 of 12288 bytes differ, first at 0x00001388", texts.pop())
+
     def test_skipped_pages_and_fill(self):
         first = self.file("old.bin", pattern(5 * 4096, 9))
         self.run_chip("program", first, "--base", "0")
@@ -142,7 +174,7 @@ class Options(Case):
         for arguments, verdict in [(["--set", "CrcVerify=0"], "not verified"), (["--set", "CrcVerify=1"], "by CRC"),
                                    (["--set", "CrcVerify=0", "--verify", "readback"], "by reading back")]:
             self.assertIn(verdict, self.events(*program, *arguments)[-1]["text"])
-        self.assertIn("Chunk 1", self.run_chip(*program, "--set", "FlashVerboseMode=1")[1])
+        self.assertIn("Chunk 1", self.run_chip(*program, "--write", "all", "--set", "FlashVerboseMode=1")[1])
 
     def test_dangerous_steps_want_agreement(self):
         image = self.file("a.bin", pattern(16))

@@ -23,6 +23,7 @@ public:
                 break;
             case Command::Verify:
                 PrintFileOptions();
+                Put("by", options.verifyBy == host::VerifyBy::Link ? "link" : "target", Kind::Text);
                 break;
             case Command::Ccfg:
                 PrintClosing();
@@ -78,6 +79,7 @@ private:
         const char* const verifications[] = {"crc", "readback", "none"};
         Put("erase", erases[static_cast<int>(program.erase)] + options.lists.erased, Kind::Text);
         Put("verify", verifications[static_cast<int>(program.verification)], Kind::Text);
+        Put("write", program.write == host::WriteChoice::All ? "all" : "changed", Kind::Text);
         PutFlag("keep-ccfg", program.keepCcfg);
         Put("skip-pages", options.lists.skipped);
         if (program.skippedFill) {
@@ -176,8 +178,8 @@ public:
         AddAll(retainBle, retainIeee, ble, ieee, pages, bootloader, debug);
     }
     void Add(const host::ProgramOptions& value) {
-        const auto& [erase, erased, keepCcfg, skippedSectors, skippedFill, verification, closing] = value;
-        AddAll(erase, erased, keepCcfg, skippedSectors, skippedFill, verification, closing);
+        const auto& [erase, erased, keepCcfg, skippedSectors, skippedFill, verification, write, closing] = value;
+        AddAll(erase, erased, keepCcfg, skippedSectors, skippedFill, verification, write, closing);
     }
     void Add(const host::ValidatePluginOptions& value) {
         const auto& [path, checks, isListing, limits] = value;
@@ -234,12 +236,12 @@ std::vector<std::string> PrintWords(const Options& options) {
 
 std::string Describe(const Options& options) {
     const auto& [command, device, plugin, devicesFolder, dataFolder, traceFile, probe, properties, isVerbose, isJson,
-                 isQuiet, isColorOff, isAgreed, files, fileOptions, program, lists, isDryRun, outFile, outFormat, range,
-                 sectors, keepCcfg, addressKinds, newAddress, validation] = options;
+                 isQuiet, isColorOff, isAgreed, files, fileOptions, program, lists, isDryRun, verifyBy, outFile,
+                 outFormat, range, sectors, keepCcfg, addressKinds, newAddress, validation] = options;
     Description description;
     description.AddAll(command, device, plugin, devicesFolder, dataFolder, traceFile, probe, properties, isVerbose,
-                       isJson, isQuiet, isColorOff, isAgreed, files, fileOptions, program, lists, isDryRun, outFile,
-                       outFormat, range, sectors, keepCcfg, addressKinds, newAddress, validation);
+                       isJson, isQuiet, isColorOff, isAgreed, files, fileOptions, program, lists, isDryRun, verifyBy,
+                       outFile, outFormat, range, sectors, keepCcfg, addressKinds, newAddress, validation);
     return description.Text();
 }
 

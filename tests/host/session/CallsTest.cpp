@@ -64,6 +64,7 @@ TEST_F(Calls, OfALoadThatIsReadBackAskWhoVerifies) {
         (Texts{"NotifyPhase 1", "Write 4096 at 0", "Write 4096 at 8192", "HandlesVerification 0", "NotifyPhase 2"}));
 
     options.verification = Verification::None;
+    options.write = WriteChoice::All;
     EXPECT_EQ(ToldBy([&](Session& s) { Program(s, TwoSectors(), options); }),
               (Texts{"NotifyPhase 1", "Write 4096 at 0", "Write 4096 at 8192", "NotifyPhase 2"}));
 }

@@ -26,9 +26,9 @@ public:
     Session& Connect() {
         const auto openProbe = [this](const DeviceDescription&) { return std::make_unique<VirtualChipProbe>(chip); };
         connection.reset();
-        connection.emplace(
-            ConnectionRequest{device.name, FLASH_DEVICES_FOLDER, HOST_DATA_FOLDER, module, properties, openProbe},
-            observer, isInterrupted);
+        connection.emplace(ConnectionRequest{device.name, FLASH_DEVICES_FOLDER, dataFolder, module, properties,
+                                             openProbe, notesFolder},
+                           observer, isInterrupted);
         session = &connection->GetSession();
         return *session;
     }
@@ -42,6 +42,8 @@ public:
     DeviceDescription device;
     std::shared_ptr<chip::VirtualChip> chip = std::make_shared<chip::VirtualChip>(VirtualChipSettings(device));
     std::map<std::string, std::string> properties;
+    std::filesystem::path dataFolder = HOST_DATA_FOLDER;
+    std::filesystem::path notesFolder;  // none
     RecordingObserver observer;
     std::atomic<bool> isInterrupted{false};
     Session* session = nullptr;  // the connection's
