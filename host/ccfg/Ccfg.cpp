@@ -1,6 +1,8 @@
 // Finding the fields and reading them.
 #include "host/ccfg/Ccfg.h"
 
+#include <algorithm>
+
 namespace flash::host {
 namespace {
 
@@ -19,6 +21,12 @@ SectorSet ProtectedSectors(std::span<const std::uint8_t> words, std::uint32_t se
     return sectors;
 }
 
+// 0 when it cannot be true.
+std::uint32_t SizeOf(std::uint32_t sizeRegister, const CcfgLayout& layout) {
+    const std::uint32_t found = sizeRegister >> kSizeShift;
+    return found <= layout.geometry.sectorSizeBytes ? found : 0;
+}
+
 }  // namespace
 
 CcfgLayout LayoutOf(const DeviceDescription& device, const FlashGeometry& geometry) {
@@ -32,9 +40,16 @@ CcfgLayout LayoutOf(const DeviceDescription& device, const FlashGeometry& geomet
             field("CCFG_PROT_31_0")};
 }
 
+std::uint32_t StartOfFields(std::uint32_t sizeRegister, const CcfgLayout& layout) {
+    return std::min({layout.geometry.SizeBytes() - SizeOf(sizeRegister, layout), layout.ble.address,
+                     layout.ieee.address, layout.bootloader.address, layout.debugPort.address,
+                     layout.protection.address});
+}
+
 std::span<const std::uint8_t> BytesOf(const FieldLocation& field, std::span<const std::uint8_t> lastSector,
                                       const CcfgLayout& layout) {
-    return lastSector.subspan(field.address - layout.geometry.LastSectorAddress(), field.lengthBytes);
+    const std::uint32_t start = layout.geometry.SizeBytes() - static_cast<std::uint32_t>(lastSector.size());
+    return lastSector.subspan(field.address - start, field.lengthBytes);
 }
 
 CcfgInfo DecodeCcfg(const LastSector& sector, const CcfgLayout& layout) {
@@ -43,8 +58,7 @@ CcfgInfo DecodeCcfg(const LastSector& sector, const CcfgLayout& layout) {
         const std::span<const std::uint8_t> bytes = field(location);
         return RadioAddress({bytes.begin(), bytes.end()});
     };
-    const std::uint32_t found = sector.sizeRegister >> kSizeShift;
-    const std::uint32_t size = found <= layout.geometry.sectorSizeBytes ? found : 0;
+    const std::uint32_t size = SizeOf(sector.sizeRegister, layout);
     return {size,
             layout.geometry.SizeBytes() - size,
             field(layout.bootloader)[0] == 0,

@@ -27,8 +27,11 @@ CcfgLayout LayoutOf(const DeviceDescription& device, const FlashGeometry& geomet
 // As read from one chip, at one time.
 struct LastSector {
     std::uint32_t sizeRegister;
-    std::vector<std::uint8_t> bytes;
+    std::vector<std::uint8_t> bytes;  // up to the end of flash: all of the sector, or from `StartOfFields` on
 };
+
+// From here on lie CCFG and all fields.
+std::uint32_t StartOfFields(std::uint32_t sizeRegister, const CcfgLayout& layout);
 
 struct CcfgInfo {
     std::uint32_t sizeBytes;  // 0 when the chip's own size field is not valid
@@ -41,7 +44,7 @@ struct CcfgInfo {
 
 CcfgInfo DecodeCcfg(const LastSector& sector, const CcfgLayout& layout);
 
-// The field's part of a last sector.
+// The field's part of what was read of a last sector.
 std::span<const std::uint8_t> BytesOf(const FieldLocation& field, std::span<const std::uint8_t> lastSector,
                                       const CcfgLayout& layout);
 

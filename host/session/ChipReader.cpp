@@ -35,6 +35,12 @@ LastSector ChipReader::ReadLastSector(const CcfgLayout& layout) {
     return {sizeRegister, Bytes(layout.geometry.LastSectorAddress(), layout.geometry.sectorSizeBytes)};
 }
 
+LastSector ChipReader::ReadFields(const CcfgLayout& layout) {
+    const std::uint32_t sizeRegister = LittleEndian(Bytes(layout.sizeRegister, 4));
+    const std::uint32_t start = StartOfFields(sizeRegister, layout);
+    return {sizeRegister, Bytes(start, layout.geometry.SizeBytes() - start)};
+}
+
 void ChipReader::ReadPieces(Stage stage, const std::vector<DataRun>& where, const Take& take) {
     std::uint64_t total = 0;
     std::for_each(where.begin(), where.end(), [&](const DataRun& run) { total += run.bytes.size(); });

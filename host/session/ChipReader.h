@@ -26,6 +26,7 @@ public:
     // At once, and told to nobody.
     std::vector<std::uint8_t> Bytes(std::uint32_t address, std::uint32_t lengthBytes);
     LastSector ReadLastSector(const CcfgLayout& layout);
+    LastSector ReadFields(const CcfgLayout& layout);  // of the last sector, and CCFG
 
     // In pieces, told to the observer; an interruption ends it.
     std::vector<std::uint8_t> Read(std::uint32_t address, std::uint32_t lengthBytes);

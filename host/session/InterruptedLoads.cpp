@@ -5,8 +5,7 @@
 #include <system_error>
 
 #include "host/Failure.h"
-#include "host/files/OutputFile.h"
-#include "host/files/ProgramFile.h"
+#include "host/files/FileContent.h"
 
 namespace flash::host {
 

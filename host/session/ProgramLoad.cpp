@@ -63,7 +63,7 @@ ProgramOptions AsPlanned(const PlannedLoad& load) {
 
 PlannedLoad Session::Plan(const ProgramImage& image, const ProgramOptions& options) {
     RequireInside(image, 0, info.geometry.SizeBytes(), "flash");
-    PlannedLoad load{options, {}, reader.ReadLastSector(layout)};
+    PlannedLoad load{options, {}, reader.ReadFields(layout)};
     const CcfgInfo ccfg = DecodeCcfg(load.before, layout);
     if (options.keepCcfg) {
         WarnUnlessThereIsCcfg(ccfg);

@@ -93,7 +93,7 @@ Session::Session(Equipment& equipment, Observer& hostObserver, const std::atomic
     }
 }
 
-CcfgInfo Session::ReadCcfg() { return DecodeCcfg(reader.ReadLastSector(layout), layout); }
+CcfgInfo Session::ReadCcfg() { return DecodeCcfg(reader.ReadFields(layout), layout); }
 
 std::vector<std::uint8_t> Session::Read(std::uint32_t address, std::uint32_t lengthBytes) {
     const std::uint64_t end = std::uint64_t{address} + lengthBytes;

@@ -44,7 +44,7 @@ struct LoadResult {
 // Flash is compared with files by a routine on the target, or by reading all of it.
 enum class VerifyBy { Target, Link };
 
-// A load that has been checked, with what the last sector held at that time.
+// A load that has been checked, with what CCFG and the fields of the last sector held at that time.
 struct PlannedLoad {
     ProgramOptions options;
     WritePlan plan;

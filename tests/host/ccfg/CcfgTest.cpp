@@ -35,6 +35,21 @@ TEST(DecodeCcfg, FindsEachFieldInItsPlace) {
     EXPECT_EQ(ccfg.protectedSectors.Text(), "0-3") << "0xE0 in the first byte of the words";
 }
 
+TEST(DecodeCcfg, NeedsNoMoreThanWhatTheFieldsTakeUp) {
+    LastSector fields = Counted();
+    fields.bytes.erase(fields.bytes.begin(), fields.bytes.end() - 0x40);
+
+    EXPECT_EQ(DecodeCcfg(fields, kTinyLayout).ble.Text(), "CD:CC:CB:CA:C9:C8");
+    EXPECT_EQ(DecodeCcfg(fields, kTinyLayout).protectedSectors.Text(), "0-3");
+}
+
+TEST(StartOfFields, IsThatOfCcfgOrOfTheFirstField) {
+    EXPECT_EQ(StartOfFields(0x58'0000, kTinyLayout), 0x400u - 0x58);
+    EXPECT_EQ(StartOfFields(0x10'0000, kTinyLayout), 0x400u - 0x40) << "the secondary IEEE address";
+    EXPECT_EQ(StartOfFields(0x101'0000, kTinyLayout), 0x400u - 0x40) << "the size cannot be true";
+    EXPECT_EQ(StartOfFields(0x100'0000, kTinyLayout), 0x300u);
+}
+
 TEST(DecodeCcfg, ASizeThatNoAreaCanHaveIsNone) {
     for (const std::uint32_t size : {0u, 0x101u, 0xFFFFu}) {
         const CcfgInfo ccfg = DecodeCcfg(Counted(size), kTinyLayout);
