@@ -73,6 +73,9 @@ void VirtualChip::Implementation::Step(Nanoseconds target) {
     }
     now = std::max(now, reached);
     NoteFinishedCommands();
+    if (state == CoreState::Running && core->TakeBreakpoint()) {
+        StopCore(CoreState::Halted);
+    }
     if (const std::optional<CoreTrouble> trouble = core->TakeTrouble()) {
         log.AddViolation(trouble->violation, trouble->address, now);
         LockUp(trouble->address, trouble->text);
@@ -93,6 +96,7 @@ void VirtualChip::Implementation::Obey(const ControllerSignals& signals) {
 void VirtualChip::Implementation::LockUp(std::uint32_t address, const std::string& text) {
     if (state == CoreState::Running) {
         StopCore(CoreState::LockedUp);
+        troubleText = text;
         log.AddInstant(EventKind::LockUp, now, address, 0, text);
     }
 }

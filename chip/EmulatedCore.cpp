@@ -6,6 +6,7 @@
 #include <array>
 #include <cinttypes>
 #include <cstdio>
+#include <set>
 #include <utility>
 
 #include "chip/MemoryMap.h"
@@ -16,6 +17,8 @@ namespace {
 constexpr std::uint64_t kNanosecondsPerSecond = 1'000'000'000;
 constexpr std::uint32_t kThumbBit = 1;        // of an address to jump to
 constexpr std::uint32_t kFetchException = 3;  // the engine's number for a fetch from where no code may lie
+constexpr std::uint32_t kBreakpointException = 7;
+constexpr std::array kLeftText = {"left SRAM for", "left flash and SRAM for"};
 constexpr std::uint32_t kXpsrThumb = 0x0100'0000;
 constexpr std::uint32_t kXpsrFlags = 0xF800'0000;
 constexpr std::uint64_t kNowhere = 0xFFFF'FFFE;  // an address that is never reached: runs end by time only
@@ -96,6 +99,10 @@ public:
     AddressRange watchedWord;
     AddressRange watchedBlocks;
     std::optional<CoreTrouble> trouble;
+    std::uint32_t executableFlash = 0;  // from address 0 on
+    std::set<std::uint32_t> breakpoints;
+    std::optional<std::uint32_t> startedAt;  // where a breakpoint does not count, until something was executed
+    bool isAtBreakpoint = false;
 
 private:
     struct RegisterPage {
@@ -123,6 +130,13 @@ private:
     void CountInstruction() {
         ++clock.cycles;
         ++instructions;
+        startedAt.reset();
+    }
+    void StopAtBreakpoint() {
+        if (breakpoints.contains(shownAddress) && startedAt != shownAddress) {
+            isAtBreakpoint = true;
+            LowerLimit(clock.cycles);
+        }
     }
     bool HasTimeLeft() const { return clock.cycles < limit && !trouble; }
 
@@ -194,6 +208,9 @@ void EmulatedCore::Engine::OnInstruction(uc_engine* uc, std::uint64_t address, s
         engine.CountInstruction();  // the instruction shown before this one ran after all
     }
     engine.shownAddress = static_cast<std::uint32_t>(address);
+    if (engine.HasTimeLeft() && !engine.breakpoints.empty()) {
+        engine.StopAtBreakpoint();
+    }
     if (engine.HasTimeLeft()) {
         engine.CheckFetch(engine.shownAddress);
     }
@@ -207,9 +224,13 @@ void EmulatedCore::Engine::OnInstruction(uc_engine* uc, std::uint64_t address, s
 
 void EmulatedCore::Engine::CheckFetch(std::uint32_t address) {
     constexpr std::uint32_t kShortestInstruction = 2;
+    if (address < executableFlash) {
+        bus.OnReadOnlyMemoryRead(address);
+        return;
+    }
     const std::uint32_t offset = address - kSramBase;
     if (offset + kShortestInstruction > sram.Length()) {
-        Fail(Violation::ExecutionOutsideSram, address, At("left SRAM for", address));
+        Fail(Violation::ExecutionOutsideSram, address, At(kLeftText[executableFlash != 0], address));
     } else if (!sram.IsWritten(offset, kShortestInstruction)) {
         bus.OnUnwrittenSramRead(address);
     }
@@ -269,7 +290,12 @@ void EmulatedCore::Engine::OnException(uc_engine* uc, std::uint32_t number, void
     std::uint32_t programCounter = 0;
     uc_reg_read(uc, UC_ARM_REG_PC, &programCounter);
     if (number == kFetchException) {
-        engine.Fail(Violation::ExecutionOutsideSram, programCounter, At("left SRAM for", programCounter));
+        engine.Fail(Violation::ExecutionOutsideSram, programCounter,
+                    At(kLeftText[engine.executableFlash != 0], programCounter));
+    } else if (number == kBreakpointException && engine.executableFlash != 0) {
+        engine.isAtBreakpoint = true;
+        engine.LowerLimit(engine.clock.cycles);
+        engine.stopIsRequested = true;
     } else {
         char text[64];
         std::snprintf(text, sizeof text, "took exception %" PRIu32 " at", number);
@@ -299,7 +325,7 @@ void EmulatedCore::Engine::Explain(uc_err error) {
     switch (error) {
         case UC_ERR_FETCH_PROT:
         case UC_ERR_FETCH_UNMAPPED:
-            Fail(Violation::ExecutionOutsideSram, invalidAddress, At("left SRAM for", invalidAddress));
+            Fail(Violation::ExecutionOutsideSram, invalidAddress, At(kLeftText[executableFlash != 0], invalidAddress));
             break;
         case UC_ERR_READ_UNMAPPED:
             Fail(Violation::CoreBusFault, invalidAddress, At("read from nothing, at", invalidAddress));
@@ -325,7 +351,24 @@ EmulatedCore::EmulatedCore(CoreBus& bus, Sram& sram, const std::vector<ReadOnlyM
 
 EmulatedCore::~EmulatedCore() = default;
 
-void EmulatedCore::Start(Nanoseconds now) { engine->clock.Start(now); }
+void EmulatedCore::Start(Nanoseconds now) {
+    engine->clock.Start(now);
+    engine->startedAt = Register(CoreRegister::Pc);
+    engine->isAtBreakpoint = false;
+}
+
+void EmulatedCore::AllowFlash(std::uint32_t lengthBytes) {
+    const std::uint32_t changed = std::max(lengthBytes, engine->executableFlash);
+    engine->executableFlash = lengthBytes;
+    const std::uint32_t permissions = lengthBytes == 0 ? UC_PROT_READ : UC_PROT_READ | UC_PROT_EXEC;
+    Require(uc_mem_protect(engine->uc, kFlashBase, changed, permissions), "changing what may be executed");
+    ForgetCode(kFlashBase, changed);
+}
+
+void EmulatedCore::InsertBreakpoint(std::uint32_t address) { engine->breakpoints.insert(address); }
+void EmulatedCore::RemoveBreakpoint(std::uint32_t address) { engine->breakpoints.erase(address); }
+std::size_t EmulatedCore::BreakpointCount() const { return engine->breakpoints.size(); }
+bool EmulatedCore::TakeBreakpoint() { return std::exchange(engine->isAtBreakpoint, false); }
 
 Nanoseconds EmulatedCore::RunUntil(Nanoseconds target) { return engine->RunUntil(target); }
 

@@ -65,6 +65,15 @@ public:
     void WatchWord(std::uint32_t address, std::uint32_t length);
     void WatchBlocks(std::uint32_t address, std::uint32_t length);
 
+    // How much of the memory at address 0 may be executed; 0 for none of it.
+    void AllowFlash(std::uint32_t lengthBytes);
+
+    // The core stops before the instruction at one of these, unless it starts there.
+    void InsertBreakpoint(std::uint32_t address);
+    void RemoveBreakpoint(std::uint32_t address);
+    std::size_t BreakpointCount() const;
+    bool TakeBreakpoint();  // whether it stopped at one since it was asked last
+
     std::uint32_t Register(CoreRegister number) const;
     void SetRegister(CoreRegister number, std::uint32_t value);
     void ClearRegisters();

@@ -41,6 +41,14 @@ public:
     void PowerOn();
     void Reset();
 
+    // Debugging (Debugging.cpp)
+    void Allow(Execution execution);
+    void InsertBreakpoint(std::uint32_t address);
+    void RemoveBreakpoint(std::uint32_t address);
+    void StepInstruction();
+    bool PauseWhileRunning(Nanoseconds bound);
+    void Restart();
+
     // Looking inside (Implementation.cpp)
     std::vector<std::uint8_t> PeekMemory(std::uint32_t address, std::uint32_t length) const;
     std::uint32_t PeekWord(std::uint32_t address) const;
@@ -58,6 +66,7 @@ public:
     CoreState state = CoreState::Halted;
     bool isPowered = false;
     bool isDebugPortDisabled = false;
+    std::string troubleText;
 
 private:
     struct Transfer {

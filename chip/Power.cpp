@@ -15,6 +15,7 @@ void VirtualChip::Implementation::PowerOn() {
         return;
     }
     isPowered = true;
+    Allow(Execution::SramOnly);
     isDebugPortDisabled = flashArray.Bytes()[flashArray.Length() - kDisableCpuDapBeforeEnd] == 0x00;
     log.AddInstant(EventKind::PowerOn, now);
     Boot();
@@ -43,6 +44,7 @@ void VirtualChip::Implementation::LosePower() {
 void VirtualChip::Implementation::Boot() {
     controller.PowerUp();
     core->ClearRegisters();
+    troubleText.clear();
     coreControl.Reset();
 }
 

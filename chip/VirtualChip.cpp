@@ -66,6 +66,13 @@ void VirtualChip::PowerCycle() {
 }
 
 void VirtualChip::Reset() { implementation->Reset(); }
+void VirtualChip::Restart() { implementation->Restart(); }
+void VirtualChip::Allow(Execution execution) { implementation->Allow(execution); }
+void VirtualChip::InsertBreakpoint(std::uint32_t address) { implementation->InsertBreakpoint(address); }
+void VirtualChip::RemoveBreakpoint(std::uint32_t address) { implementation->RemoveBreakpoint(address); }
+void VirtualChip::StepInstruction() { implementation->StepInstruction(); }
+bool VirtualChip::PauseWhileRunning(Nanoseconds bound) { return implementation->PauseWhileRunning(bound); }
+const std::string& VirtualChip::TroubleText() const { return implementation->troubleText; }
 bool VirtualChip::IsPowered() const { return implementation->isPowered; }
 bool VirtualChip::IsDebugPortDisabled() const { return implementation->isDebugPortDisabled; }
 

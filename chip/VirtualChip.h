@@ -55,6 +55,11 @@ struct Settings {
     bool operator==(const Settings&) const = default;
 };
 
+// What may be executed. The strict one is for flashloaders, which must not run from the flash that they change.
+enum class Execution : std::uint8_t { SramOnly, FlashToo };
+
+inline constexpr std::size_t kHardwareBreakpointCount = 6;
+
 enum class CoreRegister : std::uint8_t { R0, R1, R2, R3, R4, R5, R6, R7, R8, R9, R10, R11, R12, Sp, Lr, Pc, Xpsr };
 
 enum class CoreState : std::uint8_t {
@@ -168,6 +173,28 @@ public:
     void Halt();  // also ends a lock-up; halting a halted core is no error
     void Run();   // from the program counter; running a running core is no error
     bool IsRunning();
+
+    // ---- As a board that is debugged. Not over the link: none of these takes time but what the core runs.
+
+    // In the strict mode again after `PowerOn`; as it was after `Reset`.
+    void Allow(Execution execution);
+
+    // The core is halted when it is about to execute there: not when it is started there. Throws `ChipError` when all
+    // are in use.
+    void InsertBreakpoint(std::uint32_t address);
+    void RemoveBreakpoint(std::uint32_t address);
+
+    // One instruction of a halted core.
+    void StepInstruction();
+
+    // Lets time pass while the core runs; true when it has come to stand by itself, by a breakpoint or locked up.
+    bool PauseWhileRunning(Nanoseconds bound);
+
+    // `Reset`, and then the stack pointer and the program counter are those that the vectors at address 0 tell.
+    void Restart();
+
+    // Why the core locked up last, in words; "" when it never did since power-up and reset.
+    const std::string& TroubleText() const;
 
     // Register 1 of the debug router. Answers also when the core's debug port is disabled.
     std::uint32_t ReadIdentificationCode();

@@ -1,0 +1,55 @@
+// The chip as a board that is debugged: code in flash, breakpoints, single steps, a start from the vectors.
+#include "chip/Implementation.h"
+#include "chip/MemoryMap.h"
+
+namespace flash::chip {
+namespace {
+constexpr Nanoseconds kShortestTime{1};  // in which an instruction begins, and no second one
+constexpr std::uint32_t kThumbBit = 1;
+}  // namespace
+
+void VirtualChip::Implementation::Allow(Execution execution) {
+    core->AllowFlash(execution == Execution::FlashToo ? flashArray.Length() : 0);
+}
+
+void VirtualChip::Implementation::InsertBreakpoint(std::uint32_t address) {
+    if (core->BreakpointCount() == kHardwareBreakpointCount) {
+        throw ChipError("The core has no more than " + std::to_string(kHardwareBreakpointCount) + " breakpoints.");
+    }
+    core->InsertBreakpoint(address & ~kThumbBit);
+}
+
+void VirtualChip::Implementation::RemoveBreakpoint(std::uint32_t address) {
+    core->RemoveBreakpoint(address & ~kThumbBit);
+}
+
+void VirtualChip::Implementation::StepInstruction() {
+    if (!isPowered || state != CoreState::Halted) {
+        throw ChipError("Only a halted core with power can execute a single instruction.");
+    }
+    state = CoreState::Running;
+    runStart = now;
+    runAddress = core->Register(CoreRegister::Pc);
+    core->Start(now);
+    AdvanceTo(After(kShortestTime));
+    if (state == CoreState::Running) {
+        StopCore(CoreState::Halted);
+    }
+}
+
+bool VirtualChip::Implementation::PauseWhileRunning(Nanoseconds bound) {
+    const Nanoseconds deadline = After(bound);
+    while (now < deadline && state == CoreState::Running) {
+        Step(deadline);
+    }
+    return state != CoreState::Running;
+}
+
+void VirtualChip::Implementation::Restart() {
+    Reset();
+    core->SetRegister(CoreRegister::Sp, PeekWord(kFlashBase) & ~3u);
+    core->SetRegister(CoreRegister::Pc, PeekWord(kFlashBase + 4) & ~kThumbBit);
+    core->SetRegister(CoreRegister::Lr, 0xFFFF'FFFF);
+}
+
+}  // namespace flash::chip
