@@ -360,6 +360,9 @@ void EmulatedCore::Start(Nanoseconds now) {
 void EmulatedCore::AllowFlash(std::uint32_t lengthBytes) {
     const std::uint32_t changed = std::max(lengthBytes, engine->executableFlash);
     engine->executableFlash = lengthBytes;
+    if (changed == 0) {
+        return;
+    }
     const std::uint32_t permissions = lengthBytes == 0 ? UC_PROT_READ : UC_PROT_READ | UC_PROT_EXEC;
     Require(uc_mem_protect(engine->uc, kFlashBase, changed, permissions), "changing what may be executed");
     ForgetCode(kFlashBase, changed);

@@ -5,8 +5,10 @@
 
 #include <algorithm>
 #include <iterator>
+#include <stdexcept>
 
 #include "host/Failure.h"
+#include "host/gdb/OpenGdbProbe.h"
 #include "host/virtual_chip/VirtualChipProbe.h"
 
 namespace flash::host {
@@ -14,30 +16,52 @@ namespace {
 
 struct BackEnd {
     std::string_view kind;
-    bool keepsFile;  // the place is a file
-    bool (*takes)(const ProbeSpec& spec);
+    bool keepsFile;                        // the place is a file
+    void (*check)(const ProbeSpec& spec);  // throws std::invalid_argument
     std::unique_ptr<Probe> (*open)(const ProbeSpec& spec, const DeviceDescription& part);
 };
 
+void CheckVirtualChip(const ProbeSpec& spec) {
+    if (!spec.keys.empty()) {
+        throw std::invalid_argument("a virtual chip has no keys");
+    }
+}
+
+std::unique_ptr<Probe> OpenServer(const ProbeSpec& spec, const DeviceDescription& part) {
+    try {
+        return gdb::OpenGdbProbe(spec, VirtualChipSettings(part).identificationCode);
+    } catch (const ProbeError& error) {
+        throw Failure(FailureKind::Unreachable,
+                      fmt::format("Cannot reach the GDB server at {}: {}", spec.place, error.what()));
+    }
+}
+
 constexpr BackEnd kBackEnds[] = {
-    {"virtual", true, [](const ProbeSpec& spec) { return spec.keys.empty(); },
+    {"virtual", true, &CheckVirtualChip,
      [](const ProbeSpec& spec, const DeviceDescription& part) -> std::unique_ptr<Probe> {
          return VirtualChipProbe::Open(part, FileOf(spec));
      }},
+    {"gdb", false, [](const ProbeSpec& spec) { gdb::ReadGdbProbe(spec); }, &OpenServer},
 };
 
 const BackEnd* BackEndOf(const ProbeSpec& spec) {
     const auto* found = std::find_if(std::begin(kBackEnds), std::end(kBackEnds),
                                      [&](const auto& known) { return known.kind == spec.kind; });
-    return found == std::end(kBackEnds) || !found->takes(spec) ? nullptr : found;
+    return found == std::end(kBackEnds) ? nullptr : found;
 }
 
 }  // namespace
 
 ProbeSpec ParseProbe(std::string_view text) {
     std::optional<ProbeSpec> spec = ParseProbeSpec(text);
-    if (!spec || BackEndOf(*spec) == nullptr) {
-        throw BadInput(Field::Probe, fmt::format("\"{}\" is neither virtual nor virtual:FILE", text));
+    const BackEnd* backEnd = spec ? BackEndOf(*spec) : nullptr;
+    if (backEnd == nullptr) {
+        throw BadInput(Field::Probe, fmt::format("\"{}\" is none of virtual, virtual:FILE and gdb:HOST:PORT", text));
+    }
+    try {
+        backEnd->check(*spec);
+    } catch (const std::invalid_argument& error) {
+        throw BadInput(Field::Probe, fmt::format("\"{}\": {}", text, error.what()));
     }
     return *std::move(spec);
 }

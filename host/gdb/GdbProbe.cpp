@@ -13,6 +13,12 @@ constexpr std::uint32_t kThumbBit = 1u << 24;
 constexpr std::size_t kMostNotes = 4;
 constexpr std::size_t kLongestNote = 64;
 constexpr std::size_t kCheckedPieceBytes = 4096;
+constexpr std::uint32_t kStatusRegister = 16;  // as debuggers of ours count
+
+Client::BreakpointKind KindOf(DebugService::BreakpointKind kind) {
+    return kind == DebugService::BreakpointKind::Hardware ? Client::BreakpointKind::Hardware
+                                                          : Client::BreakpointKind::Software;
+}
 
 bool IsAllZero(std::span<const std::uint8_t> bytes) {
     return std::ranges::all_of(bytes, [](std::uint8_t byte) { return byte == 0; });
@@ -42,7 +48,10 @@ GdbProbe::~GdbProbe() {
     client.Detach();
 }
 
-std::string GdbProbe::Describe() const { return fmt::format("the GDB server at {}", place); }
+std::string GdbProbe::Describe() const {
+    return fmt::format("the GDB server at {}{}", place,
+                       options.identificationCode ? "" : ", the chip's revision assumed for want of id-code=");
+}
 
 void GdbProbe::SelectRoute(const std::string& route) {
     if (route != "Cortex" && route != "Sluice") {
@@ -55,7 +64,7 @@ void GdbProbe::SelectRoute(const std::string& route) {
 
 void GdbProbe::ReadMemory(std::uint32_t address, std::span<std::uint8_t> bytes, std::size_t) {
     const bool isWord = bytes.size() == sizeof(std::uint32_t);
-    if (isWord && known && known->address == address && (!isResumed || !AwaitStop(std::chrono::nanoseconds::zero()))) {
+    if (isWord && known && known->address == address && (!isResumed || !HasStopped(std::chrono::nanoseconds::zero()))) {
         StoreWord(bytes, known->value);
         return;
     }
@@ -182,6 +191,56 @@ void GdbProbe::WriteRegister(std::uint32_t registerNumber, std::uint64_t value) 
             client.WriteRegister("xpsr", status | kThumbBit);
         }
     }
+}
+
+// ---- For debuggers
+
+std::uint32_t GdbProbe::ReadCoreRegister(std::uint32_t number) {
+    StopToLook();
+    return client.ReadRegister(number == kStatusRegister ? "xpsr" : RegisterName(kFirstCoreRegister + number));
+}
+
+void GdbProbe::WriteCoreRegister(std::uint32_t number, std::uint32_t value) {
+    StopToLook();
+    client.WriteRegister(number == kStatusRegister ? "xpsr" : RegisterName(kFirstCoreRegister + number), value);
+}
+
+bool GdbProbe::InsertBreakpoint(BreakpointKind kind, std::uint32_t address) {
+    StopToLook();
+    return client.InsertBreakpoint(KindOf(kind), address);
+}
+
+void GdbProbe::RemoveBreakpoint(BreakpointKind kind, std::uint32_t address) {
+    StopToLook();
+    client.RemoveBreakpoint(KindOf(kind), address);
+}
+
+void GdbProbe::Resume() {
+    ClearAnswerPoint();
+    troubleNote.clear();
+    isRunning = true;
+    GoOn();
+}
+
+void GdbProbe::Step() {
+    StopToLook();
+    ClearAnswerPoint();
+    known.reset();
+    client.Step();
+    if (!client.AwaitStop(options.timeout)) {
+        client.Interrupt();
+    }
+}
+
+std::optional<DebugStop> GdbProbe::AwaitStop(std::chrono::nanoseconds bound) {
+    if (!HasStopped(bound)) {
+        return std::nullopt;
+    }
+    isRunning = false;
+    if (!troubleNote.empty()) {
+        return DebugStop{DebugStop::Cause::Fault, fmt::format("The core is {}", troubleNote)};
+    }
+    return DebugStop{DebugStop::Cause::Breakpoint, ""};
 }
 
 }  // namespace flash::host::gdb

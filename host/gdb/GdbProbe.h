@@ -23,7 +23,7 @@ struct GdbProbeOptions {
     bool checksWrites = false;                                   // every write is read back
 };
 
-class GdbProbe final : public Probe {
+class GdbProbe final : public Probe, private AnswerService, private DebugService {
 public:
     // `place` is for messages. The clock must outlive the probe.
     GdbProbe(std::unique_ptr<ByteStream> stream, Clock& probeClock, std::string place, GdbProbeOptions probeOptions);
@@ -44,28 +44,34 @@ public:
     bool PauseWhileWordIs(std::uint32_t address, std::uint32_t value, std::chrono::microseconds bound) override;
     std::chrono::nanoseconds Now() override { return clock.Now(); }
 
-    // The program on the target comes by there whenever it has answered; null when it tells no such place.
-    void StopWhereAnswered(std::optional<std::uint32_t> address);
-
-    // The core begins anew from its vectors, and stands.
-    void Reset();
-
-    // Whether nobody said what the debug router holds, so that the part's own revision is taken.
-    bool IsIdentificationAssumed() const { return !options.identificationCode; }
+    AnswerService* Answers() override { return this; }
+    DebugService* Debugging() override { return this; }
 
     Client& Server() { return client; }
 
 private:
+    void StopWhereAnswered(std::optional<std::uint32_t> address) override;
+
+    void Reset() override;
+    std::uint32_t ReadCoreRegister(std::uint32_t number) override;
+    void WriteCoreRegister(std::uint32_t number, std::uint32_t value) override;
+    bool InsertBreakpoint(BreakpointKind kind, std::uint32_t address) override;
+    void RemoveBreakpoint(BreakpointKind kind, std::uint32_t address) override;
+    void Step() override;
+    void Interrupt() override { StopToLook(); }
+    std::optional<DebugStop> AwaitStop(std::chrono::nanoseconds bound) override;
+
     struct Word {
         std::uint32_t address;
         std::uint32_t value;
         bool operator==(const Word&) const = default;
     };
 
-    void Resume();
+    void Resume() override;
+    void GoOn();
     void PassAnswerPoint();
     void StopToLook();
-    bool AwaitStop(std::chrono::nanoseconds bound);
+    bool HasStopped(std::chrono::nanoseconds bound);
     void ConsiderStop(const StopReply& reply);
     void ClearAnswerPoint();
     bool PollWhileWordIs(const Word& word, std::chrono::nanoseconds bound);
@@ -85,6 +91,7 @@ private:
     std::string troubleNote;  // the target stopped by itself, for no reason of ours
     std::optional<std::uint32_t> answerPoint;
     Client::BreakpointKind answerPointKind = Client::BreakpointKind::Hardware;
+    bool canLeaveAnswerPointOut = false;
     bool isAtAnswerPoint = false;
     std::optional<Word> known;  // what was read last: holds while the target stands, or has not answered since
     std::map<std::uint32_t, std::vector<std::uint8_t>> notes;  // short blocks that were written last, by address

@@ -40,8 +40,7 @@ void GdbProbe::PassAnswerPoint() {
         return;
     }
     isAtAnswerPoint = false;
-    const std::vector<std::uint8_t> code = client.ReadMemory(*answerPoint, kNoOperationBytes);
-    if ((code[0] | std::uint32_t{code[1]} << 8) == kNoOperation) {
+    if (canLeaveAnswerPointOut) {
         client.WriteRegister("pc", *answerPoint + kNoOperationBytes);
         return;
     }
@@ -53,7 +52,7 @@ void GdbProbe::PassAnswerPoint() {
     client.InsertBreakpoint(answerPointKind, *answerPoint);
 }
 
-void GdbProbe::Resume() {
+void GdbProbe::GoOn() {
     if (!isResumed) {
         PassAnswerPoint();
         known.reset();
@@ -76,7 +75,7 @@ void GdbProbe::ConsiderStop(const StopReply& reply) {
 }
 
 // True when the target has stopped by itself.
-bool GdbProbe::AwaitStop(nanoseconds bound) {
+bool GdbProbe::HasStopped(nanoseconds bound) {
     std::optional<StopReply> reply;
     try {
         reply = client.AwaitStop(bound);
@@ -91,7 +90,7 @@ bool GdbProbe::AwaitStop(nanoseconds bound) {
 }
 
 void GdbProbe::StopToLook() {
-    if (isResumed && !AwaitStop(nanoseconds::zero())) {
+    if (isResumed && !HasStopped(nanoseconds::zero())) {
         ConsiderStop(client.Interrupt());
     }
 }
@@ -99,7 +98,7 @@ void GdbProbe::StopToLook() {
 CoreState GdbProbe::ReadCoreState() {
     if (isRunning && troubleNote.empty()) {
         if (isResumed) {
-            AwaitStop(nanoseconds::zero());
+            HasStopped(nanoseconds::zero());
         }
         if (troubleNote.empty()) {
             return {true, std::nullopt, ""};
@@ -115,9 +114,9 @@ void GdbProbe::Pause(std::chrono::microseconds duration) {
     const nanoseconds end = clock.Now() + duration;
     for (int stops = 0; clock.Now() < end && stops < kMostStops; ++stops) {
         if (isRunning && troubleNote.empty()) {
-            Resume();
+            GoOn();
         }
-        AwaitStop(end - clock.Now());
+        HasStopped(end - clock.Now());
     }
 }
 
@@ -137,9 +136,9 @@ bool GdbProbe::PauseWhileWordIs(std::uint32_t address, std::uint32_t value, std:
         if (clock.Now() >= end || !troubleNote.empty()) {
             return false;
         }
-        Resume();
+        GoOn();
         known = word;
-        if (!AwaitStop(end - clock.Now())) {
+        if (!HasStopped(end - clock.Now())) {
             return false;  // it runs on, and stops when it has answered
         }
     }
@@ -159,8 +158,8 @@ bool GdbProbe::PollWhileWordIs(const Word& word, nanoseconds bound) {
         if (now >= end || !troubleNote.empty()) {
             return false;
         }
-        Resume();
-        AwaitStop(std::min(interval, end - now));
+        GoOn();
+        HasStopped(std::min(interval, end - now));
         interval *= 2;
     }
 }
@@ -174,10 +173,12 @@ void GdbProbe::StopWhereAnswered(std::optional<std::uint32_t> address) {
         return;
     }
     const std::uint32_t code = *address & ~1u;
+    const std::vector<std::uint8_t> instruction = client.ReadMemory(code, kNoOperationBytes);
     for (const auto kind : {Client::BreakpointKind::Hardware, Client::BreakpointKind::Software}) {
         if (client.InsertBreakpoint(kind, code)) {
             answerPoint = code;
             answerPointKind = kind;
+            canLeaveAnswerPointOut = (instruction[0] | std::uint32_t{instruction[1]} << 8) == kNoOperation;
             return;
         }
     }

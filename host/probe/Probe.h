@@ -10,6 +10,8 @@
 #include <stdexcept>
 #include <string>
 
+#include "host/probe/DebugService.h"
+
 namespace flash::host {
 
 class ProbeError : public std::runtime_error {
@@ -50,6 +52,17 @@ protected:
     ~StorageService() = default;
 };
 
+// A probe that has to stop the core to look at it.
+class AnswerService {
+public:
+    // The program on the target comes by there whenever it has answered, and may be stopped there; null when it tells
+    // no such place. An instruction there that does nothing may be left out.
+    virtual void StopWhereAnswered(std::optional<std::uint32_t> address) = 0;
+
+protected:
+    ~AnswerService() = default;
+};
+
 class Probe {
 public:
     virtual ~Probe() = default;
@@ -86,6 +99,8 @@ public:
     // What only some probes offer; null for no such service. They live as long as the probe.
     virtual TimelineService* Timeline() { return nullptr; }
     virtual StorageService* Storage() { return nullptr; }
+    virtual AnswerService* Answers() { return nullptr; }
+    virtual DebugService* Debugging() { return nullptr; }
 
 protected:
     Probe() = default;

@@ -44,6 +44,9 @@ void Flashloader::Load(const std::filesystem::path& file, Progress& progress) {
     if (TimelineService* timeline = probe.Timeline(); timeline != nullptr && mailbox) {
         timeline->WatchCommandBlocks(mailbox->blocks);
     }
+    if (AnswerService* answers = probe.Answers()) {
+        answers->StopWhereAnswered(mailbox ? symbols.Find("FlashloaderAnswered") : std::nullopt);
+    }
 }
 
 void Flashloader::Run() {

@@ -3,6 +3,8 @@
 
 #include <fmt/format.h>
 
+#include <algorithm>
+
 #include "host/Failure.h"
 
 namespace flash::host {
@@ -10,6 +12,7 @@ namespace {
 
 constexpr std::uint32_t kIdentificationRegister = 1;
 constexpr std::uint32_t kFirstRevisionBit = 28;
+constexpr std::chrono::milliseconds kEmulatedAtOnce{1};  // so that whoever waits can look around meanwhile
 
 // The chip's own texts say what was tried.
 template <typename Work>
@@ -123,7 +126,11 @@ std::uint64_t VirtualChipProbe::ReadRegister(std::uint32_t registerNumber) {
 }
 
 void VirtualChipProbe::WriteRegister(std::uint32_t registerNumber, std::uint64_t value) {
-    Access([&] { chip->WriteCoreRegister(CoreRegisterOf(registerNumber), static_cast<std::uint32_t>(value)); });
+    // Whoever programs starts a program in SRAM this way, which has no business in flash.
+    Access([&] {
+        chip->Allow(chip::Execution::SramOnly);
+        chip->WriteCoreRegister(CoreRegisterOf(registerNumber), static_cast<std::uint32_t>(value));
+    });
 }
 
 void VirtualChipProbe::Pause(std::chrono::microseconds duration) { chip->Pause(duration); }
@@ -133,5 +140,55 @@ bool VirtualChipProbe::PauseWhileWordIs(std::uint32_t address, std::uint32_t val
 }
 
 std::chrono::nanoseconds VirtualChipProbe::Now() { return chip->Now(); }
+
+// ---- Debugging
+
+void VirtualChipProbe::Reset() {
+    chip->Allow(chip::Execution::FlashToo);
+    chip->Restart();
+}
+
+std::uint32_t VirtualChipProbe::ReadCoreRegister(std::uint32_t number) {
+    return Access([&] { return chip->ReadCoreRegister(static_cast<chip::CoreRegister>(number)); });
+}
+
+void VirtualChipProbe::WriteCoreRegister(std::uint32_t number, std::uint32_t value) {
+    Access([&] { chip->WriteCoreRegister(static_cast<chip::CoreRegister>(number), value); });
+}
+
+// The chip's comparators do for both kinds: they work in SRAM, too, and leave its bytes alone.
+bool VirtualChipProbe::InsertBreakpoint(BreakpointKind, std::uint32_t address) {
+    try {
+        chip->InsertBreakpoint(address);
+        return true;
+    } catch (const chip::ChipError&) {
+        return false;
+    }
+}
+
+void VirtualChipProbe::RemoveBreakpoint(BreakpointKind, std::uint32_t address) { chip->RemoveBreakpoint(address); }
+
+void VirtualChipProbe::Resume() {
+    chip->Allow(chip::Execution::FlashToo);
+    Run();
+}
+
+void VirtualChipProbe::Step() {
+    Access([&] {
+        chip->Allow(chip::Execution::FlashToo);
+        chip->StepInstruction();
+    });
+}
+
+std::optional<DebugStop> VirtualChipProbe::AwaitStop(std::chrono::nanoseconds bound) {
+    if (!chip->PauseWhileRunning(std::min(bound, std::chrono::nanoseconds(kEmulatedAtOnce)))) {
+        return std::nullopt;
+    }
+    if (chip->State() != chip::CoreState::LockedUp) {
+        return DebugStop{DebugStop::Cause::Breakpoint, ""};
+    }
+    Halt();  // its registers can be read then
+    return DebugStop{DebugStop::Cause::Fault, chip->TroubleText()};
+}
 
 }  // namespace flash::host

@@ -15,7 +15,7 @@ namespace flash::host {
 // A new chip of a part: erased, with addresses of its own in factory data.
 chip::Settings VirtualChipSettings(const DeviceDescription& device);
 
-class VirtualChipProbe final : public Probe, private TimelineService, private StorageService {
+class VirtualChipProbe final : public Probe, private TimelineService, private StorageService, private DebugService {
 public:
     explicit VirtualChipProbe(chip::VirtualChip virtualChip)
         : chip(std::make_shared<chip::VirtualChip>(std::move(virtualChip))) {}
@@ -45,11 +45,22 @@ public:
 
     TimelineService* Timeline() override { return this; }
     StorageService* Storage() override { return file ? this : nullptr; }
+    DebugService* Debugging() override { return this; }
 
 private:
     void WatchCommandBlocks(std::uint32_t address) override { chip->ObserveCommandBlocks(address); }
     std::string TraceJson() const override { return chip->TimelineJson(); }
     void Save() override { file->Save(chip->SaveState()); }
+
+    void Reset() override;
+    std::uint32_t ReadCoreRegister(std::uint32_t number) override;
+    void WriteCoreRegister(std::uint32_t number, std::uint32_t value) override;
+    bool InsertBreakpoint(BreakpointKind kind, std::uint32_t address) override;
+    void RemoveBreakpoint(BreakpointKind kind, std::uint32_t address) override;
+    void Resume() override;
+    void Step() override;
+    std::optional<DebugStop> AwaitStop(std::chrono::nanoseconds bound) override;
+    void Interrupt() override { Halt(); }
 
     std::shared_ptr<chip::VirtualChip> chip;
     std::unique_ptr<ChipFile> file;

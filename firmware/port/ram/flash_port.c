@@ -1,5 +1,5 @@
-// A flash port without a flash controller: "flash" is RAM at `g_flash`. For emulated boards that have RAM there, so that a
-// load can be tried through debug probes that reach nothing else; and the smallest port that there can be.
+// A flash port without a flash controller: "flash" is RAM at `g_flash`. For emulated boards that have RAM there, so
+// that a load can be tried through debug probes that reach nothing else; and the smallest port that there can be.
 #include "firmware/flash_port.h"
 
 #include <stddef.h>

@@ -245,7 +245,7 @@ private:
         const auto anchored = [&](const std::string& path) { return path.starts_with('/') ? path : folder + path; };
         if (name == "probe") {
             std::string& file = expected.probe.place;
-            file = file.empty() ? "" : anchored(file);
+            file = file.empty() || expected.probe.kind != "virtual" ? file : anchored(file);
             return;
         }
         std::filesystem::path& path = name == "plugin"    ? expected.plugin

@@ -12,6 +12,7 @@
 #include <vector>
 
 #include "tests/fuzz/SecondNumber.h"
+#include "tests/fuzz/lumoflash/SecondProbe.h"
 
 namespace flash::fuzz {
 
@@ -84,7 +85,8 @@ private:
         const Check ieee = std::bind_front(IsAddress, 8);
         const Check format = oneOf({"elf", "hex", "srec", "bin"});
         const Check probe = [](const std::string& value) {
-            return value == "virtual" || (value.starts_with("virtual:") && value.size() > 8 && !HasKey(value));
+            return value == "virtual" || (value.starts_with("virtual:") && value.size() > 8 && !HasKey(value)) ||
+                   (value.starts_with("gdb:") && IsGdbProbe(value.substr(4)));
         };
         const Check erase = [](const std::string& value) {
             return value.starts_with("sectors:") || IsOneOf({"necessary", "retain", "all", "none"}, value);

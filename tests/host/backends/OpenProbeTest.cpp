@@ -15,10 +15,34 @@ TEST(ParseProbe, TakesAVirtualChipWithAFileAndWithout) {
 }
 
 TEST(ParseProbe, RefusesWhatIsNoProbe) {
-    for (const std::string text : {"", "real", "Virtual", "virtual:", "virtual:a.chip,key=value", "virtual "}) {
+    for (const std::string text : {"", "real", "Virtual", "virtual:", "virtual "}) {
         EXPECT_EQ(FailureOf(FailureKind::BadInput, [&] { ParseProbe(text); }),
-                  "\"probe\": \"" + text + "\" is neither virtual nor virtual:FILE");
+                  "\"probe\": \"" + text + "\" is none of virtual, virtual:FILE and gdb:HOST:PORT");
     }
+    for (const std::string text :
+         {"virtual:a.chip,key=value", "gdb", "gdb:host", "gdb:host:port", "gdb::1,key=value",
+          "gdb::1,reset=", "gdb::1,id-code=1", "gdb::1,id-code=0x100000000", "gdb::1,timeout=0", "gdb::1,timeout=5s",
+          "gdb::1,background-access=1", "gdb::1,check-writes="}) {
+        EXPECT_EQ(FailureOf(FailureKind::BadInput, [&] { ParseProbe(text); }).find("\"probe\": \"" + text + "\": "), 0u)
+            << text;
+    }
+}
+
+TEST(ParseProbe, TakesAGdbServerWithItsKeys) {
+    EXPECT_EQ(ParseProbe("gdb:[::1]:3333,reset=reset halt,id-code=0x10000001,timeout=30,background-access=yes,"
+                         "check-writes=no")
+                  .place,
+              "[::1]:3333");
+}
+
+TEST(OpenProbe, SaysWhichServerDoesNotAnswer) {
+    const DeviceDescription part = FindDevice(LoadDeviceDescriptions(FLASH_DEVICES_FOLDER), "LumoD1F64");
+
+    EXPECT_EQ(FailureOf(FailureKind::Unreachable,
+                        [&] {
+                            OpenProbe({"gdb", "127.0.0.1:1", {}}, part);
+                        }),
+              "Cannot reach the GDB server at 127.0.0.1:1: connection refused");
 }
 
 TEST(FileOf, IsThePlaceOfAVirtualChip) {

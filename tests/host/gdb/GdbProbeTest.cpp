@@ -128,7 +128,7 @@ TEST_F(EveryServer, IsFollowedInWhatItDoesNotKnow) {
         const std::vector<std::uint8_t> bytes = Counting(600);
 
         Probe().WriteMemory(kRam + 0x1000, bytes, 1);
-        Probe().StopWhereAnswered(kAnswered);
+        Probe().Answers()->StopWhereAnswered(kAnswered);
         Post();
         Probe().WriteRegister(kProgramCounterRegister, kRam);
         EXPECT_EQ(server.registers[15], kRam);
@@ -229,7 +229,7 @@ TEST_F(AServer, HasARunningTargetStoppedToBeLookedAtAndLeftStanding) {
 
 TEST_F(AServer, IsNotInterruptedWhereTheTargetStopsByItself) {
     AnswerWhenResumed();
-    Probe().StopWhereAnswered(kAnswered);
+    Probe().Answers()->StopWhereAnswered(kAnswered);
     Probe().Run();
     for (int i = 0; i < 5; ++i) {
         Post();
@@ -246,7 +246,7 @@ TEST_F(AServer, IsNotInterruptedWhereTheTargetStopsByItself) {
 }
 
 TEST_F(AServer, IsNotInterruptedByAStatusThatWasNotAnsweredYet) {
-    Probe().StopWhereAnswered(kAnswered);
+    Probe().Answers()->StopWhereAnswered(kAnswered);
     Probe().Run();
     Post();
 
@@ -261,7 +261,7 @@ TEST_F(AServer, IsNotInterruptedByAStatusThatWasNotAnsweredYet) {
 TEST_F(AServer, HasItsTargetSteppedOffACodeThatCannotBeLeftOut) {
     server.StoreWord(kAnswered, 0x4770'4770);
     AnswerWhenResumed();
-    Probe().StopWhereAnswered(kAnswered);
+    Probe().Answers()->StopWhereAnswered(kAnswered);
     Probe().Run();
     Post();
     Probe().PauseWhileWordIs(kStatus, kNotDone, milliseconds(5));
@@ -290,12 +290,12 @@ TEST_F(AServer, IsPolledWhereNobodyTellsThePlaceOfTheAnswer) {
 }
 
 TEST_F(AServer, LosesItsBreakpointWhenItIsWrittenOverAndWhenItIsLeft) {
-    Probe().StopWhereAnswered(kAnswered);
+    Probe().Answers()->StopWhereAnswered(kAnswered);
     EXPECT_EQ(server.breakpoints.size(), 1u);
     Probe().WriteMemory(kAnswered - 16, Counting(32), 1);
     EXPECT_TRUE(server.breakpoints.empty());
 
-    Probe().StopWhereAnswered(kAnswered);
+    Probe().Answers()->StopWhereAnswered(kAnswered);
     probe.reset();
 
     EXPECT_TRUE(server.breakpoints.empty());
@@ -407,7 +407,7 @@ TEST_F(AServer, IsResetByTheCommandThatItKnows) {
             }
             server.resetCommand = command;
 
-            Probe().Reset();
+            Probe().Debugging()->Reset();
 
             EXPECT_EQ(server.registers[15], 0x200u);
             EXPECT_FALSE(Probe().ReadCoreState().isRunning);
@@ -419,7 +419,7 @@ TEST_F(AServer, IsResetByTheCommandThatTheUserGave) {
     options.resetCommand = "reset my way";
     server.resetCommand = "reset my way";
 
-    Probe().Reset();
+    Probe().Debugging()->Reset();
 
     EXPECT_EQ(server.Count("qRcmd,"), 1u);
     EXPECT_EQ(server.registers[15], 0x200u);
@@ -427,25 +427,25 @@ TEST_F(AServer, IsResetByTheCommandThatTheUserGave) {
 
 TEST_F(AServer, ThatKnowsNoResetIsTold) {
     server.resetCommand = "restart";
-    EXPECT_THAT(ErrorText([&] { Probe().Reset(); }), HasSubstr("None of the commands"));
+    EXPECT_THAT(ErrorText([&] { Probe().Debugging()->Reset(); }), HasSubstr("None of the commands"));
 
     options.resetCommand = "nonsense";
     probe.reset();
-    EXPECT_THAT(ErrorText([&] { Probe().Reset(); }), HasSubstr("refuses the command \"nonsense\""));
+    EXPECT_THAT(ErrorText([&] { Probe().Debugging()->Reset(); }), HasSubstr("refuses the command \"nonsense\""));
 }
 
 TEST_F(AServer, HasNoDebugRouterSoThatTheCodeComesFromOurSide) {
     options.assumedIdentificationCode = 0x2000'0001;
     Probe().SelectRoute("Sluice");
     EXPECT_EQ(Probe().ReadRegister(1), 0x2000'0001u);
-    EXPECT_TRUE(Probe().IsIdentificationAssumed());
+    EXPECT_THAT(Probe().Describe(), HasSubstr("revision assumed"));
     EXPECT_EQ(ErrorText([&] { Probe().ReadRegister(2); }), "The debug router has no register 2");
 
     options.identificationCode = 0x3000'0001;
     probe.reset();
     Probe().SelectRoute("Sluice");
     EXPECT_EQ(Probe().ReadRegister(1), 0x3000'0001u);
-    EXPECT_FALSE(Probe().IsIdentificationAssumed());
+    EXPECT_EQ(Probe().Describe(), "the GDB server at here");
     EXPECT_EQ(ErrorText([&] { Probe().SelectRoute("Elsewhere"); }), "There is no debug route \"Elsewhere\"");
 }
 

@@ -86,7 +86,7 @@ TEST_F(Qemu, GivesAndTakesRegistersByName) {
 
 TEST_F(Qemu, RunsARoutineToItsBreakpointAgainAndAgain) {
     LoadCounting();
-    probe.StopWhereAnswered(kAnswered);
+    probe.Answers()->StopWhereAnswered(kAnswered);
     probe.Run();
     for (std::uint32_t count = 0; count < 100; ++count) {
         ASSERT_TRUE(probe.PauseWhileWordIs(kCounter, count, kLong));
@@ -110,7 +110,7 @@ TEST_F(Qemu, IsReset) {
     WriteWord(4, 0x201);
     probe.WriteRegister(kProgramCounterRegister, kRam);
 
-    probe.Reset();
+    probe.Debugging()->Reset();
 
     EXPECT_EQ(probe.ReadRegister(kProgramCounterRegister), 0x200u);
     EXPECT_EQ(probe.ReadRegister(kProgramCounterRegister - 2), kRam + 0x1000);
