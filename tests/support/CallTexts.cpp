@@ -70,6 +70,17 @@ std::string TextOf(const PostedCommand& command) {
 
 Texts TextsOf(const std::vector<PostedCommand>& commands) { return TextsOfAll(commands); }
 
+std::string Posted(std::uint32_t command, std::uint32_t address, std::uint32_t length, std::uint32_t block,
+                   std::uint32_t crc) {
+    PostedCommand posted;
+    posted.command = command;
+    posted.address = address;
+    posted.length = length;
+    posted.block = block;
+    posted.crc = crc;
+    return TextOf(posted);
+}
+
 std::vector<HostCall> Only(const std::vector<HostCall>& calls, std::initializer_list<Service> services) {
     return Chosen(calls, services, true);
 }

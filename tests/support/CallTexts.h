@@ -25,6 +25,10 @@ Texts TextsOf(const std::vector<HostCall>& calls);
 std::string TextOf(const PostedCommand& command);
 Texts TextsOf(const std::vector<PostedCommand>& commands);
 
+// The text of such a command.
+std::string Posted(std::uint32_t command, std::uint32_t address, std::uint32_t length, std::uint32_t block,
+                   std::uint32_t crc = 0);
+
 // Only the calls of these services, or all but them.
 std::vector<HostCall> Only(const std::vector<HostCall>& calls, std::initializer_list<Service> services);
 std::vector<HostCall> Without(const std::vector<HostCall>& calls, std::initializer_list<Service> services);

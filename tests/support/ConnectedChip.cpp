@@ -21,4 +21,15 @@ InitializedChip::InitializedChip(const ChipModel& chipModel, std::uint32_t secto
     host.ForgetCalls();
 }
 
+void InitializedChip::StartVerbosely() {
+    SwitchOn("FlashVerboseMode");
+    Notify(1);
+    host.ForgetCalls();
+}
+
+void InitializedChip::LoadFlashloader() {
+    Write({0, {}});
+    host.ForgetCalls();
+}
+
 }  // namespace flash::test

@@ -36,8 +36,12 @@ struct ConnectedChip : ChipInMemory, TestDevice {
 
     const Bytes& Flash() const { return host.memory.flash; }
     Bytes FlashAt(std::uint32_t address, std::size_t lengthBytes) { return host.memory.Bytes(address, lengthBytes); }
+    Texts Commands() const { return TextsOf(host.flashloader.commands); }  // posted so far
+    // The host calls but for the readings of settings.
+    Texts Calls() const { return TextsOf(Without(host.calls, {Service::GetProperty})); }
     std::uint32_t FlashEnd() const { return geometry.Size(); }  // address behind flash
     std::string& Property(const std::string& name) { return host.properties[name]; }
+    void SwitchOn(const char* option) { host.properties[option] = "1"; }
 };
 
 // An initialized device, with nothing recorded.
@@ -45,6 +49,10 @@ struct InitializedChip : ConnectedChip {
     explicit InitializedChip(const ChipModel& chipModel)
         : InitializedChip(chipModel, chipModel.reference.sectorCount) {}
     InitializedChip(const ChipModel& chipModel, std::uint32_t sectorCount);
+
+    // From here on messages are verbose; a load has started.
+    void StartVerbosely();
+    void LoadFlashloader();
 };
 
 }  // namespace flash::test

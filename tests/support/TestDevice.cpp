@@ -15,6 +15,11 @@ Bytes Pattern(std::size_t lengthBytes, std::uint8_t seed) {
     return bytes;
 }
 
+Bytes Joined(Bytes first, const Bytes& second) {
+    first.insert(first.end(), second.begin(), second.end());
+    return first;
+}
+
 std::string TestDevice::Initialize() {
     bool ready = false;
     const char* operations = nullptr;
@@ -28,6 +33,12 @@ std::string TestDevice::Write(const Segment& segment) {
 }
 
 std::string TestDevice::Execute(const std::string& operation) { return TextOf(device->Execute(operation.c_str())); }
+
+std::string TestDevice::HandlesVerification() {
+    bool handles = false;
+    const char* error = device->HandlesVerification(0, &handles);
+    return error != nullptr ? error : handles ? "true" : "false";
+}
 
 std::string TestDevice::Load(const std::vector<Segment>& segments) {
     std::string error = Notify(1);

@@ -40,7 +40,14 @@ std::map<std::string, std::string> DefaultProperties(const ChipModel& model) {
 }  // namespace
 
 SimulatedHost::SimulatedHost(const ChipModel& model)
-    : memory(model), idCode(model.idCode), properties(DefaultProperties(model)) {}
+    : memory(model),
+      idCode(model.idCode),
+      properties(DefaultProperties(model)),
+      symbols({{"ResetISR", kEntryPoint},
+               {"g_cfg", kBlocks},
+               {"g_currBuf", kBlockInWork},
+               {"g_buf1", kBuffers[0]},
+               {"g_buf2", kBuffers[1]}}) {}
 
 // The texts are copied first: a plug-in may hand back the very text that it was given.
 HostCall& SimulatedHost::Note(Service service, const char* text, const char* secondText, const char* thirdText) {
@@ -91,16 +98,12 @@ const char* SimulatedHost::LoadProgram(const char* fileName, const char* options
 }
 
 const char* SimulatedHost::LookUpSymbol(const char* name, std::uint64_t* value) {
-    static const std::map<std::string, std::uint32_t> kSymbols = {
-        {"ResetISR", kEntryPoint}, {"g_cfg", kBlocks},      {"g_currBuf", kBlockInWork},
-        {"g_buf1", kBuffers[0]},   {"g_buf2", kBuffers[1]},
-    };
-    const auto symbol = kSymbols.find(Note(Service::LookUpSymbol, name).text);
+    const auto symbol = symbols.find(Note(Service::LookUpSymbol, name).text);
     const char* error = Failure();
     if (error != nullptr) {
         return error;
     }
-    if (symbol == kSymbols.end()) {
+    if (symbol == symbols.end()) {
         return HandOut("no symbol " + calls.back().text);
     }
     *value = symbol->second;

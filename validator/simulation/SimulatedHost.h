@@ -57,6 +57,7 @@ public:
     std::uint64_t idCode;
     std::map<std::string, std::string> properties;  // the defaults of a device description, nothing switched on
     std::optional<std::string> directory = "C:\\tools\\bin\\debug\\";  // none: null
+    std::map<std::string, std::uint64_t> symbols;                      // of the flashloader
     Failures failures;
 
     // What the plug-in did.

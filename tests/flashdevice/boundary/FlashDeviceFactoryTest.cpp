@@ -11,8 +11,7 @@
 
 #include "flashdevice/device/FlashDeviceLumoDor.h"
 #include "flashdevice/device/FlashDeviceLumoFen.h"
-#include "tests/support/FakeHost.h"
-#include "tests/support/LoadedModule.h"
+#include "tests/support/ConnectedChip.h"
 
 namespace {
 
@@ -93,8 +92,6 @@ public:
 using Factory = FlashDeviceFactory<ScriptedDevice, unsigned char, unsigned int>;
 using OtherFactory = FlashDeviceFactory<OtherScriptedDevice, unsigned char, unsigned int>;
 
-constexpr std::uint64_t kTooBig = 0x1'0000'0000;
-
 std::function<void()> Throwing(const std::string& text) {
     return [text] { throw std::runtime_error(text); };
 }
@@ -102,7 +99,7 @@ std::function<void()> Throwing(const std::string& text) {
 class Construction : public testing::Test {
 protected:
     Construction() { script = Script{}; }
-    FakeHost host;
+    SimulatedHost host;
     IFlashDevice2* device = nullptr;
 };
 
@@ -184,15 +181,10 @@ TEST_F(Construction, OtherExceptionsPassThrough) {
     EXPECT_EQ(device, nullptr);
 }
 
-TEST_F(Construction, NeedsAPlaceForTheDevice) {
-    EXPECT_NE(Factory::Create("LumoD1", "", "", &host, nullptr), nullptr);
-    EXPECT_EQ(script.living, 0);
-}
-
 template <typename Generation>
 void ExpectATextForEveryFailingAllocation() {
     using RealFactory = FlashDeviceFactory<Generation, unsigned char, unsigned int>;
-    FakeHost host;
+    SimulatedHost host;
     IFlashDevice2* device = nullptr;
     const std::string longName(100, '1');
     ASSERT_STREQ(RealFactory::Create("warm up the place of the text", "", "", &host, &device), nullptr);
@@ -217,25 +209,6 @@ void ExpectATextForEveryFailingAllocation() {
 TEST_F(Construction, WithoutMemoryIsATextAndLeavesNothingBehind) {
     ExpectATextForEveryFailingAllocation<FlashDeviceLumoDor>();
     ExpectATextForEveryFailingAllocation<FlashDeviceLumoFen>();
-}
-
-TEST_F(Adapter, InitializeTellsTheOperations) {
-    EXPECT_STREQ(device->Initialize(&ready, &operations), nullptr);
-
-    EXPECT_TRUE(ready);
-    EXPECT_STREQ(operations,
-                 "Erase, EraseSectors, ReadPriBle, ReadSecBle, WriteSecBle, ReadPriIeee, ReadSecIeee, WriteSecIeee, "
-                 "BlankCheck");
-}
-
-TEST_F(Adapter, AFailingInitializeLeavesItsResultsUntouched) {
-    const char* const before = operations;
-    script.onWork = Throwing("no chip");
-
-    EXPECT_STREQ(device->Initialize(&ready, &operations), "no chip");
-
-    EXPECT_FALSE(ready);
-    EXPECT_EQ(operations, before);
 }
 
 TEST_F(Adapter, WithoutMemoryForALongErrorTextItsFirst2048CharactersStay) {
@@ -295,20 +268,6 @@ TEST_F(Adapter, ARangeIsInFlashWhenItsEndIs) {
     }
 }
 
-TEST_F(Adapter, AddressesBeyond32BitsAreRefusedBeforeAnythingIsDone) {
-    const char* const expected = "Address value is too big";
-
-    for (const std::uint64_t address : {kTooBig, kTooBig + 0x10, ~std::uint64_t{0}}) {
-        EXPECT_STREQ(device->IsAddressInFlash(address, &result), expected);
-        EXPECT_STREQ(device->IsRangeInFlash(address, 1, &result), expected);
-        EXPECT_STREQ(device->Write(data, address, 2), expected);
-        EXPECT_STREQ(device->HandlesVerification(address, &result), expected);
-    }
-
-    EXPECT_TRUE(result);
-    EXPECT_TRUE(script.seen.empty());
-}
-
 TEST_F(Adapter, TheHighestAddressIsPassedOn) {
     EXPECT_STREQ(device->Write(data, 0xFFFF'FFFF, 2), nullptr);
     EXPECT_STREQ(device->HandlesVerification(0xFFFF'FFFF, &result), nullptr);
@@ -319,27 +278,6 @@ TEST_F(Adapter, TheHighestAddressIsPassedOn) {
 TEST_F(Adapter, AnEmptyWriteNeedsNoData) {
     EXPECT_STREQ(device->Write(nullptr, 16, 0), nullptr);
     EXPECT_EQ(script.seen, Texts{"program 0 at 16 length 0"});
-}
-
-TEST_F(Adapter, PhasesAreNarrowedTo32Bits) {
-    for (const std::int64_t phase : {std::int64_t{1}, std::int64_t{-1}, std::int64_t{0x1'0000'0002}}) {
-        EXPECT_STREQ(device->NotifyPhase(phase), nullptr);
-    }
-    EXPECT_EQ(script.seen, (Texts{"phase 1", "phase 4294967295", "phase 2"}));
-}
-
-TEST_F(Adapter, NamesArePassedOnAndNullIsEmpty) {
-    EXPECT_STREQ(device->Execute("ReadSecBle"), nullptr);
-    EXPECT_STREQ(device->Execute(nullptr), nullptr);
-    EXPECT_EQ(script.seen, (Texts{"execute ReadSecBle", "execute "}));
-}
-
-TEST_F(Adapter, HandsOnWhetherTheDeviceVerifies) {
-    for (const bool handles : {true, false}) {
-        script.handlesVerification = handles;
-        EXPECT_STREQ(device->HandlesVerification(0, &result), nullptr);
-        EXPECT_EQ(result, handles);
-    }
 }
 
 TEST_F(Adapter, EveryOperationTurnsAFailureIntoItsText) {
@@ -367,72 +305,6 @@ TEST_F(Adapter, OtherExceptionsPassThroughEveryOperation) {
     EXPECT_THROW(device->Execute("Erase"), int);
     EXPECT_THROW(device->NotifyPhase(1), int);
     EXPECT_THROW(device->HandlesVerification(0, &result), int);
-}
-
-TEST_F(Adapter, TheFirstTextShowsTheSecondFailure) {
-    script.onWork = Throwing("short");
-    const char* first = device->Execute("A");
-    script.onWork = Throwing(std::string(2048, 'x'));
-    const char* second = device->Execute("B");
-
-    EXPECT_EQ(first, second);
-    EXPECT_EQ(first, std::string(2048, 'x'));
-}
-
-TEST_F(Adapter, ATextLivesOnThroughSuccesses) {
-    script.onWork = Throwing("kept");
-    const char* text = device->Execute("A");
-    script.onWork = [] {};
-
-    device->Execute("B");
-    device->NotifyPhase(2);
-
-    EXPECT_STREQ(text, "kept");
-}
-
-TEST_F(Adapter, AnyTargetDataTypeIsUnsupportedAndLeavesTheLastTextAlone) {
-    EXPECT_STREQ(device->SetTargetDataType(0), "Unsupported target data type");  // before Initialize
-    script.onWork = Throwing("kept");
-    const char* text = device->Execute("A");
-
-    EXPECT_STREQ(device->SetTargetDataType(4), "Unsupported target data type");
-
-    EXPECT_STREQ(text, "kept");
-    EXPECT_EQ(script.seen, Texts{"execute A"});
-}
-
-TEST_F(Adapter, ANullResultIsAnErrorAndNoCrash) {
-    EXPECT_NE(device->Initialize(nullptr, &operations), nullptr);
-    EXPECT_NE(device->Initialize(&ready, nullptr), nullptr);
-    EXPECT_NE(device->IsAddressInFlash(0, nullptr), nullptr);
-    EXPECT_NE(device->IsRangeInFlash(0, 0, nullptr), nullptr);
-    EXPECT_NE(device->Write(nullptr, 0, 1), nullptr);
-    EXPECT_NE(device->HandlesVerification(0, nullptr), nullptr);
-    EXPECT_TRUE(script.seen.empty());
-}
-
-TEST_F(Construction, EverySlotAnswersThroughTheRawTable) {
-    ASSERT_STREQ(Factory::Create("LumoD1", "", "", &host, &device), nullptr);
-    script.seen.clear();
-    const unsigned char data[1] = {9};
-    bool ready = false;
-    bool result = false;
-    const char* operations = nullptr;
-
-    EXPECT_EQ(CallSlot(device, 0, &ready, &operations), nullptr);
-    EXPECT_EQ(CallSlot(device, 1, std::uint64_t{0x1000}, &result), nullptr);
-    EXPECT_EQ(CallSlot(device, 2, std::uint64_t{0xFF0}, std::uint32_t{0x10}, &result), nullptr);
-    EXPECT_STREQ(CallSlot(device, 3, std::uint64_t{1}), "Unsupported target data type");
-    EXPECT_EQ(CallSlot(device, 4, &data[0], std::uint64_t{0x20}, std::uint32_t{1}), nullptr);
-    EXPECT_EQ(CallSlot(device, 5, "BlankCheck"), nullptr);
-    EXPECT_EQ(CallSlot(device, 6, std::int64_t{2}), nullptr);
-    EXPECT_EQ(CallSlot(device, 7, std::uint64_t{0}, &result), nullptr);
-    EXPECT_EQ(CallSlot(device, 8), nullptr);
-
-    EXPECT_TRUE(ready);
-    EXPECT_EQ(script.seen, (Texts{"initialize", "measure", "measure", "program 9 at 32 length 1", "execute BlankCheck",
-                                  "phase 2", "verification"}));
-    EXPECT_EQ(script.living, 0);
 }
 
 TEST(KeepText, HoldsTheWholeText) {

@@ -1,8 +1,7 @@
 // A host that leaves out a place for an answer, or the data, reads which one; nothing is called then.
 #include <gtest/gtest.h>
 
-#include "tests/support/LoadedModule.h"
-#include "tests/support/TestTarget.h"
+#include "tests/support/ConnectedChip.h"
 
 namespace flash::test {
 namespace {
@@ -15,7 +14,7 @@ struct MissingPlace : testing::Test {
     ~MissingPlace() override { device->Release(); }
 
     LoadedModule module;
-    FakeHost host;
+    SimulatedHost host;
     IFlashDevice2* device = nullptr;
     bool flag = true;
     const char* text = nullptr;

@@ -5,16 +5,14 @@
 
 #include <stdexcept>
 
-#include "tests/support/FakeHost.h"
+#include "tests/support/ConnectedChip.h"
 #include "tests/support/ThrownText.h"
 
 namespace flash::test {
 namespace {
 
-using Bytes = std::vector<std::uint8_t>;
-
 struct Util : testing::Test {
-    FakeHost host;
+    SimulatedHost host;
     IFlashHost* hostPointer = &host;
     FlashUtil util{hostPointer};
     std::vector<RevisionTranslationEntry> entries;
@@ -79,6 +77,8 @@ TEST_F(Util, RefusesARevisionTableThatIsNotOfThrees) {
 }
 
 TEST_F(Util, PassesAMissingRevisionTableThrough) {
+    host.properties.erase("DeviceInfoRevisionTranslation");
+
     EXPECT_EQ(ThrownText<std::logic_error>([&] { util.ReadRevisionTranslation(entries); }),
               "Unknown property \"DeviceInfoRevisionTranslation\"");
 }
@@ -106,7 +106,7 @@ TEST_F(Util, ReadsAHexPair) {
     };
     for (const Case& each : cases) {
         host.properties["FieldLoc"] = each.text;
-        host.ClearRecord();
+        host.ForgetCalls();
         first = kFirst;
         second = kSecond;
         util.ReadHexPair("FieldLoc", &first, &second);
@@ -126,7 +126,7 @@ TEST_F(Util, ExplainsAPairThatCannotBeRead) {
 
 TEST_F(Util, EndsWithTheHostsTextWhenAPairCannotBeReported) {
     host.properties["FieldLoc"] = "12";
-    host.FailNth(Slot::ReportError, 1, "no console");
+    host.failures.FailNth(Service::ReportError, 1, "no console");
 
     EXPECT_EQ(ThrownText<std::runtime_error>([&] { util.ReadHexPair("FieldLoc", &first, &second); }), "no console");
 

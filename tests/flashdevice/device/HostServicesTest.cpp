@@ -5,14 +5,14 @@
 
 #include <stdexcept>
 
-#include "tests/support/FakeHost.h"
+#include "tests/support/ConnectedChip.h"
 #include "tests/support/ThrownText.h"
 
 namespace flash::test {
 namespace {
 
 TEST(RequireHost, GivesTheHostOrExplainsThatThereIsNone) {
-    FakeHost host;
+    SimulatedHost host;
 
     EXPECT_EQ(&RequireHost(&host), &host);
     EXPECT_EQ(ThrownText<std::runtime_error>([] { RequireHost(nullptr); }),
@@ -31,7 +31,7 @@ TEST(TextOrEmpty, TakesNullAsEmpty) {
 }
 
 TEST(ReadPropertyOfHost, AsksTwice) {
-    FakeHost host;
+    SimulatedHost host;
     host.properties["Name"] = "value";
 
     EXPECT_EQ(ReadProperty(host, "Name"), "value");
@@ -40,7 +40,7 @@ TEST(ReadPropertyOfHost, AsksTwice) {
 }
 
 TEST(ReadPropertyOfHost, FailsForAnUnknownProperty) {
-    FakeHost host;
+    SimulatedHost host;
 
     EXPECT_EQ(ThrownText<std::logic_error>([&] { ReadProperty(host, "Name"); }), "Unknown property \"Name\"");
 
@@ -48,15 +48,15 @@ TEST(ReadPropertyOfHost, FailsForAnUnknownProperty) {
 }
 
 TEST(ReadPropertyOfHost, FailsWhenThePropertyIsGoneAtTheSecondQuestion) {
-    FakeHost host;
+    SimulatedHost host;
     host.properties["Name"] = "value";
-    host.HideProperty("Name", 2);
+    host.failures.HideProperty("Name", 2);
 
     EXPECT_EQ(ThrownText<std::logic_error>([&] { ReadProperty(host, "Name"); }), "Unknown property \"Name\"");
 }
 
 TEST(PrintText, SendsTheTextAsItIs) {
-    FakeHost host;
+    SimulatedHost host;
 
     PrintText(host, "100%s\n");
 
@@ -64,15 +64,15 @@ TEST(PrintText, SendsTheTextAsItIs) {
 }
 
 TEST(PrintText, ThrowsTheHostsError) {
-    FakeHost host;
-    host.FailNth(Slot::PrintMessage, 1, "no console");
+    SimulatedHost host;
+    host.failures.FailNth(Service::PrintMessage, 1, "no console");
 
     EXPECT_EQ(ThrownText<std::runtime_error>([&] { PrintText(host, "text"); }), "no console");
 }
 
 TEST(ReportErrorTextOfHost, ThrowsOnlyTheHostsError) {
-    FakeHost host;
-    host.FailNth(Slot::ReportError, 2, "no console");
+    SimulatedHost host;
+    host.failures.FailNth(Service::ReportError, 2, "no console");
 
     EXPECT_NO_THROW(ReportErrorText(host, "complaint"));
     EXPECT_EQ(ThrownText<std::runtime_error>([&] { ReportErrorText(host, "complaint"); }), "no console");

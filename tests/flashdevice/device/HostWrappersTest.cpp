@@ -1,196 +1,140 @@
-// The device's wrappers: what each asks of the host, and that the host's error text comes through unchanged.
+// The device's way to its host: what it makes of settings, of missing values and of a missing host.
 #include <gtest/gtest.h>
 
-#include <array>
-#include <functional>
-#include <stdexcept>
-
-#include "tests/support/OpenTarget.h"
+#include "flashdevice/device/FlashDeviceLumoDor.h"
+#include "tests/support/ConnectedChip.h"
+#include "tests/support/StubHost.h"
 
 namespace flash::test {
 namespace {
 
-struct Wrappers : testing::Test {
-    FakeHost host;
-    OpenDor device{"LumoD1K128", &host};
+constexpr char kAnnouncement[] = "Flashloader: Verbose output enabled.";
+
+// Says success and leaves the places for values as they are.
+class MuteHost final : public StubHost {
+public:
+    const char* GetProperty(const char* name) override {
+        const std::string property = name;
+        return property == "DeviceInfoRevisionTranslation" ? "0:3.1:RevZ"
+               : property == "DeviceFlashloaderFile"       ? "flashloader.out"
+                                                           : nullptr;
+    }
+    const char* SetProperty(const char*, const char* value) override {
+        published.emplace_back(value);
+        return nullptr;
+    }
+
+    const char* WriteMemory(const void*, std::size_t, std::uint64_t address, std::uint16_t, std::size_t) override {
+        written = address;
+        return nullptr;
+    }
+
+    Texts published;
+    std::uint64_t written = ~0ULL;  // last
 };
 
-TEST_F(Wrappers, AskTheHostInItsOwnTerms) {
-    std::array<std::uint8_t, 3> bytes = {1, 2, 3};
+TEST(HostThatGivesNoValues, CountsAsGivingZeros) {
+    MuteHost host;
+    const DevicePointer device = MakeDevice("LumoD1", &host);
+    bool ready = false;
+    const char* operations = nullptr;
 
-    device.ReadWord(0x4003'002C);
-    device.ReadBytes(bytes.data(), bytes.data() + bytes.size(), 0x1FFD);
-    device.WriteBytes(bytes.data(), bytes.data() + bytes.size(), 0xFFFF'FFF0);
-    device.WriteProperty("Name", "value");
-    device.Run();
-    device.Halt();
-    device.ReportErrorText("complaint");
-    device.PrintFormatted("message");
-    device.DirectoryPath();
+    EXPECT_STREQ(device->Initialize(&ready, &operations), nullptr);
 
-    EXPECT_EQ(TextsOf(host.calls),
-              (Texts{"ReadMemory 0x4003002C 1*4", "ReadMemory 0x00001FFD 3*1", "WriteMemory 0xFFFFFFF0 3*1",
-                     "SetProperty Name=value", "RunTarget", "HaltTarget", "ReportError complaint",
-                     "PrintMessage message", "GetDirectoryPath"}));
+    EXPECT_EQ(host.published, (Texts{"0 KB (0 sectors)", "4 KB", "RevZ (3.1)"}));
 }
 
-TEST_F(Wrappers, MoveTheBytes) {
-    host.memory.SetWord(0x100, 0x1122'3344);
-    const std::array<std::uint8_t, 2> written = {0xAA, 0xBB};
-    std::array<std::uint8_t, 2> read = {};
+TEST(HostThatGivesNoSymbols, HasThemAtZero) {
+    MuteHost host;
+    TestDevice device(MakeDevice("LumoD1", &host));
 
-    device.WriteBytes(written.data(), written.data() + written.size(), 0x200);
-    device.ReadBytes(read.data(), read.data() + read.size(), 0x200);
+    EXPECT_EQ(device.Execute("Erase"), "");
 
-    EXPECT_EQ(device.ReadWord(0x100), 0x1122'3344U);
-    EXPECT_EQ(read, written);
+    EXPECT_EQ(host.written, 0U) << "where the block is";
 }
 
-TEST_F(Wrappers, TakeAValueThatTheHostDoesNotGiveForZero) {
-    host.givesValues = false;
+// A device whose wrapper for writing tests may call: no operation writes nothing.
+class WritingDevice : public FlashDeviceLumoDor {
+public:
+    explicit WritingDevice(IFlashHost* flashHost) : FlashDeviceLumoDor("LumoD1", "", "", flashHost) {}
+    using FlashDeviceLumoDor::WriteBytes;
+};
 
-    EXPECT_EQ(device.ReadWord(0x4003'002C), 0U);
-    EXPECT_EQ(device.LookUpSymbol("g_buf1"), 0U);
-    EXPECT_EQ(device.ReadIdCode(), 0U);
-}
+TEST(Writing, NothingDoesNotCallTheHost) {
+    SimulatedHost host;
+    const std::uint8_t byte = 0;
 
-TEST_F(Wrappers, DoNotCallTheHostForAnEmptyRange) {
-    std::uint8_t byte = 0;
-
-    device.ReadBytes(&byte, &byte, 0x100);
-    device.WriteBytes(&byte, &byte, 0x100);
-    device.ReadBytes(nullptr, nullptr, 0x100);
+    WritingDevice(&host).WriteBytes(&byte, &byte, 0x2000'0000);
 
     EXPECT_TRUE(host.calls.empty());
 }
 
-TEST_F(Wrappers, ThrowTheHostsErrorTextUnchanged) {
-    host.properties["Name"] = "value";
-    std::uint8_t byte = 0;
-    struct Case {
-        Slot slot;
-        std::function<void()> call;
-    };
-    const Case cases[] = {
-        {Slot::ReadMemory, [&] { device.ReadWord(0); }},
-        {Slot::ReadMemory, [&] { device.ReadBytes(&byte, &byte + 1, 0); }},
-        {Slot::WriteMemory, [&] { device.WriteBytes(&byte, &byte + 1, 0); }},
-        {Slot::SetProperty, [&] { device.WriteProperty("Name", "other"); }},
-        {Slot::RunTarget, [&] { device.Run(); }},
-        {Slot::HaltTarget, [&] { device.Halt(); }},
-        {Slot::ReportError, [&] { device.ReportErrorText("complaint"); }},
-        {Slot::PrintMessage, [&] { device.PrintFormatted("message"); }},
-    };
-    for (const Case& each : cases) {
-        host.FailNth(each.slot, 1, kPlannedError);
-        EXPECT_EQ(ThrownText<std::runtime_error>(each.call), kPlannedError) << SlotName(each.slot);
-    }
-}
-
-TEST_F(Wrappers, TakeANullDirectoryAsEmpty) {
-    EXPECT_EQ(device.DirectoryPath(), "C:\\debugger\\bin\\");
-    host.directory.reset();
-    EXPECT_EQ(device.DirectoryPath(), "");
-}
-
-TEST_F(Wrappers, AreOnOnlyForTheText1) {
+TEST(Options, AreOnOnlyForTheText1) {
     struct Case {
         const char* text;
-        bool isOn;
+        const char* isOn;
     };
     const Case cases[] = {
-        {"1", true}, {"true", false}, {"01", false}, {"1 ", false}, {" 1", false},
-        {"", false}, {"0", false},    {"11", false}, {"2", false},  {"-1", false},
+        {"1", "true"}, {"true", "false"}, {"01", "false"}, {"1 ", "false"}, {" 1", "false"},
+        {"", "false"}, {"0", "false"},    {"11", "false"}, {"2", "false"},  {"-1", "false"},
     };
-    for (const Case& each : cases) {
-        host.properties["Option"] = each.text;
-        EXPECT_EQ(device.IsRequiredOptionOn("Option"), each.isOn) << each.text;
-        EXPECT_EQ(device.IsOptionOn("Option"), each.isOn) << each.text;
+    for (const char* option : {"CrcVerify", "FlashPageToggle"}) {
+        for (const Case& each : cases) {
+            InitializedChip chip(kLumoD);
+            chip.Property(option) = each.text;
+            EXPECT_EQ(chip.HandlesVerification(), each.isOn) << option << " " << each.text;
+        }
     }
 }
 
-TEST_F(Wrappers, TellAMissingPropertyFromAMissingOption) {
-    EXPECT_EQ(ThrownText<std::logic_error>([&] { device.ReadProperty("Option"); }), "Unknown property \"Option\"");
-    EXPECT_EQ(ThrownText<std::logic_error>([&] { device.IsRequiredOptionOn("Option"); }),
-              "Unknown property \"Option\"");
-    EXPECT_FALSE(device.IsOptionOn("Option"));
-}
-
-TEST_F(Wrappers, ReadAnOptionAfterATestOfItsExistence) {
-    host.properties["Option"] = "1";
-
-    device.IsOptionOn("Option");
-
-    EXPECT_EQ(TextsOf(host.calls), (Texts(3, "GetProperty Option")));
-}
-
-TEST_F(Wrappers, AnOptionThatVanishesWhileItIsReadIsAnError) {
-    host.properties["Option"] = "1";
-    host.HideProperty("Option", 2);
-
-    EXPECT_EQ(ThrownText<std::logic_error>([&] { device.IsOptionOn("Option"); }), "Unknown property \"Option\"");
-}
-
-TEST_F(Wrappers, VerboseIsOffWithoutTheSettingAndReadOnce) {
-    EXPECT_FALSE(device.IsVerbose());
-    host.properties["FlashVerboseMode"] = "1";
-    EXPECT_FALSE(device.IsVerbose());
-    EXPECT_EQ(TextsOf(host.calls), (Texts{"GetProperty FlashVerboseMode"}));
-}
-
-TEST_F(Wrappers, VerboseIsReadAgainAfterPhases1And2Only) {
-    host.properties = {{"FlashVerboseMode", "1"}, {"FlashPageToggle", "0"}};
-    ASSERT_TRUE(device.IsVerbose());
-    host.properties["FlashVerboseMode"] = "0";
-
-    for (const std::uint32_t phase : {0U, 3U, 0xFFFF'FFFFU}) {
-        device.OnFlashPhase(phase);
-        EXPECT_TRUE(device.IsVerbose()) << phase;
-    }
-    device.OnFlashPhase(1);
-    EXPECT_FALSE(device.IsVerbose());
-    host.properties["FlashVerboseMode"] = "1";
-    device.OnFlashPhase(2);
-    EXPECT_TRUE(device.IsVerbose());
-}
-
-TEST_F(Wrappers, VerboseTakesOnlyTheText1) {
-    for (const char* text : {"true", "01", "1 ", "0", ""}) {
-        host.properties["FlashVerboseMode"] = text;
-        device.verboseState = kVerboseUnread;
-        EXPECT_FALSE(device.IsVerbose()) << text;
-        EXPECT_EQ(device.verboseState, 0U);
+TEST(Options, ThatVanishWhileTheyAreReadAreAnError) {
+    for (const std::size_t reading : {2U, 3U}) {
+        InitializedChip chip(kLumoD);
+        chip.SwitchOn("CrcVerify");
+        chip.host.failures.HideProperty("CrcVerify", reading);
+        EXPECT_EQ(chip.HandlesVerification(), "Unknown property \"CrcVerify\"") << reading;
     }
 }
 
-TEST_F(Wrappers, PrintMessagesOfAnyLengthWhole) {
-    for (const std::size_t length : {0U, 1U, 510U, 511U, 512U, 513U, 1024U, 5000U}) {
-        const std::string text(length, 'x');
-        host.ClearRecord();
-        device.PrintFormatted("%s", text.c_str());
-        EXPECT_EQ(host.messages, Texts{text}) << length;
+TEST(VerboseMode, IsOnOnlyForTheText1) {
+    for (const char* text : {"1", "true", "01", "1 ", "0", ""}) {
+        ConnectedChip chip(kLumoD);
+        chip.Property("FlashVerboseMode") = text;
+        EXPECT_EQ(chip.Initialize(), "");
+        EXPECT_EQ(chip.host.messages, std::string(text) == "1" ? Texts{kAnnouncement} : Texts{}) << text;
     }
 }
 
-TEST_F(Wrappers, PrintWithoutALineEndOfTheirOwn) {
-    device.PrintFormatted("%d of 0x%04X", 7, 0xABU);
-    EXPECT_EQ(host.messages, Texts{"7 of 0x00AB"});
-}
+TEST(VerboseMode, IsReadAgainAfterPhases1And2Only) {
+    ConnectedChip chip(kLumoD);
+    const auto isVerbose = [&] {
+        chip.host.ForgetCalls();
+        EXPECT_EQ(chip.Initialize(), "");
+        return !chip.host.messages.empty();
+    };
+    EXPECT_FALSE(isVerbose());
+    chip.Property("FlashVerboseMode") = "1";
+    EXPECT_FALSE(isVerbose());
 
-TEST_F(Wrappers, PrintTheValuesOfAMessageAsTheyAre) {
-    device.PrintFormatted("file %s", "100%n%s.elf");
-    EXPECT_EQ(host.messages, Texts{"file 100%n%s.elf"});
+    for (const std::int64_t phase : {0LL, 3LL, 0xFFFF'FFFFLL}) {
+        EXPECT_EQ(chip.Notify(phase), "");
+        EXPECT_FALSE(isVerbose()) << phase;
+    }
+    EXPECT_EQ(chip.Notify(1), "");
+    EXPECT_TRUE(isVerbose());
+    chip.host.properties.erase("FlashVerboseMode");
+    EXPECT_EQ(chip.Notify(2), "");
+    EXPECT_FALSE(isVerbose());
 }
 
 TEST(DeviceWithoutHost, ExplainsItWhereTheHostIsNeeded) {
-    OpenDor device("LumoD1K128", nullptr);
+    constexpr char kNoHost[] = "FlashUtil::GetFlashProgrammerUtility(): Pointer is NULL.";
+    TestDevice device(MakeDevice("LumoD1", nullptr));
 
-    for (const std::uint32_t phase : {1U, 2U}) {
-        EXPECT_EQ(ThrownText<std::runtime_error>([&] { device.OnFlashPhase(phase); }),
-                  "FlashUtil::GetFlashProgrammerUtility(): Pointer is NULL.");
-    }
-    EXPECT_EQ(ThrownText<std::runtime_error>([&] { device.Initialize(); }),
-              "FlashUtil::GetFlashProgrammerUtility(): Pointer is NULL.");
+    EXPECT_EQ(device.Notify(0), "");
+    EXPECT_EQ(device.Notify(1), kNoHost);
+    EXPECT_EQ(device.Notify(2), kNoHost);
+    EXPECT_EQ(device.Initialize(), kNoHost);
 }
 
 }  // namespace

@@ -1,75 +1,64 @@
-// Loading and starting the flashloader.
+// Loading and starting the flashloader, by a request that has no data: it does nothing else but one look at a status.
 #include <gtest/gtest.h>
 
-#include <stdexcept>
+#include <algorithm>
+#include <optional>
 
-#include "tests/support/OpenTarget.h"
+#include "tests/support/ConnectedChip.h"
 
 namespace flash::test {
 namespace {
 
+const Segment kNoData{0, {}};
+
 const Texts kLoadCalls = {"HaltTarget",
-                          "GetProperty DeviceFlashloaderFile",
-                          "GetProperty DeviceFlashloaderFile",
                           "GetDirectoryPath",
-                          "LoadProgram flashloader.elf||C:\\debugger\\bin\\..\\..\\arm\\",
+                          "LoadProgram flashloader.out||C:\\tools\\bin\\debug\\..\\..\\arm\\",
                           "LookUpSymbol ResetISR",
                           "WriteRegister 527=0x20000101",
                           "RunTarget",
                           "LookUpSymbol g_buf1",
                           "LookUpSymbol g_buf2",
-                          "LookUpSymbol g_cfg"};
+                          "LookUpSymbol g_cfg",
+                          "ReadMemory 0x20000228 1*4"};
 
-TEST(LoadFlashloader, GoesThroughItsStepsInOrder) {
-    OpenLumoD target;
+class LoadFlashloader : public testing::Test {
+protected:
+    InitializedChip chip{kLumoD};
+    SimulatedHost& host = chip.host;
+};
 
-    EXPECT_TRUE(target.device.LoadFlashloader());
+TEST_F(LoadFlashloader, GoesThroughItsStepsInOrderAndOnce) {
+    ASSERT_EQ(chip.Write(kNoData), "");
+    EXPECT_EQ(chip.Calls(), kLoadCalls);
 
-    EXPECT_EQ(TextsOf(target.host.calls), kLoadCalls);
-    EXPECT_TRUE(target.device.flashloaderLoaded);
-    EXPECT_EQ(target.device.bufferAddress, (std::array<std::uint32_t, 2>{0x2000'1000, 0x2000'2000}));
-    EXPECT_EQ(target.device.commandBlockAddress, (std::array<std::uint32_t, 2>{0x2000'0200, 0x2000'0218}));
+    host.ForgetCalls();
+    ASSERT_EQ(chip.Write(kNoData), "");
+    EXPECT_EQ(chip.Calls(), Texts{kLoadCalls.back()});
 }
 
-TEST(LoadFlashloader, ASecondTimeCallsNoHostService) {
-    OpenLumoD target;
-    target.LoadFlashloader();
-
-    EXPECT_TRUE(target.device.LoadFlashloader());
-
-    EXPECT_TRUE(target.host.calls.empty());
-}
-
-TEST(LoadFlashloader, StartsAgainAfterEachReset) {
-    for (const std::uint32_t phase : {0U, 1U, 2U, 7U}) {
-        OpenLumoD target;
-        target.LoadFlashloader();
-        target.device.OnFlashPhase(phase);
-        target.host.ClearRecord();
-        target.device.verboseState = 0;
-        EXPECT_TRUE(target.device.LoadFlashloader());
-        EXPECT_EQ(TextsOf(target.host.calls), kLoadCalls) << phase;
+TEST_F(LoadFlashloader, StartsAgainAfterEachReset) {
+    for (const std::int64_t phase : {0, 1, 2, 7}) {
+        chip.LoadFlashloader();
+        ASSERT_EQ(chip.Notify(phase), "");
+        host.ForgetCalls();
+        EXPECT_EQ(chip.Write(kNoData), "");
+        EXPECT_EQ(chip.Calls(), kLoadCalls) << phase;
     }
 }
 
-TEST(LoadFlashloader, TellsTheFileInVerboseModeOnly) {
-    OpenLumoD target;
-    target.device.LoadFlashloader();
-    EXPECT_TRUE(target.host.messages.empty());
+TEST_F(LoadFlashloader, TellsTheFileInVerboseMode) {
+    chip.StartVerbosely();
 
-    target.device.OnFlashPhase(0);
-    target.SetVerbose();
-    target.host.ClearRecord();
-    target.device.LoadFlashloader();
+    ASSERT_EQ(chip.Write(kNoData), "");
 
-    EXPECT_EQ(target.host.messages, Texts{"Loading flashloader to target: flashloader.elf\n"});
-    const Texts calls = TextsOf(Without(target.host.calls, {Slot::GetProperty}));
-    EXPECT_EQ(Texts(calls.begin(), calls.begin() + 4),
-              (Texts{"HaltTarget", "GetDirectoryPath", "PrintMessage Loading flashloader to target: flashloader.elf\n",
-                     "LoadProgram flashloader.elf||C:\\debugger\\bin\\..\\..\\arm\\"}));
+    Texts expected = kLoadCalls;
+    expected.insert(std::find(expected.begin(), expected.end(), kLoadCalls[2]),
+                    "PrintMessage Loading flashloader to target: flashloader.out\n");
+    EXPECT_EQ(chip.Calls(), expected);
 }
 
-TEST(LoadFlashloader, AddsToTheHostsDirectoryWithoutRepairingIt) {
+TEST_F(LoadFlashloader, AddsToTheHostsDirectoryWithoutRepairingIt) {
     struct Case {
         std::optional<std::string> directory;
         const char* searched;
@@ -81,89 +70,68 @@ TEST(LoadFlashloader, AddsToTheHostsDirectoryWithoutRepairingIt) {
         {std::nullopt, "..\\..\\arm\\"},
     };
     for (const Case& each : cases) {
-        OpenLumoD target;
-        target.host.directory = each.directory;
-        target.device.LoadFlashloader();
-        EXPECT_EQ(TextsOf(Only(target.host.calls, {Slot::LoadProgram})),
-                  Texts{std::string("LoadProgram flashloader.elf||") + each.searched});
+        ASSERT_EQ(chip.Notify(0), "");
+        host.directory = each.directory;
+        host.ForgetCalls();
+        ASSERT_EQ(chip.Write(kNoData), "");
+        EXPECT_EQ(TextsOf(host.CallsOf(Service::LoadProgram)),
+                  Texts{std::string("LoadProgram flashloader.out||") + each.searched});
     }
 }
 
-TEST(LoadFlashloader, KeepsTheLow32BitsOfSymbols) {
-    OpenLumoD target;
-    target.host.program = nullptr;  // so that loading defines no symbols of its own
-    target.host.symbols = {{"ResetISR", 0xF'0000'0003},
-                           {"g_buf1", 0x1'2000'0100},
-                           {"g_buf2", 0xFFFF'FFFF'FFFF'FFFF},
-                           {"g_cfg", 0x5'FFFF'FFF0}};
+TEST_F(LoadFlashloader, KeepsTheLow32BitsOfSymbols) {
+    for (auto& [name, address] : host.symbols) {
+        address += 0xF'0000'0000;
+    }
 
-    target.device.LoadFlashloader();
+    EXPECT_EQ(chip.Write({0, Pattern(5000, 1)}), "");
 
-    EXPECT_EQ(target.device.bufferAddress, (std::array<std::uint32_t, 2>{0x2000'0100, 0xFFFF'FFFF}));
-    EXPECT_EQ(target.device.commandBlockAddress, (std::array<std::uint32_t, 2>{0xFFFF'FFF0, 8}));
+    EXPECT_EQ(chip.FlashAt(0, 5000), Pattern(5000, 1));
 }
 
-TEST(LoadFlashloader, NeedsAFile) {
-    OpenLumoD target;
-    target.host.properties.erase("DeviceFlashloaderFile");
+TEST_F(LoadFlashloader, NeedsAFile) {
+    host.properties.erase("DeviceFlashloaderFile");
 
-    EXPECT_EQ(ThrownText<std::logic_error>([&] { target.device.LoadFlashloader(); }),
-              "Unknown property \"DeviceFlashloaderFile\"");
+    EXPECT_EQ(chip.Write(kNoData), "Unknown property \"DeviceFlashloaderFile\"");
 
-    EXPECT_EQ(target.host.CountOf(Slot::HaltTarget), 1U);
-    EXPECT_FALSE(target.device.flashloaderLoaded);
+    EXPECT_EQ(chip.Calls(), Texts{"HaltTarget"});
 }
 
-TEST(LoadFlashloader, ExplainsAnImageThatCannotBeLoaded) {
-    OpenLumoD target;
-    target.host.FailNth(Slot::LoadProgram, 1, "file not found: 100%s");
+TEST_F(LoadFlashloader, ExplainsAnImageThatCannotBeLoaded) {
+    host.failures.FailNth(Service::LoadProgram, 1, "file not found: 100%s");
 
-    EXPECT_EQ(ThrownText<std::runtime_error>([&] { target.device.LoadFlashloader(); }),
-              "Failed to write flashloader to device SRAM.");
+    EXPECT_EQ(chip.Write(kNoData), "Failed to write flashloader to device SRAM.");
 
-    EXPECT_EQ(target.host.messages,
-              Texts{"Failed to write flashloader to device SRAM.\nError: file not found: 100%s\n"});
-    EXPECT_FALSE(target.device.flashloaderLoaded);
+    EXPECT_EQ(host.messages, Texts{"Failed to write flashloader to device SRAM.\nError: file not found: 100%s\n"});
 }
 
-TEST(LoadFlashloader, TheTextOfAFailingPrintWins) {
-    OpenLumoD target;
-    target.host.FailNth(Slot::LoadProgram, 1, "file not found");
-    target.host.FailNth(Slot::PrintMessage, 1, "no console");
+TEST_F(LoadFlashloader, TheTextOfAFailingPrintWins) {
+    host.failures.FailNth(Service::LoadProgram, 1, "file not found");
+    host.failures.FailNth(Service::PrintMessage, 1, "no console");
 
-    EXPECT_EQ(ThrownText<std::runtime_error>([&] { target.device.LoadFlashloader(); }), "no console");
+    EXPECT_EQ(chip.Write(kNoData), "no console");
 }
 
-TEST(LoadFlashloader, CountsAsLoadedFromTheStartOfTheImageOn) {
+TEST_F(LoadFlashloader, CountsAsDoneFromTheStartOfTheImageOn) {
     struct Case {
-        Slot slot;
+        Service service;
         std::size_t n;
-        bool isLoaded;
+        bool isDone;
     };
     const Case cases[] = {
-        {Slot::HaltTarget, 1, false},  {Slot::LookUpSymbol, 1, false}, {Slot::WriteRegister, 1, false},
-        {Slot::RunTarget, 1, false},   {Slot::LookUpSymbol, 2, true},  {Slot::LookUpSymbol, 3, true},
-        {Slot::LookUpSymbol, 4, true},
+        {Service::HaltTarget, 1, false},    {Service::LoadProgram, 1, false}, {Service::LookUpSymbol, 1, false},
+        {Service::WriteRegister, 1, false}, {Service::RunTarget, 1, false},   {Service::LookUpSymbol, 2, true},
+        {Service::LookUpSymbol, 3, true},   {Service::LookUpSymbol, 4, true},
     };
     for (const Case& each : cases) {
-        OpenLumoD target;
-        target.host.FailNth(each.slot, each.n, kPlannedError);
-        EXPECT_EQ(ThrownText<std::runtime_error>([&] { target.device.LoadFlashloader(); }), kPlannedError);
-        EXPECT_TRUE(target.host.messages.empty());
-        EXPECT_EQ(target.device.flashloaderLoaded, each.isLoaded) << SlotName(each.slot) << " " << each.n;
+        ASSERT_EQ(chip.Notify(0), "");
+        host.failures.FailNth(each.service, each.n, "lost");
+        EXPECT_NE(chip.Write(kNoData), "");
 
-        target.host.ClearRecord();
-        EXPECT_TRUE(target.device.LoadFlashloader());
-        EXPECT_EQ(target.host.calls.empty(), each.isLoaded) << "not loaded again before the next reset";
+        host.ForgetCalls();
+        EXPECT_EQ(chip.Write(kNoData), "");
+        EXPECT_EQ(host.CountOf(Service::LoadProgram), each.isDone ? 0U : 1U) << NameOf(each.service) << " " << each.n;
     }
-}
-
-TEST(LoadFlashloader, EndsWithTheHostsTextWhateverElseFails) {
-    SweepHostErrors(
-        [](OpenLumoD& target) { target.SetVerbose(); }, [](OpenLumoD& target) { target.device.LoadFlashloader(); },
-        [](Slot slot) -> std::string {
-            return slot == Slot::LoadProgram ? "Failed to write flashloader to device SRAM." : kPlannedError;
-        });
 }
 
 }  // namespace

@@ -2,26 +2,17 @@
 #include <gtest/gtest.h>
 
 #include <algorithm>
-#include <stdexcept>
 
-#include "tests/support/OpenTarget.h"
+#include "tests/support/ConnectedChip.h"
 
 namespace flash::test {
 namespace {
 
-using Bytes = std::vector<std::uint8_t>;
-
 constexpr std::uint32_t kLastSector = 0x1'F000;
 
-struct CcfgChanges : testing::Test {
-    CcfgChanges() {
-        // A last sector in which every byte can be told from its neighbours.
-        sector.resize(0x1000);
-        for (std::size_t i = 0; i < sector.size(); ++i) {
-            sector[i] = static_cast<std::uint8_t>(i * 11 + 3);
-        }
-        host.memory.SetBytes(kLastSector, sector);
-    }
+class CcfgChanges : public testing::Test {
+protected:
+    CcfgChanges() { host.memory.SetBytes(kLastSector, sector); }
 
     // The sector as it was, with `bytes` at a distance from flash's end.
     Bytes With(std::uint32_t fromEnd, const Bytes& bytes) const {
@@ -29,49 +20,54 @@ struct CcfgChanges : testing::Test {
         std::copy(bytes.begin(), bytes.end(), expected.end() - fromEnd);
         return expected;
     }
-    Bytes Sector() const { return host.memory.Bytes(kLastSector, 0x1000); }
+    Bytes Sector() { return chip.FlashAt(kLastSector, 0x1000); }
 
-    OpenLumoD target;
-    OpenDor& device = target.device;
-    FakeHost& host = target.host;
-    Bytes sector;
+    InitializedChip chip{kLumoD};
+    SimulatedHost& host = chip.host;
+    SimulatedFlashloader& flashloader = host.flashloader;
+    const Bytes sector = Pattern(0x1000, 5);
 };
 
 TEST_F(CcfgChanges, AWriteOperationPatchesItsFieldOnly) {
-    host.properties["DeviceBleSecondary"] = "A1:A2:A3:A4:A5:A6";
-    host.properties["DisableBootloader"] = "1";  // not asked for by the operation
-
-    EXPECT_TRUE(device.ApplyCcfgChanges("WriteSecBle"));
-
+    chip.Property("DeviceBleSecondary") = "A1:A2:A3:A4:A5:A6";
+    EXPECT_EQ(chip.Execute("WriteSecBle"), "");
     EXPECT_EQ(Sector(), With(kBleSecondaryFromEnd, {0xA6, 0xA5, 0xA4, 0xA3, 0xA2, 0xA1}));
-}
 
-TEST_F(CcfgChanges, GoesThroughItsStepsInOrder) {
-    host.properties["DeviceIeeeSecondary"] = "1:2:3:4:5:6:7:8";
-    host.properties["FlashEraseSetting"] = "Specific Sectors";
-    target.LoadFlashloader();
-
-    EXPECT_TRUE(device.ApplyCcfgChanges("WriteSecIeee"));
-
-    EXPECT_EQ(TextsOf(Without(host.calls, {Slot::GetProperty})),
-              (Texts{"ReadMemory 0x0001F000 4096*1", "SetProperty FlashEraseSetting=Necessary Sectors Only",
-                     "WriteMemory 0x20001000 4096*1", "WriteMemory 0x20000200 20*1", "ReadMemory 0x20000228 1*4",
-                     "ReadMemory 0x20000210 1*4", "SetProperty FlashEraseSetting=Specific Sectors"}));
-    EXPECT_EQ(TextsOf(target.flashloader.taken), Texts{"command=3 addr=0x0001F000 length=4096 crc=0x00000000 block=0"});
+    host.memory.SetBytes(kLastSector, sector);
+    chip.Property("DeviceIeeeSecondary") = "1:2:3:4:5:6:7:8";
+    EXPECT_EQ(chip.Execute("WriteSecIeee"), "");
     EXPECT_EQ(Sector(), With(kIeeeSecondaryFromEnd, {8, 7, 6, 5, 4, 3, 2, 1}));
 }
 
-TEST_F(CcfgChanges, FollowsTheChipsSizeAndGeneration) {
-    OpenLumoF second;
-    second.host.properties["DisableCpuDap"] = "1";
-    EXPECT_TRUE(second.device.ApplyCcfgChanges("dummy"));
-    EXPECT_EQ(TextsOf(second.flashloader.taken), Texts{"command=3 addr=0x00056000 length=8192 crc=0x00000000 block=0"});
-    EXPECT_EQ(second.host.memory.Bytes(0x5'7FD6, 3), (Bytes{0xFF, 0x00, 0xFF}));
+TEST_F(CcfgChanges, GoThroughTheirStepsInOrder) {
+    chip.SwitchOn("DisableCpuDap");
+    chip.Property("FlashEraseSetting") = "Specific Sectors";
 
-    OpenLumoD small(16);
-    small.host.properties["DisableCpuDap"] = "1";
-    EXPECT_TRUE(small.device.ApplyCcfgChanges("dummy"));
-    EXPECT_EQ(small.host.memory.Bytes(0xFFD6, 3), (Bytes{0xFF, 0x00, 0xFF}));
+    EXPECT_EQ(chip.Notify(2), "");
+
+    const Texts calls = TextsOf(Without(host.calls, {Service::GetProperty, Service::LookUpSymbol}));
+    EXPECT_EQ(calls, (Texts{"HaltTarget", "ReadMemory 0x0001F000 4096*1",
+                            "SetProperty FlashEraseSetting=Necessary Sectors Only", "HaltTarget", "GetDirectoryPath",
+                            "LoadProgram flashloader.out||C:\\tools\\bin\\debug\\..\\..\\arm\\",
+                            "WriteRegister 527=0x20000101", "RunTarget", "WriteMemory 0x20001000 4096*1",
+                            "WriteMemory 0x20000200 20*1", "ReadMemory 0x20000228 1*4", "ReadMemory 0x20000210 1*4",
+                            "SetProperty FlashEraseSetting=Specific Sectors", "HaltTarget"}));
+    EXPECT_EQ(chip.Commands(), Texts{Posted(3, kLastSector, 4096, 0)});
+    EXPECT_FALSE(flashloader.isRunning);
+}
+
+TEST_F(CcfgChanges, FollowTheChipsSizeAndGeneration) {
+    struct Case {
+        const ChipModel& model;
+        std::uint32_t sectors;
+    };
+    for (const Case& each : {Case{kLumoF, 44}, {kLumoF, 64}, {kLumoD, 16}}) {
+        InitializedChip other(each.model, each.sectors);
+        other.SwitchOn("DisableCpuDap");
+        EXPECT_EQ(other.Notify(2), "");
+        EXPECT_EQ(other.Commands(), Texts{Posted(3, other.geometry.LastSector(), other.geometry.sectorSize, 0)});
+        EXPECT_EQ(other.FlashAt(other.FlashEnd() - kDisableCpuDapFromEnd - 1, 3), (Bytes{0xFF, 0x00, 0xFF}));
+    }
 }
 
 TEST_F(CcfgChanges, EachOptionChangesItsFieldOnly) {
@@ -83,179 +79,133 @@ TEST_F(CcfgChanges, EachOptionChangesItsFieldOnly) {
     const Case cases[] = {
         {"OverrideIeeeSecondaryAddr", kIeeeSecondaryFromEnd, {8, 7, 6, 5, 4, 3, 2, 1}},
         {"OverrideBleSecondaryAddr", kBleSecondaryFromEnd, {6, 5, 4, 3, 2, 1}},
-        {"RetainIeeeSecondaryAddr", kIeeeSecondaryFromEnd, {0x11, 0x12}},
-        {"RetainBleSecondaryAddr", kBleSecondaryFromEnd, {0x21, 0x22, 0x23}},
+        {"RetainIeeeSecondaryAddr", kIeeeSecondaryFromEnd, {0x11, 0x12, 0x13, 0x14, 0x15, 0x16, 0x17, 0x18}},
+        {"RetainBleSecondaryAddr", kBleSecondaryFromEnd, {0x21, 0x22, 0x23, 0x24, 0x25, 0x26}},
         {"WriteProtectionToggle", kProtectionFromEnd, {0xFE, 0xFF, 0xFF, 0x7F, 0xFF, 0xFF, 0xFF, 0xFF}},
         {"DisableBootloader", kDisableBootloaderFromEnd, {0}},
         {"DisableCpuDap", kDisableCpuDapFromEnd, {0}},
-        {"NoSuchOption", 1, {sector.back()}},
     };
     for (const Case& each : cases) {
-        host.memory.SetBytes(kLastSector, sector);
-        device.OnFlashPhase(0);
-        device.writeProtectWords = {0xFFFF'FFFF, 0xFFFF'FFFF};
-        device.macAddressCache = {{"ReadSecIeee", {0x11, 0x12}}, {"ReadSecBle", {0x21, 0x22, 0x23}}};
-        host.properties["DeviceIeeeSecondary"] = "1:2:3:4:5:6:7:8";
-        host.properties["DeviceBleSecondary"] = "1:2:3:4:5:6";
-        host.properties["WriteProtectionText"] = "0,31";
-        host.properties[each.option] = "1";
-        EXPECT_TRUE(device.ApplyCcfgChanges("dummy"));
-        EXPECT_EQ(Sector(), With(each.fromEnd, each.bytes)) << each.option;
-        host.properties[each.option] = "0";
+        InitializedChip other(kLumoD);
+        other.Property("DeviceIeeeSecondary") = "1:2:3:4:5:6:7:8";
+        other.Property("DeviceBleSecondary") = "1:2:3:4:5:6";
+        other.Property("WriteProtectionText") = "0,31";
+        other.SwitchOn(each.option);
+        other.host.memory.SetBytes(0x1'FFC0, {0x11, 0x12, 0x13, 0x14, 0x15, 0x16, 0x17, 0x18,  //
+                                              0x21, 0x22, 0x23, 0x24, 0x25, 0x26});
+        EXPECT_EQ(other.Notify(1), "");  // what is retained is read here
+        other.host.memory.SetBytes(kLastSector, sector);
+        EXPECT_EQ(other.Notify(2), "");
+        EXPECT_EQ(other.FlashAt(kLastSector, 0x1000), With(each.fromEnd, each.bytes)) << each.option;
     }
 }
 
 TEST_F(CcfgChanges, RetainWinsOverOverride) {
-    host.properties["RetainIeeeSecondaryAddr"] = "1";
-    host.properties["OverrideIeeeSecondaryAddr"] = "1";
-    host.properties["DeviceIeeeSecondary"] = "no address";  // never read
-    device.macAddressCache["ReadSecIeee"] = {1, 2, 3, 4, 5, 6, 7, 8};
+    for (const char* field : {"Ieee", "Ble"}) {
+        chip.SwitchOn((std::string("Retain") + field + "SecondaryAddr").c_str());
+        chip.SwitchOn((std::string("Override") + field + "SecondaryAddr").c_str());
+        chip.Property(std::string("Device") + field + "Secondary") = "no address";  // never read
+    }
 
-    EXPECT_TRUE(device.ApplyCcfgChanges("dummy"));
+    ASSERT_EQ(chip.Load({{kLastSector, Bytes(0x1000, 0x77)}}), "");
 
-    EXPECT_EQ(Sector(), With(kIeeeSecondaryFromEnd, {1, 2, 3, 4, 5, 6, 7, 8}));
+    Bytes expected(0x1000, 0x77);
+    std::copy_n(sector.end() - kIeeeSecondaryFromEnd, 14, expected.end() - kIeeeSecondaryFromEnd);
+    EXPECT_EQ(Sector(), expected) << "what was there when the load started";
 }
 
 TEST_F(CcfgChanges, RetainingNothingProgramsTheSectorAsItIs) {
-    host.properties["RetainBleSecondaryAddr"] = "1";
+    chip.SwitchOn("RetainBleSecondaryAddr");
 
-    EXPECT_TRUE(device.ApplyCcfgChanges("dummy"));
+    EXPECT_EQ(chip.Notify(2), "");
 
     EXPECT_EQ(Sector(), sector);
-    EXPECT_EQ(target.flashloader.taken.size(), 1U);
-    EXPECT_EQ(device.macAddressCache.count("ReadSecBle"), 1U);
+    EXPECT_EQ(chip.Commands(), Texts{Posted(3, kLastSector, 4096, 0)});
 }
 
 TEST_F(CcfgChanges, AnEmptyAddressAbandonsTheChange) {
     for (const char* field : {"DeviceIeeeSecondary", "DeviceBleSecondary"}) {
-        host.properties[std::string(field) + "Loc"] = "1FFC0:0";
-        host.properties[field] = "";
+        chip.Property(std::string(field) + "Loc") = "1FFC0:0";
+        chip.Property(field) = "";
     }
-    host.properties["DisableBootloader"] = "1";
     for (const char* option : {"OverrideIeeeSecondaryAddr", "OverrideBleSecondaryAddr"}) {
-        host.properties[option] = "1";
-        EXPECT_FALSE(device.ApplyCcfgChanges("dummy")) << option;
-        host.properties[option] = "0";
+        chip.SwitchOn(option);
+        chip.SwitchOn("DisableBootloader");
+        EXPECT_EQ(chip.Notify(2), "") << option;
+        chip.Property(option) = "0";
+        chip.Property("DisableBootloader") = "0";
     }
-    EXPECT_FALSE(device.ApplyCcfgChanges("WriteSecBle"));
-    EXPECT_FALSE(device.ApplyCcfgChanges("WriteSecIeee"));
+    EXPECT_EQ(chip.Execute("WriteSecBle"), "");
+    EXPECT_EQ(chip.Execute("WriteSecIeee"), "");
 
-    EXPECT_EQ(Sector(), sector);
-    EXPECT_EQ(target.flashloader.loads, 0U);
-    EXPECT_EQ(host.CountOf(Slot::SetProperty), 0U);
+    EXPECT_EQ(flashloader.loads, 0U);
+    EXPECT_EQ(host.CountOf(Service::SetProperty), 0U);
     EXPECT_TRUE(host.messages.empty());
 }
 
-TEST_F(CcfgChanges, AnUnknownCommandFailsAfterTheSectorIsRead) {
-    EXPECT_EQ(ThrownText<std::runtime_error>([&] { device.ApplyCcfgChanges("Erase"); }),
-              "GetXmlPropertyNameFromCommand(): Unknown command 'Erase'");
-    EXPECT_EQ(TextsOf(host.calls), Texts{"ReadMemory 0x0001F000 4096*1"});
-}
-
-TEST_F(CcfgChanges, ACommandThatContainsTheMarkerAppliesAllChanges) {
-    host.properties["DisableBootloader"] = "1";
-    EXPECT_TRUE(device.ApplyCcfgChanges("a dummy command"));
-    EXPECT_EQ(Sector(), With(kDisableBootloaderFromEnd, {0}));
-}
-
 TEST_F(CcfgChanges, ABadAddressProgramsNothing) {
-    host.properties["OverrideBleSecondaryAddr"] = "1";
-    host.properties["DeviceBleSecondary"] = "1:2:3";
-    host.properties["OverrideIeeeSecondaryAddr"] = "1";
-    host.properties["DeviceIeeeSecondary"] = "1:2:3:4:5:6:7:8";
+    chip.SwitchOn("OverrideBleSecondaryAddr");
+    chip.Property("DeviceBleSecondary") = "1:2:3";
+    chip.SwitchOn("OverrideIeeeSecondaryAddr");
+    chip.Property("DeviceIeeeSecondary") = "1:2:3:4:5:6:7:8";
 
-    EXPECT_EQ(ThrownText<std::runtime_error>([&] { device.ApplyCcfgChanges("dummy"); }),
-              "Error: Expected MAC address length of 6 bytes.\n");
+    EXPECT_EQ(chip.Notify(2), "Error: Expected MAC address length of 6 bytes.\n");
 
-    EXPECT_EQ(Sector(), sector);
-    EXPECT_EQ(target.flashloader.loads, 0U);
+    EXPECT_EQ(flashloader.loads, 0U);
 }
 
-TEST_F(CcfgChanges, NeedsTheProtectionToggleAndTheEraseSetting) {
+TEST_F(CcfgChanges, NeedTheProtectionToggleAndTheEraseSetting) {
+    chip.SwitchOn("DisableCpuDap");
     host.properties.erase("WriteProtectionToggle");
-    EXPECT_EQ(ThrownText<std::logic_error>([&] { device.ApplyCcfgChanges("dummy"); }),
-              "Unknown property \"WriteProtectionToggle\"");
-    host.properties["WriteProtectionToggle"] = "0";
+    EXPECT_EQ(chip.Notify(2), "Unknown property \"WriteProtectionToggle\"");
+
+    chip.Property("WriteProtectionToggle") = "0";
     host.properties.erase("FlashEraseSetting");
-    EXPECT_EQ(ThrownText<std::logic_error>([&] { device.ApplyCcfgChanges("dummy"); }),
-              "Unknown property \"FlashEraseSetting\"");
-    EXPECT_EQ(host.properties.count("FlashEraseSetting"), 0U);
+    EXPECT_EQ(chip.Notify(2), "Unknown property \"FlashEraseSetting\"");
+    EXPECT_FALSE(host.properties.contains("FlashEraseSetting"));
 }
 
-TEST_F(CcfgChanges, ATimeOutLeavesTheEraseSettingChanged) {
-    host.properties["FlashEraseSetting"] = "All Unprotected Sectors";
-    host.properties["DisableBootloader"] = "1";
-    target.flashloader.AnswerAll(AnswerWithStatus(0x102));
+TEST_F(CcfgChanges, AFailureLeavesTheEraseSettingChanged) {
+    chip.Property("FlashEraseSetting") = "All Unprotected Sectors";
+    chip.SwitchOn("DisableBootloader");
+    flashloader.AnswerAll(AnswerWithStatus(0x102));
 
-    EXPECT_EQ(ThrownText<std::runtime_error>([&] { device.ApplyCcfgChanges("dummy"); }),
-              "Timed out waiting for target flashloader to execute command.");
+    EXPECT_EQ(chip.Notify(2), "Timed out waiting for target flashloader to execute command.");
 
-    EXPECT_EQ(host.properties["FlashEraseSetting"], "Necessary Sectors Only");
+    EXPECT_EQ(chip.Property("FlashEraseSetting"), "Necessary Sectors Only");
 }
 
-TEST_F(CcfgChanges, ProtectionStaysForTheLifeOfTheDevice) {
-    host.properties["WriteProtectionToggle"] = "1";
-    host.properties["WriteProtectionText"] = "0";
-    device.ApplyCcfgChanges("dummy");
-    host.properties["WriteProtectionText"] = "1";
+TEST_F(CcfgChanges, APatchIsLimitedByTheSectorAndNotByTheField) {
+    chip.SwitchOn("WriteProtectionToggle");
+    chip.Property("WriteProtectionText") = "1";
+    const Bytes words = {0xFD, 0xFF, 0xFF, 0xFF, 0xFF, 0xFF, 0xFF, 0xFF};
+    chip.Property("CCFG_PROT_31_0Loc") = "0x1FFF8:1";
+    EXPECT_EQ(chip.Notify(2), "");
+    EXPECT_EQ(Sector(), With(8, words));
 
-    device.ApplyCcfgChanges("dummy");
-
-    EXPECT_EQ(Sector(), With(kProtectionFromEnd, {0xFC, 0xFF, 0xFF, 0xFF, 0xFF, 0xFF, 0xFF, 0xFF}));
-}
-
-TEST_F(CcfgChanges, APatchIsNotLimitedByTheFieldButByTheSector) {
-    Bytes image(0x1000, 0xEE);
-    host.properties["FieldLoc"] = "0x1FFFC:1";
-
-    device.PatchCcfgField(image, {1, 2, 3, 4}, "Field");
-    EXPECT_EQ(Bytes(image.end() - 5, image.end()), (Bytes{0xEE, 1, 2, 3, 4}));
-
-    EXPECT_EQ(ThrownText<std::out_of_range>([&] {
-                  device.PatchCcfgField(image, {1, 2, 3, 4, 5}, "Field");
-              }),
-              "invalid vector<T> subscript");
-    EXPECT_NO_THROW(device.PatchCcfgField(image, {}, "Field"));
-    EXPECT_EQ(ThrownText<std::runtime_error>([&] { device.PatchCcfgField(image, {1}, "Missing"); }),
-              "Failed to read property 'MissingLoc'.");
+    chip.Property("CCFG_PROT_31_0Loc") = "0x1FFF9:1";
+    EXPECT_EQ(chip.Notify(2), "invalid vector<T> subscript");
+    EXPECT_EQ(Sector(), With(8, words));
 }
 
 TEST_F(CcfgChanges, APatchTakesTheOffsetWithinASector) {
-    Bytes image(0x1000, 0);
-    host.properties["FieldLoc"] = "0x3002:1";  // in another sector altogether
-    device.PatchCcfgField(image, {7}, "Field");
-    EXPECT_EQ(image[2], 7);
-
-    OpenLumoF second;
-    Bytes larger(0x2000, 0);
-    second.host.properties["FieldLoc"] = "0x3002:1";
-    second.device.PatchCcfgField(larger, {7}, "Field");
-    EXPECT_EQ(larger[0x1002], 7);
+    struct Case {
+        const ChipModel& model;
+        std::uint32_t offset;
+    };
+    for (const Case& each : {Case{kLumoD, 2}, {kLumoF, 0x1002}}) {
+        InitializedChip other(each.model);
+        other.SwitchOn("DisableCpuDap");
+        other.Property("DisableCpuDapLoc") = "0x3002:1";  // in another sector altogether
+        EXPECT_EQ(other.Notify(2), "");
+        EXPECT_EQ(other.FlashAt(other.geometry.LastSector() + each.offset, 1), Bytes{0});
+    }
 }
 
-TEST(CcfgChangesSweep, EndsWithTheHostsTextOrThatOfTheStep) {
-    std::size_t writes = 0;
-    SweepHostErrors(
-        [](OpenLumoD& target) {
-            target.SetVerbose();
-            target.host.properties["OverrideBleSecondaryAddr"] = "1";
-            target.host.properties["DeviceBleSecondary"] = "1:2:3:4:5:6";
-            target.host.properties["DisableCpuDap"] = "1";
-        },
-        [](OpenLumoD& target) { target.device.ApplyCcfgChanges("dummy"); },
-        [&](Slot slot) -> std::string {
-            switch (slot) {
-                case Slot::LoadProgram:
-                    return "Failed to write flashloader to device SRAM.";
-                case Slot::WriteMemory:
-                    return writes++ == 0 ? "Failed to write data to temporary buffer in RAM before programming device "
-                                           "FLASH memory."
-                                         : "Failed to write configuration block to target.";
-                default:
-                    return kPlannedError;
-            }
-        });
-    EXPECT_EQ(writes, 2U);
+TEST_F(CcfgChanges, NeedTheFieldsPlace) {
+    chip.SwitchOn("DisableBootloader");
+    host.properties.erase("DisableBootloaderLoc");
+    EXPECT_EQ(chip.Notify(2), "Failed to read property 'DisableBootloaderLoc'.");
 }
 
 }  // namespace

@@ -1,180 +1,155 @@
 // Reading the chip's radio addresses and showing them.
 #include <gtest/gtest.h>
 
-#include <stdexcept>
-
-#include "tests/support/OpenTarget.h"
+#include "tests/support/ConnectedChip.h"
 
 namespace flash::test {
 namespace {
 
-using Bytes = std::vector<std::uint8_t>;
-
-TEST(GetCcfgFieldLocation, MovesWithTheEndOfFlash) {
-    OpenLumoD usual;
-    EXPECT_EQ(usual.device.GetCcfgFieldLocation("DeviceBleSecondary"), (MemoryField{0x1'FFC8, 6}));
-    OpenLumoD small(16);
-    EXPECT_EQ(small.device.GetCcfgFieldLocation("DeviceBleSecondary"), (MemoryField{0xFFC8, 6}));
-    OpenLumoD large(128);
-    EXPECT_EQ(large.device.GetCcfgFieldLocation("DisableCpuDap"), (MemoryField{0x7'FFD7, 1}));
-    OpenLumoF second;
-    EXPECT_EQ(second.device.GetCcfgFieldLocation("DeviceIeeeSecondary"), (MemoryField{0x5'7FC0, 8}));
+// The memory that an operation reads.
+Texts ReadsOf(InitializedChip& chip, const char* operation) {
+    chip.host.ForgetCalls();
+    EXPECT_EQ(chip.Execute(operation), "");
+    return TextsOf(chip.host.CallsOf(Service::ReadMemory));
 }
 
-TEST(GetCcfgFieldLocation, WrapsIn32Bits) {
-    OpenLumoD target(16);
-    target.host.properties["FieldLoc"] = "0:FF";
-    EXPECT_EQ(target.device.GetCcfgFieldLocation("Field"), (MemoryField{0xFFFF'0000, 0xFF}));
-}
-
-TEST(GetCcfgFieldLocation, OfAnEmptyTextIsNothingAtTheStartOfFlash) {
-    OpenLumoD target;
-    target.host.properties["FieldLoc"] = "";
-    EXPECT_EQ(target.device.GetCcfgFieldLocation("Field"), (MemoryField{0, 0}));
-    EXPECT_EQ(target.host.errors.size(), 1U);
-}
-
-TEST(GetCcfgFieldLocation, NeedsItsProperty) {
-    OpenLumoD target;
-    EXPECT_EQ(ThrownText<std::runtime_error>([&] { target.device.GetCcfgFieldLocation("Field"); }),
-              "Failed to read property 'FieldLoc'.");
-}
-
-TEST(DoReadMacAddress, ReadsThePlaceOfEachAddress) {
+TEST(AddressRead, IsOfThePlaceThatMovesWithTheEndOfFlash) {
     struct Case {
-        const char* command;
+        const char* operation;
         const char* onUsual;
         const char* onSmall;  // half the flash: only secondary addresses move
+        const char* onSecond;
     };
     const Case cases[] = {
-        {"ReadPriBle", "ReadMemory 0x50001208 6*1", "ReadMemory 0x50001208 6*1"},
-        {"ReadSecBle", "ReadMemory 0x0001FFC8 6*1", "ReadMemory 0x0000FFC8 6*1"},
-        {"ReadPriIeee", "ReadMemory 0x50001200 8*1", "ReadMemory 0x50001200 8*1"},
-        {"ReadSecIeee", "ReadMemory 0x0001FFC0 8*1", "ReadMemory 0x0000FFC0 8*1"},
+        {"ReadPriBle", "ReadMemory 0x50001208 6*1", "ReadMemory 0x50001208 6*1", "ReadMemory 0x50001208 6*1"},
+        {"ReadSecBle", "ReadMemory 0x0001FFC8 6*1", "ReadMemory 0x0000FFC8 6*1", "ReadMemory 0x00057FC8 6*1"},
+        {"ReadPriIeee", "ReadMemory 0x50001200 8*1", "ReadMemory 0x50001200 8*1", "ReadMemory 0x50001200 8*1"},
+        {"ReadSecIeee", "ReadMemory 0x0001FFC0 8*1", "ReadMemory 0x0000FFC0 8*1", "ReadMemory 0x00057FC0 8*1"},
     };
     for (const Case& each : cases) {
-        OpenLumoD usual;
-        usual.device.DoReadMacAddress(each.command);
-        EXPECT_EQ(TextsOf(Only(usual.host.calls, {Slot::ReadMemory})), Texts{each.onUsual});
-        OpenLumoD small(16);
-        small.device.DoReadMacAddress(each.command);
-        EXPECT_EQ(TextsOf(Only(small.host.calls, {Slot::ReadMemory})), Texts{each.onSmall});
+        InitializedChip usual(kLumoD);
+        InitializedChip small(kLumoD, 16);
+        InitializedChip second(kLumoF);
+        EXPECT_EQ(ReadsOf(usual, each.operation), Texts{each.onUsual});
+        EXPECT_EQ(ReadsOf(small, each.operation), Texts{each.onSmall});
+        EXPECT_EQ(ReadsOf(second, each.operation), Texts{each.onSecond});
     }
 }
 
-TEST(DoReadMacAddress, KeepsTheBytesInTargetOrder) {
-    OpenLumoD target;
-    target.device.DoReadMacAddress("ReadPriBle");
-    EXPECT_EQ(target.device.macAddressCache,
-              (std::map<std::string, Bytes>{{"ReadPriBle", {0x66, 0x55, 0x44, 0x33, 0x22, 0x11}}}));
+TEST(AddressRead, OfAPlaceBeforeFlashWraps) {
+    InitializedChip chip(kLumoD, 16);
+    chip.Property("DeviceBleSecondaryLoc") = "0:6";
 
-    target.host.memory.SetBytes(0x5000'1208, {1});
-    target.device.DoReadMacAddress("ReadPriBle");
-    EXPECT_EQ(target.device.macAddressCache["ReadPriBle"], (Bytes{1, 0x55, 0x44, 0x33, 0x22, 0x11}));
+    EXPECT_EQ(chip.Execute("ReadSecBle"),
+              "DoReadMacAddress(): Failed to read 6 bytes from 0x.\nError: nothing to read at 0xFFFF0000");
 }
 
-TEST(DoReadMacAddress, ExplainsAFailingReadWithoutTheAddress) {
-    OpenLumoD target;
-    target.host.FailNth(Slot::ReadMemory, 1, "lost");
-
-    EXPECT_EQ(ThrownText<std::runtime_error>([&] { target.device.DoReadMacAddress("ReadSecIeee"); }),
-              "DoReadMacAddress(): Failed to read 8 bytes from 0x.\nError: lost");
-}
-
-TEST(DoReadMacAddress, PassesOtherFailuresThrough) {
-    OpenLumoD target;
-    EXPECT_EQ(ThrownText<std::runtime_error>([&] { target.device.DoReadMacAddress("Erase"); }),
-              "GetXmlPropertyNameFromCommand(): Unknown command 'Erase'");
-    target.host.properties.erase("DeviceBlePrimaryLoc");
-    EXPECT_EQ(ThrownText<std::runtime_error>([&] { target.device.DoReadMacAddress("ReadPriBle"); }),
-              "Failed to read property 'DeviceBlePrimaryLoc'.");
-}
-
-TEST(DoReadMacAddress, OfAFieldWithoutALengthReadsNothing) {
-    OpenLumoD target;
-    target.host.properties["DeviceBlePrimaryLoc"] = "0x50001208";
-
-    target.device.DoReadMacAddress("ReadPriBle");
-
-    EXPECT_EQ(target.host.errors, Texts{"Property 'DeviceBlePrimaryLoc' in Flash Properties XML does not contain 2 "
-                                        "values delimited by ':'.\n"});
-    EXPECT_EQ(target.host.CountOf(Slot::ReadMemory), 0U);
-    EXPECT_TRUE(target.device.macAddressCache["ReadPriBle"].empty());
-}
-
-TEST(DoReadMacAddress, AFailingReadLeavesNothingToWriteBack) {
-    OpenLumoD target;
-    target.device.DoReadMacAddress("ReadSecBle");
-    target.host.FailNth(Slot::ReadMemory, 1, kPlannedError);
-
-    EXPECT_THROW(target.device.DoReadMacAddress("ReadSecBle"), std::runtime_error);
-
-    EXPECT_TRUE(target.device.macAddressCache["ReadSecBle"].empty());
-}
-
-TEST(ShowMacAddress, StoresAndPrintsTheTextAndTurnsTheCacheAround) {
-    OpenLumoD target;
-    target.device.macAddressCache["ReadSecBle"] = {0x0F, 0xE0, 3};
-
-    target.device.ShowMacAddress("ReadSecBle");
-
-    EXPECT_EQ(TextsOf(target.host.calls),
-              (Texts{"SetProperty DeviceBleSecondary=03:E0:0F", "PrintMessage ReadSecBle: 03:E0:0F"}));
-    EXPECT_EQ(target.device.macAddressCache["ReadSecBle"], (Bytes{3, 0xE0, 0x0F}));
-}
-
-TEST(ShowMacAddress, OfNothingCachedShowsAnEmptyText) {
-    OpenLumoD target;
-
-    target.device.ShowMacAddress("ReadSecIeee");
-
-    EXPECT_EQ(TextsOf(target.host.calls), (Texts{"SetProperty DeviceIeeeSecondary=", "PrintMessage ReadSecIeee: "}));
-    EXPECT_EQ(target.device.macAddressCache.count("ReadSecIeee"), 1U);
-}
-
-TEST(ShowMacAddress, EndsWithTheHostsText) {
-    for (const Slot slot : {Slot::SetProperty, Slot::PrintMessage}) {
-        OpenLumoD target;
-        target.host.FailNth(slot, 1, kPlannedError);
-        EXPECT_EQ(ThrownText<std::runtime_error>([&] { target.device.ShowMacAddress("ReadSecBle"); }), kPlannedError);
+TEST(AddressRead, StoresAndPrintsTheMostSignificantByteFirst) {
+    struct Case {
+        const char* operation;
+        const char* property;
+        const char* text;
+    };
+    const Case cases[] = {
+        {"ReadPriBle", "DeviceBlePrimary", "B1:B2:B3:B4:B5:B6"},
+        {"ReadSecBle", "DeviceBleSecondary", "11:22:33:44:55:66"},
+        {"ReadPriIeee", "DeviceIeeePrimary", "A1:A2:A3:A4:A5:A6:A7:A8"},
+        {"ReadSecIeee", "DeviceIeeeSecondary", "01:23:45:67:89:AB:CD:EF"},
+    };
+    for (const Case& each : cases) {
+        InitializedChip chip(kLumoD);
+        EXPECT_EQ(chip.Execute(each.operation), "");
+        EXPECT_EQ(chip.Calls().at(1), std::string("SetProperty ") + each.property + "=" + each.text);
+        EXPECT_EQ(chip.Calls().at(2), std::string("PrintMessage ") + each.operation + ": " + each.text);
     }
 }
 
-TEST(ParseMacAddressProperty, TakesTheLengthFromTheField) {
-    OpenLumoD target;
-    target.host.properties["DeviceBleSecondary"] = "11:22:33:44:55:66";
-    EXPECT_EQ(target.device.ParseMacAddressProperty("DeviceBleSecondary"), (Bytes{0x66, 0x55, 0x44, 0x33, 0x22, 0x11}));
+TEST(AddressRead, ExplainsItsFailureWithoutTheAddress) {
+    InitializedChip chip(kLumoD);
+    chip.host.failures.FailNth(Service::ReadMemory, 1, "lost");
 
-    target.host.properties["DeviceIeeeSecondary"] = "01:23:45";
-    EXPECT_EQ(ThrownText<std::runtime_error>([&] { target.device.ParseMacAddressProperty("DeviceIeeeSecondary"); }),
-              "Error: Expected MAC address length of 8 bytes.\n");
-    target.host.properties["DeviceIeeeSecondary"] = "01:23:4G";
-    EXPECT_EQ(ThrownText<std::runtime_error>([&] { target.device.ParseMacAddressProperty("DeviceIeeeSecondary"); }),
-              "Syntax error in MAC address. Expecting 8 HEX values separated by ':'.\n");
+    EXPECT_EQ(chip.Execute("ReadSecIeee"), "DoReadMacAddress(): Failed to read 8 bytes from 0x.\nError: lost");
 }
 
-TEST(ParseMacAddressProperty, NeedsTheFieldBeforeTheText) {
-    OpenLumoD target;
-    target.host.properties.erase("DeviceBleSecondary");
-    EXPECT_EQ(ThrownText<std::logic_error>([&] { target.device.ParseMacAddressProperty("DeviceBleSecondary"); }),
-              "Unknown property \"DeviceBleSecondary\"");
-    target.host.properties.erase("DeviceBleSecondaryLoc");
-    EXPECT_EQ(ThrownText<std::runtime_error>([&] { target.device.ParseMacAddressProperty("DeviceBleSecondary"); }),
-              "Failed to read property 'DeviceBleSecondaryLoc'.");
+TEST(AddressRead, NeedsTheFieldsPlace) {
+    InitializedChip chip(kLumoD);
+    chip.host.properties.erase("DeviceBlePrimaryLoc");
+    EXPECT_EQ(chip.Execute("ReadPriBle"), "Failed to read property 'DeviceBlePrimaryLoc'.");
 }
 
-TEST(MacAddressSweep, EndsWithTheHostsTextOrThatOfTheRead) {
-    SweepHostErrors([](OpenLumoD&) {},
-                    [](OpenLumoD& target) {
-                        target.device.DoReadMacAddress("ReadPriIeee");
-                        target.device.ShowMacAddress("ReadPriIeee");
-                    },
-                    [](Slot slot) {
-                        const std::string error = kPlannedError;
-                        return slot == Slot::ReadMemory
-                                   ? "DoReadMacAddress(): Failed to read 8 bytes from 0x.\nError: " + error
-                                   : error;
-                    });
+TEST(AddressRead, OfAFieldWithoutALengthReadsNothingAndShowsIt) {
+    for (const char* place : {"0x50001208", ""}) {
+        InitializedChip chip(kLumoD);
+        chip.Property("DeviceBlePrimaryLoc") = place;
+
+        EXPECT_EQ(chip.Execute("ReadPriBle"), "");
+
+        EXPECT_EQ(chip.Calls(), (Texts{"ReportError Property 'DeviceBlePrimaryLoc' in Flash Properties XML does not "
+                                       "contain 2 values delimited by ':'.\n",
+                                       "SetProperty DeviceBlePrimary=", "PrintMessage ReadPriBle: "}));
+    }
+}
+
+// What an option retains, once a phase or an operation has read it.
+class RetainedAddress : public testing::Test {
+protected:
+    RetainedAddress() {
+        chip.SwitchOn("RetainBleSecondaryAddr");
+        chip.host.memory.SetBytes(kAddress, {1, 2, 3, 4, 5, 6});
+    }
+    Bytes WrittenBack() {
+        chip.host.memory.Fill(kAddress, 0x77, 6);
+        EXPECT_EQ(chip.Notify(2), "");
+        return chip.FlashAt(kAddress, 6);
+    }
+
+    static constexpr std::uint32_t kAddress = 0x1'FFC8;
+    InitializedChip chip{kLumoD};
+};
+
+TEST_F(RetainedAddress, IsReadWhenTheLoadStarts) {
+    ASSERT_EQ(chip.Notify(1), "");
+    EXPECT_EQ(WrittenBack(), (Bytes{1, 2, 3, 4, 5, 6}));
+}
+
+TEST_F(RetainedAddress, IsThatOfTheLastReading) {
+    ASSERT_EQ(chip.Notify(1), "");
+    chip.host.memory.SetBytes(kAddress, {9});
+    ASSERT_EQ(chip.Notify(1), "");
+    EXPECT_EQ(WrittenBack(), (Bytes{9, 2, 3, 4, 5, 6}));
+}
+
+TEST_F(RetainedAddress, IsTurnedAroundOnceItWasShown) {
+    ASSERT_EQ(chip.Execute("ReadSecBle"), "");
+    EXPECT_EQ(WrittenBack(), (Bytes{6, 5, 4, 3, 2, 1}));
+}
+
+TEST_F(RetainedAddress, IsNoneAfterAFailingRead) {
+    ASSERT_EQ(chip.Notify(1), "");
+    chip.host.failures.FailNth(Service::ReadMemory, 1, "lost");
+    ASSERT_NE(chip.Notify(1), "");
+
+    EXPECT_EQ(WrittenBack(), Bytes(6, 0x77));
+}
+
+TEST(AddressWrite, TakesTheLengthFromTheField) {
+    InitializedChip chip(kLumoD);
+    chip.Property("DeviceIeeeSecondary") = "01:23:45";
+    EXPECT_EQ(chip.Execute("WriteSecIeee"), "Error: Expected MAC address length of 8 bytes.\n");
+    chip.Property("DeviceIeeeSecondary") = "01:23:4G";
+    EXPECT_EQ(chip.Execute("WriteSecIeee"), "Syntax error in MAC address. Expecting 8 HEX values separated by ':'.\n");
+
+    chip.Property("DeviceIeeeSecondaryLoc") = "1FFC0:3";
+    chip.Property("DeviceIeeeSecondary") = "01:23:45";
+    EXPECT_EQ(chip.Execute("WriteSecIeee"), "");
+    EXPECT_EQ(chip.FlashAt(0x1'FFC0, 4), (Bytes{0x45, 0x23, 0x01, 0x89}));
+}
+
+TEST(AddressWrite, NeedsTheFieldBeforeTheText) {
+    InitializedChip chip(kLumoD);
+    EXPECT_EQ(chip.Execute("WriteSecBle"), "Unknown property \"DeviceBleSecondary\"");
+    chip.host.properties.erase("DeviceBleSecondaryLoc");
+    EXPECT_EQ(chip.Execute("WriteSecBle"), "Failed to read property 'DeviceBleSecondaryLoc'.");
 }
 
 }  // namespace

@@ -1,9 +1,7 @@
 // What happens at the edges of an operation and of a program load.
 #include <gtest/gtest.h>
 
-#include <stdexcept>
-
-#include "tests/support/OpenTarget.h"
+#include "tests/support/ConnectedChip.h"
 
 namespace flash::test {
 namespace {
@@ -18,89 +16,99 @@ const char* const kCcfgOptions[] = {
     "DisableCpuDap",
 };
 
-struct Phases : testing::Test {
-    void DirtyState() {
-        device.ccfgData->address = 1;
-        device.ccfgData->lastSectorAddress = 2;
-        device.ccfgData->data = {3};
-        device.bankEraseDone = true;
-        device.flashloaderLoaded = true;
-        device.currentBlock = 1;
-        device.sectorRanges = {"4"};
-        device.macAddressCache["ReadSecBle"] = {5};
-        device.writeProtectWords = {6, 7};
+constexpr std::int64_t kPhases[] = {0, 1, 2, 3, 0xFFFF'FFFF};
+
+constexpr char kBank[] = "All Unprotected Sectors";
+constexpr char kNecessary[] = "Necessary Sectors Only";
+
+class Phases : public testing::Test {
+protected:
+    // The host calls and the commands of a small write.
+    Texts Write(InitializedChip& on) {
+        on.host.ForgetCalls();
+        EXPECT_EQ(on.Write({0, {1, 2}}), "");
+        Texts all = on.Calls();
+        const Texts commands = on.Commands();
+        all.insert(all.end(), commands.begin(), commands.end());
+        return all;
     }
-    void ExpectReset() {
-        EXPECT_EQ(device.ccfgData->address, 0U);
-        EXPECT_EQ(device.ccfgData->lastSectorAddress, 0U);
-        EXPECT_TRUE(device.ccfgData->data.empty());
-        EXPECT_FALSE(device.bankEraseDone);
-        EXPECT_FALSE(device.flashloaderLoaded);
-        EXPECT_EQ(device.currentBlock, 0U);
-        EXPECT_TRUE(device.sectorRanges.empty());
+    void Skip(const std::string& pages) {
+        chip.SwitchOn("FlashPageToggle");
+        chip.Property("FlashPages") = pages;
     }
 
-    OpenLumoD target;
-    OpenDor& device = target.device;
-    FakeHost& host = target.host;
+    InitializedChip chip{kLumoD};
+    SimulatedHost& host = chip.host;
 };
 
-TEST_F(Phases, EveryPhaseDropsTheStateOfTheOperation) {
-    for (const std::uint32_t phase : {0U, 1U, 2U, 3U, 0xFFFF'FFFFU}) {
-        DirtyState();
-        device.OnFlashPhase(phase);
-        ExpectReset();
-        EXPECT_EQ(device.macAddressCache["ReadSecBle"], (std::vector<std::uint8_t>{5})) << phase;
-        EXPECT_EQ(device.writeProtectWords, (std::array<std::uint32_t, 2>{6, 7})) << phase;
+TEST_F(Phases, EachLetsTheNextWriteBeginLikeTheFirst) {
+    for (const std::int64_t phase : kPhases) {
+        InitializedChip other(kLumoD);
+        other.SwitchOn("KeepCcfgSetting");
+        other.Property("FlashEraseSetting") = kBank;
+        const Texts first = Write(other);
+        EXPECT_NE(Write(other), first) << "CCFG, the bank's erase, the flashloader and the block's turn stand";
+
+        EXPECT_EQ(other.Notify(phase), "");
+
+        EXPECT_EQ(Write(other), first) << phase;
     }
 }
 
-TEST_F(Phases, TheRecordOfTheKeptCcfgStaysTheSame) {
-    const CcfgData* const record = device.ccfgData.get();
-    device.OnFlashPhase(1);
-    EXPECT_EQ(device.ccfgData.get(), record);
+TEST_F(Phases, EachForgetsThePagesToSkip) {
+    for (const std::int64_t phase : kPhases) {
+        Skip("0");
+        EXPECT_EQ(Write(chip), Texts{});
+        Skip("1");
+        EXPECT_EQ(Write(chip), Texts{}) << "the list that was read first";
+
+        EXPECT_EQ(chip.Notify(phase), "");
+
+        Write(chip);
+        EXPECT_EQ(chip.Commands(), Texts{Posted(3, 0, 2, 0)}) << phase;
+        EXPECT_EQ(chip.Notify(phase), "");
+    }
+}
+
+TEST_F(Phases, EachLeavesARetainedAddressAlone) {
+    for (const std::int64_t phase : kPhases) {
+        InitializedChip other(kLumoD);
+        other.SwitchOn("RetainBleSecondaryAddr");
+        const Bytes address = other.FlashAt(0x1'FFC8, 6);
+        ASSERT_EQ(other.Notify(1), "");
+        other.Property("RetainBleSecondaryAddr") = "0";
+        other.host.memory.Fill(0x1'FFC8, 0, 6);
+
+        EXPECT_EQ(other.Notify(phase), "");
+
+        other.SwitchOn("RetainBleSecondaryAddr");
+        EXPECT_EQ(other.Notify(2), "");
+        EXPECT_EQ(other.FlashAt(0x1'FFC8, 6), address) << phase;
+    }
 }
 
 TEST_F(Phases, OtherNumbersThan1And2CallNoHostService) {
-    for (const std::uint32_t phase : {0U, 3U, 4U, 0xFFFF'FFFFU}) {
-        device.OnFlashPhase(phase);
+    for (const std::int64_t phase : {0LL, 3LL, 4LL, 0xFFFF'FFFFLL}) {
+        EXPECT_EQ(chip.Notify(phase), "");
     }
     EXPECT_TRUE(host.calls.empty());
 }
 
-TEST_F(Phases, Phase1WithoutOptionsHaltsAndAsksForThem) {
-    device.OnFlashPhase(1);
-    EXPECT_EQ(TextsOf(host.calls),
-              (Texts{"HaltTarget", "GetProperty RetainIeeeSecondaryAddr", "GetProperty RetainBleSecondaryAddr",
-                     "GetProperty FlashPageToggle", "GetProperty FlashPageToggle"}));
-}
-
-TEST_F(Phases, Phase2WithoutOptionsOnlyHaltsAndAsksForThem) {
-    host.properties.erase("WriteProtectionToggle");
-    device.OnFlashPhase(2);
-    Texts expected = {"HaltTarget"};
-    for (const char* option : kCcfgOptions) {
-        expected.push_back(std::string("GetProperty ") + option);
-    }
-    EXPECT_EQ(TextsOf(host.calls), expected);
-}
-
 TEST_F(Phases, Phase2TakesOnlyTheText1) {
     for (const char* option : kCcfgOptions) {
-        host.properties[option] = "true";
+        chip.Property(option) = "true";
     }
-    device.OnFlashPhase(2);
-    EXPECT_TRUE(Without(host.calls, {Slot::GetProperty, Slot::HaltTarget}).empty());
-    EXPECT_EQ(host.CountOf(Slot::HaltTarget), 1U);
+    EXPECT_EQ(chip.Notify(2), "");
+    EXPECT_EQ(chip.Calls(), Texts{"HaltTarget"});
 }
 
 TEST_F(Phases, Phase2StopsAskingAtTheFirstOptionThatIsOn) {
     for (std::size_t i = 0; i < std::size(kCcfgOptions); ++i) {
-        OpenLumoD other;
+        InitializedChip other(kLumoD);
         other.host.properties.erase("WriteProtectionToggle");
-        other.host.properties[kCcfgOptions[i]] = "1";
-        other.host.FailNth(Slot::ReadMemory, 1, kPlannedError);  // the first thing that the changes do
-        EXPECT_EQ(ThrownText<std::runtime_error>([&] { other.device.OnFlashPhase(2); }), kPlannedError);
+        other.SwitchOn(kCcfgOptions[i]);
+        other.host.failures.FailNth(Service::ReadMemory, 1);  // the first thing that the changes do
+        EXPECT_EQ(other.Notify(2), simulation::kFailureText);
         Texts expected = {"HaltTarget"};
         for (std::size_t asked = 0; asked < i; ++asked) {
             expected.push_back(std::string("GetProperty ") + kCcfgOptions[asked]);
@@ -111,183 +119,115 @@ TEST_F(Phases, Phase2StopsAskingAtTheFirstOptionThatIsOn) {
     }
 }
 
-TEST_F(Phases, Phase2ChangesCcfgAndHaltsAgain) {
-    host.properties["DisableBootloader"] = "1";
-
-    device.OnFlashPhase(2);
-
-    const Texts calls = TextsOf(Without(host.calls, {Slot::GetProperty}));
-    EXPECT_EQ(calls.front(), "HaltTarget");
-    EXPECT_EQ(calls.at(1), "ReadMemory 0x0001F000 4096*1");
-    EXPECT_EQ(calls.at(calls.size() - 2), "SetProperty FlashEraseSetting=Necessary Sectors Only");
-    EXPECT_EQ(calls.back(), "HaltTarget");
-    EXPECT_EQ(target.flashloader.loads, 1U) << "afresh, after the reset";
+TEST_F(Phases, AMissingProtectionToggleIsOffAtFirst) {
+    host.properties.erase("WriteProtectionToggle");
+    EXPECT_EQ(chip.Notify(2), "");
 }
 
-TEST_F(Phases, AMissingProtectionToggleIsOffAtFirstAndAnErrorAmongTheChanges) {
-    host.properties.erase("WriteProtectionToggle");
-    EXPECT_NO_THROW(device.OnFlashPhase(2));
+TEST_F(Phases, Phase2LoadsTheFlashloaderAfreshForItsChanges) {
+    chip.SwitchOn("DisableBootloader");
+    Write(chip);
 
-    host.properties["DisableCpuDap"] = "1";
-    EXPECT_EQ(ThrownText<std::logic_error>([&] { device.OnFlashPhase(2); }),
-              "Unknown property \"WriteProtectionToggle\"");
+    EXPECT_EQ(chip.Notify(2), "");
+
+    EXPECT_EQ(host.flashloader.loads, 2U);
 }
 
 TEST_F(Phases, Phase2ResetsBeforeItChangesCcfg) {
-    DirtyState();
-    host.properties["DisableCpuDap"] = "1";
-    host.FailNth(Slot::ReadMemory, 1, kPlannedError);
+    const Texts first = Write(chip);
+    chip.SwitchOn("DisableCpuDap");
+    host.failures.FailNth(Service::ReadMemory, 1);
 
-    EXPECT_THROW(device.OnFlashPhase(2), std::runtime_error);
+    EXPECT_EQ(chip.Notify(2), simulation::kFailureText);
 
-    ExpectReset();
+    EXPECT_EQ(Write(chip), first);
 }
 
 TEST_F(Phases, AFailingHaltComesBeforeEverything) {
-    for (const std::uint32_t phase : {1U, 2U}) {
-        DirtyState();
-        device.verboseState = 1;
-        host.FailNth(Slot::HaltTarget, 1, "cannot halt");
-        EXPECT_EQ(ThrownText<std::runtime_error>([&] { device.OnFlashPhase(phase); }), "cannot halt");
-        EXPECT_TRUE(device.flashloaderLoaded) << phase;
-        EXPECT_EQ(device.verboseState, 1U);
+    for (const std::int64_t phase : {1, 2}) {
+        InitializedChip other(kLumoD);
+        Write(other);
+        other.SwitchOn("FlashVerboseMode");
+        other.host.failures.FailNth(Service::HaltTarget, 1, "cannot halt");
+        EXPECT_EQ(other.Notify(phase), "cannot halt");
+
+        Write(other);
+        EXPECT_EQ(other.host.flashloader.loads, 1U) << phase << ": the flashloader is still used";
+        EXPECT_TRUE(other.host.messages.empty()) << "nor is the verbose switch read again";
     }
 }
 
 TEST_F(Phases, Phase1ReadsTheAddressesToRetainIeeeFirst) {
-    host.properties["RetainIeeeSecondaryAddr"] = "1";
-    host.properties["RetainBleSecondaryAddr"] = "1";
-    host.memory.SetBytes(0x1'FFC0, {1, 2, 3, 4, 5, 6, 7, 8, 9, 10, 11, 12, 13, 14});
+    chip.SwitchOn("RetainIeeeSecondaryAddr");
+    chip.SwitchOn("RetainBleSecondaryAddr");
 
-    device.OnFlashPhase(1);
+    EXPECT_EQ(chip.Notify(1), "");
 
-    EXPECT_EQ(TextsOf(Without(host.calls, {Slot::GetProperty})),
-              (Texts{"HaltTarget", "ReadMemory 0x0001FFC0 8*1", "ReadMemory 0x0001FFC8 6*1"}));
-    EXPECT_EQ(device.macAddressCache["ReadSecIeee"], (std::vector<std::uint8_t>{1, 2, 3, 4, 5, 6, 7, 8}));
-    EXPECT_EQ(device.macAddressCache["ReadSecBle"], (std::vector<std::uint8_t>{9, 10, 11, 12, 13, 14}));
+    EXPECT_EQ(chip.Calls(), (Texts{"HaltTarget", "ReadMemory 0x0001FFC0 8*1", "ReadMemory 0x0001FFC8 6*1"}));
 }
 
 TEST_F(Phases, AFailingReadOfARetainedAddressResetsNothing) {
-    DirtyState();
-    host.properties["RetainBleSecondaryAddr"] = "1";
-    host.FailNth(Slot::ReadMemory, 1, "lost");
+    Write(chip);
+    chip.SwitchOn("RetainBleSecondaryAddr");
+    host.failures.FailNth(Service::ReadMemory, 1, "lost");
 
-    EXPECT_EQ(ThrownText<std::runtime_error>([&] { device.OnFlashPhase(1); }),
-              "DoReadMacAddress(): Failed to read 6 bytes from 0x.\nError: lost");
+    EXPECT_EQ(chip.Notify(1), "DoReadMacAddress(): Failed to read 6 bytes from 0x.\nError: lost");
 
-    EXPECT_TRUE(device.flashloaderLoaded);
-    EXPECT_EQ(device.currentBlock, 1U);
-    EXPECT_EQ(device.sectorRanges, Texts{"4"});
-}
-
-TEST_F(Phases, RetainedAddressesSurviveALoad) {
-    host.properties["RetainIeeeSecondaryAddr"] = "1";
-    host.properties["RetainBleSecondaryAddr"] = "1";
-    host.memory.SetBytes(0x1'FFC0, {1, 2, 3, 4, 5, 6, 7, 8, 9, 10, 11, 12, 13, 14});
-    const std::vector<std::uint8_t> data(0x1000, 0x77);
-
-    device.OnFlashPhase(1);
-    device.ProgramData(data.data(), 0x1'F000, 0x1000);
-    device.OnFlashPhase(2);
-
-    EXPECT_EQ(host.memory.Bytes(0x1'FFBF, 16),
-              (std::vector<std::uint8_t>{0x77, 1, 2, 3, 4, 5, 6, 7, 8, 9, 10, 11, 12, 13, 14, 0x77}));
+    host.flashloader.Run();  // the phase has halted it
+    Write(chip);
+    EXPECT_EQ(chip.Commands(), Texts{Posted(3, 0, 2, 1)}) << "the other block's turn";
+    EXPECT_EQ(host.flashloader.loads, 1U);
 }
 
 TEST_F(Phases, PageSkippingOverridesABankErase) {
-    host.properties["FlashPageToggle"] = "1";
-    host.properties["FlashPages"] = "3";
-    for (const char* setting : {"All Unprotected Sectors", "erase All Unprotected Sectors now"}) {
-        host.properties["FlashEraseSetting"] = setting;
-        device.OnFlashPhase(1);
-        EXPECT_EQ(host.properties["FlashEraseSetting"], "Necessary Sectors Only") << setting;
-        EXPECT_EQ(device.GetEraseMode(), EraseMode::NecessarySectors);
-        device.OnFlashPhase(2);
-        EXPECT_EQ(host.properties["FlashEraseSetting"], "Necessary Sectors Only") << "not restored";
+    Skip("3");
+    for (const char* setting : {kBank, "erase All Unprotected Sectors now"}) {
+        chip.Property("FlashEraseSetting") = setting;
+        EXPECT_EQ(chip.Notify(1), "");
+        EXPECT_EQ(chip.Property("FlashEraseSetting"), kNecessary) << setting;
+        EXPECT_EQ(chip.Notify(2), "");
+        EXPECT_EQ(chip.Property("FlashEraseSetting"), kNecessary) << "not restored";
     }
     EXPECT_TRUE(host.messages.empty());
 }
 
-TEST_F(Phases, TheOverrideIsToldInVerboseModeOnly) {
-    host.properties["FlashPageToggle"] = "1";
-    host.properties["FlashPages"] = "3";
-    host.properties["FlashEraseSetting"] = "All Unprotected Sectors";
-    host.properties["FlashVerboseMode"] = "1";
+TEST_F(Phases, TheOverrideIsToldInVerboseModeWhenItIsDone) {
+    Skip("3");
+    chip.Property("FlashEraseSetting") = kBank;
+    chip.SwitchOn("FlashVerboseMode");
 
-    device.OnFlashPhase(1);
+    EXPECT_EQ(chip.Notify(1), "");
 
-    EXPECT_EQ(host.messages,
-              (Texts{"Skip program/erase/verify of the following page(s): 3",
-                     "Overriding erase option to \"Necessary Sectors Only\" because the Skip Sector option is "
-                     "enabled\n"}));
-    EXPECT_TRUE(device.sectorRanges.empty()) << "dropped by the reset";
-    const Texts calls = TextsOf(Only(host.calls, {Slot::SetProperty, Slot::PrintMessage}));
-    ASSERT_EQ(calls.size(), 3U);
-    EXPECT_EQ(calls[1], "SetProperty FlashEraseSetting=Necessary Sectors Only") << "told when it is done";
+    EXPECT_EQ(chip.Calls(),
+              (Texts{"HaltTarget", "PrintMessage Skip program/erase/verify of the following page(s): 3",
+                     "SetProperty FlashEraseSetting=Necessary Sectors Only",
+                     "PrintMessage Overriding erase option to \"Necessary Sectors Only\" because the Skip Sector "
+                     "option is enabled\n"}));
 }
 
 TEST_F(Phases, OtherEraseSettingsAndLoadsWithoutPageSkippingKeepTheirs) {
-    host.properties["FlashEraseSetting"] = "All Unprotected Sectors";
-    device.OnFlashPhase(1);
-    EXPECT_EQ(device.GetEraseMode(), EraseMode::AllUnprotectedSectors);
+    chip.Property("FlashEraseSetting") = kBank;
+    EXPECT_EQ(chip.Notify(1), "");
 
-    host.properties["FlashPageToggle"] = "1";
+    Skip("3");
     for (const char* setting : {"Specific Sectors", "Do not erase sectors (program load only)", "",
                                 "Necessary Sectors Only (Retain untouched content within sector)"}) {
-        host.properties["FlashEraseSetting"] = setting;
-        device.OnFlashPhase(1);
-        EXPECT_EQ(host.properties["FlashEraseSetting"], setting);
+        chip.Property("FlashEraseSetting") = setting;
+        EXPECT_EQ(chip.Notify(1), "");
     }
-    EXPECT_EQ(host.CountOf(Slot::SetProperty), 0U);
+    EXPECT_EQ(host.CountOf(Service::SetProperty), 0U);
 }
 
 TEST_F(Phases, Phase1NeedsThePageToggleAndItsSettings) {
     host.properties.erase("FlashPageToggle");
-    EXPECT_EQ(ThrownText<std::logic_error>([&] { device.OnFlashPhase(1); }), "Unknown property \"FlashPageToggle\"");
+    EXPECT_EQ(chip.Notify(1), "Unknown property \"FlashPageToggle\"");
 
-    host.properties["FlashPageToggle"] = "1";
-    host.properties["FlashPages"] = "99";
-    EXPECT_EQ(ThrownText<std::runtime_error>([&] { device.OnFlashPhase(1); }),
-              "Given page is out of range: \"99\"\nNote that the number of available pages is 32\n");
+    Skip("99");
+    EXPECT_EQ(chip.Notify(1), "Given page is out of range: \"99\"\nNote that the number of available pages is 32\n");
 
-    host.properties["FlashPages"] = "9";
+    Skip("9");
     host.properties.erase("FlashEraseSetting");
-    EXPECT_EQ(ThrownText<std::logic_error>([&] { device.OnFlashPhase(1); }), "Unknown property \"FlashEraseSetting\"");
-}
-
-TEST(PhaseSweep, Phase1EndsWithTheHostsTextOrThatOfTheRead) {
-    SweepHostErrors(
-        [](OpenLumoD& target) {
-            target.host.properties["FlashVerboseMode"] = "1";
-            target.host.properties["RetainIeeeSecondaryAddr"] = "1";
-            target.host.properties["FlashPageToggle"] = "1";
-            target.host.properties["FlashPages"] = "3";
-            target.host.properties["FlashEraseSetting"] = "All Unprotected Sectors";
-        },
-        [](OpenLumoD& target) { target.device.OnFlashPhase(1); },
-        [](Slot slot) {
-            const std::string error = kPlannedError;
-            return slot == Slot::ReadMemory ? "DoReadMacAddress(): Failed to read 8 bytes from 0x.\nError: " + error
-                                            : error;
-        });
-}
-
-TEST(PhaseSweep, Phase2EndsWithTheHostsTextOrThatOfTheStep) {
-    std::size_t writes = 0;
-    SweepHostErrors([](OpenLumoD& target) { target.host.properties["DisableBootloader"] = "1"; },
-                    [](OpenLumoD& target) { target.device.OnFlashPhase(2); },
-                    [&](Slot slot) -> std::string {
-                        switch (slot) {
-                            case Slot::LoadProgram:
-                                return "Failed to write flashloader to device SRAM.";
-                            case Slot::WriteMemory:
-                                return writes++ == 0 ? "Failed to write data to temporary buffer in RAM before "
-                                                       "programming device FLASH memory."
-                                                     : "Failed to write configuration block to target.";
-                            default:
-                                return kPlannedError;
-                        }
-                    });
+    EXPECT_EQ(chip.Notify(1), "Unknown property \"FlashEraseSetting\"");
 }
 
 }  // namespace

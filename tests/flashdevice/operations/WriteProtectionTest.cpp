@@ -3,9 +3,7 @@
 
 #include <gtest/gtest.h>
 
-#include <stdexcept>
-
-#include "tests/support/OpenTarget.h"
+#include "tests/support/ConnectedChip.h"
 
 namespace flash::test {
 namespace {
@@ -47,52 +45,55 @@ TEST(ProtectionBytes, AreBothWordsLeastSignificantByteFirst) {
               (std::vector<std::uint8_t>{0x44, 0x33, 0x22, 0x11, 0x88, 0x77, 0x66, 0x55}));
 }
 
-TEST(UpdateWriteProtection, IsOffForAnyTextBut1) {
-    OpenLumoD target;
-    target.host.properties.erase("WriteProtectionText");
+class WriteProtection : public testing::Test {
+protected:
+    // The words in flash once a closing phase has protected these pages.
+    ProtectionWords Protect(InitializedChip& on, const std::string& pages) {
+        const std::uint32_t address = on.FlashEnd() - kProtectionFromEnd;
+        on.host.memory.Fill(address, 0xFF, 8);
+        on.SwitchOn("WriteProtectionToggle");
+        on.Property("WriteProtectionText") = pages;
+        EXPECT_EQ(on.Notify(2), "");
+        return {on.host.memory.Word(address), on.host.memory.Word(address + 4)};
+    }
+
+    InitializedChip chip{kLumoD};
+};
+
+TEST_F(WriteProtection, IsOffForAnyTextBut1) {
+    chip.host.properties.erase("WriteProtectionText");
+    chip.SwitchOn("DisableCpuDap");  // a change that leads past the question
     for (const char* text : {"0", "true", "01", ""}) {
-        target.host.properties["WriteProtectionToggle"] = text;
-        EXPECT_FALSE(target.device.UpdateWriteProtection()) << text;
+        chip.Property("WriteProtectionToggle") = text;
+        EXPECT_EQ(chip.Notify(2), "") << text;
     }
 }
 
-TEST(UpdateWriteProtection, NeedsTheToggleAndTheList) {
-    OpenLumoD target;
-    target.host.properties.erase("WriteProtectionToggle");
-    EXPECT_EQ(ThrownText<std::logic_error>([&] { target.device.UpdateWriteProtection(); }),
-              "Unknown property \"WriteProtectionToggle\"");
-    target.host.properties["WriteProtectionToggle"] = "1";
-    target.host.properties.erase("WriteProtectionText");
-    EXPECT_EQ(ThrownText<std::logic_error>([&] { target.device.UpdateWriteProtection(); }),
-              "Unknown property \"WriteProtectionText\"");
+TEST_F(WriteProtection, NeedsItsList) {
+    chip.SwitchOn("WriteProtectionToggle");
+    chip.host.properties.erase("WriteProtectionText");
+
+    EXPECT_EQ(chip.Notify(2), "Unknown property \"WriteProtectionText\"");
 }
 
-TEST(UpdateWriteProtection, NeverGivesABitBack) {
-    OpenLumoF target;
-    target.host.properties["WriteProtectionToggle"] = "1";
-    target.host.properties["WriteProtectionText"] = "0,33";
-    EXPECT_TRUE(target.device.UpdateWriteProtection());
-    EXPECT_EQ(target.device.writeProtectWords, (ProtectionWords{0xFFFF'FFFE, 0xFFFF'FFFD}));
+TEST_F(WriteProtection, NeverGivesABitBack) {
+    InitializedChip second(kLumoF);
+    EXPECT_EQ(Protect(second, "0,33"), (ProtectionWords{0xFFFF'FFFE, 0xFFFF'FFFD}));
 
-    for (const std::uint32_t phase : {0U, 1U, 2U}) {
-        target.host.properties["WriteProtectionToggle"] = "0";
-        target.device.OnFlashPhase(phase);
+    second.Property("WriteProtectionToggle") = "0";
+    for (const std::int64_t phase : {0, 1, 2}) {
+        EXPECT_EQ(second.Notify(phase), "");
     }
-    target.host.properties["WriteProtectionToggle"] = "1";
-    target.host.properties["WriteProtectionText"] = "1";
-    EXPECT_TRUE(target.device.UpdateWriteProtection());
-    EXPECT_EQ(target.device.writeProtectWords, (ProtectionWords{0xFFFF'FFFC, 0xFFFF'FFFD}));
+
+    EXPECT_EQ(Protect(second, "1"), (ProtectionWords{0xFFFF'FFFC, 0xFFFF'FFFD}));
 }
 
-TEST(UpdateWriteProtection, ABadListChangesNothing) {
-    OpenLumoD target;
-    target.host.properties["WriteProtectionToggle"] = "1";
-    target.host.properties["WriteProtectionText"] = "0,33";
+TEST_F(WriteProtection, ABadListChangesNothing) {
+    chip.SwitchOn("WriteProtectionToggle");
+    chip.Property("WriteProtectionText") = "0,33";
+    EXPECT_EQ(chip.Notify(2), "Given page is out of range: \"33\"\nNote that the number of available pages is 32\n");
 
-    EXPECT_EQ(ThrownText<std::runtime_error>([&] { target.device.UpdateWriteProtection(); }),
-              "Given page is out of range: \"33\"\nNote that the number of available pages is 32\n");
-
-    EXPECT_EQ(target.device.writeProtectWords, (ProtectionWords{0xFFFF'FFFF, 0xFFFF'FFFF}));
+    EXPECT_EQ(Protect(chip, "1"), (ProtectionWords{0xFFFF'FFFD, 0xFFFF'FFFF}));
 }
 
 }  // namespace

@@ -3,10 +3,6 @@
 
 #include <gtest/gtest.h>
 
-#include <stdexcept>
-
-#include "tests/support/OpenTarget.h"
-
 namespace flash::test {
 namespace {
 
@@ -46,21 +42,6 @@ TEST(ClassifyEraseSetting, NumbersItsModes) {
     EXPECT_EQ(static_cast<int>(EraseMode::NecessarySectorsRetain), 2);
     EXPECT_EQ(static_cast<int>(EraseMode::AllUnprotectedSectors), 3);
     EXPECT_EQ(static_cast<int>(EraseMode::SpecificSectors), 4);
-}
-
-TEST(GetEraseMode, ReadsTheSettingEachTime) {
-    OpenLumoD target;
-    EXPECT_EQ(target.device.GetEraseMode(), EraseMode::NecessarySectors);
-    target.host.properties["FlashEraseSetting"] = "Specific Sectors";
-    EXPECT_EQ(target.device.GetEraseMode(), EraseMode::SpecificSectors);
-    EXPECT_EQ(TextsOf(target.host.calls), Texts(4, "GetProperty FlashEraseSetting"));
-}
-
-TEST(GetEraseMode, NeedsTheSetting) {
-    OpenLumoD target;
-    target.host.properties.erase("FlashEraseSetting");
-    EXPECT_EQ(ThrownText<std::logic_error>([&] { target.device.GetEraseMode(); }),
-              "Unknown property \"FlashEraseSetting\"");
 }
 
 }  // namespace

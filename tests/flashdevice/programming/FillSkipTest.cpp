@@ -1,90 +1,86 @@
 // Skipping pages of one value, and whether the plug-in looks at the data at all.
 #include <gtest/gtest.h>
 
-#include <stdexcept>
-
-#include "tests/support/OpenTarget.h"
+#include "tests/support/ConnectedChip.h"
 
 namespace flash::test {
 namespace {
 
-struct FillSkip : testing::Test {
-    OpenLumoD target;
-    OpenDor& device = target.device;
-    FakeHost& host = target.host;
+class FillSkip : public testing::Test {
+protected:
+    // Whether a page of this byte is programmed.
+    bool IsProgrammed(std::uint8_t byte) {
+        chip.host.ForgetCalls();
+        EXPECT_EQ(chip.Write({0, Bytes(4096, byte)}), "");
+        return !chip.host.flashloader.commands.empty();
+    }
+
+    InitializedChip chip{kLumoD};
 };
 
 TEST_F(FillSkip, IsOffWithoutTheOption) {
-    device.fillValue = 0x77;
-    EXPECT_FALSE(device.FillSkipActive());
+    EXPECT_TRUE(IsProgrammed(0));
     for (const char* text : {"0", "true", "01", ""}) {
-        host.properties["FlashPagesFilledWith"] = text;
-        EXPECT_FALSE(device.FillSkipActive()) << text;
+        chip.Property("FlashPagesFilledWith") = text;
+        EXPECT_TRUE(IsProgrammed(0)) << text;
     }
-    EXPECT_EQ(device.fillValue, 0x77);
 }
 
-TEST_F(FillSkip, ReadsTheValueAtEachTest) {
-    host.properties["FlashPagesFilledWith"] = "1";
-    EXPECT_TRUE(device.FillSkipActive());
-    EXPECT_EQ(device.fillValue, 0xFF);
+TEST_F(FillSkip, ReadsTheValueAtEachRequest) {
+    chip.SwitchOn("FlashPagesFilledWith");
+    chip.Property("FlashPagesFilledWithValue") = "0xFF";
+    EXPECT_FALSE(IsProgrammed(0xFF));
+    EXPECT_TRUE(IsProgrammed(0));
 
-    host.properties["FlashPagesFilledWithValue"] = "0";
-    EXPECT_TRUE(device.FillSkipActive());
-    EXPECT_EQ(device.fillValue, 0);
+    chip.Property("FlashPagesFilledWithValue") = "0";
+    EXPECT_FALSE(IsProgrammed(0));
+    EXPECT_TRUE(IsProgrammed(0xFF));
 }
 
 TEST_F(FillSkip, NeedsAProperValue) {
-    host.properties["FlashPagesFilledWith"] = "1";
-    host.properties["FlashPagesFilledWithValue"] = "255";
-    EXPECT_EQ(ThrownText<std::runtime_error>([&] { device.FillSkipActive(); }), "Invalid option was given \"255\".\n");
+    chip.SwitchOn("FlashPagesFilledWith");
+    EXPECT_EQ(chip.HandlesVerification(), "Unknown property \"FlashPagesFilledWithValue\"");
 
-    host.properties.erase("FlashPagesFilledWithValue");
-    EXPECT_EQ(ThrownText<std::logic_error>([&] { device.FillSkipActive(); }),
-              "Unknown property \"FlashPagesFilledWithValue\"");
+    chip.Property("FlashPagesFilledWithValue") = "255";
+    EXPECT_EQ(chip.HandlesVerification(), "Invalid option was given \"255\".\n");
 }
 
 TEST_F(FillSkip, TheDeviceHandlesVerificationForAnyOptionThatExaminesTheData) {
-    EXPECT_FALSE(device.HandlesVerification());
+    EXPECT_EQ(chip.HandlesVerification(), "false");
     for (const char* option : {"KeepCcfgSetting", "FlashPageToggle", "FlashPagesFilledWith", "CrcVerify"}) {
-        OpenLumoD other;
-        other.host.properties[option] = "1";
-        EXPECT_TRUE(other.device.HandlesVerification()) << option;
-        other.host.properties[option] = "true";
-        other.device.sectorRanges.clear();
-        EXPECT_FALSE(other.device.HandlesVerification()) << option;
+        InitializedChip other(kLumoD);
+        other.Property("FlashPagesFilledWithValue") = "1";
+        other.SwitchOn(option);
+        EXPECT_EQ(other.HandlesVerification(), "true") << option;
+        other.Property(option) = "true";
+        EXPECT_EQ(other.HandlesVerification(), "false") << option;
     }
 }
 
 TEST_F(FillSkip, TheTestsForVerificationRunInOrderAndStopAtTheFirst) {
-    host.properties["KeepCcfgSetting"] = "1";
-    host.properties["FlashPageToggle"] = "1";
-    host.properties["FlashPagesFilledWith"] = "1";
-    host.properties["FlashPages"] = "bad";
-    host.properties["FlashPagesFilledWithValue"] = "bad";
-    EXPECT_TRUE(device.HandlesVerification());
+    for (const char* option : {"KeepCcfgSetting", "FlashPageToggle", "FlashPagesFilledWith"}) {
+        chip.SwitchOn(option);
+    }
+    chip.Property("FlashPages") = "bad";
+    chip.Property("FlashPagesFilledWithValue") = "zz";
+    EXPECT_EQ(chip.HandlesVerification(), "true");
 
-    host.properties["KeepCcfgSetting"] = "0";
-    EXPECT_EQ(ThrownText<std::runtime_error>([&] { device.HandlesVerification(); }),
-              "Invalid option was given \"bad\".\n");
+    chip.Property("KeepCcfgSetting") = "0";
+    EXPECT_EQ(chip.HandlesVerification(), "Invalid option was given \"bad\".\n");
 
-    host.properties["FlashPages"] = "1";
-    EXPECT_TRUE(device.HandlesVerification());
-    EXPECT_EQ(device.sectorRanges, (Texts{"0", "2-31"}));
+    chip.Property("FlashPages") = "1";
+    EXPECT_EQ(chip.HandlesVerification(), "true");
 
-    host.properties["FlashPageToggle"] = "0";
-    host.properties["FlashPagesFilledWithValue"] = "zz";
-    EXPECT_EQ(ThrownText<std::runtime_error>([&] { device.HandlesVerification(); }),
-              "Option contains invalid characters: \"zz\".\n");
+    chip.Property("FlashPageToggle") = "0";
+    EXPECT_EQ(chip.HandlesVerification(), "Option contains invalid characters: \"zz\".\n");
 }
 
 TEST_F(FillSkip, TheTestForVerificationNeedsThePageToggle) {
-    host.properties.erase("FlashPageToggle");
-    EXPECT_EQ(ThrownText<std::logic_error>([&] { device.HandlesVerification(); }),
-              "Unknown property \"FlashPageToggle\"");
+    chip.host.properties.erase("FlashPageToggle");
+    EXPECT_EQ(chip.HandlesVerification(), "Unknown property \"FlashPageToggle\"");
 
-    host.properties["KeepCcfgSetting"] = "1";
-    EXPECT_TRUE(device.HandlesVerification());
+    chip.SwitchOn("KeepCcfgSetting");
+    EXPECT_EQ(chip.HandlesVerification(), "true");
 }
 
 }  // namespace

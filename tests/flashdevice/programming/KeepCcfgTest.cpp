@@ -2,342 +2,276 @@
 #include <gtest/gtest.h>
 
 #include <algorithm>
-#include <stdexcept>
 
-#include "tests/support/OpenTarget.h"
+#include "tests/support/ConnectedChip.h"
 
 namespace flash::test {
 namespace {
 
 constexpr std::uint32_t kCcfg = 0x1'FFA8;  // of the usual chip: 88 bytes
 constexpr char kInvalidSize[] = "Keep CCFG: Device CCFG size is invalid, ignoring option.";
+constexpr char kSizeRead[] = "ReadMemory 0x50003FB0 1*4";
 
-struct KeepCcfg : testing::Test {
-    KeepCcfg() { host.properties["KeepCcfgSetting"] = "1"; }
+// From the start of the last sector to CCFG.
+const std::string kTrimmed = Posted(3, 0x1'F000, 4008, 0);
 
-    void SetSizeField(std::uint32_t size) {
-        host.memory.SetWord(target.FlashEnd() - kCcfgSizeWordFromEnd, size << 16 | 0xFFFF);
+std::string Restore(std::uint32_t block) { return Posted(4, kCcfg, 88, block); }
+
+struct KeepingChip : InitializedChip {
+    explicit KeepingChip(const ChipModel& model = kLumoD, std::uint32_t sectorCount = 0)
+        : InitializedChip(model, sectorCount == 0 ? model.reference.sectorCount : sectorCount) {
+        SwitchOn("KeepCcfgSetting");
     }
-    void Program(std::uint32_t address, std::uint32_t length) {
-        const std::vector<std::uint8_t> data(length, 0x11);
-        device.ProgramData(data.data(), address, length);
-    }
-    Texts Commands() const { return TextsOf(target.flashloader.taken); }
-
-    OpenLumoD target;
-    OpenDor& device = target.device;
-    FakeHost& host = target.host;
+    std::string Program(std::uint32_t address, std::size_t length) { return Write({address, Bytes(length, 0x11)}); }
+    void SetSizeField(std::uint32_t size) { host.memory.SetWord(FlashEnd() - kCcfgSizeWordFromEnd, size << 16 | 1); }
+    Texts Reads() const { return TextsOf(Only(host.calls, {Service::ReadMemory})); }
 };
 
-TEST_F(KeepCcfg, IsOnOnlyForTheText1) {
-    EXPECT_TRUE(device.KeepCcfgActive());
+TEST(KeepCcfg, IsOnOnlyForTheText1) {
+    KeepingChip chip;
     for (const char* text : {"0", "true", "1 ", ""}) {
-        host.properties["KeepCcfgSetting"] = text;
-        EXPECT_FALSE(device.KeepCcfgActive()) << text;
+        chip.Property("KeepCcfgSetting") = text;
+        EXPECT_EQ(chip.Program(0, 16), "");
     }
-    host.properties.erase("KeepCcfgSetting");
-    EXPECT_FALSE(device.KeepCcfgActive());
+    chip.host.properties.erase("KeepCcfgSetting");
+    EXPECT_EQ(chip.Program(0, 16), "");
+
+    EXPECT_EQ(std::ranges::count(chip.Reads(), kSizeRead), 0);
 }
 
-TEST_F(KeepCcfg, SavesTheEndOfFlash) {
-    host.memory.SetBytes(kCcfg, {1, 2, 3});
-    host.memory.SetBytes(0x1'FFFF, {99});
-
-    device.ReadCcfg();
-
-    EXPECT_EQ(TextsOf(Without(host.calls, {Slot::GetProperty})),
-              (Texts{"ReadMemory 0x50003FB0 1*4", "ReadMemory 0x0001FFA8 88*1"}));
-    EXPECT_EQ(device.ccfgData->address, kCcfg);
-    EXPECT_EQ(device.ccfgData->lastSectorAddress, 0x1'F000U);
-    EXPECT_EQ(device.ccfgData->data, host.memory.Bytes(kCcfg, 88));
+TEST(KeepCcfg, FollowsTheChipsSizeAndGeneration) {
+    struct Case {
+        const ChipModel& model;
+        std::uint32_t sectors;
+        Texts reads;
+        std::string restore;
+    };
+    const Case cases[] = {
+        {kLumoD, 32, {kSizeRead, "ReadMemory 0x0001FFA8 88*1"}, Posted(4, 0x1'FFA8, 88, 1)},
+        {kLumoD, 16, {kSizeRead, "ReadMemory 0x0000FFA8 88*1"}, Posted(4, 0xFFA8, 88, 1)},
+        {kLumoF, 44, {"ReadMemory 0x50004FB0 1*4", "ReadMemory 0x00057FA8 88*1"}, Posted(4, 0x5'7FA8, 88, 1)},
+    };
+    for (const Case& each : cases) {
+        KeepingChip chip(each.model, each.sectors);
+        const std::uint32_t size = chip.geometry.sectorSize;
+        EXPECT_EQ(chip.Program(chip.geometry.LastSector(), size), "");
+        const Texts reads = chip.Reads();
+        EXPECT_EQ(Texts(reads.begin(), reads.begin() + 2), each.reads);
+        EXPECT_EQ(chip.Commands(), (Texts{Posted(3, chip.geometry.LastSector(), size - 88, 0), each.restore}));
+    }
 }
 
-TEST_F(KeepCcfg, FollowsTheChipsSizeAndGeneration) {
-    OpenLumoF second;
-    second.device.ReadCcfg();
-    EXPECT_EQ(TextsOf(Only(second.host.calls, {Slot::ReadMemory})),
-              (Texts{"ReadMemory 0x50004FB0 1*4", "ReadMemory 0x00057FA8 88*1"}));
-    EXPECT_EQ(second.device.ccfgData->lastSectorAddress, 0x5'6000U);
-
-    OpenLumoD small(16);
-    small.device.ReadCcfg();
-    EXPECT_EQ(small.device.ccfgData->address, 0xFFA8U);
-    EXPECT_EQ(small.device.ccfgData->lastSectorAddress, 0xF000U);
-}
-
-TEST_F(KeepCcfg, TakesSizesUpToASector) {
+TEST(KeepCcfg, TakesSizesUpToASector) {
     struct Case {
         std::uint32_t size;
-        std::uint32_t address;  // 0: invalid
-    };
-    const Case cases[] = {{0, 0},           {1, 0x1'FFFF}, {88, kCcfg}, {4095, 0x1'F001},
-                          {4096, 0x1'F000}, {4097, 0},     {0x8000, 0}, {0xFFFF, 0}};
-    for (const Case& each : cases) {
-        OpenLumoD other;
-        other.SetVerbose();
-        other.host.memory.SetWord(other.FlashEnd() - kCcfgSizeWordFromEnd, each.size << 16);
-        other.device.ccfgData->data = {1};
-        other.device.ReadCcfg();
-        const bool isValid = each.address != 0;
-        EXPECT_EQ(other.device.ccfgData->data.size(), isValid ? each.size : 0) << each.size;
-        EXPECT_EQ(other.host.messages.at(0) == kInvalidSize, !isValid) << each.size;
-        EXPECT_EQ(other.host.messages.size(), 1U);
-        if (isValid) {
-            EXPECT_EQ(other.device.ccfgData->address, each.address) << each.size;
-        }
-    }
-}
-
-TEST_F(KeepCcfg, TellsWhatItSavesInVerboseModeOnly) {
-    device.ReadCcfg();
-    EXPECT_TRUE(host.messages.empty());
-    target.SetVerbose();
-    device.ReadCcfg();
-    EXPECT_EQ(host.messages, Texts{"Keep CCFG: Reading CCFG from target (addr = 0x0001FFA8, length = 88)"});
-    EXPECT_EQ(TextOf(host.calls.back()), "ReadMemory 0x0001FFA8 88*1") << "told before it is read";
-}
-
-TEST_F(KeepCcfg, AnInvalidSizeIsToldInVerboseModeOnlyAndTriedAgainAtTheNextRequest) {
-    SetSizeField(0);
-    Program(0x1'F000, 16);
-    EXPECT_TRUE(host.messages.empty());
-    EXPECT_EQ(target.flashloader.taken.size(), 1U);
-
-    SetSizeField(88);  // the request erased it
-    Program(0x1'F000, 16);
-
-    EXPECT_EQ(device.ccfgData->data.size(), 88U);
-}
-
-TEST_F(KeepCcfg, HoldsNothingAfterAFailingRead) {
-    for (const std::size_t n : {1U, 2U}) {
-        host.FailNth(Slot::ReadMemory, n, kPlannedError);
-        EXPECT_EQ(ThrownText<std::runtime_error>([&] { Program(0, 16); }), kPlannedError);
-        EXPECT_TRUE(device.ccfgData->data.empty()) << n;
-        EXPECT_EQ(target.flashloader.loads, 0U);
-    }
-}
-
-TEST_F(KeepCcfg, ReadsOnceForAllRequestsUntilTheNextPhase) {
-    Program(0, 16);
-    Program(0x1000, 16);
-    EXPECT_EQ(TextsOf(Only(host.calls, {Slot::ReadMemory})).front(), "ReadMemory 0x50003FB0 1*4");
-    const auto countRegisterReads = [&] {
-        const Texts calls = TextsOf(host.calls);
-        return std::count(calls.begin(), calls.end(), "ReadMemory 0x50003FB0 1*4");
-    };
-    EXPECT_EQ(countRegisterReads(), 1);
-
-    device.OnFlashPhase(0);
-    EXPECT_TRUE(device.ccfgData->data.empty());
-    EXPECT_EQ(device.ccfgData->address, 0U);
-    EXPECT_EQ(device.ccfgData->lastSectorAddress, 0U);
-    Program(0x2000, 16);
-    EXPECT_EQ(countRegisterReads(), 2);
-}
-
-TEST_F(KeepCcfg, TrimsARangeThatReachesIntoTheSavedArea) {
-    device.ReadCcfg();
-    target.SetVerbose();
-    struct Case {
-        const char* name;
-        std::uint32_t address, length, trimmed;
-        const char* message;  // null: none
-    };
-    const Case cases[] = {
-        {"ends before", 0x1'F000, 0xFA8, 0xFA8, nullptr},
-        {"ends with its first byte", 0x1'F000, 0xFA9, 0xFA8,
-         "Keep CCFG: Range addr=0x0001F000, length=4009 is overlapping stored CCFG. Length reduced to 4008 bytes.\n"},
-        {"covers it", 0x1'F000, 0x1000, 0xFA8,
-         "Keep CCFG: Range addr=0x0001F000, length=4096 is overlapping stored CCFG. Length reduced to 4008 bytes.\n"},
-        {"starts one byte before", kCcfg - 1, 2, 1,
-         "Keep CCFG: Range addr=0x0001FFA7, length=2 is overlapping stored CCFG. Length reduced to 1 bytes.\n"},
-        {"starts with it", kCcfg, 88, 0,
-         "Keep CCFG: Range addr=0x0001FFA8, length=88 is overlapping stored CCFG. Length reduced to 0.\n"},
-        {"starts beyond flash", 0x2'0000, 4, 0,
-         "Keep CCFG: Range addr=0x00020000, length=4 is overlapping stored CCFG. Length reduced to 0.\n"},
-        {"empty before", 0, 0, 0, nullptr},
-        {"far away", 0, 0x1000, 0x1000, nullptr},
-        {"ends at the end of the address space", 0x1000, 0xFFFF'F000, 0xFFFF'F000, nullptr},
-    };
-    for (const Case& each : cases) {
-        host.ClearRecord();
-        EXPECT_EQ(device.TrimForCcfg(each.address, each.length), each.trimmed) << each.name;
-        EXPECT_EQ(host.messages, each.message == nullptr ? Texts{} : Texts{each.message}) << each.name;
-    }
-    device.verboseState = 0;
-    host.ClearRecord();
-    EXPECT_EQ(device.TrimForCcfg(kCcfg, 1), 0U);
-    EXPECT_EQ(device.TrimForCcfg(0x1'F000, 0x1000), 0xFA8U);
-    EXPECT_TRUE(host.messages.empty());
-}
-
-TEST_F(KeepCcfg, RestoresWhenTheRequestEndedAboveItsStart) {
-    const std::string restore = "command=4 addr=0x0001FFA8 length=88 crc=0x00000000 block=";
-    struct Case {
-        const char* name;
-        std::uint32_t address, length;
-        Texts commands;
-    };
-    const Case cases[] = {
-        {"ends at the byte before", 0x1'F000, 0xFA8, {"command=3 addr=0x0001F000 length=4008 crc=0x00000000 block=0"}},
-        {"ends at its first byte", 0x1'F000, 0xFA9, {"command=3 addr=0x0001F000 length=4008 crc=0x00000000 block=0"}},
-        {"ends at its second byte",
-         0x1'F000,
-         0xFAA,
-         {"command=3 addr=0x0001F000 length=4008 crc=0x00000000 block=0", restore + "1"}},
-        {"covers it",
-         0x1'F000,
-         0x1000,
-         {"command=3 addr=0x0001F000 length=4008 crc=0x00000000 block=0", restore + "1"}},
-        {"one byte at its start", kCcfg, 1, {}},
-        {"two bytes at its start", kCcfg, 2, {restore + "0"}},
-        {"one byte at its second byte", kCcfg + 1, 1, {restore + "0"}},
-        // The last byte of an empty request is the one before it.
-        {"empty at its start", kCcfg, 0, {}},
-        {"empty at its second byte", kCcfg + 1, 0, {}},
-        {"empty at its third byte", kCcfg + 2, 0, {restore + "0"}},
-        {"empty at address 0", 0, 0, {restore + "0"}},
-    };
-    for (const Case& each : cases) {
-        OpenLumoD other;
-        other.host.properties["KeepCcfgSetting"] = "1";
-        other.host.memory.SetBytes(kCcfg, {1, 2, 3});
-        const std::vector<std::uint8_t> before = other.host.memory.Bytes(kCcfg, 88);
-        const std::vector<std::uint8_t> data(each.length, 0x11);
-        other.device.ProgramData(data.data(), each.address, each.length);
-        EXPECT_EQ(TextsOf(other.flashloader.taken), each.commands) << each.name;
-        if (!each.commands.empty() && each.commands.back().find("command=4") == 0) {
-            EXPECT_EQ(other.host.memory.Bytes(kCcfg, 88), before) << each.name;
-            EXPECT_EQ(other.flashloader.taken.back().data, before) << each.name;
-        }
-    }
-}
-
-TEST_F(KeepCcfg, ARestoreIsPostedAndNotWaitedFor) {
-    device.ReadCcfg();
-    target.LoadFlashloader();
-
-    device.RestoreCcfg();
-
-    EXPECT_EQ(TextsOf(Without(host.calls, {Slot::GetProperty})),
-              (Texts{"WriteMemory 0x20001000 88*1", "WriteMemory 0x20000200 20*1"}));
-    EXPECT_EQ(device.currentBlock, 1U);
-}
-
-TEST_F(KeepCcfg, TellsTheRestoreInVerboseModeOnly) {
-    device.ReadCcfg();
-    target.LoadFlashloader();
-    device.RestoreCcfg();
-    EXPECT_TRUE(host.messages.empty());
-    target.SetVerbose();
-    host.ClearRecord();
-    device.RestoreCcfg();
-    EXPECT_EQ(TextsOf(Without(host.calls, {Slot::GetProperty})),
-              (Texts{"PrintMessage Keep CCFG: Programming CCFG back to target (addr=0x0001FFA8, length=88|0x58).",
-                     "WriteMemory 0x20002000 88*1", "WriteMemory 0x20000218 20*1"}));
-}
-
-TEST_F(KeepCcfg, NothingHeldOrTooMuchIsNotRestored) {
-    device.RestoreCcfg();
-    device.ccfgData->data.assign(4097, 0);
-    device.RestoreCcfg();
-    EXPECT_TRUE(host.calls.empty());
-
-    device.ccfgData->data.assign(4096, 0);
-    device.RestoreCcfg();
-    EXPECT_EQ(target.flashloader.taken.size(), 1U);
-}
-
-TEST_F(KeepCcfg, ARestoreLoadsTheFlashloaderIfNeeded) {
-    device.ReadCcfg();
-    device.RestoreCcfg();
-    EXPECT_EQ(target.flashloader.loads, 1U);
-}
-
-TEST_F(KeepCcfg, ExplainsABufferThatCannotBeWrittenForTheRestore) {
-    struct Case {
-        std::uint32_t block;
         const char* message;
     };
     const Case cases[] = {
-        {0,
-         "  Failed to write data to temporary buffer in RAM when restoring CCFG in FLASH memory. addr=0x20001000, "
-         "writeLength=88(0x58), bufIdx=0\nError: 100%s lost\n"},
-        {1,
-         "  Failed to write data to temporary buffer in RAM when restoring CCFG in FLASH memory. addr=0x20002000, "
-         "writeLength=88(0x58), bufIdx=1\nError: 100%s lost\n"},
+        {0, kInvalidSize},
+        {1, "Keep CCFG: Reading CCFG from target (addr = 0x0001FFFF, length = 1)"},
+        {88, "Keep CCFG: Reading CCFG from target (addr = 0x0001FFA8, length = 88)"},
+        {4095, "Keep CCFG: Reading CCFG from target (addr = 0x0001F001, length = 4095)"},
+        {4096, "Keep CCFG: Reading CCFG from target (addr = 0x0001F000, length = 4096)"},
+        {4097, kInvalidSize},
+        {0x8000, kInvalidSize},
+        {0xFFFF, kInvalidSize},
     };
-    device.ReadCcfg();
-    target.LoadFlashloader();
     for (const Case& each : cases) {
-        host.ClearRecord();
-        device.currentBlock = each.block;
-        host.FailNth(Slot::WriteMemory, 1, "100%s lost");
-        EXPECT_EQ(ThrownText<std::runtime_error>([&] { device.RestoreCcfg(); }),
-                  "Failed to write data to temporary buffer in RAM when restoring CCFG in FLASH memory.");
-        EXPECT_EQ(host.messages, Texts{each.message});
-        EXPECT_EQ(device.currentBlock, each.block);
+        KeepingChip chip;
+        chip.StartVerbosely();
+        chip.SetSizeField(each.size);
+        EXPECT_EQ(chip.Program(0, 16), "");
+        EXPECT_EQ(chip.host.messages.at(0), each.message);
+        EXPECT_EQ(chip.Reads().size(), each.message == kInvalidSize ? 3U : 4U) << each.size;
     }
 }
 
-TEST_F(KeepCcfg, ARestoreThatCannotBePostedFailsLikeAnyPost) {
-    device.ReadCcfg();
-    target.LoadFlashloader();
-    host.FailNth(Slot::WriteMemory, 2, "lost");
+TEST(KeepCcfg, OfAWholeSectorIsRestoredWhole) {
+    KeepingChip chip;
+    chip.SetSizeField(4096);
+    const Bytes before = chip.FlashAt(0x1'F000, 0x1000);
 
-    EXPECT_EQ(ThrownText<std::runtime_error>([&] { device.RestoreCcfg(); }),
-              "Failed to write configuration block to target.");
+    EXPECT_EQ(chip.Program(0x1'E000, 0x2000), "");
 
-    EXPECT_EQ(device.currentBlock, 0U);
+    EXPECT_EQ(chip.Commands(), (Texts{Posted(3, 0x1'E000, 4096, 0), Posted(4, 0x1'F000, 4096, 1)}));
+    EXPECT_EQ(chip.FlashAt(0x1'F000, 0x1000), before);
 }
 
-TEST_F(KeepCcfg, SurvivesABankEraseAndTheProgrammingAfterIt) {
-    host.properties["FlashEraseSetting"] = "All Unprotected Sectors";
-    host.memory.SetBytes(kCcfg, {1, 2, 3});
-    const std::vector<std::uint8_t> before = host.memory.Bytes(kCcfg, 88);
+TEST(KeepCcfg, TellsWhatItSavesBeforeItIsRead) {
+    KeepingChip chip;
+    chip.StartVerbosely();
 
-    Program(0x1'F000, 0x1000);
+    ASSERT_EQ(chip.Program(0, 16), "");
 
-    EXPECT_EQ(Commands(), (Texts{"command=1 addr=0x00000000 length=0 crc=0x00000000 block=0",
-                                 "command=4 addr=0x0001FFA8 length=88 crc=0x00000000 block=1",
-                                 "command=2 addr=0x0001F000 length=4008 crc=0x00000000 block=0",
-                                 "command=4 addr=0x0001FFA8 length=88 crc=0x00000000 block=1"}));
-    EXPECT_EQ(host.memory.Bytes(kCcfg, 88), before);
+    const Texts calls = chip.Calls();
+    EXPECT_EQ(Texts(calls.begin(), calls.begin() + 3),
+              (Texts{kSizeRead, "PrintMessage Keep CCFG: Reading CCFG from target (addr = 0x0001FFA8, length = 88)",
+                     "ReadMemory 0x0001FFA8 88*1"}));
 }
 
-TEST_F(KeepCcfg, ARequestOutsideIsTouchedInNoWay) {
-    Program(0x1000, 5000);
+TEST(KeepCcfg, SaysNothingWithoutVerboseMode) {
+    KeepingChip chip;
+    ASSERT_EQ(chip.Program(0x1'F000, 0x1000), "");
+    ASSERT_EQ(chip.Program(kCcfg, 88), "");
+    ASSERT_EQ(chip.Notify(0), "");
+    chip.SetSizeField(0);
+    ASSERT_EQ(chip.Program(0x1'F000, 16), "");
 
-    EXPECT_EQ(Commands(), (Texts{"command=3 addr=0x00001000 length=4096 crc=0x00000000 block=0",
-                                 "command=3 addr=0x00002000 length=904 crc=0x00000000 block=1"}));
+    EXPECT_TRUE(chip.host.messages.empty());
 }
 
-TEST(KeepCcfgSweep, EndsWithTheHostsTextOrThatOfTheStep) {
-    std::size_t writes = 0;
-    const std::vector<std::uint8_t> data(0x1000, 0x11);
-    SweepHostErrors(
-        [](OpenLumoD& target) {
-            target.SetVerbose();
-            target.host.properties["KeepCcfgSetting"] = "1";
-        },
-        [&](OpenLumoD& target) { target.device.ProgramData(data.data(), 0x1'F000, 0x1000); },
-        [&](Slot slot) -> std::string {
-            constexpr const char* kOfWrites[] = {
-                "Failed to write data to temporary buffer in RAM before programming device FLASH memory.",
-                "Failed to write configuration block to target.",
-                "Failed to write data to temporary buffer in RAM when restoring CCFG in FLASH memory.",
-                "Failed to write configuration block to target."};
-            switch (slot) {
-                case Slot::LoadProgram:
-                    return "Failed to write flashloader to device SRAM.";
-                case Slot::WriteMemory:
-                    return kOfWrites[writes++];
-                default:
-                    return kPlannedError;
-            }
-        });
-    EXPECT_EQ(writes, 4U);
+TEST(KeepCcfg, AnInvalidSizeIsTriedAgainAtTheNextRequest) {
+    KeepingChip chip;
+    chip.SetSizeField(0);
+    ASSERT_EQ(chip.Program(0x1'F000, 0x1000), "");
+    EXPECT_EQ(chip.Commands(), Texts{Posted(3, 0x1'F000, 4096, 0)});
+
+    chip.SetSizeField(88);  // the request erased it
+    ASSERT_EQ(chip.Program(0x1'F000, 0x1000), "");
+
+    EXPECT_EQ(chip.Commands().back(), Restore(0));
+}
+
+TEST(KeepCcfg, HoldsNothingAfterAFailingRead) {
+    for (const std::size_t n : {1U, 2U}) {
+        KeepingChip chip;
+        chip.host.failures.FailNth(Service::ReadMemory, n, "lost");
+        EXPECT_EQ(chip.Program(0, 16), "lost");
+        EXPECT_EQ(chip.host.flashloader.loads, 0U);
+
+        EXPECT_EQ(chip.Program(0x1'F000, 0x1000), "");
+        EXPECT_EQ(chip.Commands(), (Texts{kTrimmed, Restore(1)})) << "read again";
+    }
+}
+
+TEST(KeepCcfg, ReadsOnceForAllRequestsUntilTheNextPhase) {
+    KeepingChip chip;
+    ASSERT_EQ(chip.Program(0, 16), "");
+    ASSERT_EQ(chip.Program(0x1000, 16), "");
+    EXPECT_EQ(std::ranges::count(chip.Reads(), kSizeRead), 1);
+
+    ASSERT_EQ(chip.Notify(0), "");
+    chip.host.memory.SetBytes(kCcfg, {1, 2, 3});
+    ASSERT_EQ(chip.Program(0x1'F000, 0x1000), "");
+    ASSERT_EQ(chip.Notify(0), "");
+
+    EXPECT_EQ(std::ranges::count(chip.Reads(), kSizeRead), 2);
+    chip.host.HaltTarget();
+    EXPECT_EQ(chip.FlashAt(kCcfg, 3), (Bytes{1, 2, 3}));
+}
+
+TEST(KeepCcfg, TrimsARangeThatReachesIntoTheSavedArea) {
+    struct Case {
+        const char* name;
+        std::uint32_t address;
+        std::size_t length;
+        const char* trimming;  // told; null: none
+        Texts commands;        // of the data and the restore
+    };
+    const Case cases[] = {
+        {"ends at the byte before", 0x1'F000, 0xFA8, nullptr, {kTrimmed}},
+        {"ends at its first byte",
+         0x1'F000,
+         0xFA9,
+         "addr=0x0001F000, length=4009 … reduced to 4008 bytes.",
+         {kTrimmed}},
+        {"ends at its second byte",
+         0x1'F000,
+         0xFAA,
+         "addr=0x0001F000, length=4010 … reduced to 4008 bytes.",
+         {kTrimmed, Restore(1)}},
+        {"covers it",
+         0x1'F000,
+         0x1000,
+         "addr=0x0001F000, length=4096 … reduced to 4008 bytes.",
+         {kTrimmed, Restore(1)}},
+        {"starts one byte before",
+         kCcfg - 1,
+         2,
+         "addr=0x0001FFA7, length=2 … reduced to 1 bytes.",
+         {Posted(3, kCcfg - 1, 1, 0)}},
+        {"one byte at its start", kCcfg, 1, "addr=0x0001FFA8, length=1 … reduced to 0.", {}},
+        {"two bytes at its start", kCcfg, 2, "addr=0x0001FFA8, length=2 … reduced to 0.", {Restore(0)}},
+        {"one byte at its second byte", kCcfg + 1, 1, "addr=0x0001FFA9, length=1 … reduced to 0.", {Restore(0)}},
+        {"starts beyond flash", 0x2'0000, 4, "addr=0x00020000, length=4 … reduced to 0.", {Restore(0)}},
+        {"far away", 0, 0x1000, nullptr, {Posted(3, 0, 4096, 0)}},
+        // The last byte of an empty request is the one before it.
+        {"empty at its start", kCcfg, 0, "addr=0x0001FFA8, length=0 … reduced to 0.", {}},
+        {"empty at its second byte", kCcfg + 1, 0, "addr=0x0001FFA9, length=0 … reduced to 0.", {}},
+        {"empty at its third byte", kCcfg + 2, 0, "addr=0x0001FFAA, length=0 … reduced to 0.", {Restore(0)}},
+        {"empty at address 0", 0, 0, nullptr, {Restore(0)}},
+    };
+    for (const Case& each : cases) {
+        KeepingChip chip;
+        chip.StartVerbosely();
+        const Bytes before = chip.FlashAt(kCcfg, 88);
+        EXPECT_EQ(chip.Program(each.address, each.length), "") << each.name;
+        EXPECT_EQ(chip.Commands(), each.commands) << each.name;
+        std::string trimming =
+            each.trimming == nullptr ? "none" : std::string("Keep CCFG: Range ") + each.trimming + "\n";
+        if (const std::size_t gap = trimming.find("…"); gap != std::string::npos) {
+            trimming.replace(gap, std::string("…").size(), "is overlapping stored CCFG. Length");
+        }
+        const auto told = std::ranges::find_if(
+            chip.host.messages, [](const std::string& text) { return text.starts_with("Keep CCFG: Range"); });
+        EXPECT_EQ(told == chip.host.messages.end() ? "none" : *told, trimming) << each.name;
+        chip.host.HaltTarget();
+        if (!each.commands.empty() && each.commands.back() == Restore(1)) {
+            EXPECT_EQ(chip.FlashAt(kCcfg, 88), before) << each.name;
+        }
+    }
+}
+
+TEST(KeepCcfg, ARestoreIsToldPostedAndNotWaitedFor) {
+    KeepingChip chip;
+    chip.StartVerbosely();
+    ASSERT_EQ(chip.Program(0, 0), "");  // an empty request at address 0 only restores
+    chip.host.ForgetCalls();
+
+    ASSERT_EQ(chip.Program(0, 0), "");
+
+    EXPECT_EQ(chip.Calls(),
+              (Texts{"ReadMemory 0x20000210 1*4",
+                     "PrintMessage Keep CCFG: Programming CCFG back to target (addr=0x0001FFA8, length=88|0x58).",
+                     "WriteMemory 0x20004000 88*1", "WriteMemory 0x20000218 20*1"}));
+}
+
+TEST(KeepCcfg, ExplainsABufferThatCannotBeWrittenForTheRestore) {
+    constexpr char kFailed[] = "Failed to write data to temporary buffer in RAM when restoring CCFG in FLASH memory.";
+    struct Case {
+        std::size_t length;  // of a request that ends with flash
+        std::size_t n;       // of the writes
+        const char* details;
+    };
+    const Case cases[] = {
+        {88, 1, " addr=0x20001000, writeLength=88(0x58), bufIdx=0\nError: 100%s lost\n"},
+        {0x1000, 3, " addr=0x20004000, writeLength=88(0x58), bufIdx=1\nError: 100%s lost\n"},
+    };
+    for (const Case& each : cases) {
+        KeepingChip chip;
+        chip.host.failures.FailNth(Service::WriteMemory, each.n, "100%s lost");
+        EXPECT_EQ(chip.Program(0x2'0000 - static_cast<std::uint32_t>(each.length), each.length), kFailed);
+        EXPECT_EQ(chip.host.messages, Texts{std::string("  ") + kFailed + each.details});
+    }
+}
+
+TEST(KeepCcfg, ARestoreThatCannotBePostedFailsLikeAnyPost) {
+    KeepingChip chip;
+    chip.host.failures.FailNth(Service::WriteMemory, 2, "lost");
+    EXPECT_EQ(chip.Program(kCcfg, 88), "Failed to write configuration block to target.");
+}
+
+TEST(KeepCcfg, SurvivesABankEraseAndTheProgrammingAfterIt) {
+    KeepingChip chip;
+    chip.Property("FlashEraseSetting") = "All Unprotected Sectors";
+    const Bytes before = chip.FlashAt(kCcfg, 88);
+
+    ASSERT_EQ(chip.Program(0x1'F000, 0x1000), "");
+    chip.host.HaltTarget();
+
+    EXPECT_EQ(chip.Commands(), (Texts{Posted(1, 0, 0, 0), Restore(1), Posted(2, 0x1'F000, 4008, 0), Restore(1)}));
+    EXPECT_EQ(chip.FlashAt(kCcfg, 88), before);
+    EXPECT_EQ(std::ranges::count(chip.Reads(), kSizeRead), 1) << "the copy in hand is restored";
 }
 
 }  // namespace

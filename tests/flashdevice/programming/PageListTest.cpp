@@ -5,7 +5,7 @@
 
 #include <stdexcept>
 
-#include "tests/support/HostCall.h"
+#include "tests/support/CallTexts.h"
 #include "tests/support/ThrownText.h"
 
 namespace flash::test {

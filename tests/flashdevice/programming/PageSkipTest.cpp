@@ -1,127 +1,102 @@
 // The option that excludes pages from programming.
 #include <gtest/gtest.h>
 
-#include <stdexcept>
-
-#include "tests/support/OpenTarget.h"
+#include "tests/support/ConnectedChip.h"
 
 namespace flash::test {
 namespace {
 
-struct PageSkip : testing::Test {
+class PageSkip : public testing::Test {
+protected:
     void Skip(const std::string& pages) {
-        host.properties["FlashPageToggle"] = "1";
-        host.properties["FlashPages"] = pages;
+        chip.SwitchOn("FlashPageToggle");
+        chip.Property("FlashPages") = pages;
     }
 
-    OpenLumoD target;
-    OpenDor& device = target.device;
-    FakeHost& host = target.host;
+    InitializedChip chip{kLumoD};
+    SimulatedHost& host = chip.host;
 };
 
 TEST_F(PageSkip, IsOnOnlyForTheText1) {
+    host.properties.erase("FlashPages");  // not even read
     for (const char* text : {"0", "true", "01", "1 ", ""}) {
-        host.properties["FlashPageToggle"] = text;
-        EXPECT_FALSE(device.PageSkipActive()) << text;
+        chip.Property("FlashPageToggle") = text;
+        EXPECT_EQ(chip.HandlesVerification(), "false") << text;
     }
-    EXPECT_TRUE(device.sectorRanges.empty());
     Skip("");
-    EXPECT_TRUE(device.PageSkipActive());
+    EXPECT_EQ(chip.HandlesVerification(), "true");
 }
 
 TEST_F(PageSkip, NeedsTheToggleAndTheList) {
     host.properties.erase("FlashPageToggle");
-    EXPECT_EQ(ThrownText<std::logic_error>([&] { device.PageSkipActive(); }), "Unknown property \"FlashPageToggle\"");
+    EXPECT_EQ(chip.Write({0, {1}}), "Unknown property \"FlashPageToggle\"");
 
-    host.properties["FlashPageToggle"] = "1";
+    Skip("");
     host.properties.erase("FlashPages");
-    EXPECT_EQ(ThrownText<std::logic_error>([&] { device.PageSkipActive(); }), "Unknown property \"FlashPages\"");
+    EXPECT_EQ(chip.Write({0, {1}}), "Unknown property \"FlashPages\"");
 }
 
 TEST_F(PageSkip, BuildsThePermittedRangesOnce) {
     Skip("1, 3-5");
+    EXPECT_EQ(chip.HandlesVerification(), "true");
+    chip.Property("FlashPages") = "7";
+    host.ForgetCalls();
 
-    EXPECT_TRUE(device.PageSkipActive());
-    EXPECT_EQ(device.sectorRanges, (Texts{"0", "2", "6-31"}));
-    EXPECT_EQ(TextsOf(host.calls), (Texts{"GetProperty FlashPageToggle", "GetProperty FlashPageToggle",
-                                          "GetProperty FlashPages", "GetProperty FlashPages"}));
+    EXPECT_EQ(chip.HandlesVerification(), "true");
+    EXPECT_EQ(chip.Write({0, Pattern(0x8000, 1)}), "");
 
-    host.properties["FlashPages"] = "7";
-    host.ClearRecord();
-    EXPECT_TRUE(device.PageSkipActive());
-    EXPECT_EQ(device.sectorRanges, (Texts{"0", "2", "6-31"}));
-    EXPECT_EQ(host.calls.size(), 2U);
+    EXPECT_EQ(chip.Commands(), (Texts{Posted(3, 0, 4096, 0), Posted(3, 0x2000, 4096, 1), Posted(3, 0x6000, 4096, 0),
+                                      Posted(3, 0x7000, 4096, 1)}));
 }
 
-TEST_F(PageSkip, TellsTheListAsItIsInVerboseModeOnly) {
-    Skip("1, 3-5");
-    device.PageSkipActive();
-    EXPECT_TRUE(host.messages.empty());
-
-    device.sectorRanges.clear();
-    target.SetVerbose();
-    device.PageSkipActive();
-    device.PageSkipActive();
-
-    EXPECT_EQ(host.messages, Texts{"Skip program/erase/verify of the following page(s): 1, 3-5"});
-}
-
-TEST_F(PageSkip, TellsAListWithPrintfCharactersOrOfAnyLength) {
-    std::string list;
+TEST_F(PageSkip, TellsTheListAsItIsAndOnce) {
+    std::string list = "1, 3-5";
     for (int i = 0; i < 300; ++i) {
-        list += " 1,";
+        list += ", 1";
     }
     Skip(list);
-    target.SetVerbose();
+    ASSERT_EQ(chip.HandlesVerification(), "true");
+    EXPECT_TRUE(host.messages.empty());
 
-    device.PageSkipActive();
+    chip.StartVerbosely();
+    ASSERT_EQ(chip.HandlesVerification(), "true");
+    ASSERT_EQ(chip.HandlesVerification(), "true");
 
     EXPECT_EQ(host.messages, Texts{"Skip program/erase/verify of the following page(s): " + list});
 }
 
 TEST_F(PageSkip, OfAllPagesIsBuiltAndToldAtEachTest) {
     Skip("0-31");
-    target.SetVerbose();
+    chip.StartVerbosely();
 
-    EXPECT_TRUE(device.PageSkipActive());
-    EXPECT_TRUE(device.PageSkipActive());
+    EXPECT_EQ(chip.HandlesVerification(), "true");
+    EXPECT_EQ(chip.HandlesVerification(), "true");
 
-    EXPECT_TRUE(device.sectorRanges.empty());
     EXPECT_EQ(host.messages, Texts(2, "Skip program/erase/verify of the following page(s): 0-31"));
 }
 
 TEST_F(PageSkip, KeepsNoPartOfABadList) {
     Skip("1,40");
-    target.SetVerbose();
+    chip.SwitchOn("FlashVerboseMode");
 
-    EXPECT_EQ(ThrownText<std::runtime_error>([&] { device.PageSkipActive(); }),
+    EXPECT_EQ(chip.HandlesVerification(),
               "Given page is out of range: \"40\"\nNote that the number of available pages is 32\n");
 
-    EXPECT_TRUE(device.sectorRanges.empty());
     EXPECT_TRUE(host.messages.empty());
-}
-
-TEST_F(PageSkip, EndsWithTheHostsTextWhenTheListCannotBeTold) {
-    Skip("1");
-    target.SetVerbose();
-    host.FailNth(Slot::PrintMessage, 1, kPlannedError);
-
-    EXPECT_EQ(ThrownText<std::runtime_error>([&] { device.PageSkipActive(); }), kPlannedError);
+    Skip("0");
+    ASSERT_EQ(chip.Write({0x1000, {1}}), "");
+    EXPECT_EQ(host.flashloader.commands.size(), 1U) << "page 1 is permitted";
 }
 
 TEST_F(PageSkip, ListsHaveOneFlagPerSectorOfTheChip) {
-    host.properties["List"] = "0,33";
-    OpenLumoF second;
-    second.host.properties["List"] = "0,33";
+    InitializedChip second(kLumoF);
+    second.Property("StandaloneEraseSpecificText") = "0,43";
+    EXPECT_EQ(second.Execute("EraseSectors"), "");
+    EXPECT_EQ(second.Commands(), (Texts{Posted(5, 0, 8191, 0), Posted(5, 0x5'6000, 8191, 1)}));
 
-    const std::vector<bool> pages = second.device.ParsePageList("List");
-
-    EXPECT_EQ(pages.size(), 44U);
-    EXPECT_FALSE(pages[33]);
-    EXPECT_EQ(second.device.PageListToRanges("List", false), (Texts{"0", "33"}));
-    EXPECT_EQ(second.device.PageListToRanges("List", true), (Texts{"1-32", "34-43"}));
-    EXPECT_THROW(device.ParsePageList("List"), std::runtime_error);
-    EXPECT_EQ(ThrownText<std::logic_error>([&] { device.ParsePageList("Missing"); }), "Unknown property \"Missing\"");
+    second.Property("StandaloneEraseSpecificText") = "44";
+    EXPECT_EQ(second.Execute("EraseSectors"),
+              "Given page is out of range: \"44\"\nNote that the number of available pages is 44\n");
 }
 
 }  // namespace

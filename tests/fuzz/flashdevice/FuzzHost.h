@@ -11,11 +11,11 @@
 #include <vector>
 
 #include "tests/fuzz/ByteSource.h"
-#include "tests/support/StrictHost.h"
+#include "tests/support/StubHost.h"
 
 namespace flash::fuzz {
 
-class FuzzHost final : public test::StrictHost {
+class FuzzHost final : public test::StubHost {
 public:
     // Takes one byte per setting; 0 is its usual value.
     explicit FuzzHost(ByteSource& byteSource);

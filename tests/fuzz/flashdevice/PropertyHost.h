@@ -4,11 +4,11 @@
 #include <string>
 #include <vector>
 
-#include "tests/support/StrictHost.h"
+#include "tests/support/StubHost.h"
 
 namespace flash::fuzz {
 
-class PropertyHost final : public test::StrictHost {
+class PropertyHost final : public test::StubHost {
 public:
     explicit PropertyHost(const std::string& text) : property(text) {}
 
@@ -17,22 +17,6 @@ public:
         errors.emplace_back(text);
         return nullptr;
     }
-
-    const char* SetProperty(const char*, const char*) override { return nullptr; }
-    const char* LoadProgram(const char*, const char*, const char*) override { return nullptr; }
-    const char* LookUpSymbol(const char*, std::uint64_t*) override { return nullptr; }
-    const char* RunTarget() override { return nullptr; }
-    const char* HaltTarget() override { return nullptr; }
-    const char* ReadMemory(void*, std::size_t, std::uint64_t, std::uint16_t, std::size_t) override { return nullptr; }
-    const char* WriteMemory(const void*, std::size_t, std::uint64_t, std::uint16_t, std::size_t) override {
-        return nullptr;
-    }
-    const char* ReadRegister(std::uint32_t, std::uint64_t*) override { return nullptr; }
-    const char* WriteRegister(std::uint32_t, std::uint64_t) override { return nullptr; }
-    const char* PrintMessage(const char*) override { return nullptr; }
-    const char* GetDirectoryPath() override { return ""; }
-    const char* WaitMilliseconds(std::uint32_t) override { return nullptr; }
-    const char* SelectCore(const char*) override { return nullptr; }
 
     std::string property;
     std::vector<std::string> errors;

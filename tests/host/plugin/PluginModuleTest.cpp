@@ -6,11 +6,13 @@
 #include <fstream>
 #include <functional>
 
-#include "tests/host/support/ScriptedHost.h"
 #include "tests/host/support/Throws.h"
+#include "validator/simulation/SimulatedHost.h"
 
 namespace flash::host {
 namespace {
+
+using simulation::SimulatedHost;
 
 TEST(PluginModule, RefusesWhatIsNoPluginNamingThePath) {
     const std::filesystem::path text = std::filesystem::path(testing::TempDir()) / "plugin.txt";
@@ -46,7 +48,8 @@ TEST(PluginDevice, AFactoryThatFailsInAnyWayIsExplained) {
                           {"factory gives nothing", "reported success but gave none"}};
     for (const Case& c : cases) {
         SCOPED_TRACE(c.behaviour);
-        ScriptedHost host(c.behaviour);
+        SimulatedHost host;
+        host.properties["FakeBehaviour"] = c.behaviour;
         const std::string failure =
             FailureOf(FailureKind::Unreachable, [&] { const PluginDevice device(module, "LumoF2", host); });
         EXPECT_NE(failure.find("cannot make a device for \"LumoF2\": "), std::string::npos) << failure;
@@ -56,7 +59,7 @@ TEST(PluginDevice, AFactoryThatFailsInAnyWayIsExplained) {
 
 TEST(PluginDevice, TheRealModuleRefusesANameWithoutAGenerationThroughAnException) {
     const PluginModule module(REAL_PLUGIN_MODULE);
-    ScriptedHost host;
+    SimulatedHost host;
 
     const std::string shortName =
         FailureOf(FailureKind::Unreachable, [&] { const PluginDevice device(module, "Lum", host); });
@@ -69,7 +72,8 @@ TEST(PluginDevice, TheRealModuleRefusesANameWithoutAGenerationThroughAnException
 
 std::string PluginErrorOf(const char* behaviour, const std::function<void(PluginDevice&)>& work) {
     const PluginModule module(FAKE_PLUGIN_MODULE);
-    ScriptedHost host(behaviour);
+    SimulatedHost host;
+    host.properties["FakeBehaviour"] = behaviour;
     PluginDevice device(module, "LumoD1", host);
     try {
         work(device);
@@ -96,7 +100,7 @@ TEST(PluginDevice, ErrorsOfOperationsBecomeOneKindOfException) {
 
 TEST(PluginDevice, AnswersArePassedOnAndTheDeviceIsReleased) {
     const PluginModule module(FAKE_PLUGIN_MODULE);
-    ScriptedHost host;
+    SimulatedHost host;
     {
         PluginDevice device(module, "LumoD1", host);
         EXPECT_EQ(device.Initialize(), "Erase, BlankCheck");

@@ -10,11 +10,11 @@
 #include <vector>
 
 #include "chip/VirtualChip.h"
-#include "tests/support/StrictHost.h"
+#include "tests/support/StubHost.h"
 
 namespace flash::test {
 
-class ChipHost final : public StrictHost {
+class ChipHost final : public StubHost {
 public:
     // Refers to the chip, which must live as long.
     explicit ChipHost(chip::VirtualChip& virtualChip) : chip(virtualChip) {}

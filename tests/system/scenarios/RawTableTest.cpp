@@ -158,7 +158,7 @@ TEST_P(RawTable, TheFirstErrorTextShowsTheSecondOne) {
     host.failures.FailNth(Service::HaltTarget, 1, "first");
     const char* first = Call(kNotifyPhase, std::int64_t{1});
     ASSERT_STREQ(first, "first");
-    const std::string longText(2000, 'x');
+    const std::string longText(2048, 'x');
     host.failures.FailNth(Service::HaltTarget, 1, longText);
 
     const char* second = Call(kNotifyPhase, std::int64_t{1});
