@@ -69,7 +69,7 @@ void VirtualChip::Implementation::AdvanceTo(Nanoseconds target) {
 void VirtualChip::Implementation::Step(Nanoseconds target) {
     Nanoseconds reached = std::min(target, controller.NextEvent());
     if (state == CoreState::Running) {
-        reached = core->RunUntil(reached);
+        reached = core->RunUntil(std::min(reached, controller.WatchdogBites(runStart)));
     }
     now = std::max(now, reached);
     NoteFinishedCommands();
@@ -82,6 +82,14 @@ void VirtualChip::Implementation::Step(Nanoseconds target) {
     }
     Obey(std::exchange(pendingSignals, {}));
     Obey(controller.AdvanceTo(now));
+    LetTheWatchdogBite();
+}
+
+void VirtualChip::Implementation::LetTheWatchdogBite() {
+    if (state == CoreState::Running && now >= controller.WatchdogBites(runStart)) {
+        log.AddViolation(Violation::WatchdogBite, core->Register(CoreRegister::Pc), now);
+        Reset();
+    }
 }
 
 void VirtualChip::Implementation::Obey(const ControllerSignals& signals) {

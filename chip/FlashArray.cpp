@@ -6,7 +6,7 @@
 namespace flash::chip {
 
 FlashArray::FlashArray(std::uint32_t count, std::uint32_t size)
-    : sectorCount(count), sectorSize(size), bytes(std::size_t{count} * size) {
+    : sectorCount(count), sectorSize(size), bytes(std::size_t{count} * size), programmed(Length() / 4) {
     std::ranges::fill(bytes.Bytes(), std::uint8_t{0xFF});
 }
 
@@ -18,15 +18,21 @@ std::uint32_t FlashArray::Word(std::uint32_t address) const {
     return word;
 }
 
-void FlashArray::EraseSector(std::uint32_t sector) { std::ranges::fill(Sector(sector), std::uint8_t{0xFF}); }
+void FlashArray::Erase(std::uint32_t address, std::uint32_t length) {
+    std::ranges::fill(bytes.Bytes().subspan(address, length), std::uint8_t{0xFF});
+    std::fill_n(programmed.begin() + address / 4, length / 4, false);
+}
 
-void FlashArray::TearSectorErase(std::uint32_t sector, Random& random) {
-    for (std::uint8_t& byte : Sector(sector)) {
+// What is half erased takes nothing new: it counts as programmed.
+void FlashArray::TearErase(std::uint32_t address, std::uint32_t length, Random& random) {
+    std::fill_n(programmed.begin() + address / 4, length / 4, true);
+    for (std::uint8_t& byte : bytes.Bytes().subspan(address, length)) {
         byte = static_cast<std::uint8_t>(byte | random.NextByte());
     }
 }
 
 bool FlashArray::ProgramWord(std::uint32_t address, std::uint32_t value) {
+    programmed[address / 4] = true;
     ClearBits(address, ~value);
     const bool isAsAsked = Word(address) == value;
     FlipBits(address, value);
@@ -39,7 +45,18 @@ void FlashArray::TearWordProgram(std::uint32_t address, std::uint32_t value, Ran
     do {
         cleared = toClear & static_cast<std::uint32_t>(random.Next() >> 32);
     } while (std::popcount(toClear) >= 2 && (cleared == 0 || cleared == toClear));
+    programmed[address / 4] = true;
     ClearBits(address, cleared);
+}
+
+void FlashArray::MarkProgrammed(const std::vector<bool>& words) {
+    std::copy(words.begin(), words.end(), programmed.begin());
+}
+
+void FlashArray::MarkWhatIsNotOnes(std::uint32_t address, std::size_t length) {
+    for (std::size_t at = address; at < address + length; ++at) {
+        programmed[at / 4] = programmed[at / 4] || bytes.Bytes()[at] != 0xFF;
+    }
 }
 
 void FlashArray::WeakenBit(std::uint32_t address, unsigned bit) {
@@ -55,10 +72,6 @@ void FlashArray::FlipBit(std::uint32_t address, unsigned bit) {
 void FlashArray::HealBits() {
     weakBits.clear();
     flippingBits.clear();
-}
-
-std::span<std::uint8_t> FlashArray::Sector(std::uint32_t sector) {
-    return bytes.Bytes().subspan(std::size_t{sector} * sectorSize, sectorSize);
 }
 
 void FlashArray::ClearBits(std::uint32_t address, std::uint32_t bits) {

@@ -5,6 +5,7 @@
 #include <cstdint>
 #include <map>
 #include <span>
+#include <vector>
 
 #include "chip/PageBytes.h"
 #include "chip/Random.h"
@@ -23,13 +24,18 @@ public:
     std::span<const std::uint8_t> Bytes() const { return bytes.Bytes(); }
     std::uint32_t Word(std::uint32_t address) const;  // any alignment, least significant byte first
 
-    void EraseSector(std::uint32_t sector);
-    void TearSectorErase(std::uint32_t sector, Random& random);
+    void Erase(std::uint32_t address, std::uint32_t length);
+    void TearErase(std::uint32_t address, std::uint32_t length, Random& random);
 
     // Clears the bits that are 0 in `value`. False when the word then holds something else.
     bool ProgramWord(std::uint32_t address, std::uint32_t value);
     // Clears some of the bits that are to be cleared, any of them, and where there are two or more, not all.
     void TearWordProgram(std::uint32_t address, std::uint32_t value, Random& random);
+
+    // Words that were programmed since they were erased, whatever they read as.
+    const std::vector<bool>& Programmed() const { return programmed; }
+    void MarkProgrammed(const std::vector<bool>& words);
+    void MarkWhatIsNotOnes(std::uint32_t address, std::size_t length);  // as what put it there would have
 
     // From now on programming leaves this bit (0 to 7) of the byte at `address` as it is.
     void WeakenBit(std::uint32_t address, unsigned bit);
@@ -38,13 +44,13 @@ public:
     void HealBits();  // ends both
 
 private:
-    std::span<std::uint8_t> Sector(std::uint32_t sector);
     void ClearBits(std::uint32_t address, std::uint32_t bits);
     void FlipBits(std::uint32_t address, std::uint32_t value);
 
     std::uint32_t sectorCount;
     std::uint32_t sectorSize;
     PageBytes bytes;
+    std::vector<bool> programmed;
     // Masks by address of the byte.
     std::map<std::uint32_t, std::uint8_t> weakBits;
     std::map<std::uint32_t, std::uint8_t> flippingBits;

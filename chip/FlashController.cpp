@@ -3,52 +3,62 @@
 #include <algorithm>
 
 namespace flash::chip {
-namespace {
-
-constexpr int kLateness = 10;  // of an operation that reports busy for too long
-
-}  // namespace
 
 void FlashController::PowerUp() {
     addressRegister = 0;
-    dataRegister = 0;
+    dataRegisters = {};
+    lastFed = Nanoseconds::zero();
     protect0 = array.Word(array.Length() - kProtect0BeforeEnd);
     protect1 = array.Word(array.Length() - kProtect1BeforeEnd);
     status = Status::Ready;
     operation.reset();
 }
 
+// DATA and, of a longer unit, the registers of its other words.
+std::uint32_t* FlashController::FindData(std::uint32_t address) {
+    const std::uint32_t index = address == kDataRegister ? 0 : 1 + (address - kMoreDataRegisters) / 4;
+    return index < UnitWordCount() && address % 4 == 0 ? &dataRegisters[index] : nullptr;
+}
+
 std::uint32_t FlashController::Load(std::uint32_t address, Nanoseconds now) {
+    if (const std::uint32_t* data = FindData(address)) {
+        return *data;
+    }
     switch (address) {
         case kSizeRegister:
             return array.SectorCount();
         case kAddressRegister:
             return addressRegister;
-        case kDataRegister:
-            return dataRegister;
         case kStatusRegister:
             if (operation) {
                 return static_cast<std::uint32_t>(operation->saysReadyEarly ? Status::Success : Status::Busy);
             }
             return static_cast<std::uint32_t>(status);
         case kProtect0Register:
-            return protect0;
+            return kind.protectsWithOnes ? ~protect0 : protect0;
         case kProtect1Register:
-            return protect1;
+            return kind.protectsWithOnes ? ~protect1 : protect1;
+        case kBlankRegister:
+            return kind.isWrittenOnce ? (IsUnitProgrammed() ? 0 : 1) : Misuse(address, now);
         default:
             return Misuse(address, now);
     }
 }
 
 ControllerSignals FlashController::Store(std::uint32_t address, std::uint32_t value, Nanoseconds now) {
+    if (std::uint32_t* data = FindData(address)) {
+        *data = value;
+        return {};
+    }
+    if (address == kFeedRegister && kind.watchdog != Nanoseconds::zero()) {
+        lastFed = now;
+        return {};
+    }
     switch (address) {
         case kCommandRegister:
             return Command(value, now);
         case kAddressRegister:
             addressRegister = value;
-            return {};
-        case kDataRegister:
-            dataRegister = value;
             return {};
         default:
             Misuse(address, now);
@@ -63,6 +73,10 @@ Nanoseconds FlashController::StatusStall(Nanoseconds now) const {
     return operation->neverEnds ? timing.busyStall : std::min(timing.busyStall, operation->end - now);
 }
 
+Nanoseconds FlashController::WatchdogBites(Nanoseconds runningSince) const {
+    return kind.watchdog == Nanoseconds::zero() ? Nanoseconds::max() : std::max(runningSince, lastFed) + kind.watchdog;
+}
+
 Nanoseconds FlashController::NextEvent() const {
     return operation && !operation->neverEnds ? operation->end : Nanoseconds::max();
 }
@@ -71,7 +85,7 @@ ControllerSignals FlashController::AdvanceTo(Nanoseconds now) {
     if (NextEvent() > now) {
         return {};
     }
-    const Operation finished = *operation;
+    const FlashOperation finished = *operation;
     operation.reset();
     Finish(finished);
     return {.powerIsLost = finished.losesPowerAtEnd};
@@ -81,7 +95,7 @@ void FlashController::Abort(Nanoseconds now) {
     if (!operation) {
         return;
     }
-    Operation torn = *operation;
+    FlashOperation torn = *operation;
     operation.reset();
     torn.outcome = Outcome::Torn;
     torn.end = now;
@@ -94,25 +108,27 @@ ControllerSignals FlashController::Command(std::uint32_t value, Nanoseconds now)
         return {};
     }
     const bool hasKey = (value & 0xFFFF'0000) == kCommandKey;
-    const std::optional<Operation> accepted =
+    const std::optional<FlashOperation> accepted =
         hasKey ? Accept(value & 0xFFFF, now) : Refuse(Violation::WrongKey, Status::IncorrectParameter, now);
     return accepted ? Start(*accepted, now) : ControllerSignals{};
 }
 
-std::optional<FlashController::Operation> FlashController::Accept(std::uint32_t code, Nanoseconds now) {
+std::optional<FlashOperation> FlashController::Accept(std::uint32_t code, Nanoseconds now) {
     switch (code) {
         case kEraseSectorCode:
             return AcceptSectorErase(now);
         case kProgramWordCode:
-            return AcceptWordProgram(now);
+            return AcceptProgram(now);
         case kEraseBankCode:
-            return Operation{.kind = EventKind::EraseBank, .start = now, .end = now + timing.bankErase};
+            return !kind.hasBankErase
+                       ? Refuse(Violation::WrongKey, Status::IncorrectParameter, now)
+                       : FlashOperation{.kind = EventKind::EraseBank, .start = now, .end = now + timing.bankErase};
         default:
             return Refuse(Violation::WrongKey, Status::IncorrectParameter, now);
     }
 }
 
-std::optional<FlashController::Operation> FlashController::AcceptSectorErase(Nanoseconds now) {
+std::optional<FlashOperation> FlashController::AcceptSectorErase(Nanoseconds now) {
     if (addressRegister >= array.Length()) {
         return Refuse(Violation::OperationOutOfRange, Status::IncorrectParameter, now);
     }
@@ -120,14 +136,14 @@ std::optional<FlashController::Operation> FlashController::AcceptSectorErase(Nan
     if (IsProtected(sector)) {
         return Refuse(Violation::OperationOnProtected, Status::OperationFailed, now);
     }
-    return Operation{.kind = EventKind::EraseSector,
-                     .address = sector * array.SectorSize(),
-                     .start = now,
-                     .end = now + timing.sectorErase};
+    return FlashOperation{.kind = EventKind::EraseSector,
+                          .address = addressRegister / PageBytes() * PageBytes(),
+                          .start = now,
+                          .end = now + timing.sectorErase};
 }
 
-std::optional<FlashController::Operation> FlashController::AcceptWordProgram(Nanoseconds now) {
-    if (addressRegister % 4 != 0) {
+std::optional<FlashOperation> FlashController::AcceptProgram(Nanoseconds now) {
+    if (addressRegister % kind.unitBytes != 0) {
         return Refuse(Violation::UnalignedOperation, Status::IncorrectParameter, now);
     }
     if (addressRegister >= array.Length()) {
@@ -136,27 +152,33 @@ std::optional<FlashController::Operation> FlashController::AcceptWordProgram(Nan
     if (IsProtected(array.SectorAt(addressRegister))) {
         return Refuse(Violation::OperationOnProtected, Status::OperationFailed, now);
     }
-    const bool setsBit = (dataRegister & ~array.Word(addressRegister)) != 0;
+    if (kind.isWrittenOnce && IsUnitProgrammed()) {
+        return Refuse(Violation::UnitProgrammedTwice, Status::OperationFailed, now);
+    }
+    const bool setsBit = SetsABit();
     if (setsBit) {
         log.AddViolation(Violation::ProgramSetsBit, addressRegister, now);
     }
-    return Operation{.kind = EventKind::ProgramWord,
-                     .address = addressRegister,
-                     .value = dataRegister,
-                     .start = now,
-                     .end = now + timing.wordProgram,
-                     .breaksRule = setsBit};
+    return FlashOperation{.kind = EventKind::ProgramWord,
+                          .address = addressRegister,
+                          .data = dataRegisters,
+                          .start = now,
+                          .end = now + timing.wordProgram,
+                          .breaksRule = setsBit};
 }
 
-std::optional<FlashController::Operation> FlashController::Refuse(Violation violation, Status refusal,
-                                                                  Nanoseconds now) {
+std::optional<FlashOperation> FlashController::Refuse(Violation violation, Status refusal, Nanoseconds now) {
     log.AddViolation(violation, addressRegister, now);
     status = refusal;
     return std::nullopt;
 }
 
-ControllerSignals FlashController::Start(Operation started, Nanoseconds now) {
-    const ControllerSignals signals = ApplyFaults(started, now);
+ControllerSignals FlashController::Start(FlashOperation started, Nanoseconds now) {
+    const std::vector<Fault> due = faults.NextOperation();
+    for (const Fault fault : due) {
+        log.AddInstant(EventKind::Fault, now, started.address, static_cast<std::uint32_t>(fault));
+    }
+    const ControllerSignals signals = Strike(started, due);
     if (!signals.powerIsLost) {
         CountStart(started);
         operation = started;
@@ -164,51 +186,7 @@ ControllerSignals FlashController::Start(Operation started, Nanoseconds now) {
     return signals;
 }
 
-ControllerSignals FlashController::ApplyFaults(Operation& started, Nanoseconds now) {
-    ControllerSignals signals;
-    for (const Fault fault : faults.NextOperation()) {
-        log.AddInstant(EventKind::Fault, now, started.address, static_cast<std::uint32_t>(fault));
-        switch (fault) {
-            case Fault::PowerLossBeforeOperation:
-                signals.powerIsLost = true;
-                break;
-            case Fault::PowerLossInsideOperation:
-                started.outcome = Outcome::Torn;
-                started.end = now + (started.end - now) / 2;
-                started.losesPowerAtEnd = true;
-                break;
-            case Fault::PowerLossAfterOperation:
-                started.losesPowerAtEnd = true;
-                break;
-            case Fault::CoreStopsAtOperation:
-                signals.coreStops = true;
-                break;
-            case Fault::OperationFails:
-                started.outcome = Outcome::Torn;
-                break;
-            case Fault::OperationDoesNothing:
-                started.outcome = Outcome::Nothing;
-                started.breaksRule = false;
-                break;
-            case Fault::EarlyReady:
-                started.saysReadyEarly = true;
-                break;
-            case Fault::LateReady:
-                started.end = now + kLateness * (started.end - now);
-                break;
-            case Fault::StuckBusy:
-                started.neverEnds = true;
-                break;
-            case Fault::PowerLossAtTransfer:
-            case Fault::LinkErrorAtTransfer:
-            case Fault::CoreStopsAtTransfer:
-                break;  // the plan gives these at transfers
-        }
-    }
-    return signals;
-}
-
-void FlashController::CountStart(const Operation& started) {
+void FlashController::CountStart(const FlashOperation& started) {
     ++log.counters.flashOperations;
     switch (started.kind) {
         case EventKind::ProgramWord:
@@ -226,50 +204,69 @@ void FlashController::CountStart(const Operation& started) {
     }
 }
 
-void FlashController::Finish(const Operation& finished) {
+void FlashController::Finish(const FlashOperation& finished) {
     const bool took = Apply(finished) && !finished.breaksRule;
     status = took ? Status::Success : Status::OperationFailed;
-    log.Add({finished.kind, finished.address, finished.value, finished.start, finished.end, {}});
+    log.Add({finished.kind, finished.address, finished.data[0], finished.start, finished.end, {}});
 }
 
 // Whether the flash holds what was asked for, as far as the controller can tell.
-bool FlashController::Apply(const Operation& finished) {
+bool FlashController::Apply(const FlashOperation& finished) {
     if (finished.outcome == Outcome::Nothing) {
         return true;
     }
     const bool isTorn = finished.outcome == Outcome::Torn;
-    const std::uint32_t sector = array.SectorAt(finished.address);
     switch (finished.kind) {
         case EventKind::ProgramWord:
-            if (!isTorn) {
-                return array.ProgramWord(finished.address, finished.value);
-            }
-            array.TearWordProgram(finished.address, finished.value, random);
-            break;
+            return ProgramUnit(finished);
         case EventKind::EraseSector:
-            isTorn ? array.TearSectorErase(sector, random) : array.EraseSector(sector);
+            isTorn ? array.TearErase(finished.address, PageBytes(), random)
+                   : array.Erase(finished.address, PageBytes());
             break;
         default:
-            isTorn ? TearBankErase() : EraseBank();
+            EraseBank(isTorn);
             break;
     }
     return !isTorn;
 }
 
-void FlashController::EraseBank() {
+bool FlashController::ProgramUnit(const FlashOperation& finished) {
+    bool isAsAsked = finished.outcome == Outcome::Complete;
+    for (std::uint32_t i = 0; i < UnitWordCount(); ++i) {
+        const std::uint32_t address = finished.address + 4 * i;
+        if (finished.outcome == Outcome::Torn) {
+            array.TearWordProgram(address, finished.data[i], random);
+        } else {
+            isAsAsked = array.ProgramWord(address, finished.data[i]) && isAsAsked;
+        }
+    }
+    return isAsAsked;
+}
+
+void FlashController::EraseBank(bool isTorn) {
     for (std::uint32_t sector = 0; sector < array.SectorCount(); ++sector) {
+        const std::uint32_t address = sector * array.SectorSize();
         if (!IsProtected(sector)) {
-            array.EraseSector(sector);
+            isTorn ? array.TearErase(address, array.SectorSize(), random) : array.Erase(address, array.SectorSize());
         }
     }
 }
 
-void FlashController::TearBankErase() {
-    for (std::uint32_t sector = 0; sector < array.SectorCount(); ++sector) {
-        if (!IsProtected(sector)) {
-            array.TearSectorErase(sector, random);
-        }
+bool FlashController::SetsABit() const {
+    bool sets = false;
+    for (std::uint32_t i = 0; i < UnitWordCount(); ++i) {
+        sets = sets || (dataRegisters[i] & ~array.Word(addressRegister + 4 * i)) != 0;
     }
+    return sets;
+}
+
+// Of the unit that holds ADDRESS; there is none behind flash.
+bool FlashController::IsUnitProgrammed() const {
+    if (addressRegister >= array.Length()) {
+        return false;
+    }
+    const auto first = array.Programmed().begin() + addressRegister / kind.unitBytes * UnitWordCount();
+    return std::find(first, first + UnitWordCount(), true) != first + UnitWordCount();
 }
 
 bool FlashController::IsProtected(std::uint32_t sector) const {

@@ -8,23 +8,23 @@
 #include "chip/ChipLog.h"
 #include "chip/FaultPlan.h"
 #include "chip/FlashArray.h"
+#include "chip/FlashOperation.h"
 #include "chip/MemoryMap.h"
 #include "chip/Random.h"
 #include "chip/VirtualChip.h"
 
 namespace flash::chip {
 
-// What a step of the controller asks of the rest of the chip.
-struct ControllerSignals {
-    bool powerIsLost = false;
-    bool coreStops = false;
-};
-
 class FlashController {
 public:
     // Refers to all of them; they must live as long.
-    FlashController(FlashArray& flashArray, const Timing& flashTiming, FaultPlan& plan, ChipLog& chipLog, Random& torn)
-        : array(flashArray), timing(flashTiming), faults(plan), log(chipLog), random(torn) {}
+    FlashController(FlashArray& flashArray, const Settings& settings, FaultPlan& plan, ChipLog& chipLog, Random& torn)
+        : array(flashArray),
+          kind(settings.controller),
+          timing(settings.timing),
+          faults(plan),
+          log(chipLog),
+          random(torn) {}
 
     // Samples the protection words from CCFG. Whatever ran before must have been aborted.
     void PowerUp();
@@ -39,6 +39,9 @@ public:
     // How long a read of STATUS by the core is held up.
     Nanoseconds StatusStall(Nanoseconds now) const;
 
+    // When the core has run for too long unfed since then; `Nanoseconds::max()` without a watchdog.
+    Nanoseconds WatchdogBites(Nanoseconds runningSince) const;
+
     // When the running operation ends; `Nanoseconds::max()` if none does.
     Nanoseconds NextEvent() const;
     // Ends the running operation if its time has come.
@@ -47,47 +50,39 @@ public:
     void Abort(Nanoseconds now);
 
 private:
-    enum class Outcome : std::uint8_t { Complete, Torn, Nothing };
-    struct Operation {
-        EventKind kind = EventKind::EraseSector;
-        std::uint32_t address = 0;
-        std::uint32_t value = 0;
-        Nanoseconds start{0};
-        Nanoseconds end{0};
-        Outcome outcome = Outcome::Complete;
-        bool breaksRule = false;  // ends with the status "operation failed" even when complete
-        bool saysReadyEarly = false;
-        bool neverEnds = false;
-        bool losesPowerAtEnd = false;
-    };
-
     ControllerSignals Command(std::uint32_t value, Nanoseconds now);
-    std::optional<Operation> Accept(std::uint32_t code, Nanoseconds now);
-    std::optional<Operation> AcceptSectorErase(Nanoseconds now);
-    std::optional<Operation> AcceptWordProgram(Nanoseconds now);
-    std::optional<Operation> Refuse(Violation violation, Status refusal, Nanoseconds now);
-    ControllerSignals Start(Operation started, Nanoseconds now);
-    ControllerSignals ApplyFaults(Operation& started, Nanoseconds now);
-    void CountStart(const Operation& started);
-    void Finish(const Operation& finished);
-    bool Apply(const Operation& finished);
-    void EraseBank();
-    void TearBankErase();
+    std::optional<FlashOperation> Accept(std::uint32_t code, Nanoseconds now);
+    std::optional<FlashOperation> AcceptSectorErase(Nanoseconds now);
+    std::optional<FlashOperation> AcceptProgram(Nanoseconds now);
+    std::optional<FlashOperation> Refuse(Violation violation, Status refusal, Nanoseconds now);
+    ControllerSignals Start(FlashOperation started, Nanoseconds now);
+    void CountStart(const FlashOperation& started);
+    void Finish(const FlashOperation& finished);
+    bool Apply(const FlashOperation& finished);
+    bool ProgramUnit(const FlashOperation& finished);
+    void EraseBank(bool isTorn);
+    std::uint32_t PageBytes() const { return kind.pageBytes == 0 ? array.SectorSize() : kind.pageBytes; }
+    std::uint32_t UnitWordCount() const { return kind.unitBytes / 4; }
+    bool SetsABit() const;
+    bool IsUnitProgrammed() const;
     bool IsProtected(std::uint32_t sector) const;
+    std::uint32_t* FindData(std::uint32_t address);
     std::uint32_t Misuse(std::uint32_t address, Nanoseconds now);
 
     FlashArray& array;
+    const ControllerKind& kind;
     const Timing& timing;
     FaultPlan& faults;
     ChipLog& log;
     Random& random;
 
     std::uint32_t addressRegister = 0;
-    std::uint32_t dataRegister = 0;
+    UnitWords dataRegisters = {};
     std::uint32_t protect0 = 0xFFFF'FFFF;
     std::uint32_t protect1 = 0xFFFF'FFFF;
     Status status = Status::Ready;
-    std::optional<Operation> operation;
+    Nanoseconds lastFed{0};
+    std::optional<FlashOperation> operation;
 };
 
 }  // namespace flash::chip

@@ -1,6 +1,9 @@
 #include "chip/Geometry.h"
 
 #include <array>
+#include <bit>
+
+#include "chip/MemoryMap.h"
 
 namespace flash::chip {
 namespace {
@@ -38,6 +41,15 @@ void CheckTiming(const Timing& timing) {
             "the latency of the debug link is 0 to an hour");
 }
 
+void CheckController(const ControllerKind& kind, std::uint32_t sectorSize) {
+    Require(kind.unitBytes >= 4 && kind.unitBytes <= 4 * kMostUnitWords && std::has_single_bit(kind.unitBytes),
+            "a unit of flash has 4, 8, 16 or 32 bytes");
+    Require(kind.pageBytes == 0 || (kind.pageBytes <= sectorSize && std::has_single_bit(kind.pageBytes) &&
+                                    kind.pageBytes >= kind.unitBytes),
+            "a page of flash is a whole part of a sector and has whole units");
+    Require(kind.watchdog >= Nanoseconds::zero() && kind.watchdog <= kLongestTime, "a watchdog waits up to an hour");
+}
+
 }  // namespace
 
 std::uint32_t SectorSizeOf(Generation generation) { return SizesOf(generation).sectorSize; }
@@ -57,6 +69,9 @@ Settings Completed(Settings settings) {
     Require(settings.ramBytes % 4 == 0 && settings.ramBytes <= kMostRamBytes, "SRAM has whole words, up to 1 MiB");
     Require(settings.initialFlash.size() <= std::size_t{settings.sectorCount} * sizes.sectorSize,
             "the initial content is longer than flash");
+    Require(settings.initiallyProgrammed.size() <= std::size_t{settings.sectorCount} * sizes.sectorSize / 4,
+            "more words are programmed than flash has");
+    CheckController(settings.controller, sizes.sectorSize);
     CheckTiming(settings.timing);
     return settings;
 }

@@ -26,8 +26,11 @@ VirtualChip::Implementation::Implementation(const Settings& chipSettings)
       flashArray(settings.sectorCount, SectorSizeOf(settings.generation)),
       factory(kFactoryBytes),
       sram(settings.ramBytes),
-      controller(flashArray, settings.timing, faults, log, random) {
-    std::ranges::copy(std::exchange(settings.initialFlash, {}), flashArray.Bytes().begin());
+      controller(flashArray, settings, faults, log, random) {
+    const std::vector<std::uint8_t> initial = std::exchange(settings.initialFlash, {});
+    std::ranges::copy(initial, flashArray.Bytes().begin());
+    flashArray.MarkProgrammed(std::exchange(settings.initiallyProgrammed, {}));
+    flashArray.MarkWhatIsNotOnes(0, initial.size());
     std::ranges::fill(factory.Bytes(), std::uint8_t{0xFF});
     std::ranges::copy(settings.primaryIeeeAddress, factory.Bytes().begin() + (kPrimaryIeeeAddress - kFactoryBase));
     std::ranges::copy(settings.primaryBleAddress, factory.Bytes().begin() + (kPrimaryBleAddress - kFactoryBase));
@@ -63,6 +66,7 @@ void VirtualChip::Implementation::PlaceInFlash(std::uint32_t address, std::span<
         throw ChipError("The bytes to place do not fit into flash.");
     }
     std::ranges::copy(bytes, flashArray.Bytes().begin() + address);
+    flashArray.MarkWhatIsNotOnes(address, bytes.size());
 }
 
 const Counters& VirtualChip::Implementation::GetCounters() {

@@ -118,6 +118,7 @@ private:
     void Step(Nanoseconds target);
     Nanoseconds After(Nanoseconds duration) const;
     void Obey(const ControllerSignals& signals);
+    void LetTheWatchdogBite();
     void LockUp(std::uint32_t address, const std::string& text);
     void StopCore(CoreState next);
 

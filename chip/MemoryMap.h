@@ -24,14 +24,18 @@ inline constexpr std::uint32_t kCorePage = 0xE000'E000;  // the core's own regis
 inline constexpr std::array kRegisterPages = {kControllerPage, kSystemPage, kCorePage};
 
 // Registers, 32 bits each.
-inline constexpr std::uint32_t kSizeRegister = 0x4003'002C;      // R   bits 7..0: number of sectors
-inline constexpr std::uint32_t kCommandRegister = 0x4003'0100;   // W   key and code: starts an operation
-inline constexpr std::uint32_t kAddressRegister = 0x4003'0104;   // RW
-inline constexpr std::uint32_t kDataRegister = 0x4003'0108;      // RW
-inline constexpr std::uint32_t kStatusRegister = 0x4003'010C;    // R   bits 7..0: `Status`
-inline constexpr std::uint32_t kProtect0Register = 0x4003'0110;  // R   bit n clear: sector n is protected
-inline constexpr std::uint32_t kProtect1Register = 0x4003'0114;  // R   the same from sector 32 on, folded from 64 on
-inline constexpr std::uint32_t kRamSizeRegister = 0x4008'2250;   // R   bits 1..0: RAM size code
+inline constexpr std::uint32_t kSizeRegister = 0x4003'002C;       // R   bits 7..0: number of sectors
+inline constexpr std::uint32_t kCommandRegister = 0x4003'0100;    // W   key and code: starts an operation
+inline constexpr std::uint32_t kAddressRegister = 0x4003'0104;    // RW
+inline constexpr std::uint32_t kDataRegister = 0x4003'0108;       // RW
+inline constexpr std::uint32_t kStatusRegister = 0x4003'010C;     // R   bits 7..0: `Status`
+inline constexpr std::uint32_t kProtect0Register = 0x4003'0110;   // R   bit n clear: sector n is protected
+inline constexpr std::uint32_t kProtect1Register = 0x4003'0114;   // R   the same from sector 32 on, folded from 64 on
+inline constexpr std::uint32_t kMoreDataRegisters = 0x4003'0118;  // RW  DATA1 to DATA7: the rest of a longer unit
+inline constexpr std::uint32_t kBlankRegister = 0x4003'0134;      // R   1: the unit at ADDRESS was not programmed yet
+inline constexpr std::uint32_t kFeedRegister = 0x4003'0138;       // W   anything feeds the watchdog
+inline constexpr std::uint32_t kMostUnitWords = 8;
+inline constexpr std::uint32_t kRamSizeRegister = 0x4008'2250;       // R   bits 1..0: RAM size code
 inline constexpr std::uint32_t kTimerControlRegister = 0xE000'E010;  // RW  bit 0: the core's timer counts
 inline constexpr std::uint32_t kTimerReloadRegister = 0xE000'E014;   // RW  24 bits
 inline constexpr std::uint32_t kTimerRegister = 0xE000'E018;         // RW  counts cycles down; a write clears it
@@ -42,8 +46,8 @@ inline constexpr std::uint32_t kConfigurationControlRegister = 0xE000'ED14;  // 
 inline constexpr std::uint32_t kMemoryProtectionRegister = 0xE000'ED94;      // RW
 
 inline constexpr std::uint32_t kCommandKey = 0xF1A5'0000;
-inline constexpr std::uint32_t kEraseSectorCode = 1;  // the sector that holds ADDRESS
-inline constexpr std::uint32_t kProgramWordCode = 2;  // DATA at ADDRESS
+inline constexpr std::uint32_t kEraseSectorCode = 1;  // the sector, or page, that holds ADDRESS
+inline constexpr std::uint32_t kProgramWordCode = 2;  // the unit DATA at ADDRESS
 inline constexpr std::uint32_t kEraseBankCode = 3;    // all unprotected sectors
 
 enum class Status : std::uint32_t {

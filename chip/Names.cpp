@@ -17,6 +17,8 @@ constexpr std::array<std::string_view, kViolationCount> kViolationNames = {
     "execution outside SRAM",
     "core read of unwritten SRAM",
     "probe read of unwritten SRAM",
+    "unit programmed twice",
+    "watchdog bite",
     "register misuse",
     "core bus fault",
     "core fault",

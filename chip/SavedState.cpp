@@ -10,8 +10,13 @@ namespace flash::chip {
 namespace {
 
 constexpr std::string_view kMagic = "LUMOCHIP";
-constexpr std::uint32_t kVersion = 1;
+constexpr std::uint32_t kUsualVersion = 1;
+constexpr std::uint32_t kVersion = 2;
+constexpr std::uint32_t kIsWrittenOnce = 1;  // flags of the controller
+constexpr std::uint32_t kHasBankErase = 2;
+constexpr std::uint32_t kProtectsWithOnes = 4;
 constexpr std::size_t kHeaderBytes = 112;
+constexpr std::size_t kControllerBytes = 24;
 constexpr std::size_t kChecksumBytes = 4;
 
 std::uint32_t Crc32(std::span<const std::uint8_t> bytes) {
@@ -76,11 +81,13 @@ private:
     std::span<const std::uint8_t> rest;
 };
 
+std::uint32_t VersionOf(std::span<const std::uint8_t> state) { return Reader(state.subspan(8)).Word(); }
+
 // The frame around the content: what can be told before looking inside.
 void CheckFrame(std::span<const std::uint8_t> state) {
     Reader::Require(state.size() >= kHeaderBytes + kChecksumBytes, "it is too short");
     Reader::Require(std::equal(kMagic.begin(), kMagic.end(), state.begin()), "it does not begin with LUMOCHIP");
-    Reader::Require(Reader(state.subspan(8)).Word() == kVersion, "its version is unknown");
+    Reader::Require(VersionOf(state) == kUsualVersion || VersionOf(state) == kVersion, "its version is unknown");
     Reader::Require(Reader(state.subspan(12)).Word() == state.size(), "it has lost or gained bytes");
     const std::uint32_t checksum = Reader(state.last(kChecksumBytes)).Word();
     Reader::Require(checksum == Crc32(state.first(state.size() - kChecksumBytes)), "its checksum is wrong");
@@ -98,7 +105,47 @@ Timing ReadTiming(Reader& reader) {
     return timing;
 }
 
-Settings ReadSettings(Reader& reader) {
+ControllerKind ReadController(Reader& reader) {
+    Reader::Require(reader.Rest().size() >= kControllerBytes, "it is too short");
+    ControllerKind kind;
+    kind.unitBytes = reader.Word();
+    kind.pageBytes = reader.Word();
+    const std::uint32_t flags = reader.Word();
+    kind.isWrittenOnce = (flags & kIsWrittenOnce) != 0;
+    kind.hasBankErase = (flags & kHasBankErase) != 0;
+    kind.protectsWithOnes = (flags & kProtectsWithOnes) != 0;
+    reader.Word();
+    kind.watchdog = reader.Time();
+    return kind;
+}
+
+void WriteController(Writer& writer, const ControllerKind& kind) {
+    writer.Number(kind.unitBytes, 4);
+    writer.Number(kind.pageBytes, 4);
+    writer.Number((kind.isWrittenOnce ? kIsWrittenOnce : 0) | (kind.hasBankErase ? kHasBankErase : 0) |
+                      (kind.protectsWithOnes ? kProtectsWithOnes : 0),
+                  4);
+    writer.Number(0, 4);
+    writer.Time(kind.watchdog);
+}
+
+std::vector<std::uint8_t> PackBits(const std::vector<bool>& bits) {
+    std::vector<std::uint8_t> bytes((bits.size() + 7) / 8);
+    for (std::size_t i = 0; i < bits.size(); ++i) {
+        bytes[i / 8] = static_cast<std::uint8_t>(bytes[i / 8] | (bits[i] ? 1U : 0U) << (i % 8));
+    }
+    return bytes;
+}
+
+std::vector<bool> UnpackBits(std::span<const std::uint8_t> bytes) {
+    std::vector<bool> bits(bytes.size() * 8);
+    for (std::size_t i = 0; i < bits.size(); ++i) {
+        bits[i] = (bytes[i / 8] >> (i % 8) & 1) != 0;
+    }
+    return bits;
+}
+
+Settings ReadSettings(Reader& reader, std::uint32_t version) {
     Settings settings;
     settings.generation = static_cast<Generation>(reader.Number(1));
     settings.ramSizeCode = static_cast<std::uint8_t>(reader.Number(1));
@@ -111,16 +158,21 @@ Settings ReadSettings(Reader& reader) {
     reader.Number(2);
     settings.seed = reader.Number(8);
     settings.timing = ReadTiming(reader);
+    settings.controller = version == kUsualVersion ? ControllerKind{} : ReadController(reader);
     return Completed(settings);
 }
 
 }  // namespace
 
-std::vector<std::uint8_t> EncodeState(const Settings& settings, std::span<const std::uint8_t> flash) {
+std::vector<std::uint8_t> EncodeState(const Settings& settings, std::span<const std::uint8_t> flash,
+                                      const std::vector<bool>& programmed) {
+    const bool isUsual = settings.controller == ControllerKind{};
+    const std::vector<std::uint8_t> marks = isUsual ? std::vector<std::uint8_t>{} : PackBits(programmed);
+    const std::size_t bytes = kHeaderBytes + (isUsual ? 0 : kControllerBytes) + flash.size() + marks.size();
     Writer writer;
     writer.Bytes(kMagic);
-    writer.Number(kVersion, 4);
-    writer.Number(kHeaderBytes + flash.size() + kChecksumBytes, 4);
+    writer.Number(isUsual ? kUsualVersion : kVersion, 4);
+    writer.Number(bytes + kChecksumBytes, 4);
     writer.Number(static_cast<std::uint64_t>(settings.generation), 1);
     writer.Number(settings.ramSizeCode, 1);
     writer.Number(0, 2);
@@ -138,7 +190,11 @@ std::vector<std::uint8_t> EncodeState(const Settings& settings, std::span<const 
     writer.Time(settings.timing.busyStall);
     writer.Number(settings.timing.linkBytesPerSecond, 8);
     writer.Time(settings.timing.linkLatency);
+    if (!isUsual) {
+        WriteController(writer, settings.controller);
+    }
     writer.Bytes(flash);
+    writer.Bytes(marks);
     writer.Number(Crc32(writer.bytes), kChecksumBytes);
     return std::move(writer.bytes);
 }
@@ -146,10 +202,14 @@ std::vector<std::uint8_t> EncodeState(const Settings& settings, std::span<const 
 Settings DecodeState(std::span<const std::uint8_t> state) {
     CheckFrame(state);
     Reader reader(state.subspan(16, state.size() - 16 - kChecksumBytes));
-    Settings settings = ReadSettings(reader);
+    const std::uint32_t version = VersionOf(state);
+    Settings settings = ReadSettings(reader, version);
     const std::size_t flashBytes = std::size_t{settings.sectorCount} * SectorSizeOf(settings.generation);
-    Reader::Require(reader.Rest().size() == flashBytes, "its flash has not the size that it tells");
-    settings.initialFlash.assign(reader.Rest().begin(), reader.Rest().end());
+    const std::size_t markBytes = version == kUsualVersion ? 0 : flashBytes / 32;
+    Reader::Require(reader.Rest().size() == flashBytes + markBytes, "its flash has not the size that it tells");
+    const std::span<const std::uint8_t> flash = reader.Rest().first(flashBytes);
+    settings.initialFlash.assign(flash.begin(), flash.end());
+    settings.initiallyProgrammed = UnpackBits(reader.Rest().subspan(flashBytes));
     return settings;
 }
 

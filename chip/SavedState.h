@@ -10,6 +10,11 @@
 //                              32  primary IEEE address, 8     112  flash, all of it
 //                              40  primary BLE address, 6      end  CRC-32 (IEEE 802.3) of all before, 32 bits
 //                              46  0, 16 bits
+//
+// Version 2 is that of a chip whose controller is another than the usual one. Before flash it has the size of a unit,
+// the size of a page and flags (1 written once, 2 bank erase, 4 protects with ones), 32 bits each, 32 bits of 0, and
+// the watchdog's time in nanoseconds, 64 bits; behind flash a bit for each of its words that was programmed, from bit 0
+// on.
 #pragma once
 
 #include <cstdint>
@@ -20,7 +25,8 @@
 
 namespace flash::chip {
 
-std::vector<std::uint8_t> EncodeState(const Settings& settings, std::span<const std::uint8_t> flash);
+std::vector<std::uint8_t> EncodeState(const Settings& settings, std::span<const std::uint8_t> flash,
+                                      const std::vector<bool>& programmed = {});
 
 // Settings with the saved flash as their initial content. Throws `ChipError` for bytes that are no saved state.
 Settings DecodeState(std::span<const std::uint8_t> state);

@@ -130,7 +130,8 @@ void VirtualChip::AddNote(std::string text, Nanoseconds start, Nanoseconds end) 
 void VirtualChip::ObserveCommandBlocks(std::uint32_t address) { implementation->ObserveCommandBlocks(address); }
 
 std::vector<std::uint8_t> VirtualChip::SaveState() const {
-    return EncodeState(implementation->settings, std::as_const(implementation->flashArray).Bytes());
+    const FlashArray& flash = implementation->flashArray;
+    return EncodeState(implementation->settings, flash.Bytes(), flash.Programmed());
 }
 
 VirtualChip VirtualChip::FromSavedState(std::span<const std::uint8_t> state) { return VirtualChip(DecodeState(state)); }

@@ -41,6 +41,17 @@ struct Timing {
     bool operator==(const Timing&) const = default;
 };
 
+// What the flash controller is like. As it stands: words that may be programmed again, and no watchdog.
+struct ControllerKind {
+    std::uint32_t unitBytes = 4;    // what one program operation writes: 4, 8, 16 or 32
+    bool isWrittenOnce = false;     // a unit is programmed once between two erases
+    std::uint32_t pageBytes = 0;    // what a sector erase erases, a whole part of a sector; 0 for a sector
+    bool hasBankErase = true;       // without one its code is unknown
+    bool protectsWithOnes = false;  // what PROT0 and PROT1 read as; in CCFG a bit that is clear protects
+    Nanoseconds watchdog{0};        // a running core must feed it within that time; 0 for none
+    bool operator==(const ControllerKind&) const = default;
+};
+
 struct Settings {
     Generation generation = Generation::LumoD;
     std::uint32_t sectorCount = 0;  // 1 to 255; 0 stands for the generation's reference flash (32 or 44 sectors)
@@ -50,6 +61,8 @@ struct Settings {
     std::array<std::uint8_t, 8> primaryIeeeAddress = {};  // least significant byte first, as in factory data
     std::array<std::uint8_t, 6> primaryBleAddress = {};   // likewise
     std::vector<std::uint8_t> initialFlash;               // from address 0 on; what it does not reach is erased
+    std::vector<bool> initiallyProgrammed;                // by word, those of flash that read as ones; may be shorter
+    ControllerKind controller;
     Timing timing;
     std::uint64_t seed = 1;  // decides what torn operations leave behind
     bool operator==(const Settings&) const = default;
@@ -71,7 +84,7 @@ enum class CoreState : std::uint8_t {
 // The rules that the chip is strict about. A breach is counted and the timeline shows it.
 enum class Violation : std::uint8_t {
     ProgramSetsBit,            // programming a 1 where flash holds a 0
-    UnalignedOperation,        // programming at an address that is no multiple of 4
+    UnalignedOperation,        // programming at an address that is no multiple of a unit
     OperationOutOfRange,       // an operation outside flash
     OperationOnProtected,      // an operation on a sector that CCFG protects
     CommandWhileBusy,          // refused; the running operation goes on
@@ -80,17 +93,19 @@ enum class Violation : std::uint8_t {
     ExecutionOutsideSram,      // locks the core up
     CoreReadOfUnwrittenSram,   // the core reads a byte that nobody wrote since power-up
     ProbeReadOfUnwrittenSram,  // the probe does
+    UnitProgrammedTwice,       // without an erase in between, where units are written once; refused
+    WatchdogBite,              // the core ran for longer than the watchdog waits, unfed; resets the chip
     RegisterMisuse,            // a register reached in another width than 32 bits, unaligned, or against its direction
     CoreBusFault,              // the core reaches for nothing, or writes to read-only memory; locks it up
     CoreFault,                 // the core meets an instruction that it cannot execute; locks it up
 };
-inline constexpr std::size_t kViolationCount = 13;
+inline constexpr std::size_t kViolationCount = 15;
 std::string_view Name(Violation violation);
 
 struct Counters {
     std::vector<std::uint64_t> sectorErases;  // by sector; bank erases count in each sector that they erase
     std::uint64_t bankErases = 0;
-    std::uint64_t wordsProgrammed = 0;                           // word program operations that started
+    std::uint64_t wordsProgrammed = 0;                           // program operations that started
     std::uint64_t flashOperations = 0;                           // operations that started: erases and programmed words
     std::uint64_t transfers = 0;                                 // over the debug link, failed ones included
     std::uint64_t bytesRead = 0;                                 // by the probe, memory only

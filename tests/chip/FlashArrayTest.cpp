@@ -35,7 +35,7 @@ TEST_F(FlashArrayTest, ErasingReachesOneSectorOnly) {
         array.ProgramWord(sector * 4096 + 4092, 0);
     }
 
-    array.EraseSector(2);
+    array.Erase(0x2000, 0x1000);
 
     EXPECT_EQ(array.Word(0x2000), 0xFFFF'FFFFU);
     EXPECT_EQ(array.Word(0x2FFC), 0xFFFF'FFFFU);
@@ -86,7 +86,7 @@ TEST_F(FlashArrayTest, AHalfErasedSectorHasSomeBitsSet) {
         array.ProgramWord(address, 0);
     }
 
-    array.TearSectorErase(0, random);
+    array.TearErase(0, 4096, random);
 
     int bits = 0;
     for (std::uint32_t address = 0; address < 4096; address += 4) {
