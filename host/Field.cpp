@@ -6,7 +6,7 @@
 namespace flash::host {
 
 std::string_view FieldName(Field field) {
-    static constexpr std::array<std::string_view, 22> kNames = {
+    static constexpr std::array<std::string_view, 23> kNames = {
         "device",
         "devices folder",
         "probe",
@@ -28,6 +28,7 @@ std::string_view FieldName(Field field) {
         "boot loader",
         "debug port",
         "sectors",
+        "range",
         "address",
     };
     return kNames.at(static_cast<std::size_t>(field));

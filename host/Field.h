@@ -33,8 +33,9 @@ enum class Field {
     Protect,
     Bootloader,
     DebugPort,
-    // Of an erase alone, of a new address alone.
+    // Of an erase alone, of reading alone, of a new address alone.
     Sectors,
+    Range,
     Address,
 };
 

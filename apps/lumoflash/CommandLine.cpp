@@ -61,7 +61,7 @@ public:
         AddVerify();
         AddRead();
         AddErase();
-        AddCommand(app, Command::BlankCheck, "blank-check", "Tells whether all of flash is erased.", "blank-check");
+        AddRange(*AddCommand(app, Command::BlankCheck, "blank-check", "Tells whether flash is erased.", "blank-check"));
         AddCommand(app, Command::Info, "info", "Shows what is connected.", "info");
         AddMac();
         AddClosing(*AddCommand(app, Command::Ccfg, "ccfg", "Shows the customer configuration area, or changes it.",
@@ -132,9 +132,11 @@ private:
     }
 
     void AddFiles(CLI::App& command) {
-        TakeAllWords(*command.add_option("FILE", raw.files, "ELF, Intel HEX, Motorola S-record or raw binary"))
+        TakeAllWords(*command.add_option("FILE", raw.files,
+                                         "ELF, Intel HEX, Motorola S-record or raw binary; FILE@ADDRESS for a raw one, "
+                                         "- for standard input"))
             .required();
-        command.add_option("--base", raw.base, "Address of the first byte of raw binary files");
+        command.add_option("--base", raw.base, "Address of the first byte of raw files without one of their own");
         command.add_option("--format", raw.format, "elf, hex, srec or bin, instead of looking at the file");
     }
 
@@ -162,6 +164,10 @@ private:
         AddFlag(command, "--retain-ble", options.program.closing.retainBle, "Keep the secondary BLE address");
         AddFlag(command, "--retain-ieee", options.program.closing.retainIeee, "Keep the secondary IEEE address");
         AddClosing(command);
+        AddDryRun(command);
+    }
+
+    void AddDryRun(CLI::App& command) {
         AddFlag(command, "--dry-run,-n", options.isDryRun, "Show the plan and touch nothing");
     }
 
@@ -171,14 +177,19 @@ private:
         AddFiles(command);
         command.add_option("--by", raw.by, "target: a routine of its own compares; or link: all is read")
             ->capture_default_str();
+        AddRange(command);
+    }
+
+    void AddRange(CLI::App& command) {
+        command.add_option("--range", raw.range, "ADDRESS:LENGTH, only these bytes of flash");
     }
 
     void AddRead() {
         CLI::App& command = *AddCommand(app, Command::Read, "read", "Reads flash into a file.",
                                         "read --out flash.bin --range 0:0x2000");
         command.add_option("--out,-o", options.outFile, "The file; - for standard output");
-        command.add_option("--range", raw.range, "ADDRESS:LENGTH instead of all of flash");
-        command.add_option("--format", raw.outFormat, "bin or hex, instead of by the file's ending");
+        AddRange(command);
+        command.add_option("--format", raw.outFormat, "bin, hex or srec, instead of by the file's ending");
     }
 
     void AddErase() {
@@ -186,6 +197,7 @@ private:
             *AddCommand(app, Command::Erase, "erase", "Erases all of flash, or some sectors.", "erase --sectors 4-7");
         command.add_option("--sectors", raw.sectors, "Only these, for example 0-3,7");
         AddFlag(command, "--keep-ccfg", options.keepCcfg, "Keep the customer configuration area");
+        AddDryRun(command);
     }
 
     void AddMac() {

@@ -13,7 +13,7 @@
 #include "host/Failure.h"
 #include "host/backends/OpenProbe.h"
 #include "host/files/FileContent.h"
-#include "host/files/IntelHex.h"
+#include "host/files/ProgramFile.h"
 #include "host/plan/Dangers.h"
 
 namespace flash::app {
@@ -84,8 +84,10 @@ private:
         if (const auto chip = host::FileOf(options.probe)) {
             parts.emplace_back("--probe", *chip);
         }
-        for (const std::filesystem::path& file : options.files) {
-            parts.emplace_back("FILE", file);
+        for (const host::ProgramSource& file : options.files) {
+            if (!file.IsStandardInput()) {
+                parts.emplace_back("FILE", file.path);
+            }
         }
         for (std::size_t i = 0; i < outputs; ++i) {
             for (std::size_t k = i + 1; k < parts.size(); ++k) {
@@ -117,17 +119,14 @@ private:
         switch (options.command) {
             case Command::Program:
                 return Program(image);
-            case Command::Verify: {
-                const std::size_t bytes = session->Verify(image, options.verifyBy);
-                return {0, "Verified, no difference", bytes, {}};
-            }
+            case Command::Verify:
+                return Verify(image);
             case Command::Read:
                 return Read();
             case Command::Erase:
                 return Erase();
             case Command::BlankCheck:
-                session->BlankCheck();
-                return {0, "Flash is blank", 0, {}};
+                return BlankCheck();
             case Command::Info:
                 view.ShowInfo(*connection);
                 view.ShowCcfg(session->ReadCcfg());
@@ -173,6 +172,25 @@ private:
                                  result.writtenSectors + result.unchangedSectors, result.unchangedSectors);
     }
 
+    Outcome Verify(const host::ProgramImage& image) {
+        const host::ProgramImage part =
+            options.range ? image.Within(options.range->first, options.range->second) : image;
+        if (part.IsEmpty()) {
+            throw host::BadInput(host::Field::Range, "no byte of the files lies in it");
+        }
+        const std::size_t bytes = session->Verify(part, options.verifyBy);
+        return {0, "Verified, no difference", bytes, {}};
+    }
+
+    Outcome BlankCheck() {
+        if (options.range) {
+            session->BlankCheck(options.range->first, options.range->second);
+            return {0, "The range is blank", options.range->second, {}};
+        }
+        session->BlankCheck();
+        return {0, "Flash is blank", 0, {}};
+    }
+
     std::uint32_t SectorCount() const { return session->Info().geometry.sectorCount; }
 
     void RequireAgreement(const host::ClosingChanges& changes, const std::vector<host::DataRun>& programmed) {
@@ -194,13 +212,9 @@ private:
     Outcome Read() {
         const auto range = options.range.value_or(std::pair{std::uint32_t{0}, session->Info().geometry.SizeBytes()});
         const std::vector<std::uint8_t> bytes = session->Read(range.first, range.second);
-        std::vector<std::uint8_t> content = bytes;
-        if (options.outFormat == host::FileFormat::IntelHex) {
-            host::ProgramImage image;
-            image.Add(range.first, bytes, {"flash", ""});
-            const std::string text = host::PrintIntelHex(image);
-            content.assign(text.begin(), text.end());
-        }
+        host::ProgramImage image;
+        image.Add(range.first, bytes, {"flash", ""});
+        const std::vector<std::uint8_t> content = host::PrintProgram(image, options.outFormat);
         if (options.outFile == "-") {
             std::fwrite(content.data(), 1, content.size(), stdout);
         } else {
@@ -210,8 +224,16 @@ private:
     }
 
     Outcome Erase() {
-        if (options.sectors) {
-            session->EraseSectors(host::ParseSectorList(*options.sectors, SectorCount(), host::Field::Sectors));
+        const auto sectors =
+            options.sectors
+                ? std::optional(host::ParseSectorList(*options.sectors, SectorCount(), host::Field::Sectors))
+                : std::nullopt;
+        if (options.isDryRun) {
+            view.ShowPlan(session->PlanErase(sectors, options.keepCcfg));
+            return {0, "Nothing was touched", 0, {}};
+        }
+        if (sectors) {
+            session->EraseSectors(*sectors);
             return {0, fmt::format("Erased sectors {}", *options.sectors), 0, {}};
         }
         options.keepCcfg ? session->EraseAllButCcfg() : session->EraseAll();

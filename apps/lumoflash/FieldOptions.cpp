@@ -38,6 +38,7 @@ constexpr NamedField kNames[] = {
     {Field::Bootloader, "--disable-bootloader"},
     {Field::DebugPort, "--disable-debug"},
     {Field::Sectors, "--sectors"},
+    {Field::Range, "--range"},
     {Field::Address, "mac write"},
 };
 

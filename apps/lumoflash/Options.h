@@ -40,7 +40,7 @@ struct Options {
     bool isVerbose = false, isJson = false, isQuiet = false, isColorOff = false, isAgreed = false;
 
     // program, verify
-    std::vector<std::filesystem::path> files;
+    std::vector<host::ProgramSource> files;
     host::ReadOptions fileOptions;
     host::ProgramOptions program;  // `closing` is also that of ccfg; both without the lists
     SectorLists lists;
@@ -50,9 +50,11 @@ struct Options {
     // read
     std::filesystem::path outFile;
     host::FileFormat outFormat = host::FileFormat::Binary;
+
+    // read, verify, blank-check
     std::optional<std::pair<std::uint32_t, std::uint32_t>> range;  // address, length
 
-    // erase
+    // erase; `isDryRun`, too
     std::optional<std::string> sectors;
     bool keepCcfg = false;
 

@@ -3,6 +3,8 @@
 
 #include <fmt/format.h>
 
+#include <algorithm>
+#include <iterator>
 #include <utility>
 
 #include "host/Numbers.h"
@@ -68,6 +70,7 @@ public:
         FinishProgram();
         FinishClosing();
         FinishRead();
+        FinishRange();
         FinishMac();
         FinishValidation();
         FinishErase();
@@ -88,7 +91,10 @@ private:
     }
 
     void FinishFiles() {
-        options.files.assign(raw.files.begin(), raw.files.end());
+        std::ranges::transform(raw.files, std::back_inserter(options.files), host::ParseProgramSource);
+        if (std::ranges::count_if(options.files, &host::ProgramSource::IsStandardInput) > 1) {
+            Refuse("FILE: standard input (-) can be read only once");
+        }
         if (!raw.base.empty()) {
             options.fileOptions.binaryBase = NumberIn(raw.base, kWord, "--base");
         }
@@ -148,20 +154,30 @@ private:
         if (options.command == Command::Read && options.isJson && options.outFile == "-") {
             Refuse("--json and --out - exclude each other: both write to standard output");
         }
-        if (Given(Command::Read, "--range")) {
-            const std::size_t colon = raw.range.find(':');
-            if (colon == std::string::npos) {
-                Refuse(fmt::format("--range: \"{}\" is not ADDRESS:LENGTH", raw.range));
-            }
-            options.range = {NumberIn(raw.range.substr(0, colon), kWord, "--range"),
-                             NumberIn(raw.range.substr(colon + 1), kWord, "--range")};
-        }
-        const std::string ending = options.outFile.extension().string();
-        options.outFormat = ending == ".hex" || ending == ".ihex" ? FileFormat::IntelHex : FileFormat::Binary;
+        options.outFormat = host::FileFormatOfName(options.outFile.string()).value_or(FileFormat::Binary);
         if (Given(Command::Read, "--format")) {
             options.outFormat = ParseWord<FileFormat>(
-                raw.outFormat, {{"bin", FileFormat::Binary}, {"hex", FileFormat::IntelHex}}, "--format");
+                raw.outFormat,
+                {{"bin", FileFormat::Binary}, {"hex", FileFormat::IntelHex}, {"srec", FileFormat::SRecord}},
+                "--format");
         }
+        if (options.outFormat == FileFormat::Elf) {
+            Refuse(fmt::format("--out {}: read writes no ELF; choose another ending, or --format bin, hex or srec",
+                               options.outFile.string()));
+        }
+    }
+
+    void FinishRange() {
+        const Command commands[] = {Command::Read, Command::Verify, Command::BlankCheck};
+        if (std::ranges::none_of(commands, [&](Command command) { return Given(command, "--range"); })) {
+            return;
+        }
+        const std::size_t colon = raw.range.find(':');
+        if (colon == std::string::npos) {
+            Refuse(fmt::format("--range: \"{}\" is not ADDRESS:LENGTH", raw.range));
+        }
+        options.range = {NumberIn(raw.range.substr(0, colon), kWord, "--range"),
+                         NumberIn(raw.range.substr(colon + 1), kWord, "--range")};
     }
 
     void FinishMac() {

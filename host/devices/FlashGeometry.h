@@ -5,6 +5,8 @@
 
 namespace flash::host {
 
+inline constexpr std::uint8_t kErasedByte = 0xFF;  // of flash
+
 struct FlashGeometry {
     std::uint32_t sectorSizeBytes;
     std::uint32_t sectorCount;

@@ -11,9 +11,9 @@
 
 namespace flash::host {
 
-// Strict: every line is a whole, correct record or empty; lines end with LF or CRLF; the end record stands and nothing
-// follows it. A record runs on past 64 KiB only behind a base of type 04: elsewhere its offset would wrap around, which
-// nobody means. Throws `ProgramFileError` with file and line.
+// Strict: every line is a whole, correct record or empty (TextRecords.h says what else a line may have); the end record
+// stands and nothing follows it. A record runs on past 64 KiB only behind a base of type 04: elsewhere its offset would
+// wrap around, which nobody means. Throws `ProgramFileError` with file and line.
 ProgramImage ReadIntelHex(std::span<const std::uint8_t> content, const std::string& fileName);
 
 // Gaps stay gaps: only bytes of the image are written, 16 per line, lines end with LF. Bases are of type 04, an entry

@@ -7,11 +7,13 @@
 #include <array>
 #include <cctype>
 
+#include "host/Numbers.h"
 #include "host/files/ElfFile.h"
 #include "host/files/FileContent.h"
 #include "host/files/IntelHex.h"
 #include "host/files/RawBinary.h"
 #include "host/files/SRecord.h"
+#include "host/files/StandardInput.h"
 #include "host/files/TextRecords.h"
 
 namespace flash::host {
@@ -68,13 +70,21 @@ std::string LowerCase(std::string text) {
     return text;
 }
 
+// What has an address is raw unless it shows to be something else; the bytes of a raw file may look like anything.
 FileFormat FormatOf(std::span<const std::uint8_t> content, const std::string& fileName, const ReadOptions& options) {
-    const std::optional<FileFormat> format = options.format ? options.format : DetectFileFormat(content, fileName);
-    if (!format) {
+    if (options.format) {
+        return *options.format;
+    }
+    const bool isRawByName = FileFormatOfName(fileName) == FileFormat::Binary;
+    const std::optional<FileFormat> detected = DetectFileFormat(content, fileName);
+    if (options.binaryBase && (isRawByName || !detected)) {
+        return FileFormat::Binary;
+    }
+    if (!detected) {
         throw ErrorAt({fileName, ""}, "neither content nor extension tells the format: name it with " +
                                           FieldText(Field::FileFormat) + " hex, srec, bin or elf");
     }
-    return *format;
+    return *detected;
 }
 
 ProgramImage ReadAs(FileFormat format, std::span<const std::uint8_t> content, const std::string& fileName,
@@ -96,7 +106,26 @@ ProgramImage ReadAs(FileFormat format, std::span<const std::uint8_t> content, co
     return ReadRawBinary(content, *options.binaryBase, fileName);
 }
 
+[[noreturn]] void RefuseAddress(const std::string& fileName) {
+    throw ErrorAt({fileName, ""}, "only a raw binary file takes an address, and this one is none; with " +
+                                      FieldText(Field::FileFormat) + " bin its bytes are taken as they are");
+}
+
+std::vector<std::uint8_t> BytesOf(const std::string& text) { return {text.begin(), text.end()}; }
+
 }  // namespace
+
+bool ProgramSource::IsStandardInput() const { return path == kStandardInput || path == kStandardInputFile; }
+
+ProgramSource ParseProgramSource(const std::string& text) {
+    const std::size_t at = text.rfind('@');
+    if (at == std::string::npos || at == 0) {
+        return {text};
+    }
+    const std::string behind = text.substr(at + 1);
+    const std::optional<std::uint32_t> address = ParseNumber(behind);
+    return address || behind.empty() ? ProgramSource{text.substr(0, at), address} : ProgramSource{text};
+}
 
 std::optional<FileFormat> ParseFileFormat(std::string_view name) { return Lookup(kFormatNames, name); }
 
@@ -110,7 +139,25 @@ std::optional<FileFormat> DetectFileFormat(std::span<const std::uint8_t> content
     if (const std::optional<FileFormat> format = FormatOfContent(content)) {
         return format;
     }
+    return FileFormatOfName(fileName);
+}
+
+std::optional<FileFormat> FileFormatOfName(std::string_view fileName) {
     return Lookup(kExtensions, LowerCase(std::filesystem::path(fileName).extension().string()));
+}
+
+std::vector<std::uint8_t> PrintProgram(const ProgramImage& image, FileFormat format) {
+    switch (format) {
+        case FileFormat::IntelHex:
+            return BytesOf(PrintIntelHex(image));
+        case FileFormat::SRecord:
+            return BytesOf(PrintSRecord(image));
+        case FileFormat::Binary:
+            return PrintRawBinary(image);
+        case FileFormat::Elf:
+            break;
+    }
+    throw BadInput(Field::FileFormat, "an ELF file can be read, not written");
 }
 
 ProgramImage ReadProgram(std::span<const std::uint8_t> content, const std::string& fileName,
@@ -126,17 +173,24 @@ ProgramImage ReadProgramFile(const std::filesystem::path& path, const ReadOption
     return ReadProgram(LoadFile(path), path.string(), options);
 }
 
-ProgramImage ReadProgramFiles(std::span<const std::filesystem::path> paths, const ReadOptions& options) {
+ProgramImage ReadProgramFiles(std::span<const ProgramSource> sources, const ReadOptions& options) {
     ProgramImage image;
     bool hasBinary = false;
-    for (const std::filesystem::path& path : paths) {
-        const std::vector<std::uint8_t> content = LoadFile(path);
-        hasBinary = hasBinary || FormatOf(content, path.string(), options) == FileFormat::Binary;
-        image.Merge(ReadProgram(content, path.string(), options));
+    for (const ProgramSource& source : sources) {
+        const std::string name = source.IsStandardInput() ? std::string(kStandardInputName) : source.path.string();
+        const std::vector<std::uint8_t> content =
+            source.IsStandardInput() ? LoadStandardInput() : LoadFile(source.path);
+        ReadOptions own = options;
+        own.binaryBase = source.address ? source.address : options.binaryBase;
+        const bool isBinary = FormatOf(content, name, own) == FileFormat::Binary;
+        if (source.address && !isBinary) {
+            RefuseAddress(name);
+        }
+        hasBinary = hasBinary || (isBinary && !source.address);
+        image.Merge(ReadProgram(content, name, own));
     }
-    if (options.binaryBase && !hasBinary && !paths.empty()) {
-        throw ErrorAt({paths.front().string(), ""},
-                      "only a raw binary file takes an address (" + FieldText(Field::BaseAddress) + ")");
+    if (options.binaryBase && !hasBinary && !sources.empty()) {
+        RefuseAddress(sources.front().path.string());
     }
     return image;
 }

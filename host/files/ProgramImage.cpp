@@ -67,6 +67,20 @@ void ProgramImage::Merge(const ProgramImage& other) {
     }
 }
 
+ProgramImage ProgramImage::Within(std::uint32_t first, std::uint32_t length) const {
+    ProgramImage part;
+    part.entryPoint = entryPoint;
+    for (const auto& [address, segment] : segments) {
+        const std::uint64_t begin = std::max<std::uint64_t>(address, first);
+        const std::uint64_t end = std::min(EndOf(address, segment.bytes.size()), EndOf(first, length));
+        if (begin < end) {
+            part.Add(static_cast<std::uint32_t>(begin), std::span(segment.bytes).subspan(begin - address, end - begin),
+                     segment.origin);
+        }
+    }
+    return part;
+}
+
 std::vector<DataRun> ProgramImage::Runs() const {
     std::vector<DataRun> runs;
     for (const auto& [address, segment] : segments) {

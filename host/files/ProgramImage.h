@@ -63,6 +63,9 @@ public:
     // Adds all of `other`, with the same rules. The entry point is that of the first image that has one.
     void Merge(const ProgramImage& other);
 
+    // What of it lies in [first, first + length).
+    ProgramImage Within(std::uint32_t first, std::uint32_t length) const;
+
     // By address of their first byte.
     const std::map<std::uint32_t, Segment>& Segments() const { return segments; }
 

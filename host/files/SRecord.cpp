@@ -3,6 +3,7 @@
 
 #include <fmt/format.h>
 
+#include <algorithm>
 #include <optional>
 #include <string_view>
 #include <utility>
@@ -12,6 +13,8 @@
 
 namespace flash::host {
 namespace {
+
+constexpr std::size_t kPrintedDataBytes = 16;  // per line: what every other tool writes
 
 enum class Role { Header, Data, Count, End };
 
@@ -124,6 +127,17 @@ ProgramImage Reader::Finish(const Origin& lastLine) {
     return std::move(image);
 }
 
+void PrintRecord(std::string& text, char digit, std::size_t addressBytes, std::uint32_t address,
+                 std::span<const std::uint8_t> data) {
+    std::vector<std::uint8_t> record{static_cast<std::uint8_t>(addressBytes + data.size() + 1)};
+    for (std::size_t i = addressBytes; i-- > 0;) {
+        record.push_back(static_cast<std::uint8_t>(address >> (8 * i)));
+    }
+    record.insert(record.end(), data.begin(), data.end());
+    record.push_back(static_cast<std::uint8_t>(0xFF - ByteSum(record)));
+    text += fmt::format("S{}{:02X}\n", digit, fmt::join(record, ""));
+}
+
 }  // namespace
 
 ProgramImage ReadSRecord(std::span<const std::uint8_t> content, const std::string& fileName) {
@@ -135,6 +149,20 @@ ProgramImage ReadSRecord(std::span<const std::uint8_t> content, const std::strin
         reader.Take(DecodeRecord(line->text, origin), origin);
     }
     return reader.Finish(origin);
+}
+
+std::string PrintSRecord(const ProgramImage& image) {
+    std::string text;
+    PrintRecord(text, '0', 2, 0, {});
+    for (const DataRun& run : image.Runs()) {
+        for (std::size_t done = 0; done < run.bytes.size(); done += kPrintedDataBytes) {
+            const std::span rest = std::span(run.bytes).subspan(done);
+            PrintRecord(text, '3', 4, run.address + static_cast<std::uint32_t>(done),
+                        rest.first(std::min(kPrintedDataBytes, rest.size())));
+        }
+    }
+    PrintRecord(text, '7', 4, image.entryPoint.value_or(0), {});
+    return text;
 }
 
 }  // namespace flash::host

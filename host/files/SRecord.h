@@ -11,10 +11,14 @@
 
 namespace flash::host {
 
-// Strict: every line is a whole, correct record or empty; lines end with LF or CRLF; counts are right; an end record
-// (of any width) stands and nothing follows it. Only the first address of a record has to fit its type: common writers
-// let an S1 record run on past 64 KiB. The address 0 in the end record means "no entry point". Throws
-// `ProgramFileError` with file and line.
+// Strict: every line is a whole, correct record or empty (TextRecords.h says what else a line may have); counts are
+// right; an end record (of any width) stands and nothing follows it. Only the first address of a record has to fit its
+// type: common writers let an S1 record run on past 64 KiB. The address 0 in the end record means "no entry point".
+// Throws `ProgramFileError` with file and line.
 ProgramImage ReadSRecord(std::span<const std::uint8_t> content, const std::string& fileName);
+
+// Gaps stay gaps: only bytes of the image are written, 16 per line, lines end with LF. Addresses have 32 bits
+// throughout (S3, S7), so that every reader takes any image; an empty header (S0) stands first.
+std::string PrintSRecord(const ProgramImage& image);
 
 }  // namespace flash::host

@@ -8,6 +8,11 @@
 namespace flash::host {
 namespace {
 
+constexpr std::string_view kByteOrderMark = "\xEF\xBB\xBF";
+constexpr std::string_view kBlanks = " \t";
+constexpr std::string_view kBlanksAndLineEnds = " \t\r\n";
+constexpr char kCtrlZ = '\x1A';
+
 std::optional<std::uint8_t> ValueOfDigit(char character) {
     const auto offsetFrom = [&](char first) { return static_cast<std::uint8_t>(character - first); };
     if (character >= '0' && character <= '9') {
@@ -40,6 +45,17 @@ std::uint8_t DigitAt(std::string_view line, std::size_t column, const Origin& or
 
 }  // namespace
 
+LineSplitter::LineSplitter(std::span<const std::uint8_t> content)
+    : rest(reinterpret_cast<const char*>(content.data()), content.size()) {
+    if (rest.starts_with(kByteOrderMark)) {
+        rest.remove_prefix(kByteOrderMark.size());
+    }
+    if (const std::size_t last = rest.find_last_not_of(kBlanksAndLineEnds);
+        last != std::string_view::npos && rest[last] == kCtrlZ) {
+        rest = rest.substr(0, last);
+    }
+}
+
 std::optional<TextLine> LineSplitter::Next() {
     while (!rest.empty()) {
         const std::size_t end = rest.find('\n');
@@ -49,6 +65,7 @@ std::optional<TextLine> LineSplitter::Next() {
         if (end != std::string_view::npos && text.ends_with('\r')) {
             text.remove_suffix(1);
         }
+        text = text.substr(0, text.find_last_not_of(kBlanks) + 1);
         if (!text.empty()) {
             return TextLine{linesTaken, text};
         }

@@ -18,11 +18,12 @@ struct TextLine {
     std::string_view text;  // without its end
 };
 
-// Takes one line after the other off a file's content. A line ends with LF, CRLF or the end of the file.
+// Takes one line after the other off a file's content. A line ends with LF, CRLF or the end of the file. What editors
+// and old systems add is no part of a line: a byte-order mark of UTF-8 at the start, blanks behind a line, one Ctrl-Z
+// at the end.
 class LineSplitter {
 public:
-    explicit LineSplitter(std::span<const std::uint8_t> content)
-        : rest(reinterpret_cast<const char*>(content.data()), content.size()) {}
+    explicit LineSplitter(std::span<const std::uint8_t> content);
 
     // The next line that is not empty, null behind the last one. The text points into the content.
     std::optional<TextLine> Next();

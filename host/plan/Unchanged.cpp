@@ -8,8 +8,6 @@
 namespace flash::host {
 namespace {
 
-constexpr std::uint8_t kErasedByte = 0xFF;
-
 // The bytes of one run that lie in one sector.
 struct Piece {
     std::uint32_t sector;

@@ -11,7 +11,6 @@
 namespace flash::host {
 namespace {
 
-constexpr std::uint8_t kErasedByte = 0xFF;
 constexpr std::uint32_t kSectorsPerMapRow = 32;
 
 struct SectorImage {

@@ -8,6 +8,7 @@
 
 #include "host/Failure.h"
 #include "host/Numbers.h"
+#include "host/Words.h"
 #include "host/plan/Contradictions.h"
 #include "host/session/Operate.h"
 #include "host/settings/OptionProperties.h"
@@ -95,12 +96,17 @@ Session::Session(Equipment& equipment, Observer& hostObserver, const std::atomic
 
 CcfgInfo Session::ReadCcfg() { return DecodeCcfg(reader.ReadFields(layout), layout); }
 
-std::vector<std::uint8_t> Session::Read(std::uint32_t address, std::uint32_t lengthBytes) {
+void Session::RequireInFlash(std::uint32_t address, std::uint32_t lengthBytes) const {
     const std::uint64_t end = std::uint64_t{address} + lengthBytes;
     if (lengthBytes == 0 || end > info.geometry.SizeBytes()) {
-        throw Failure(FailureKind::BadInput, fmt::format("{} bytes at 0x{:08X} are not inside the flash of {} bytes",
-                                                         lengthBytes, address, info.geometry.SizeBytes()));
+        throw BadInput(Field::Range, fmt::format("{} at 0x{:08X} {} not inside the flash of {}",
+                                                 Counted(lengthBytes, "byte"), address, lengthBytes == 1 ? "is" : "are",
+                                                 Counted(info.geometry.SizeBytes(), "byte")));
     }
+}
+
+std::vector<std::uint8_t> Session::Read(std::uint32_t address, std::uint32_t lengthBytes) {
+    RequireInFlash(address, lengthBytes);
     return reader.Read(address, lengthBytes);
 }
 
@@ -132,6 +138,29 @@ void Session::EraseSectors(const SectorSet& sectors) {
     RequireNotInterrupted(isInterrupted);
     Operate(services, fmt::format("Erasing sectors {}", sectors.Text()), Stage::Close, 0,
             [this] { plugin.Execute("EraseSectors"); });
+}
+
+WritePlan Session::PlanErase(const std::optional<SectorSet>& sectors, bool keepCcfg) {
+    const CcfgInfo ccfg = ReadCcfg();
+    WritePlan plan{.geometry = info.geometry,
+                   .erase = sectors ? EraseChoice::Listed : EraseChoice::All,
+                   .sectors = std::vector<SectorPlan>(info.geometry.sectorCount)};
+    for (std::uint32_t index = 0; index < info.geometry.sectorCount; ++index) {
+        plan.sectors[index].isErased = sectors ? sectors->Contains(index) : !ccfg.protectedSectors.Contains(index);
+    }
+    plan.keepsCcfg = keepCcfg && ccfg.sizeBytes != 0;
+    plan.sectors.back().keepsRest = plan.keepsCcfg;
+    return plan;
+}
+
+void Session::BlankCheck(std::uint32_t address, std::uint32_t lengthBytes) {
+    const std::vector<std::uint8_t> bytes = Read(address, lengthBytes);
+    const auto programmed = std::ranges::find_if(bytes, [](std::uint8_t byte) { return byte != kErasedByte; });
+    if (programmed != bytes.end()) {
+        throw Failure(FailureKind::Difference,
+                      fmt::format("Flash is not blank, first at 0x{:08X}, where it has 0x{:02X}",
+                                  address + (programmed - bytes.begin()), *programmed));
+    }
 }
 
 void Session::BlankCheck() {

@@ -78,7 +78,11 @@ public:
     void EraseAll();
     void EraseAllButCcfg();
     void EraseSectors(const SectorSet& sectors);
-    void BlankCheck();  // Failure (Difference) when flash is programmed
+    WritePlan PlanErase(const std::optional<SectorSet>& sectors, bool keepCcfg);  // missing for all of flash
+
+    // Failure (Difference) when flash is programmed. All of it by the plug-in, a part by reading it.
+    void BlankCheck();
+    void BlankCheck(std::uint32_t address, std::uint32_t lengthBytes);
 
     std::string ReadAddress(AddressKind kind);
     void WriteAddress(AddressKind kind, const RadioAddress& address);
@@ -102,6 +106,7 @@ private:
     void RequireChanged(const ClosingChanges& changes, const Kept& kept);
     void AbandonLoad(const Kept& kept, ScopedSettings& scope);
 
+    void RequireInFlash(std::uint32_t address, std::uint32_t lengthBytes) const;
     void EraseAllBut(const Kept& kept);
     void RequireKeptCcfg(const std::string& attempt, const Kept& kept);
     void OrPutBack(const Kept& kept, ScopedSettings& scope, const std::function<void()>& work);

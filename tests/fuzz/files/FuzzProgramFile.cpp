@@ -59,9 +59,11 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
     };
 
     fuzz::FuzzRequire(host::DetectFileFormat(content, name) == format, "both ways find the same format");
+    const bool isRawWithBase = !format || name.ends_with(".bin");
     const auto detected = readAs({std::nullopt, 0x1000});
 
-    fuzz::FuzzRequire(detected == (format ? readAs({format, 0x1000}) : std::nullopt), "detection is only a choice");
+    fuzz::FuzzRequire(detected == readAs({isRawWithBase ? host::FileFormat::Binary : format, 0x1000}),
+                      "detection is only a choice");
     fuzz::FuzzRequire(!detected || !detected->bytes.empty(), "an accepted file has bytes");
     fuzz::FuzzRequire(format != host::FileFormat::Binary || !readAs({}), "a binary file needs a base");
     return 0;

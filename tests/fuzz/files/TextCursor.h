@@ -10,18 +10,38 @@
 
 namespace flash::fuzz {
 
-// Lines at each LF, without the CR in front of it.
-inline std::vector<std::string_view> LinesOf(std::string_view text) {
+// Without a byte-order mark in front and one Ctrl-Z behind, with whatever blanks and ends of lines follow that.
+inline std::string_view WithoutMarks(std::string_view text) {
+    const std::size_t start = text.substr(0, 3) == "\xEF\xBB\xBF" ? 3 : 0;
+    std::size_t end = text.size();
+    while (end > start &&
+           (text[end - 1] == ' ' || text[end - 1] == '\t' || text[end - 1] == '\r' || text[end - 1] == '\n')) {
+        --end;
+    }
+    const bool hasCtrlZ = end > start && text[end - 1] == '\x1A';
+    return text.substr(start, (hasCtrlZ ? end - 1 : text.size()) - start);
+}
+
+inline std::string_view WithoutBlanksBehind(std::string_view line) {
+    while (!line.empty() && (line.back() == ' ' || line.back() == '\t')) {
+        line.remove_suffix(1);
+    }
+    return line;
+}
+
+// Lines at each LF, without the CR in front of it and the blanks in front of that.
+inline std::vector<std::string_view> LinesOf(std::string_view marked) {
+    const std::string_view text = WithoutMarks(marked);
     std::vector<std::string_view> lines;
     std::size_t start = 0;
     for (std::size_t i = 0; i < text.size(); ++i) {
         if (text[i] == '\n') {
             const std::size_t end = i > start && text[i - 1] == '\r' ? i - 1 : i;
-            lines.push_back(text.substr(start, end - start));
+            lines.push_back(WithoutBlanksBehind(text.substr(start, end - start)));
             start = i + 1;
         }
     }
-    lines.push_back(text.substr(start));
+    lines.push_back(WithoutBlanksBehind(text.substr(start)));
     return lines;
 }
 

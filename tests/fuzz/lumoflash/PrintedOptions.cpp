@@ -1,5 +1,7 @@
 #include "tests/fuzz/lumoflash/PrintedOptions.h"
 
+#include <algorithm>
+#include <iterator>
 #include <optional>
 #include <sstream>
 
@@ -24,6 +26,10 @@ public:
             case Command::Verify:
                 PrintFileOptions();
                 Put("by", options.verifyBy == host::VerifyBy::Link ? "link" : "target", Kind::Text);
+                PrintRange();
+                break;
+            case Command::BlankCheck:
+                PrintRange();
                 break;
             case Command::Ccfg:
                 PrintClosing();
@@ -34,6 +40,7 @@ public:
             case Command::Erase:
                 Put("sectors", options.sectors);
                 PutFlag("keep-ccfg", options.keepCcfg);
+                PutFlag("dry-run", options.isDryRun);
                 break;
             case Command::ValidatePlugin:
                 if (options.validation.isListing) {  // excludes a path, whatever its value
@@ -102,11 +109,15 @@ private:
 
     void PrintRead() {
         Put("out", options.outFile.string(), Kind::Path);
+        Put("format", std::string(host::FileFormatName(options.outFormat)), Kind::Text);
+        PrintRange();
+    }
+
+    void PrintRange() {
         if (options.range) {
             const auto [address, length] = *options.range;
             Put("range", std::to_string(address) + ":" + std::to_string(length), Kind::Text);
         }
-        Put("format", options.outFormat == host::FileFormat::IntelHex ? "hex" : "bin", Kind::Text);
     }
 
     void Put(const std::string& name, const std::string& value, Kind kind) {
@@ -169,6 +180,7 @@ public:
         const auto& [kind, place, keys] = value;
         AddAll(kind, place, keys);
     }
+    void Add(const host::ProgramSource& value) { AddAll(value.path, value.address); }
     void Add(const host::ReadOptions& value) {
         const auto& [format, base] = value;
         AddAll(format, base);
@@ -205,6 +217,15 @@ private:
     std::ostringstream stream;
 };
 
+// The text that gives this source again: what ends like one with an address gets another "@".
+std::string PrintSource(const host::ProgramSource& source) {
+    const std::string path = source.path.string();
+    if (source.address) {
+        return path + "@" + std::to_string(*source.address);
+    }
+    return host::ParseProgramSource(path).path == path ? path : path + "@";
+}
+
 std::vector<std::string> Split(const std::string& command) {
     const std::size_t blank = command.find(' ');
     return blank == std::string::npos ? std::vector{command}
@@ -217,7 +238,7 @@ std::vector<PrintedOption> PrintOptions(const Options& options) { return Printer
 
 std::vector<std::string> PrintWords(const Options& options) {
     std::vector<std::string> words = Split(app::CommandName(options.command));
-    words.insert(words.end(), options.files.begin(), options.files.end());
+    std::ranges::transform(options.files, std::back_inserter(words), PrintSource);
     if (options.command == Command::MacRead) {
         const char* const kinds[] = {"pri-ble", "sec-ble", "pri-ieee", "sec-ieee"};
         for (const host::AddressKind kind : options.addressKinds) {

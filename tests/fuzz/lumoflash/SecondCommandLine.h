@@ -122,10 +122,10 @@ private:
               {"disable-bootloader", {}},
               {"disable-debug", {}},
               {"dry-run", {}}}},
-            {"verify", {{"base", number}, {"format", format}, {"by", oneOf({"target", "link"})}}},
-            {"read", {{"out", any}, {"range", IsRange}, {"format", oneOf({"bin", "hex"})}}},
-            {"erase", {{"sectors", any}, {"keep-ccfg", {}}}},
-            {"blank-check", {}},
+            {"verify", {{"base", number}, {"format", format}, {"range", IsRange}, {"by", oneOf({"target", "link"})}}},
+            {"read", {{"out", any}, {"range", IsRange}, {"format", oneOf({"bin", "hex", "srec"})}}},
+            {"erase", {{"sectors", any}, {"keep-ccfg", {}}, {"dry-run", {}}}},
+            {"blank-check", {{"range", IsRange}}},
             {"info", {}},
             {"mac", {}},
             {"mac read", {}},
@@ -202,7 +202,18 @@ private:
             return !given.contains("sectors") || !given.contains("keep-ccfg");
         }
         const auto out = given.find("out");
-        return command != "read" || (out != given.end() && (out->second != "-" || !given.contains("json")));
+        return command != "read" || (out != given.end() && (out->second != "-" || !given.contains("json")) &&
+                                     (given.contains("format") || !IsElfByName(out->second)));
+    }
+
+    static bool IsElfByName(const std::string& path) {
+        std::string ending = path.size() < 4 ? "" : path.substr(path.size() - 4);
+        for (char& letter : ending) {
+            letter = static_cast<char>(letter >= 'A' && letter <= 'Z' ? letter + ('a' - 'A') : letter);
+        }
+        // A name that is only an ending has none.
+        const bool isOnlyEnding = path.size() == 4 || (path.size() > 4 && path[path.size() - 5] == '/');
+        return !isOnlyEnding && IsOneOf({".elf", ".axf", ".out"}, ending);
     }
 
     bool AreWordsSound() const {

@@ -58,6 +58,15 @@ TEST(ReadIntelHex, EachByteKnowsItsLine) {
     EXPECT_EQ(*image.OriginAt(0x100), (Origin{"a.hex", "line 3"}));
 }
 
+TEST(ReadIntelHex, TakesWhatEditorsAndOldSystemsAdd) {
+    for (const std::string text :
+         {"\xEF\xBB\xBF:020000000102FB\n:00000001FF\n", ":020000000102FB \t\r\n  \r\n:00000001FF  ",
+          ":020000000102FB\n:00000001FF\x1A", ":020000000102FB\r\n:00000001FF\r\n\x1A\r\n \n"}) {
+        SCOPED_TRACE(text);
+        EXPECT_EQ(ReadIntelHex(AsBytes(text), "a.hex").Runs(), (std::vector<DataRun>{{0, {1, 2}}}));
+    }
+}
+
 TEST(ReadIntelHex, RefusesWhatIsNotWholeAndCorrect) {
     const RefusedCase cases[] = {
         {"nothing", "", "a.hex: the end record (type 01) is missing behind this line: the file is truncated"},
@@ -65,8 +74,14 @@ TEST(ReadIntelHex, RefusesWhatIsNotWholeAndCorrect) {
          "a.hex, line 1: the end record (type 01) is missing behind this line: the file is truncated"},
         {"other text", "hello\n", "a.hex, line 1: the line does not start with ':'"},
         {"leading blank", " :00000001FF\n", "a.hex, line 1: the line does not start with ':'"},
-        {"trailing blank", ":00000001FF \n",
+        {"blank between", ":0000 0001FF\n", "a.hex, line 1: character 0x20 in column 6, expected a hexadecimal digit"},
+        {"blanks in front of a lone CR", ":00000001FF \r \n",
          "a.hex, line 1: character 0x20 in column 12, expected a hexadecimal digit"},
+        {"two Ctrl-Z", ":00000001FF\n\x1A\x1A", "a.hex, line 2: the line does not start with ':'"},
+        {"Ctrl-Z between", ":020000000102FB\x1A\n:00000001FF\n",
+         "a.hex, line 1: character 0x1A in column 16, expected a hexadecimal digit"},
+        {"byte-order mark behind the start", ":020000000102FB\n\xEF\xBB\xBF:00000001FF\n",
+         "a.hex, line 2: the line does not start with ':'"},
         {"line end of one CR", ":020000000102FB\r:00000001FF\n",
          "a.hex, line 1: character 0x0D in column 16, expected a hexadecimal digit"},
         {"CR at the end of the file", ":00000001FF\r",

@@ -89,6 +89,15 @@ TEST(ReadProgram, ReadsEachFormat) {
     EXPECT_EQ(ReadProgram(Bytes{1}, "a.bin", {.binaryBase = 0x2000}).Runs(), (Runs{{0x2000, {1}}}));
 }
 
+TEST(ReadProgram, TakesForRawWhatHasAnAddressAndNoOtherMark) {
+    const auto countOf = [](std::span<const std::uint8_t> content, const char* name) {
+        return ReadProgram(content, name, {.binaryBase = 0}).ByteCount();
+    };
+    EXPECT_EQ(countOf(Bytes{1}, "a.dat"), 1u);
+    EXPECT_EQ(countOf(AsBytes(kHexText), "a.bin"), kHexText.size());
+    EXPECT_EQ(countOf(AsBytes(kHexText), "a.dat"), 3u);
+}
+
 TEST(ReadProgram, AnExplicitFormatGoesBeforeDetection) {
     EXPECT_EQ(ReadProgram(AsBytes(kHexText), "a.hex", {FileFormat::Binary, 0}).ByteCount(), kHexText.size());
     EXPECT_EQ(ErrorOf([] { ReadProgram(AsBytes(kHexText), "a.hex", {.format = FileFormat::SRecord}); }),
@@ -158,30 +167,74 @@ TEST(LoadFile, SaysThatAFileMayNotBeRead) {
 
 TEST(ReadProgramFiles, MakesOneImageOfSeveralFormats) {
     const TemporaryFolder folder;
-    const std::vector<std::filesystem::path> paths{folder.Write("a.hex", kHexText), folder.Write("b.s19", kSRecordText),
-                                                   folder.Write("c.bin", "\x05\x06")};
+    const std::vector<ProgramSource> sources{{folder.Write("a.hex", kHexText)},
+                                             {folder.Write("b.s19", kSRecordText)},
+                                             {folder.Write("c.bin", "\x05\x06")},
+                                             {folder.Write("d.bin", "\x07"), 0x1004}};
 
-    const ProgramImage image = ReadProgramFiles(paths, {.binaryBase = 0x1002});
+    const ProgramImage image = ReadProgramFiles(sources, {.binaryBase = 0x1002});
 
-    EXPECT_EQ(image.Runs(), (Runs{{0x30, {0x02, 0x33, 0x7A}}, {0x1000, {1, 2, 5, 6}}}));
+    EXPECT_EQ(image.Runs(), (Runs{{0x30, {0x02, 0x33, 0x7A}}, {0x1000, {1, 2, 5, 6, 7}}}));
 }
 
-TEST(ReadProgramFiles, RefusesABaseAddressWithoutARawBinaryFile) {
+TEST(ReadProgramFiles, RefusesAnAddressForWhatIsNotRaw) {
     const TemporaryFolder folder;
-    const std::vector<std::filesystem::path> paths{folder.Write("a.hex", kHexText),
-                                                   folder.Write("b.s19", kSRecordText)};
+    const std::filesystem::path hex = folder.Write("a.hex", kHexText), bin = folder.Write("b.bin", "\x05");
+    const std::string expected =
+        hex.string() +
+        ": only a raw binary file takes an address, and this one is none; with \"file format\" "
+        "bin its bytes are taken as they are";
+    const std::vector<ProgramSource> alone{{hex}}, own{{hex, 0x1000}}, others{{hex}, {bin, 0x1000}};
 
-    EXPECT_EQ(ErrorOf([&] { ReadProgramFiles(paths, {.binaryBase = 0x1000}); }),
-              paths[0].string() + ": only a raw binary file takes an address (\"base address\")");
+    EXPECT_EQ(ErrorOf([&] { ReadProgramFiles(alone, {.binaryBase = 0x1000}); }), expected);
+    EXPECT_EQ(ErrorOf([&] { ReadProgramFiles(own, {}); }), expected);
+    EXPECT_EQ(ErrorOf([&] { ReadProgramFiles(others, {.binaryBase = 0x2000}); }), expected);
+    EXPECT_EQ(ReadProgramFiles(own, {.format = FileFormat::Binary}).ByteCount(), kHexText.size());
 }
 
 TEST(ReadProgramFiles, NamesBothFilesOfAnOverlap) {
     const TemporaryFolder folder;
-    const std::vector<std::filesystem::path> paths{folder.Write("a.s19", kSRecordText), folder.Write("b.bin", "\x02")};
+    const std::filesystem::path first = folder.Write("a.s19", kSRecordText), second = folder.Write("b.bin", "\x02");
+    const std::vector<ProgramSource> sources{{first}, {second}};
 
-    EXPECT_EQ(ErrorOf([&] { ReadProgramFiles(paths, {.binaryBase = 0x1001}); }),
-              paths[1].string() + ": data at 0x00001001-0x00001001 overlaps that of " + paths[0].string() +
+    EXPECT_EQ(ErrorOf([&] { ReadProgramFiles(sources, {.binaryBase = 0x1001}); }),
+              second.string() + ": data at 0x00001001-0x00001001 overlaps that of " + first.string() +
                   ", line 1 at 0x00001000-0x00001001, first at 0x00001001");
+}
+
+TEST(ParseProgramSource, TakesANumberBehindTheLastAtForAnAddress) {
+    struct Case {
+        const char* text;
+        ProgramSource source;
+    };
+    const Case cases[] = {
+        {"a.bin", {"a.bin"}},
+        {"a.bin@0x2000", {"a.bin", 0x2000}},
+        {"a.bin@16", {"a.bin", 16}},
+        {"-@0", {"-", 0}},
+        {"a@2.hex", {"a@2.hex"}},
+        {"a@1@2", {"a@1", 2}},
+        {"a@2@", {"a@2"}},
+        {"a@0x100000000", {"a@0x100000000"}},
+        {"@5", {"@5"}},
+    };
+    for (const Case& c : cases) {
+        EXPECT_EQ(ParseProgramSource(c.text), c.source) << c.text;
+    }
+    EXPECT_TRUE(ParseProgramSource("-@0").IsStandardInput());
+    EXPECT_TRUE(ParseProgramSource("/dev/stdin@0").IsStandardInput());
+    EXPECT_FALSE(ParseProgramSource("./-").IsStandardInput());
+}
+
+TEST(PrintProgram, IsReadBackByItsNameWhateverTheFormat) {
+    ProgramImage image;
+    image.Add(0x1FF8, std::vector<std::uint8_t>(40, 0x5A), {"a", ""});
+    for (const auto& [name, format] : {std::pair{"a.HEX", FileFormat::IntelHex}, {"a.mot", FileFormat::SRecord}}) {
+        EXPECT_EQ(FileFormatOfName(name), format);
+        EXPECT_EQ(ReadProgram(PrintProgram(image, format), name).Runs(), image.Runs());
+    }
+    EXPECT_EQ(ReadProgram(PrintProgram(image, FileFormat::Binary), "a", {.binaryBase = 0x1FF8}).Runs(), image.Runs());
+    EXPECT_THROW(PrintProgram(image, FileFormat::Elf), BadInput);
 }
 
 }  // namespace

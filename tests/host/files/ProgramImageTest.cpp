@@ -169,5 +169,23 @@ TEST(RequireInside, NamesTheOriginAndTheFirstByteOutside) {
     }
 }
 
+TEST(ProgramImage, GivesWhatOfItLiesInARange) {
+    ProgramImage image;
+    image.Add(0x10, std::vector<std::uint8_t>{1, 2, 3, 4}, {"a", ""});
+    image.Add(0x20, std::vector<std::uint8_t>{5}, {"b", ""});
+    struct Case {
+        std::uint32_t first, length;
+        std::vector<DataRun> runs;
+    };
+    const Case cases[] = {{0x11, 2, {{0x11, {2, 3}}}},
+                          {0, 0x11, {{0x10, {1}}}},
+                          {0x13, 0x100, {{0x13, {4}}, {0x20, {5}}}},
+                          {0x14, 0xC, {}},
+                          {0, 0xFFFF'FFFF, image.Runs()}};
+    for (const Case& c : cases) {
+        EXPECT_EQ(image.Within(c.first, c.length).Runs(), c.runs) << c.first;
+    }
+}
+
 }  // namespace
 }  // namespace flash::host

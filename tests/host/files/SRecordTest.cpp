@@ -64,7 +64,7 @@ TEST(ReadSRecord, RefusesWhatIsNotWholeAndCorrect) {
         {"unknown type", "SA04000000FB\n",
          "a.s19, line 1: the record has no known type, expected S0 to S3 or S5 to S9"},
         {"bad digit", "\nS1051000010ZE7\n", "a.s19, line 2: 'Z' in column 12, expected a hexadecimal digit"},
-        {"trailing blank", "S9030000FC \n", "a.s19, line 1: character 0x20 in column 11, expected a hexadecimal digit"},
+        {"blank between", "S9030 000FC\n", "a.s19, line 1: character 0x20 in column 6, expected a hexadecimal digit"},
         {"line end of one CR", "S10510000102E7\rS9030000FC\n",
          "a.s19, line 1: character 0x0D in column 15, expected a hexadecimal digit"},
         {"odd digits", "S9030000F\n",
@@ -92,6 +92,47 @@ TEST(ReadSRecord, RefusesWhatIsNotWholeAndCorrect) {
         {"second end", "S9030000FC\nS9030000FC\n", "a.s19, line 2: a record behind the end record of line 1"},
     };
     ExpectRefused(cases, ReadNamed);
+}
+
+TEST(ReadSRecord, TakesWhatEditorsAndOldSystemsAdd) {
+    for (const std::string text :
+         {"\xEF\xBB\xBFS10510000102E7\nS9030000FC\n", "S10510000102E7 \t\r\n  \r\nS9030000FC  ",
+          "S10510000102E7\nS9030000FC\x1A", "S10510000102E7\r\nS9030000FC\r\n\x1A\r\n \n"}) {
+        SCOPED_TRACE(text);
+        EXPECT_EQ(ReadSRecord(AsBytes(text), "a.s19").Runs(), (std::vector<DataRun>{{0x1000, {1, 2}}}));
+    }
+}
+
+TEST(PrintSRecord, WritesRecordsOfSixteenBytesWithAddressesOf32Bits) {
+    struct Case {
+        const char* name;
+        std::vector<DataRun> runs;
+        std::optional<std::uint32_t> entryPoint;
+        const char* text;
+    };
+    const Case cases[] = {
+        {"nothing", {}, {}, "S0030000FC\nS70500000000FA\n"},
+        {"17 bytes",
+         {{0, {0, 1, 2, 3, 4, 5, 6, 7, 8, 9, 10, 11, 12, 13, 14, 15, 16}}},
+         {},
+         "S0030000FC\nS31500000000000102030405060708090A0B0C0D0E0F72\nS3060000001010D9\nS70500000000FA\n"},
+        {"a gap stays a gap",
+         {{0, {1, 2}}, {0x100, {0xAA}}},
+         {},
+         "S0030000FC\nS307000000000102F5\nS30600000100AA4E\nS70500000000FA\n"},
+        {"last address", {{0xFFFF'FFFF, {0x11}}}, {}, "S0030000FC\nS306FFFFFFFF11EC\nS70500000000FA\n"},
+        {"entry point", {}, 0x101, "S0030000FC\nS70500000101F8\n"},
+    };
+    for (const Case& c : cases) {
+        SCOPED_TRACE(c.name);
+        ProgramImage image;
+        for (const DataRun& run : c.runs) {
+            image.Add(run.address, run.bytes, {"a", ""});
+        }
+        image.entryPoint = c.entryPoint;
+
+        EXPECT_EQ(PrintSRecord(image), c.text);
+    }
 }
 
 }  // namespace

@@ -1,0 +1,27 @@
+// Singular and plural, and what a terminal must not get.
+#include "host/Words.h"
+
+#include <gtest/gtest.h>
+
+namespace flash::host {
+namespace {
+
+TEST(Counted, HasASingularForOneOnly) {
+    EXPECT_EQ(Counted(0, "byte"), "0 bytes");
+    EXPECT_EQ(Counted(1, "byte"), "1 byte");
+    EXPECT_EQ(Counted(2, "sector"), "2 sectors");
+}
+
+TEST(Listed, HasASingularForAListOfOne) {
+    EXPECT_EQ(Listed("page", "13"), "page 13");
+    EXPECT_EQ(Listed("page", "3-5"), "pages 3-5");
+    EXPECT_EQ(Listed("page", "1,7"), "pages 1,7");
+}
+
+TEST(Escaped, LeavesNoControlCharacter) {
+    EXPECT_EQ(Escaped("a\x1B[31mb\nc\x7F"), "a\\x1B[31mb\\x0Ac\\x7F");
+    EXPECT_EQ(Escaped(".text caf\xC3\xA9"), ".text caf\xC3\xA9");
+}
+
+}  // namespace
+}  // namespace flash::host
