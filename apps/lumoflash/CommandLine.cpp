@@ -6,11 +6,12 @@
 #include <CLI/CLI.hpp>
 #include <algorithm>
 #include <map>
-#include <sstream>
 
 #include "apps/lumoflash/Config.h"
 #include "apps/lumoflash/FieldOptions.h"
+#include "apps/lumoflash/Help.h"
 #include "apps/lumoflash/RawOptions.h"
+#include "apps/lumoflash/Version.h"
 
 namespace flash::app {
 namespace {
@@ -51,10 +52,11 @@ class CommandLine {
 public:
     CommandLine() : app("Programs the flash of Lumo microcontrollers through a flash plug-in.", "lumoflash") {
         app.require_subcommand(1);
-        app.set_version_flag("--version", LUMOFLASH_VERSION);
+        app.set_version_flag("--version,-V", VersionText());
+        app.formatter(MakeHelpFormatter());
         app.footer(
             "Exit codes: 0 done, 1 operation failed, 2 usage or bad input, 3 difference or not blank,\n"
-            "4 chip or plug-in not reachable, 130 interrupted. `lumoflash COMMAND --help` shows a command.\n"
+            "4 chip or plug-in not reachable, 130 interrupted. `lumoflash help COMMAND` shows a command.\n"
             "Example:\n  lumoflash --device LumoF2F352 --probe virtual:chip.bin program app.elf");
         AddGlobalOptions();
         AddProgram();
@@ -73,7 +75,7 @@ public:
     ParsedCommandLine Parse(int argumentCount, const char* const* arguments) {
         try {
             // CLI11 takes its arguments back to front.
-            std::vector<std::string> reversed(arguments + 1, arguments + argumentCount);
+            std::vector<std::string> reversed = AsParsed({arguments + 1, arguments + argumentCount});
             RequireValuesBehindEquals(reversed);
             std::reverse(reversed.begin(), reversed.end());
             app.parse(reversed);
@@ -81,7 +83,7 @@ public:
             ReadProperties();
             ApplyProperties();
         } catch (const CLI::ParseError& error) {
-            return {std::nullopt, HelpFor(error)};
+            return {std::nullopt, HelpFor(app, error)};
         }
         const auto isGiven = [this](Command command, const std::string& option) {
             return commands.at(command)->count(option) != 0;
@@ -91,20 +93,6 @@ public:
     }
 
 private:
-    // The library tells a question for help like a mistake.
-    std::string HelpFor(const CLI::ParseError& error) {
-        const std::vector<CLI::App*> given = app.get_subcommands();
-        if (const std::vector<std::string> unknown = app.remaining(); given.empty() && !unknown.empty()) {
-            Refuse(fmt::format("There is no command {}; `lumoflash --help` lists them", unknown.front()));
-        }
-        std::ostringstream out, problem;
-        if (app.exit(error, out, problem) != 0) {
-            Refuse(fmt::format("{}; `lumoflash {}--help` tells more", error.what(),
-                               given.empty() ? "" : given.front()->get_name() + " "));
-        }
-        return out.str();
-    }
-
     CLI::App* AddCommand(CLI::App& parent, Command command, const std::string& name, const std::string& description,
                          const std::string& example) {
         CLI::App* added = parent.add_subcommand(name, description);
@@ -116,7 +104,9 @@ private:
     }
 
     void AddGlobalOptions() {
-        app.add_option("--device,-d", options.device, "Part, for example LumoF2F352; see `lumoflash devices`");
+        app.add_option("--device,-d", options.device,
+                       "Part, for example LumoF2F352, or a clear abbreviation; see `lumoflash devices` (required for "
+                       "what works with a chip)");
         app.add_option("--probe", raw.probe, "virtual, or virtual:FILE to keep the chip's state in FILE");
         app.add_option("--plugin", options.plugin, "The flash plug-in's module, instead of the installed one");
         app.add_option("--devices", options.devicesFolder, "Folder of device descriptions");
@@ -187,7 +177,7 @@ private:
     void AddRead() {
         CLI::App& command = *AddCommand(app, Command::Read, "read", "Reads flash into a file.",
                                         "read --out flash.bin --range 0:0x2000");
-        command.add_option("--out,-o", options.outFile, "The file; - for standard output");
+        command.add_option("--out,-o", options.outFile, "The file; - for standard output (required)");
         AddRange(command);
         command.add_option("--format", raw.outFormat, "bin, hex or srec, instead of by the file's ending");
     }
@@ -219,7 +209,8 @@ private:
                                         "Checks any flash plug-in through its binary interface; needs no chip.", "");
         command.footer("Example:\n  lumoflash validate-plugin ./libflashdevice.so");
         host::ValidatePluginOptions& validation = options.validation;
-        CLI::Option* path = command.add_option("PATH", validation.modulePath, "The plug-in's module");
+        CLI::Option* path =
+            command.add_option("PATH", validation.modulePath, "The plug-in's module (required but for --list)");
         TakeOneAtATime(*command.add_option("--check", validation.checkNames, "Only this check; may be repeated"));
         AddFlag(command, "--list", validation.isListing, "Show the checks, run none")->excludes(path);
         command.add_option("--time-limit", raw.timeLimit, "Seconds of computing for one check, 1 to 3600")

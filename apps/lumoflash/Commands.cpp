@@ -34,7 +34,9 @@ public:
 
     Outcome Run() {
         if (options.command == Command::Devices) {
-            view.ShowDevices(host::LoadDeviceDescriptions(DevicesFolder()));
+            const host::DeviceDescriptions found = host::LoadDeviceDescriptions(DevicesFolder());
+            std::ranges::for_each(found.problems, [this](const host::FieldText& text) { view.Warning(text); });
+            view.ShowDevices(found.devices);
             return {};
         }
         RefuseFilesWithTwoParts();

@@ -4,6 +4,7 @@
 #include <nlohmann/json.hpp>
 
 #include "apps/lumoflash/FieldOptions.h"
+#include "apps/lumoflash/Version.h"
 #include "apps/lumoflash/View.h"
 
 namespace flash::app {
@@ -27,7 +28,7 @@ json SectorsOf(const host::SectorSet& sectors) {
 class JsonView final : public View {
 public:
     void Started(const Options& options) override {
-        Emit({{"event", "start"}, {"command", CommandName(options.command)}, {"version", LUMOFLASH_VERSION}});
+        Emit({{"event", "start"}, {"command", CommandName(options.command)}, {"version", VersionNumber()}});
     }
     void Connected(const host::Connection& connection) override {
         const host::ChipInfo& info = connection.GetSession().Info();

@@ -133,7 +133,8 @@ public:
     }
     void ShowDevices(const std::vector<host::DeviceDescription>& devices) override {
         for (const host::DeviceDescription& device : devices) {
-            Print(stdout, "{:<15}{}\n", device.name, device.summary);
+            Print(stdout, "{:<15}{:>5} KiB, {:>3} sectors of {}  {}\n", device.name, device.FlashSizeBytes() / 1024,
+                  device.sectorCount, device.sectorSizeBytes, device.summary);
         }
     }
 

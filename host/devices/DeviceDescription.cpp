@@ -4,15 +4,58 @@
 #include <fmt/format.h>
 
 #include <algorithm>
+#include <cctype>
 #include <iterator>
 #include <system_error>
 
 #include "host/Failure.h"
+#include "host/Nearest.h"
 #include "host/devices/DescriptionReader.h"
 
 namespace flash::host {
 namespace {
+
 constexpr std::size_t kGenerationPosition = 5;
+
+// In an order that is the same on every machine.
+std::vector<std::filesystem::path> DescriptionsIn(const std::filesystem::path& folder) {
+    std::error_code error;
+    std::vector<std::filesystem::path> files;
+    for (std::filesystem::directory_iterator entry(folder, error); entry != end(entry); entry.increment(error)) {
+        if (entry->path().extension() == ".xml") {
+            files.push_back(entry->path());
+        }
+    }
+    if (error) {
+        throw Failure(FailureKind::BadInput,
+                      fmt::format("Cannot read the folder of device descriptions {}: {}; give it with ",
+                                  folder.string(), error.message()) +
+                          FieldText(Field::DevicesFolder));
+    }
+    std::ranges::sort(files);
+    return files;
+}
+
+// Nobody knows which one is meant. `found.devices` are in the order of their names.
+void DropThoseOfOnePart(DeviceDescriptions& found) {
+    std::vector<DeviceDescription>& devices = found.devices;
+    for (auto first = devices.begin(); first != devices.end();) {
+        const auto last = std::find_if(first, devices.end(), [&](const auto& d) { return d.name != first->name; });
+        if (last - first > 1) {
+            found.problems.emplace_back(fmt::format("{} and {} both describe {}", first->file.string(),
+                                                    std::next(first)->file.string(), first->name));
+            first = devices.erase(first, last);
+        } else {
+            first = last;
+        }
+    }
+}
+
+bool StartsWith(std::string_view text, std::string_view start) {
+    const auto isSame = [](unsigned char a, unsigned char b) { return std::tolower(a) == std::tolower(b); };
+    return text.size() >= start.size() && std::equal(start.begin(), start.end(), text.begin(), isSame);
+}
+
 }  // namespace
 
 bool SelectsGeneration(const std::string& partName) {
@@ -42,58 +85,52 @@ FieldLocation DeviceDescription::Location(const std::string& key, std::uint32_t 
 
 DeviceDescription LoadDeviceDescription(const std::filesystem::path& file) { return ReadDescription(file); }
 
-std::vector<DeviceDescription> LoadDeviceDescriptions(const std::filesystem::path& folder) {
-    std::error_code error;
-    std::vector<DeviceDescription> devices;
-    for (std::filesystem::directory_iterator entry(folder, error); entry != end(entry); entry.increment(error)) {
-        if (entry->path().extension() == ".xml") {
-            devices.push_back(LoadDeviceDescription(entry->path()));
+DeviceDescriptions LoadDeviceDescriptions(const std::filesystem::path& folder) {
+    DeviceDescriptions found;
+    for (const std::filesystem::path& file : DescriptionsIn(folder)) {
+        try {
+            found.devices.push_back(LoadDeviceDescription(file));
+        } catch (const Failure& failure) {
+            found.problems.push_back(failure.Text());
         }
     }
-    if (error) {
-        throw Failure(FailureKind::BadInput,
-                      fmt::format("Cannot read the folder of device descriptions {}: {}; give it with ",
-                                  folder.string(), error.message()) +
-                          FieldText(Field::DevicesFolder));
-    }
-    if (devices.empty()) {
+    std::ranges::sort(found.devices, {}, &DeviceDescription::name);
+    DropThoseOfOnePart(found);
+    if (found.devices.empty()) {
         throw Failure(
             FailureKind::BadInput,
-            fmt::format("There is no device description (*.xml) in {}; give the folder with ", folder.string()) +
-                FieldText(Field::DevicesFolder));
+            found.problems.empty()
+                ? fmt::format("There is no device description (*.xml) in {}; give the folder with ", folder.string()) +
+                      FieldText(Field::DevicesFolder)
+                : found.problems.front());
     }
-    std::sort(devices.begin(), devices.end(), [](const auto& a, const auto& b) { return a.name < b.name; });
-    const auto twice = std::adjacent_find(devices.begin(), devices.end(),
-                                          [](const auto& a, const auto& b) { return a.name == b.name; });
-    if (twice != devices.end()) {
-        throw Failure(FailureKind::BadInput, fmt::format("{} and {} both describe {}", twice->file.string(),
-                                                         std::next(twice)->file.string(), twice->name));
-    }
-    return devices;
+    return found;
 }
 
 const DeviceDescription& FindDevice(const std::vector<DeviceDescription>& devices, const std::string& partName) {
-    const DeviceDescription* best = nullptr;
-    std::vector<const DeviceDescription*> longer;
-    std::string known;
+    std::vector<const DeviceDescription*> fitting;
+    std::vector<std::string> known;
     for (const DeviceDescription& device : devices) {
-        known += known.empty() ? "" : ", ";
-        known += device.name;
-        if (partName.starts_with(device.name) && (best == nullptr || device.name.size() > best->name.size())) {
-            best = &device;
+        known.push_back(device.name);
+        if (!StartsWith(device.name, partName)) {
+            continue;
         }
-        if (SelectsGeneration(partName) && device.name.starts_with(partName)) {
-            longer.push_back(&device);
+        if (device.name.size() == partName.size()) {
+            return device;
         }
+        fitting.push_back(&device);
     }
-    if (best == nullptr && longer.size() == 1) {
-        best = longer.front();
+    if (fitting.empty() || partName.empty()) {
+        throw BadInput(Field::Device, fmt::format("there is no part \"{}\"{}; known are {}", partName,
+                                                  DidYouMean(partName, known), fmt::join(known, ", ")));
     }
-    if (best == nullptr) {
-        throw Failure(FailureKind::BadInput, fmt::format("{} description fits the device \"{}\"; known are {}",
-                                                         longer.empty() ? "No" : "More than one", partName, known));
+    if (fitting.size() > 1) {
+        std::vector<std::string> names;
+        std::ranges::transform(fitting, std::back_inserter(names), &DeviceDescription::name);
+        throw BadInput(Field::Device,
+                       fmt::format("\"{}\" is short for more than one part: {}", partName, fmt::join(names, ", ")));
     }
-    return *best;
+    return *fitting.front();
 }
 
 }  // namespace flash::host

@@ -8,6 +8,8 @@
 #include <string>
 #include <vector>
 
+#include "host/Field.h"
+
 namespace flash::host {
 
 // Where a value lies on the chip; flash addresses are written for the generation's reference flash size.
@@ -41,10 +43,16 @@ struct DeviceDescription {
 // Throws Failure (BadInput), the text naming file and line.
 DeviceDescription LoadDeviceDescription(const std::filesystem::path& file);
 
-// All descriptions of a folder, by name. A folder without any is a failure.
-std::vector<DeviceDescription> LoadDeviceDescriptions(const std::filesystem::path& folder);
+struct DeviceDescriptions {
+    std::vector<DeviceDescription> devices;  // by name
+    std::vector<FieldText> problems;         // what is wrong with the others, naming file and line
+};
 
-// The description of a part: the longest name that the part's name starts with, else the only one that starts with it.
+// The descriptions of a folder. One that is wrong, or two of one part, leave the others usable; a folder without any
+// that is right is a failure.
+DeviceDescriptions LoadDeviceDescriptions(const std::filesystem::path& folder);
+
+// The description of that name, or of the only one that it abbreviates, without regard to case.
 const DeviceDescription& FindDevice(const std::vector<DeviceDescription>& devices, const std::string& partName);
 
 // Whether the plug-in can choose a generation from this name: its sixth character is a digit.

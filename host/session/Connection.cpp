@@ -1,6 +1,8 @@
 // Each part of a connection needs those before it.
 #include "host/session/Connection.h"
 
+#include <algorithm>
+
 #include "host/settings/OptionProperties.h"
 
 namespace flash::host {
@@ -13,11 +15,16 @@ Settings SettingsFor(const DeviceDescription& device, const std::map<std::string
     return settings;
 }
 
-Equipment Equip(const ConnectionRequest& request) {
-    const DeviceDescription device = FindDevice(LoadDeviceDescriptions(request.devicesFolder), request.part);
+DeviceDescription Choose(const ConnectionRequest& request, Observer& observer) {
+    const DeviceDescriptions found = LoadDeviceDescriptions(request.devicesFolder);
+    std::ranges::for_each(found.problems, [&](const FieldText& problem) { observer.Warning(problem); });
+    return FindDevice(found.devices, request.part);
+}
+
+Equipment Equip(const ConnectionRequest& request, Observer& observer) {
+    const DeviceDescription device = Choose(request, observer);
     return {
         .device = device,
-        .partName = request.part.size() < device.name.size() ? device.name : request.part,
         .settings = SettingsFor(device, request.properties),
         .dataFolder = request.dataFolder,
         .notesFolder = request.notesFolder,
@@ -29,6 +36,6 @@ Equipment Equip(const ConnectionRequest& request) {
 }  // namespace
 
 Connection::Connection(const ConnectionRequest& request, Observer& observer, const std::atomic<bool>& isInterrupted)
-    : equipment(Equip(request)), session(equipment, observer, isInterrupted) {}
+    : equipment(Equip(request, observer)), session(equipment, observer, isInterrupted) {}
 
 }  // namespace flash::host

@@ -15,8 +15,7 @@
 namespace flash::host {
 
 struct ConnectionRequest {
-    std::string
-        part;  // a name, or the beginning of one; a longer one goes to the plug-in as it is, for it may say more
+    std::string part;  // a name, or a clear abbreviation of one
     std::filesystem::path devicesFolder;
     std::filesystem::path dataFolder;
     std::filesystem::path plugin;
@@ -28,11 +27,12 @@ struct ConnectionRequest {
 class Connection {
 public:
     // Finds the part, loads the plug-in, opens the probe and identifies the chip, in this order; throws Failure when
-    // one of these cannot be done. `observer` and `isInterrupted` must outlive the connection.
+    // one of these cannot be done. Other descriptions that are wrong are
+    // warnings. `observer` and `isInterrupted` must outlive the connection.
     Connection(const ConnectionRequest& request, Observer& observer, const std::atomic<bool>& isInterrupted);
 
     const DeviceDescription& Device() const { return equipment.device; }
-    const std::string& PartName() const { return equipment.partName; }
+    const std::string& PartName() const { return equipment.device.name; }
     const PluginModule& Plugin() const { return equipment.plugin; }
     Probe& GetProbe() const { return *equipment.probe; }
     Session& GetSession() { return session; }

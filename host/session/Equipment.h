@@ -14,7 +14,6 @@ namespace flash::host {
 
 struct Equipment {
     DeviceDescription device;
-    std::string partName;               // as the plug-in gets it
     Settings settings;                  // what the plug-in reads and writes
     std::filesystem::path dataFolder;   // its `arm` holds the flashloader images
     std::filesystem::path notesFolder;  // of loads that have not ended well; empty for none

@@ -75,7 +75,7 @@ Session::Session(Equipment& equipment, Observer& hostObserver, const std::atomic
       dataFolder(equipment.dataFolder),
       interruptedLoads(equipment.notesFolder),
       services({probe, settings, equipment.dataFolder, device.sectorSizeBytes}, observer, interruptFlag),
-      plugin(equipment.plugin, equipment.partName, services) {
+      plugin(equipment.plugin, equipment.device.name, services) {
     try {
         info.operations = plugin.Initialize();
     } catch (const PluginError& error) {

@@ -192,7 +192,7 @@ int main(int argumentCount, char** arguments) {
     }
     const bool isJson = argumentCount > 3 && std::string(arguments[3]) == "--json";
     const Installed installed{arguments[1], arguments[2]};
-    const std::vector<DeviceDescription> devices = LoadDeviceDescriptions(installed.dataFolder / "devices");
+    const std::vector<DeviceDescription> devices = LoadDeviceDescriptions(installed.dataFolder / "devices").devices;
     nlohmann::json results = nlohmann::json::array();
     if (!isJson) {
         PrintHead();

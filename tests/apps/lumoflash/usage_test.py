@@ -15,7 +15,28 @@ class Usage(Case):
 
     def test_version(self):
         out, _ = self.run_raw("--version")
-        self.assertRegex(out.decode(), r"^\d+\.\d+\.\d+\n$")
+        self.assertRegex(out.decode(), r"^lumoflash \d+\.\d+\.\d+( \([0-9a-f]{10,}(-dirty)?\))?\n$")
+        self.assertEqual(self.run_raw("-V")[0], out)
+
+    def test_help_is_a_command_too_and_shows_what_is_required_and_common(self):
+        self.assertEqual(self.run_raw("help")[0], self.run_raw("--help")[0])
+        for command in ["read"], ["mac", "write"]:
+            out, _ = self.run_raw("help", *command)
+            self.assertEqual(out, self.run_raw(*command, "--help")[0])
+            self.assertIn("Options of every command", out.decode())
+            self.assertIn("--device", out.decode())
+        self.assertRegex(self.run_raw("help", "read")[0].decode(), r"--out.*\n?.*\(required\)")
+        self.assertIn("There is no command raed (did you mean read?)", self.run_raw("help", "raed", code=2)[1])
+
+    def test_a_mistyped_word_is_answered_with_the_nearest_one(self):
+        cases = [(["pogram", "x"], "There is no command pogram (did you mean program?)"),
+                 (["program", "x", "--keepccfg"], "--keepccfg (did you mean --keep-ccfg?)"),
+                 (["info", "--devcie=x"], "(did you mean --device?)"),
+                 (["mac", "raed"], "There is no command mac raed (did you mean read?); `lumoflash mac --help` lists them"),
+                 (["program", "x", "--frobnicate"], "not expected: --frobnicate; `lumoflash program --help`")]
+        for arguments, expected in cases:
+            with self.subTest(arguments=arguments):
+                self.assertIn(expected, self.run_raw(*arguments, code=2)[1])
 
     def test_wrong_use_ends_with_2_names_the_mistake_and_touches_nothing(self):
         image = self.file("a.bin", pattern(16))
@@ -98,6 +119,10 @@ class Usage(Case):
     def test_the_device_is_demanded_and_checked(self):
         self.assertIn("--device", self.run_raw("info", code=2)[1])
         self.assertIn("known are LumoD1F128", self.run_raw("-d", "LumoX9", "info", code=2)[1])
+        self.assertIn('--device: there is no part "LumoD1F46" (did you mean LumoD1F64?)', self.run_raw("-d", "LumoD1F46", "info", code=2)[1])
+        self.assertIn("short for more than one part", self.run_raw("-d", "lumo", "info", code=2)[1])
+        self.assertIn("there is no part", self.run_raw("-d", "LumoD1F64X", "info", code=2)[1])
+        self.assertIn("Device       LumoD1F64,", self.run_raw("-d", "LUMOD1F6", "info")[0].decode())
         self.assertIn("--probe", self.run_raw("-d", "LumoD1F64", "--probe", "real", "info", code=2)[1])
 
 

@@ -66,7 +66,8 @@ app::ParsedCommandLine Parse(const Arguments& arguments) {
 bool AsksForHelp(const std::string& argument) {
     const std::string name = argument.substr(0, argument.find('='));
     const bool isCluster = argument.starts_with("-") && !argument.starts_with("--");
-    return (isCluster && argument.find('h') != std::string::npos) || name == "--help" || name == "--version";
+    return (isCluster && argument.find_first_of("hV") != std::string::npos) || name == "--help" ||
+           name == "--version" || name == "help";
 }
 
 void CheckHelp(const std::string& help, const Arguments& arguments) {

@@ -36,7 +36,7 @@ TEST(ParseProbe, TakesAGdbServerWithItsKeys) {
 }
 
 TEST(OpenProbe, SaysWhichServerDoesNotAnswer) {
-    const DeviceDescription part = FindDevice(LoadDeviceDescriptions(FLASH_DEVICES_FOLDER), "LumoD1F64");
+    const DeviceDescription part = FindDevice(LoadDeviceDescriptions(FLASH_DEVICES_FOLDER).devices, "LumoD1F64");
 
     EXPECT_EQ(FailureOf(FailureKind::Unreachable,
                         [&] {
@@ -59,7 +59,7 @@ TEST(MeantFrom, MovesAFileAndNothingElse) {
 }
 
 TEST(OpenProbe, PowersUpAVirtualChipOfThePartAndSavesItWhereItWasNamed) {
-    const DeviceDescription part = FindDevice(LoadDeviceDescriptions(FLASH_DEVICES_FOLDER), "LumoD1F64");
+    const DeviceDescription part = FindDevice(LoadDeviceDescriptions(FLASH_DEVICES_FOLDER).devices, "LumoD1F64");
     const TemporaryFolder folder;
 
     const auto passing = OpenProbe({"virtual", "", {}}, part);

@@ -9,7 +9,7 @@ namespace flash::host {
 namespace {
 
 TEST(LayoutOf, MovesTheFieldsWithTheEndOfFlash) {
-    const DeviceDescription device = FindDevice(LoadDeviceDescriptions(FLASH_DEVICES_FOLDER), "LumoD1F64");
+    const DeviceDescription device = FindDevice(LoadDeviceDescriptions(FLASH_DEVICES_FOLDER).devices, "LumoD1F64");
 
     const CcfgLayout layout = LayoutOf(device, {4096, 8});
 

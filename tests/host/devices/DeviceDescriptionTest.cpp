@@ -41,7 +41,7 @@ std::string GoodWith(const std::string& from, const std::string& to) {
 }
 
 TEST(DeviceDescription, EveryShippedFileLoadsAndNamesItsGeneration) {
-    const std::vector<DeviceDescription> devices = LoadDeviceDescriptions(FLASH_DEVICES_FOLDER);
+    const std::vector<DeviceDescription> devices = LoadDeviceDescriptions(FLASH_DEVICES_FOLDER).devices;
 
     ASSERT_GE(devices.size(), 6u);
     for (const DeviceDescription& device : devices) {
@@ -171,30 +171,60 @@ TEST(DeviceDescription, AMissingFileAndAnEmptyFolderAreNamed) {
               "\"devices folder\"");
 }
 
-TEST(FindDevice, TakesTheNameItsLongerFormsAndClearAbbreviations) {
-    const std::vector<DeviceDescription> devices = LoadDeviceDescriptions(FLASH_DEVICES_FOLDER);
+TEST(DeviceDescription, AWrongOneLeavesTheOthersUsable) {
+    const std::filesystem::path folder = std::filesystem::path(testing::TempDir()) / "mixed";
+    std::filesystem::remove_all(folder);
+    std::filesystem::create_directory(folder);
+    const auto write = [&](const char* name, const std::string& text) { std::ofstream(folder / name) << text; };
+    write("a.xml", GoodWith("LumoD1X", "LumoD1A"));
+    write("b.xml", "<other/>");
+    write("c.xml", GoodWith("LumoD1X", "LumoD1C"));
+    write("d.xml", GoodWith("LumoD1X", "LumoD1C"));
+
+    const DeviceDescriptions found = LoadDeviceDescriptions(folder);
+
+    ASSERT_EQ(found.devices.size(), 1u);
+    EXPECT_EQ(found.devices.front().name, "LumoD1A");
+    ASSERT_EQ(found.problems.size(), 2u);
+    EXPECT_EQ(found.problems[0].Plain(),
+              (folder / "b.xml").string() + ":1: starts with <other>, expected <flashProperties>");
+    EXPECT_EQ(found.problems[1].Plain(),
+              (folder / "c.xml").string() + " and " + (folder / "d.xml").string() + " both describe LumoD1C");
+}
+
+TEST(FindDevice, TakesTheNameAndClearAbbreviationsWithoutRegardToCase) {
+    const std::vector<DeviceDescription> devices = LoadDeviceDescriptions(FLASH_DEVICES_FOLDER).devices;
     struct Case {
         const char* partName;
         const char* expected;
     };
     const Case cases[] = {{"LumoF2F352", "LumoF2F352"},
-                          {"LumoF2F352RGZ", "LumoF2F352"},
+                          {"lumof2f352", "LumoF2F352"},
                           {"LumoF2", "LumoF2F352"},
-                          {"LumoD1F64X", "LumoD1F64"}};
+                          {"LUMOD1F6", "LumoD1F64"}};
     for (const Case& c : cases) {
         EXPECT_EQ(FindDevice(devices, c.partName).name, c.expected) << c.partName;
     }
 }
 
-TEST(FindDevice, RefusesUnknownAndUnclearNamesListingTheKnownOnes) {
-    const std::vector<DeviceDescription> devices = LoadDeviceDescriptions(FLASH_DEVICES_FOLDER);
-
-    EXPECT_NE(FailureOf(FailureKind::BadInput, [&] { FindDevice(devices, "LumoF9"); }).find("known are LumoD1F128"),
-              std::string::npos);
-    EXPECT_NE(FailureOf(FailureKind::BadInput, [&] { FindDevice(devices, "LumoD1"); }).find("More than one"),
-              std::string::npos);
-    EXPECT_NE(FailureOf(FailureKind::BadInput, [&] { FindDevice(devices, "Lumo"); }).find("No description"),
-              std::string::npos);
+TEST(FindDevice, RefusesUnknownAndUnclearNames) {
+    const std::vector<DeviceDescription> devices = LoadDeviceDescriptions(FLASH_DEVICES_FOLDER).devices;
+    struct Case {
+        const char* partName;
+        const char* expected;
+    };
+    const Case cases[] = {
+        {"AnotherPart", "\"device\": there is no part \"AnotherPart\"; known are LumoD1F128"},
+        {"LumoF2F352X", "there is no part \"LumoF2F352X\" (did you mean LumoF2F352?); known are"},
+        {"LumoF2F532", "there is no part \"LumoF2F532\" (did you mean LumoF2F352?); known are"},
+        {"LumoD1", "\"LumoD1\" is short for more than one part: LumoD1F128, "},
+        {"Lumo", "is short for more than one part"},
+        {"", "there is no part \"\""},
+    };
+    for (const Case& c : cases) {
+        const std::string text = FailureOf(FailureKind::BadInput, [&] { FindDevice(devices, c.partName); });
+        EXPECT_NE(text.find(c.expected), std::string::npos) << text;
+    }
 }
 
 }  // namespace

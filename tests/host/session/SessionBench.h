@@ -18,7 +18,7 @@ class Bench {
 public:
     explicit Bench(const std::string& name, const std::string& plugin = REAL_PLUGIN_MODULE,
                    const std::string& fakeBehaviour = "")
-        : device(FindDevice(LoadDeviceDescriptions(FLASH_DEVICES_FOLDER), name)),
+        : device(FindDevice(LoadDeviceDescriptions(FLASH_DEVICES_FOLDER).devices, name)),
           properties{{"FakeBehaviour", fakeBehaviour}},
           module(plugin) {}
 

@@ -11,7 +11,9 @@
 namespace flash::host {
 namespace {
 
-DeviceDescription Device(const char* name) { return FindDevice(LoadDeviceDescriptions(FLASH_DEVICES_FOLDER), name); }
+DeviceDescription Device(const char* name) {
+    return FindDevice(LoadDeviceDescriptions(FLASH_DEVICES_FOLDER).devices, name);
+}
 
 TEST(VirtualChipSettings, AreThePartAsDescribedWithPrivateAddresses) {
     DeviceDescription device = Device("LumoD1F64");
