@@ -6,10 +6,11 @@
 namespace flash::host {
 
 std::string_view FieldName(Field field) {
-    static constexpr std::array<std::string_view, 23> kNames = {
+    static constexpr std::array<std::string_view, 24> kNames = {
         "device",
         "devices folder",
         "probe",
+        "fault",
         "plug-in",
         "verbose",
         "file format",

@@ -15,6 +15,7 @@ enum class Field {
     Device,
     DevicesFolder,
     Probe,
+    Fault,
     Plugin,
     Verbose,
     // Of a program load; those from Ble on of a change of CCFG, too.

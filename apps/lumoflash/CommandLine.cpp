@@ -8,45 +8,15 @@
 #include <map>
 
 #include "apps/lumoflash/Config.h"
+#include "apps/lumoflash/ConfigChoice.h"
 #include "apps/lumoflash/FieldOptions.h"
 #include "apps/lumoflash/Help.h"
+#include "apps/lumoflash/OptionKinds.h"
 #include "apps/lumoflash/RawOptions.h"
 #include "apps/lumoflash/Version.h"
 
 namespace flash::app {
 namespace {
-
-// One value for each time that the option is given. By itself the library takes all arguments that follow, too, and
-// splits one in brackets.
-void TakeOneAtATime(CLI::Option& option) { option.expected(1)->take_all()->allow_extra_args(false); }
-
-// All words without a name. The library goes on taking as long as the least number is not reached; with its own way
-// for lists it would split a word in brackets.
-CLI::Option& TakeAllWords(CLI::Option& option) {
-    constexpr int kMoreThanFit = 1 << 20;
-    return *option.take_all()->expected(kMoreThanFit, CLI::detail::expected_max_vector_size)->allow_extra_args(false);
-}
-
-// On a command line or in a configuration file.
-std::string NeitherTrueNorFalse(const std::string& text) {
-    return text == "true" || text == "false" ? "" : fmt::format("\"{}\" is neither true nor false", text);
-}
-
-CLI::Option* AddFlag(CLI::App& command, const std::string& names, bool& isOn, const std::string& description) {
-    return command.add_flag(names, isOn, description)->check(NeitherTrueNorFalse);
-}
-
-// The library cannot tell "--option=" from "--option" and takes the next argument for the value.
-void RequireValuesBehindEquals(const std::vector<std::string>& arguments) {
-    for (const std::string& argument : arguments) {
-        if (argument == "--") {
-            return;
-        }
-        if (argument.starts_with("--") && argument.find('=') == argument.size() - 1) {
-            Refuse(fmt::format("{}: there is no value behind the equals sign", argument));
-        }
-    }
-}
 
 class CommandLine {
 public:
@@ -106,13 +76,19 @@ private:
     void AddGlobalOptions() {
         app.add_option("--device,-d", options.device,
                        "Part, for example LumoF2F352, or a clear abbreviation; see `lumoflash devices` (required for "
-                       "what works with a chip)");
-        app.add_option("--probe", raw.probe, "virtual, or virtual:FILE to keep the chip's state in FILE");
+                       "what works with a chip)")
+            ->envname("LUMOFLASH_DEVICE");
+        app.add_option("--probe", raw.probe, "virtual, or virtual:FILE to keep the chip's state in FILE")
+            ->envname("LUMOFLASH_PROBE");
         app.add_option("--plugin", options.plugin, "The flash plug-in's module, instead of the installed one");
         app.add_option("--devices", options.devicesFolder, "Folder of device descriptions");
         app.add_option("--data", options.dataFolder, "Folder whose `arm` holds the flashloader images");
         TakeOneAtATime(*app.add_option("--set", raw.properties, "KEY=VALUE, any host property"));
-        app.add_option("--config", raw.config, "TOML file with defaults");
+        app.add_option("--config", raw.config,
+                       "TOML file with defaults, instead of the lumoflash.toml found here or above")
+            ->envname("LUMOFLASH_CONFIG");
+        TakeOneAtATime(*app.add_option("--fault", options.faults,
+                                       "KIND@N, break the virtual chip at its n-th flash operation or transfer"));
         app.add_option("--trace", options.traceFile, "Write the timeline of the virtual chip here, for Perfetto");
         AddFlag(app, "--verbose,-v", options.isVerbose, "Let the plug-in tell what it does");
         AddFlag(app, "--quiet,-q", options.isQuiet, "Only errors, and the warnings that come with them");
@@ -219,11 +195,15 @@ private:
 
     // Fills options that the command line does not have.
     void ApplyConfig() {
-        if (raw.config.empty()) {
+        const std::optional<ConfigChoice> config = ChooseConfig(raw.config);
+        if (!config) {
             return;
         }
         std::vector<std::string> properties;
-        for (const ConfigEntry& entry : ReadConfig(raw.config)) {
+        for (const ConfigEntry& entry : ReadConfig(config->file)) {
+            if (!config->isNamed) {
+                RequireNoCode(entry, config->file);
+            }
             CLI::App& owner = OwnerOf(entry);
             CLI::Option* option = owner.get_option_no_throw("--" + entry.option);
             if (option == nullptr || entry.option == "config" || entry.option == "help" || entry.option == "version") {

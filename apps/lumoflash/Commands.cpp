@@ -108,13 +108,23 @@ private:
             .dataFolder = OrDefault(options.dataFolder, locations.dataFolder),
             .plugin = OrDefault(options.plugin, locations.plugin),
             .properties = options.properties,
-            .openProbe = [this](const auto& device) { return host::OpenProbe(options.probe, device); },
+            .openProbe = [this](const auto& device) { return OpenProbe(device); },
             .notesFolder = FindNotesFolder(),
         };
         request.properties["FlashVerboseMode"] = std::string(options.isVerbose ? "1" : "0");
         connection.emplace(request, view, isInterrupted);
         session = &connection->GetSession();
         view.Connected(*connection);
+    }
+
+    std::unique_ptr<host::Probe> OpenProbe(const host::DeviceDescription& device) const {
+        std::unique_ptr<host::Probe> probe = host::OpenProbe(options.probe, device);
+        host::FaultService* faults = probe->Faults();
+        if (!options.faults.empty() && faults == nullptr) {
+            throw host::BadInput(host::Field::Fault, "only a virtual chip breaks on demand");
+        }
+        std::ranges::for_each(options.faults, [&](const std::string& fault) { faults->Arm(fault); });
+        return probe;
     }
 
     Outcome RunOnChip(const host::ProgramImage& image) {

@@ -20,6 +20,7 @@ constexpr NamedField kNames[] = {
     {Field::Device, "--device"},
     {Field::DevicesFolder, "--devices"},
     {Field::Probe, "--probe"},
+    {Field::Fault, "--fault"},
     {Field::Plugin, "--plugin"},
     {Field::Verbose, "--verbose"},
     {Field::FileFormat, "--format"},

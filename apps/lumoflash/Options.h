@@ -36,6 +36,7 @@ struct Options {
     std::string device;
     std::filesystem::path plugin, devicesFolder, dataFolder, traceFile;
     host::ProbeSpec probe;
+    std::vector<std::string> faults;                // of the virtual chip
     std::map<std::string, std::string> properties;  // host properties, by key
     bool isVerbose = false, isJson = false, isQuiet = false, isColorOff = false, isAgreed = false;
 

@@ -63,6 +63,16 @@ protected:
     ~AnswerService() = default;
 };
 
+// A probe whose chip can be made to break at a chosen point.
+class FaultService {
+public:
+    // As users write it. Throws Failure (BadInput) for what is none.
+    virtual void Arm(const std::string& fault) = 0;
+
+protected:
+    ~FaultService() = default;
+};
+
 class Probe {
 public:
     virtual ~Probe() = default;
@@ -101,6 +111,7 @@ public:
     virtual StorageService* Storage() { return nullptr; }
     virtual AnswerService* Answers() { return nullptr; }
     virtual DebugService* Debugging() { return nullptr; }
+    virtual FaultService* Faults() { return nullptr; }
 
 protected:
     Probe() = default;

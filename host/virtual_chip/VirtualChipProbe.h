@@ -9,13 +9,18 @@
 #include "host/devices/DeviceDescription.h"
 #include "host/probe/Probe.h"
 #include "host/virtual_chip/ChipFile.h"
+#include "host/virtual_chip/Faults.h"
 
 namespace flash::host {
 
 // A new chip of a part: erased, with addresses of its own in factory data.
 chip::Settings VirtualChipSettings(const DeviceDescription& device);
 
-class VirtualChipProbe final : public Probe, private TimelineService, private StorageService, private DebugService {
+class VirtualChipProbe final : public Probe,
+                               private TimelineService,
+                               private StorageService,
+                               private FaultService,
+                               private DebugService {
 public:
     explicit VirtualChipProbe(chip::VirtualChip virtualChip)
         : chip(std::make_shared<chip::VirtualChip>(std::move(virtualChip))) {}
@@ -46,11 +51,13 @@ public:
     TimelineService* Timeline() override { return this; }
     StorageService* Storage() override { return file ? this : nullptr; }
     DebugService* Debugging() override { return this; }
+    FaultService* Faults() override { return this; }
 
 private:
     void WatchCommandBlocks(std::uint32_t address) override { chip->ObserveCommandBlocks(address); }
     std::string TraceJson() const override { return chip->TimelineJson(); }
     void Save() override { file->Save(chip->SaveState()); }
+    void Arm(const std::string& fault) override { ArmFault(*chip, fault); }
 
     void Reset() override;
     std::uint32_t ReadCoreRegister(std::uint32_t number) override;

@@ -1,5 +1,6 @@
 """Defaults of a project from a TOML file."""
 import json
+import os
 import unittest
 
 from lumoflash import Case, pattern
@@ -27,6 +28,50 @@ class Configuration(Case):
         self.assertEqual(len(self.run_chip("--config", config, "read")[0]), 16)
         self.run_chip("--config", self.file("d.toml", '[read]\nout = "d.bin"\n'), "read")
         self.assertTrue((self.path / "d.bin").exists())
+
+    def test_a_file_is_found_in_the_working_folder_or_above(self):
+        (self.path / "a/b").mkdir(parents=True)
+        self.file("lumoflash.toml", 'device = "LumoD1F64"\nprobe = "virtual:chip.bin"\n')
+        image = self.file("a.bin", pattern(16))
+        self.run_in("a/b", "program", f"{image}@0")
+        self.assertTrue((self.path / "chip.bin").exists())
+        self.assertIn("LumoD1F64,", self.run_in(".", "info")[0].decode())
+        self.file("a/lumoflash.toml", 'device = "LumoF2F352"\n')
+        self.assertIn("LumoF2F352,", self.run_in("a/b", "info")[0].decode())
+
+    def test_the_command_line_goes_before_the_environment_and_that_before_the_file(self):
+        config = self.file("c.toml", 'device = "LumoD1F64"\n')
+        environment = {"LUMOFLASH_CONFIG": config}
+        self.assertIn("LumoD1F64,", self.run_in(".", "info", environment=environment)[0].decode())
+        environment["LUMOFLASH_DEVICE"] = "LumoF2F352"
+        self.assertIn("LumoF2F352,", self.run_in(".", "info", environment=environment)[0].decode())
+        self.assertIn("LumoD1F32,", self.run_in(".", "info", "--device", "LumoD1F32", environment=environment)[0].decode())
+        environment["LUMOFLASH_PROBE"] = f"virtual:{self.path}/environment.bin"
+        self.run_in(".", "erase", environment=environment)
+        self.assertTrue((self.path / "environment.bin").exists())
+        other = self.file("d.toml", 'device = "LumoD1F128"\n')
+        self.assertIn("LumoD1F128,", self.run_in(".", "info", "--config", other, environment={"LUMOFLASH_CONFIG": config})[0].decode())
+        self.assertIn("missing.toml", self.run_in(".", "info", environment={"LUMOFLASH_CONFIG": "missing.toml"}, code=2)[1])
+
+    def test_a_file_that_was_found_and_not_named_chooses_no_code(self):
+        for text, option in (('plugin = "x.so"\n', "plugin"), ('probe = "gdb:localhost:1,reset=monitor exec"\n', "probe")):
+            with self.subTest(option=option):
+                config = self.file("lumoflash.toml", 'device = "LumoD1F64"\n' + text)
+                _, err = self.run_in(".", "info", code=2)
+                self.assertIn(f"{config}:2: {option} chooses code to run, which a file that was found and not named may not", err)
+                self.assertIn(f"--config {config}", err)
+        self.file("lumoflash.toml", 'device = "LumoD1F64"\nplugin = "x.so"\n')
+        self.assertIn("There is no plug-in", self.run_in(".", "--config", "lumoflash.toml", "info", code=4)[1])
+
+    @unittest.skipUnless(os.geteuid() == 0, "gives a file to another user")
+    def test_a_found_file_of_another_user_is_refused(self):
+        config = self.file("lumoflash.toml", 'device = "LumoD1F64"\n')
+        os.chown(config, 12345, 12345)
+        self.assertIn("belongs to another user; name it with --config", self.run_in(".", "info", code=2)[1])
+        self.run_in(".", "info", "--config", config)
+
+    def run_in(self, folder, *arguments, **options):
+        return self.run_raw(*arguments, folder=self.path / folder, **options)
 
     def test_an_empty_file_says_nothing(self):
         self.run_chip("--config", self.file("empty.toml", ""), "info")

@@ -69,9 +69,9 @@ class Case(unittest.TestCase):
         path.write_bytes(content if isinstance(content, bytes) else content.encode())
         return str(path)
 
-    def run_raw(self, *arguments, code=0, environment=None, **options):
+    def run_raw(self, *arguments, code=0, environment=None, folder=None, **options):
         source = {} if "input" in options else {"stdin": subprocess.DEVNULL}
-        result = subprocess.run([PROGRAM, *arguments], capture_output=True, cwd=self.path, timeout=120,
+        result = subprocess.run([PROGRAM, *arguments], capture_output=True, cwd=folder or self.path, timeout=120,
                                 env={**os.environ, **(environment or {})}, **source, **options)
         self.assertEqual(result.returncode, code, f"{arguments}\n{result.stdout[-2000:]}\n{result.stderr[-2000:]}")
         return result.stdout, result.stderr.decode()

@@ -169,6 +169,7 @@ bool IsPrintable(const Options& options) {
     return std::all_of(words.begin(), words.end(), IsPlainWord) &&
            std::all_of(options.properties.begin(), options.properties.end(),
                        [](const auto& property) { return IsPlainWord(property.first); }) &&
+           std::all_of(options.faults.begin(), options.faults.end(), IsPlainWord) &&
            std::all_of(options.validation.checkNames.begin(), options.validation.checkNames.end(), IsPlainWord);
 }
 
@@ -178,6 +179,9 @@ public:
     explicit PrintedCommandLine(const Options& parsed) : expected(parsed), arguments(PrintWords(parsed)) {
         for (const std::string& name : parsed.validation.checkNames) {
             arguments.push_back("--check=" + name);
+        }
+        for (const std::string& fault : parsed.faults) {
+            arguments.push_back("--fault=" + fault);
         }
     }
 

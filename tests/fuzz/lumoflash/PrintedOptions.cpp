@@ -256,13 +256,13 @@ std::vector<std::string> PrintWords(const Options& options) {
 }
 
 std::string Describe(const Options& options) {
-    const auto& [command, device, plugin, devicesFolder, dataFolder, traceFile, probe, properties, isVerbose, isJson,
-                 isQuiet, isColorOff, isAgreed, files, fileOptions, program, lists, isDryRun, verifyBy, outFile,
+    const auto& [command, device, plugin, devicesFolder, dataFolder, traceFile, probe, faults, properties, isVerbose,
+                 isJson, isQuiet, isColorOff, isAgreed, files, fileOptions, program, lists, isDryRun, verifyBy, outFile,
                  outFormat, range, sectors, keepCcfg, addressKinds, newAddress, validation] = options;
     Description description;
-    description.AddAll(command, device, plugin, devicesFolder, dataFolder, traceFile, probe, properties, isVerbose,
-                       isJson, isQuiet, isColorOff, isAgreed, files, fileOptions, program, lists, isDryRun, verifyBy,
-                       outFile, outFormat, range, sectors, keepCcfg, addressKinds, newAddress, validation);
+    description.AddAll(command, device, plugin, devicesFolder, dataFolder, traceFile, probe, faults, properties,
+                       isVerbose, isJson, isQuiet, isColorOff, isAgreed, files, fileOptions, program, lists, isDryRun,
+                       verifyBy, outFile, outFormat, range, sectors, keepCcfg, addressKinds, newAddress, validation);
     return description.Text();
 }
 
