@@ -1,6 +1,7 @@
 // What other tests rely on without looking.
 #include <gtest/gtest.h>
 
+#include "tests/support/AllocationMeter.h"
 #include "tests/support/ConnectedChip.h"
 #include "tests/support/StubHost.h"
 
@@ -43,6 +44,19 @@ TEST(ConnectedChip, DrivesTheBuiltModuleThroughItsTables) {
 
     EXPECT_EQ(chip.FlashAt(0x1000, 5000), data);
     EXPECT_EQ(chip.Property("DeviceInfoFlashSize"), "128 KB (32 sectors)");
+}
+
+TEST(AllocationMeter, CountsWhatIsAskedForFromItsStartOn) {
+    if (!AllocationMeter::kIsCounting) {
+        GTEST_SKIP() << "only the address sanitizer counts";
+    }
+    const Bytes before(5000);
+    const AllocationMeter meter;
+    EXPECT_EQ(meter.Bytes(), 0U);
+
+    const Bytes asked(1000);
+
+    EXPECT_EQ(meter.Bytes(), asked.size());
 }
 
 TEST(Pattern, HoldsNoErasedByteAndNoTwoNeighboursAlike) {

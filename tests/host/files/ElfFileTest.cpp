@@ -17,6 +17,15 @@ namespace {
 using Bytes = std::vector<std::uint8_t>;
 using Runs = std::vector<DataRun>;
 
+class ReadElfInLittleMemory : public testing::Test {
+protected:
+    void SetUp() override {
+        if (!test::AllocationMeter::kIsCounting) {
+            GTEST_SKIP() << "only the address sanitizer counts";
+        }
+    }
+};
+
 ProgramImage Read(const TestElf& elf) { return ReadElf(elf.Bytes(), "a.elf"); }
 
 TEST(ReadElf, LoadsTheFilesBytesAtTheirPhysicalAddress) {
@@ -158,7 +167,7 @@ constexpr std::size_t kMostMemoryPerByte = 40;
 constexpr std::size_t kMany = 2000;
 const std::string kVeryLongName(40'000, 'n');
 
-TEST(ReadElf, ManySegmentsOfTheSameBytesAreRefusedBeforeTheyAreCopied) {
+TEST_F(ReadElfInLittleMemory, ManySegmentsOfTheSameBytesAreRefusedBeforeTheyAreCopied) {
     TestElf elf;
     elf.data.assign(0x10000, 1);
     elf.segments.clear();
@@ -175,7 +184,7 @@ TEST(ReadElf, ManySegmentsOfTheSameBytesAreRefusedBeforeTheyAreCopied) {
     EXPECT_EQ(error, "a.elf, program header 1: the byte at offset 0x100 is loaded by program header 0, too");
 }
 
-TEST(ReadElf, OfManySegmentsTheRightOneFindsManySections) {
+TEST_F(ReadElfInLittleMemory, OfManySegmentsTheRightOneFindsManySections) {
     TestElf elf;
     elf.data.assign(kMany, 1);
     elf.segments.clear();
@@ -193,7 +202,7 @@ TEST(ReadElf, OfManySegmentsTheRightOneFindsManySections) {
     EXPECT_EQ(image.OriginAt(kMany)->place, "section .one");
 }
 
-TEST(ReadElf, OfAVeryLongSectionNameTheFirstHundredBytesAreKept) {
+TEST_F(ReadElfInLittleMemory, OfAVeryLongSectionNameTheFirstHundredBytesAreKept) {
     TestElf elf;
     elf.data.assign(kMany, 1);
     elf.segments.clear();
@@ -211,7 +220,7 @@ TEST(ReadElf, OfAVeryLongSectionNameTheFirstHundredBytesAreKept) {
     EXPECT_TRUE(image.OriginAt(0)->place == "section " + kVeryLongName.substr(0, 100));
 }
 
-TEST(ReadElf, HeadersThatTheFileHasNoRoomForTakeNoMemory) {
+TEST_F(ReadElfInLittleMemory, HeadersThatTheFileHasNoRoomForTakeNoMemory) {
     TestElf elf;
     elf.header.e_phnum = 0xFFFE;
     elf.header.e_shnum = 0xFEFF;
@@ -286,7 +295,7 @@ TEST(ReadElfSymbols, OfOneNameTheStrongestCountsThenTheFirst) {
     EXPECT_EQ(symbols.Find("b"), 5u);
 }
 
-TEST(ReadElfSymbols, ManySymbolsOfOneVeryLongNameTakeMemoryInProportionToTheFile) {
+TEST_F(ReadElfInLittleMemory, ManySymbolsOfOneVeryLongNameTakeMemoryInProportionToTheFile) {
     TestElf elf;
     for (std::uint32_t i = 0; i < kMany; ++i) {
         elf.symbols.push_back({kVeryLongName, i, STB_GLOBAL, STT_OBJECT, 2});

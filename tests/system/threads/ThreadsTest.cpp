@@ -55,8 +55,12 @@ void DoRound(NewDevice& made, const Work& work, const Pace& pace, std::string& t
     }
 }
 
-// Everything that a device does and says, with the flash that it leaves behind.
-std::string Transcript(const ModuleUnderCheck& module, const Work& work, const Pace& pace) {
+struct Record {
+    std::string transcript;  // everything that a device does and says, with the flash that it leaves behind
+    std::size_t commands;    // that it posts
+};
+
+Record RecordOf(const ModuleUnderCheck& module, const Work& work, const Pace& pace) {
     NewDevice made(module, work.model);
     made.host.properties["FlashEraseSetting"] = work.eraseSetting;
     made.host.properties["ProgramLoadEraseSpecificText"] = "1,3-4";
@@ -74,22 +78,23 @@ std::string Transcript(const ModuleUnderCheck& module, const Work& work, const P
     for (const HostCall& call : made.host.calls) {
         transcript += call.ToText() + "\n";
     }
-    return transcript.append(made.host.memory.flash.begin(), made.host.memory.flash.end());
+    transcript.append(made.host.memory.flash.begin(), made.host.memory.flash.end());
+    return {std::move(transcript), made.host.flashloader.commands.size()};
 }
 
 TEST(EightDevicesInEightThreads, DoWhatTheyDoAlone) {
     const ModuleUnderCheck module(MODULE_PATH);
-    std::array<std::string, kDevices> alone;
+    std::array<Record, kDevices> alone;
     for (std::size_t i = 0; i < kDevices; ++i) {
-        alone[i] = Transcript(module, kWorks[i], [] {});
+        alone[i] = RecordOf(module, kWorks[i], [] {});
     }
 
-    std::array<std::string, kDevices> together;
+    std::array<Record, kDevices> together;
     // All do their next operation at the same time: the more of their work meets.
     std::barrier next(kDevices);
     std::vector<std::thread> threads;
     for (std::size_t i = 0; i < kDevices; ++i) {
-        threads.emplace_back([&, i] { together[i] = Transcript(module, kWorks[i], [&] { next.arrive_and_wait(); }); });
+        threads.emplace_back([&, i] { together[i] = RecordOf(module, kWorks[i], [&] { next.arrive_and_wait(); }); });
     }
     for (std::thread& thread : threads) {
         thread.join();
@@ -97,10 +102,9 @@ TEST(EightDevicesInEightThreads, DoWhatTheyDoAlone) {
 
     std::size_t bytes = 0;
     for (std::size_t i = 0; i < kDevices; ++i) {
-        EXPECT_EQ(alone[i].size(), together[i].size()) << "device " << i;
-        EXPECT_TRUE(alone[i] == together[i]) << "device " << i;
-        EXPECT_GT(alone[i].size(), 100'000U) << "device " << i;
-        bytes += together[i].size();
+        EXPECT_TRUE(alone[i].transcript == together[i].transcript) << "device " << i;
+        EXPECT_GE(alone[i].commands, 4U * kRounds) << "each round writes, checks and erases two ranges";
+        bytes += together[i].transcript.size();
     }
     std::printf("%zu devices, %d rounds each, %zu bytes of transcript\n", kDevices, kRounds, bytes);
 }
