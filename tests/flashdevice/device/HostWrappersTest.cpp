@@ -53,10 +53,11 @@ TEST(HostThatGivesNoSymbols, HasThemAtZero) {
     EXPECT_EQ(host.written, 0U) << "where the block is";
 }
 
-// A device whose wrapper for writing tests may call: no operation writes nothing.
-class WritingDevice : public FlashDeviceLumoDor {
+// Tests may call its wrappers that no operation calls so: none writes nothing, and what is reported never happens.
+class CallableWrappers : public FlashDeviceLumoDor {
 public:
-    explicit WritingDevice(IFlashHost* flashHost) : FlashDeviceLumoDor("LumoD1", "", "", flashHost) {}
+    explicit CallableWrappers(IFlashHost* flashHost) : FlashDeviceLumoDor("LumoD1", "", "", flashHost) {}
+    using FlashDeviceLumoDor::ReportErrorText;
     using FlashDeviceLumoDor::WriteBytes;
 };
 
@@ -64,9 +65,17 @@ TEST(Writing, NothingDoesNotCallTheHost) {
     SimulatedHost host;
     const std::uint8_t byte = 0;
 
-    WritingDevice(&host).WriteBytes(&byte, &byte, 0x2000'0000);
+    CallableWrappers(&host).WriteBytes(&byte, &byte, 0x2000'0000);
 
     EXPECT_TRUE(host.calls.empty());
+}
+
+TEST(Reporting, AnErrorReachesTheUser) {
+    SimulatedHost host;
+
+    CallableWrappers(&host).ReportErrorText("complaint");
+
+    EXPECT_EQ(host.errors, Texts{"complaint"});
 }
 
 TEST(Options, AreOnOnlyForTheText1) {
