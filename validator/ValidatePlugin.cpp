@@ -4,17 +4,12 @@
 #include <filesystem>
 #include <stdexcept>
 
-namespace flash::host {
+namespace flash::validator {
 namespace {
-
-using validator::AllChecks;
-using validator::Check;
-using validator::CheckResult;
-using validator::Outcome;
 
 // The first process only loads the module: when that fails, no check can say anything.
 const Check kLoads = {"loading", "can-be-loaded", "The module can be loaded and has a factory.",
-                      [](const validator::ModuleUnderCheck&) {}};
+                      [](const ModuleUnderCheck&) {}};
 
 std::vector<Check> Selected(const std::vector<std::string>& names) {
     if (names.empty()) {
@@ -63,4 +58,4 @@ ValidationReport ValidatePlugin(const ValidatePluginOptions& options, const Chec
     return report;
 }
 
-}  // namespace flash::host
+}  // namespace flash::validator

@@ -184,7 +184,7 @@ private:
         CLI::App& command = *AddCommand(app, Command::ValidatePlugin, "validate-plugin",
                                         "Checks any flash plug-in through its binary interface; needs no chip.", "");
         command.footer("Example:\n  lumoflash validate-plugin ./libflashdevice.so");
-        host::ValidatePluginOptions& validation = options.validation;
+        validator::ValidatePluginOptions& validation = options.validation;
         CLI::Option* path =
             command.add_option("PATH", validation.modulePath, "The plug-in's module (required but for --list)");
         TakeOneAtATime(*command.add_option("--check", validation.checkNames, "Only this check; may be repeated"));

@@ -64,7 +64,7 @@ struct Options {
     std::optional<host::RadioAddress> newAddress;
 
     // validate-plugin
-    host::ValidatePluginOptions validation;
+    validator::ValidatePluginOptions validation;
 };
 
 // The options of a load or a change on a chip of so many sectors. Throws BadInput for a wrong list.

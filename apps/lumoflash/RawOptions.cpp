@@ -201,7 +201,7 @@ private:
     }
 
     void FinishValidation() {
-        host::ValidatePluginOptions& validation = options.validation;
+        validator::ValidatePluginOptions& validation = options.validation;
         validation.limits.cpuSeconds = NumberIn(raw.timeLimit, kTimeLimit, "--time-limit");
         validation.limits.wallSeconds = 6 * validation.limits.cpuSeconds;
         if (options.command == Command::ValidatePlugin && validation.modulePath.empty() && !validation.isListing) {

@@ -14,11 +14,11 @@ namespace {
 using host::Failure;
 using host::FailureKind;
 
-host::ValidationReport RunChecks(const host::ValidatePluginOptions& options, View& view,
-                                 const std::atomic<bool>& isInterrupted) {
+validator::ValidationReport RunChecks(const validator::ValidatePluginOptions& options, View& view,
+                                      const std::atomic<bool>& isInterrupted) {
     const auto show = [&](const validator::CheckResult& result) { view.ShowCheck(result); };
     try {
-        return host::ValidatePlugin(options, show, isInterrupted);
+        return validator::ValidatePlugin(options, show, isInterrupted);
     } catch (const std::invalid_argument& error) {
         throw Failure(FailureKind::BadInput, error.what());
     }
@@ -26,8 +26,9 @@ host::ValidationReport RunChecks(const host::ValidatePluginOptions& options, Vie
 
 }  // namespace
 
-Outcome ValidatePlugin(const host::ValidatePluginOptions& options, View& view, const std::atomic<bool>& isInterrupted) {
-    const host::ValidationReport report = RunChecks(options, view, isInterrupted);
+Outcome ValidatePlugin(const validator::ValidatePluginOptions& options, View& view,
+                       const std::atomic<bool>& isInterrupted) {
+    const validator::ValidationReport report = RunChecks(options, view, isInterrupted);
     if (report.wasInterrupted) {
         throw Failure(FailureKind::Interrupted, "Interrupted");
     }

@@ -8,7 +8,8 @@
 
 namespace flash::app {
 
-Outcome ValidatePlugin(const host::ValidatePluginOptions& options, View& view, const std::atomic<bool>& isInterrupted);
+Outcome ValidatePlugin(const validator::ValidatePluginOptions& options, View& view,
+                       const std::atomic<bool>& isInterrupted);
 Outcome ListChecks(View& view);
 
 }  // namespace flash::app

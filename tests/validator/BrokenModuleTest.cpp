@@ -19,8 +19,8 @@ namespace flash::validator {
 namespace {
 
 // The broken module with this bug, which goes by its name.
-host::ValidatePluginOptions OptionsFor(const std::string& bug) {
-    host::ValidatePluginOptions options;
+ValidatePluginOptions OptionsFor(const std::string& bug) {
+    ValidatePluginOptions options;
     options.modulePath = BROKEN_FOLDER + bug + ".so";
     std::error_code isThereAlready;
     std::filesystem::create_symlink("BrokenModule.so", options.modulePath, isThereAlready);
@@ -28,7 +28,7 @@ host::ValidatePluginOptions OptionsFor(const std::string& bug) {
     return options;
 }
 
-host::ValidationReport Validate(const host::ValidatePluginOptions& options, bool isInterrupted = false) {
+ValidationReport Validate(const ValidatePluginOptions& options, bool isInterrupted = false) {
     return ValidatePlugin(
         options, [](const CheckResult&) {}, isInterrupted);
 }
@@ -49,7 +49,7 @@ std::vector<std::string> ChecksFor(std::string_view broken) {
 }
 
 // "name: outcome" of those that did not pass.
-std::vector<std::string> Unmet(const host::ValidationReport& report) {
+std::vector<std::string> Unmet(const ValidationReport& report) {
     std::vector<std::string> unmet;
     for (const CheckResult& result : report.results) {
         if (result.outcome != Outcome::Passed) {
@@ -72,14 +72,14 @@ class EachCheck : public testing::TestWithParam<std::string> {};
 
 TEST_P(EachCheck, IsTheOneThatFailsWhenItsPromiseIsBroken) {
     const std::string name = GetParam();
-    host::ValidatePluginOptions options = OptionsFor(name);
+    ValidatePluginOptions options = OptionsFor(name);
     options.checkNames = ChecksFor(name);
     if (name == "exports-only-the-factory") {
         options.modulePath = BROKEN_FOLDER "SecondExport.so";
     }
     const Outcome outcome = name == "can-be-unloaded" ? Outcome::Crashed : Outcome::Failed;
 
-    const host::ValidationReport report = Validate(options);
+    const ValidationReport report = Validate(options);
 
     EXPECT_EQ(report.loadError, "");
     EXPECT_EQ(Unmet(report), std::vector<std::string>{name + ": " + NameOf(outcome)});
@@ -107,7 +107,7 @@ TEST(BrokenModule, MayFailACheckInAnyWay) {
     };
     for (const Case& c : cases) {
         SCOPED_TRACE(c.bug);
-        host::ValidatePluginOptions options = OptionsFor(c.bug);
+        ValidatePluginOptions options = OptionsFor(c.bug);
         options.checkNames = ChecksFor(c.check);
         options.limits.cpuSeconds = 1;
 
@@ -128,10 +128,10 @@ TEST(UnusableModule, IsNotLoadedWithItsReason) {
     };
     for (const Case& c : cases) {
         SCOPED_TRACE(c.name);
-        host::ValidatePluginOptions options;
+        ValidatePluginOptions options;
         options.modulePath = c.path;
 
-        const host::ValidationReport report = Validate(options);
+        const ValidationReport report = Validate(options);
 
         EXPECT_NE(report.loadError.find(c.reason), std::string::npos) << report.loadError;
         EXPECT_TRUE(report.results.empty());
@@ -139,11 +139,11 @@ TEST(UnusableModule, IsNotLoadedWithItsReason) {
 }
 
 TEST(FailingModule, IsToldExpectedAndFoundAsEachCheckEnds) {
-    host::ValidatePluginOptions options = OptionsFor("pauses-for-5-milliseconds");
+    ValidatePluginOptions options = OptionsFor("pauses-for-5-milliseconds");
     options.checkNames = {"pauses-for-5-milliseconds", "crc-value"};
 
     std::vector<CheckResult> told;
-    const host::ValidationReport report = ValidatePlugin(
+    const ValidationReport report = ValidatePlugin(
         options, [&](const CheckResult& result) { told.push_back(result); }, false);
 
     ASSERT_EQ(told.size(), 2U);
@@ -154,11 +154,11 @@ TEST(FailingModule, IsToldExpectedAndFoundAsEachCheckEnds) {
 }
 
 TEST(InterruptedValidation, EndsTheCheckThatNeverComesBack) {
-    host::ValidatePluginOptions options = OptionsFor("never-comes-back");
+    ValidatePluginOptions options = OptionsFor("never-comes-back");
     options.checkNames = {"erase-is-one-command"};
     options.limits = {3600, 3600};
 
-    const host::ValidationReport report = Validate(options, true);
+    const ValidationReport report = Validate(options, true);
 
     EXPECT_TRUE(report.wasInterrupted);
     EXPECT_TRUE(report.results.empty());
@@ -168,11 +168,11 @@ TEST(InterruptedValidation, EndsTheCheckThatNeverComesBack) {
 // Orphans come to this process, so that it can see how the one that the module started ended.
 TEST(ModuleThatStartsAProcess, IsJudgedAtItsOwnEndAndLeavesNothingBehind) {
     ASSERT_EQ(prctl(PR_SET_CHILD_SUBREAPER, 1), 0);
-    host::ValidatePluginOptions options = OptionsFor("starts-a-process");
+    ValidatePluginOptions options = OptionsFor("starts-a-process");
     options.checkNames = {"crc-value"};
     options.limits = {4, 3600};
 
-    const host::ValidationReport report = Validate(options);
+    const ValidationReport report = Validate(options);
 
     EXPECT_EQ(report.PassedCount(), 1U);
     int orphans = 0;

@@ -6,7 +6,7 @@
 #include "validator/Check.h"
 #include "validator/ValidatePlugin.h"
 
-namespace flash::host {
+namespace flash::validator {
 namespace {
 
 ValidatePluginOptions OptionsForTheRealModule() {
@@ -17,7 +17,7 @@ ValidatePluginOptions OptionsForTheRealModule() {
 
 ValidationReport Validate(const ValidatePluginOptions& options) {
     return ValidatePlugin(
-        options, [](const validator::CheckResult&) {}, false);
+        options, [](const CheckResult&) {}, false);
 }
 
 TEST(RealModule, PassesEveryCheck) {
@@ -26,8 +26,8 @@ TEST(RealModule, PassesEveryCheck) {
     EXPECT_EQ(report.loadError, "");
     EXPECT_EQ(report.PassedCount(), report.results.size());
     EXPECT_GE(report.results.size(), 25U);
-    for (const validator::CheckResult& result : report.results) {
-        EXPECT_EQ(result.outcome, validator::Outcome::Passed)
+    for (const CheckResult& result : report.results) {
+        EXPECT_EQ(result.outcome, Outcome::Passed)
             << result.name << ": expected " << result.expected << ", found " << result.found;
     }
     std::printf("%zu checks passed\n", report.results.size());
@@ -35,7 +35,7 @@ TEST(RealModule, PassesEveryCheck) {
 
 TEST(CheckList, NamesEachCheckOnce) {
     std::set<std::string> names;
-    for (const validator::Check& check : validator::AllChecks()) {
+    for (const Check& check : AllChecks()) {
         EXPECT_TRUE(names.insert(check.name).second) << check.name;
         EXPECT_STRNE(check.topic, "");
         EXPECT_STRNE(check.demand, "");
@@ -55,4 +55,4 @@ TEST(UnknownCheck, IsRefusedByName) {
 }
 
 }  // namespace
-}  // namespace flash::host
+}  // namespace flash::validator

@@ -193,7 +193,7 @@ public:
         const auto& [erase, erased, keepCcfg, skippedSectors, skippedFill, verification, write, closing] = value;
         AddAll(erase, erased, keepCcfg, skippedSectors, skippedFill, verification, write, closing);
     }
-    void Add(const host::ValidatePluginOptions& value) {
+    void Add(const validator::ValidatePluginOptions& value) {
         const auto& [path, checks, isListing, limits] = value;
         AddAll(path, checks, isListing, limits.cpuSeconds, limits.wallSeconds);
     }
