@@ -54,8 +54,8 @@ void FlashArray::MarkProgrammed(const std::vector<bool>& words) {
 }
 
 void FlashArray::MarkWhatIsNotOnes(std::uint32_t address, std::size_t length) {
-    for (std::size_t at = address; at < address + length; ++at) {
-        programmed[at / 4] = programmed[at / 4] || bytes.Bytes()[at] != 0xFF;
+    for (std::size_t word = address / 4; word < (address + length + 3) / 4; ++word) {
+        programmed[word] = Word(static_cast<std::uint32_t>(4 * word)) != 0xFFFF'FFFF;
     }
 }
 

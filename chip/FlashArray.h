@@ -35,7 +35,7 @@ public:
     // Words that were programmed since they were erased, whatever they read as.
     const std::vector<bool>& Programmed() const { return programmed; }
     void MarkProgrammed(const std::vector<bool>& words);
-    void MarkWhatIsNotOnes(std::uint32_t address, std::size_t length);  // as what put it there would have
+    void MarkWhatIsNotOnes(std::uint32_t address, std::size_t length);  // and nothing else there
 
     // From now on programming leaves this bit (0 to 7) of the byte at `address` as it is.
     void WeakenBit(std::uint32_t address, unsigned bit);

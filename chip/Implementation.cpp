@@ -29,8 +29,8 @@ VirtualChip::Implementation::Implementation(const Settings& chipSettings)
       controller(flashArray, settings, faults, log, random) {
     const std::vector<std::uint8_t> initial = std::exchange(settings.initialFlash, {});
     std::ranges::copy(initial, flashArray.Bytes().begin());
-    flashArray.MarkProgrammed(std::exchange(settings.initiallyProgrammed, {}));
     flashArray.MarkWhatIsNotOnes(0, initial.size());
+    flashArray.MarkProgrammed(std::exchange(settings.initiallyProgrammed, {}));
     std::ranges::fill(factory.Bytes(), std::uint8_t{0xFF});
     std::ranges::copy(settings.primaryIeeeAddress, factory.Bytes().begin() + (kPrimaryIeeeAddress - kFactoryBase));
     std::ranges::copy(settings.primaryBleAddress, factory.Bytes().begin() + (kPrimaryBleAddress - kFactoryBase));

@@ -146,6 +146,14 @@ TEST_F(DoubleWordChip, WhatAFactoryPlacesCountsAsProgrammed) {
     EXPECT_TRUE(IsBlank(0x108));
 }
 
+TEST_F(DoubleWordChip, WhatAFactoryErasesIsBlank) {
+    Program(0x100, 0, 0);
+
+    chip.PlaceInFlash(0x100, std::vector<std::uint8_t>(8, 0xFF));
+
+    EXPECT_TRUE(IsBlank(0x100));
+}
+
 TEST_F(DoubleWordChip, ComesBackFromItsSavedStateAsItWas) {
     Program(0x100, 0xFFFF'FFFF, 0xFFFF'FFFF);
     Program(0x200, 1, 2);

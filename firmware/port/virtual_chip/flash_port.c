@@ -6,6 +6,7 @@
 #include "firmware/commands.h"
 #include "firmware/deadline.h"
 #include "firmware/load_word.h"
+#include "firmware/port/ccfg_locks.h"
 
 // All registers are 32 bits wide and accessed as aligned words.
 typedef struct {
@@ -33,30 +34,16 @@ enum { kCodeEraseSector = 1, kCodeProgramWord = 2, kCodeEraseBank = 3 };
 // while it is programmed.
 enum { kPollsPerLook = 256 };
 
-// Fields of CCFG that lock the chip, by their offset from the end of flash.
-enum {
-    kDebugPortFromEnd = 0x29,   // one byte; 0x00 closes the debug port
-    kProtectionFromEnd = 0x20,  // two words; bit n clear protects sector n, from 64 on those share the second word's
-};
-
 extern const Workspace g_workspace;
 extern uint8_t g_flash[];  // from the linker script: address 0, which C would take for no object at all
 
 const uint8_t* FlashPortBytes(void) { return g_flash; }
 
-static FlashLock locks[2];
+static FlashLock locks[kCcfgLocks];
 static const FlashTraits kTraits = {
-    .unitBytes = 4, .isRewritable = true, .ticksPerMillisecond = 48000, .lockCount = 2, .locks = locks};
+    .unitBytes = 4, .isRewritable = true, .ticksPerMillisecond = 48000, .lockCount = kCcfgLocks, .locks = locks};
 
-// The bit that protects CCFG's own sector goes alone, because one bit cannot be torn; then the debug port, because a
-// chip that is only protected can still be looked at.
-void FlashPortBegin(void) {
-    const uint32_t last = FlashPortSectorCount() - 1;
-    const uint32_t end = (last + 1) * g_workspace.sectorBytes;
-    const uint32_t protectionByte = end - kProtectionFromEnd + (last < 32 ? 0 : 4) + last % 32 / 8;
-    locks[0] = (FlashLock){protectionByte, (uint8_t)(1u << last % 8)};
-    locks[1] = (FlashLock){end - kDebugPortFromEnd, 0xFF};
-}
+void FlashPortBegin(void) { FindCcfgLocks(locks); }
 
 const FlashTraits* FlashPortTraits(void) { return &kTraits; }
 

@@ -2,6 +2,8 @@
 
 #include <algorithm>
 
+#include "tests/support/LongForm.h"
+
 namespace flash::test {
 namespace {
 
@@ -44,7 +46,8 @@ void AddSectors(const Job& job, std::vector<ByteRange>& ranges, const Sectors& s
 
 class Catalogue {
 public:
-    explicit Catalogue(const ChipModel& chipModel) : model(chipModel) {}
+    explicit Catalogue(const ChipModel& chipModel, const chip::ControllerKind& chipController = {})
+        : model(chipModel), controller(chipController) {}
 
     std::vector<Job> Small() {
         AddLoads();
@@ -57,7 +60,7 @@ public:
     std::vector<Job> Full() {
         const std::vector<Segment> segments = {{size - 0x101, Pattern(size, 20)}};
         AddLoad("FullLoad", {{"FlashEraseSetting", kNecessary}}, segments, {0, 1});
-        if (&model == &kLumoD) {
+        if (&model == &kLumoD && !IsWrittenOnce()) {
             AddLoad("FullLoadRetain", {{"FlashEraseSetting", kRetain}}, segments, {0, 1}).hostKeeps = {0, 1};
             AddLoad("FullLoadBank", {{"FlashEraseSetting", kAllSectors}}, segments, {0, 1, 2, 3});
         }
@@ -66,10 +69,13 @@ public:
     }
 
 private:
+    bool IsWrittenOnce() const { return controller.isWrittenOnce; }
+    std::string Suffix() const { return IsWrittenOnce() ? "OnDoubleWords" : &model == &kLumoF ? "OnLumoF" : "OnLumoD"; }
     Job& Add(const std::string& name, const Settings& settings, const Sectors& mayTouch) {
         Job job;
-        job.name = name + (&model == &kLumoF ? "OnLumoF" : "OnLumoD");
+        job.name = name + Suffix();
         job.model = &model;
+        job.controller = controller;
         job.settings = settings;
         job.initialFlash = OldFlash(size);
         AddSectors(job, job.mayTouch, mayTouch);
@@ -87,7 +93,7 @@ private:
     // The job just added once more, with the check on the target.
     void AddChecked() {
         Job checked = jobs.back();
-        checked.name.insert(checked.name.size() - 7, "Checked");  // before "OnLumoX"
+        checked.name.insert(checked.name.size() - Suffix().size(), "Checked");
         checked.settings["CrcVerify"] = "1";
         jobs.push_back(std::move(checked));
     }
@@ -114,6 +120,11 @@ private:
     void AddInPlace(const std::string& name, const char* setting, const Segment& segment) {
         Job& job = AddLoad(name, {{"FlashEraseSetting", setting}}, {segment}, {});
         job.mayTouch = job.asked;
+        if (IsWrittenOnce()) {  // what is there, or was torn, is programmed anew with all of its sector
+            const std::uint32_t sector = segment.address / size;
+            job.mayTouch = {job.Sector(sector)};
+            job.hostKeeps = {sector};
+        }
         AddChecked();
     }
     // Only what lies behind the data is to go: a sector that looks right before it is erased.
@@ -235,6 +246,7 @@ private:
     }
 
     const ChipModel& model;
+    const chip::ControllerKind controller;
     const std::uint32_t size = model.reference.sectorSize;
     std::vector<Job> jobs;
 };
@@ -246,10 +258,22 @@ void Append(std::vector<Job>& jobs, const std::vector<Job>& more) {
     }
 }
 
+// In the short form: with a controller of another kind, the flashloader differs in few places.
+std::vector<Job> OneInThree(const std::vector<Job>& jobs) {
+    std::vector<Job> some;
+    for (std::size_t i = 0; i < jobs.size(); ++i) {
+        if (IsLongForm() || i % 3 == 0) {
+            some.push_back(jobs[i]);
+        }
+    }
+    return some;
+}
+
 std::vector<Job> SmallJobsOfBoth() {
     std::vector<Job> jobs;
     Append(jobs, Catalogue(kLumoD).Small());
     Append(jobs, Catalogue(kLumoF).Small());
+    Append(jobs, OneInThree(Catalogue(kLumoD, kDoubleWords).Small()));
     return jobs;
 }
 
@@ -257,6 +281,7 @@ std::vector<Job> AllJobsOfBoth() {
     std::vector<Job> jobs = SmallJobs();
     Append(jobs, Catalogue(kLumoD).Full());
     Append(jobs, Catalogue(kLumoF).Full());
+    Append(jobs, Catalogue(kLumoD, kDoubleWords).Full());
     return jobs;
 }
 

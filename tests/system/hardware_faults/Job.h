@@ -25,6 +25,7 @@ struct Job {
     std::string name;
     std::size_t number = 0;  // its place in the catalogue
     const ChipModel* model = nullptr;
+    chip::ControllerKind controller = {};
     bool isFull = false;                          // a sector of data, and so thousands of operations
     std::map<std::string, std::string> settings;  // added to the usual ones
     std::vector<Segment> segments;                // of a load

@@ -13,6 +13,7 @@ constexpr std::size_t kPlacesPerBench = 200;
 // Little memory and short erases: nothing here depends on how long they take, and the core polls meanwhile.
 chip::Settings SmallChip(const Job& job) {
     chip::Settings settings = FactorySettings(*job.model);
+    settings.controller = job.controller;
     settings.sectorCount = kJobSectors;
     settings.ramSizeCode = settings.generation == chip::Generation::LumoF ? 0 : 3;
     settings.initialFlash = job.initialFlash;

@@ -23,6 +23,7 @@ enum Sweep : std::size_t { OnlyCut, FirstCut, SecondCut, SweepCount };
 
 // In the short form one cut in so many is made.
 constexpr std::size_t kShortStrides[SweepCount] = {23, 131, 131};
+constexpr std::size_t kShorter = 5;  // with a controller of another kind: its flashloader differs in few places
 
 constexpr Fault kCuts[] = {Fault::PowerLossBeforeOperation, Fault::PowerLossInsideOperation,
                            Fault::PowerLossAfterOperation};
@@ -96,8 +97,12 @@ protected:
         figures.operations += operations;
     }
 
+    std::size_t Stride(Sweep sweep) const {
+        return IsLongForm() ? 1 : kShortStrides[sweep] * (job.controller.isWrittenOnce ? kShorter : 1);
+    }
+
     void ForEachCut(std::uint64_t count, Sweep sweep, const std::function<void(const Cut&)>& then) {
-        const Sample sample(count * std::size(kCuts), IsLongForm() ? 1 : kShortStrides[sweep], job.number);
+        const Sample sample(count * std::size(kCuts), Stride(sweep), job.number);
         for (std::uint64_t i = 0; i < count * std::size(kCuts); ++i) {
             const Cut cut{kCuts[i % std::size(kCuts)], i / std::size(kCuts) + 1};
             if (sample.Has(i) && !HasFailure()) {

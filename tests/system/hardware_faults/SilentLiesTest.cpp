@@ -22,6 +22,7 @@ constexpr Fault kLies[] = {Fault::OperationDoesNothing, Fault::EarlyReady, Fault
 
 // In the short form one lie in so many is told, and one bit in so many is spoilt.
 constexpr std::size_t kShortStride = 61;
+constexpr std::size_t kShorter = 5;  // with a controller of another kind: its flashloader differs in few places
 
 // More than that many bytes take their time, bit by bit.
 constexpr std::size_t kSmallImage = 32;
@@ -112,7 +113,9 @@ protected:
         }
     }
 
-    static std::size_t Stride() { return IsLongForm() ? 1 : kShortStride; }
+    std::size_t Stride() const {
+        return IsLongForm() ? 1 : kShortStride * (job.controller.isWrittenOnce ? kShorter : 1);
+    }
 
     // The short form leaves out what waits for the end of an erase: it is long, and the core spins meanwhile.
     std::vector<PlannedLie> PlanLies() const {

@@ -21,7 +21,9 @@ chip::Settings FactorySettings(const ChipModel& model) {
 ChipOnBench::ChipOnBench(const ChipModel& model, const chip::Settings& settings)
     : ConnectedHost(settings), TestDevice(MakeDevice(model.deviceName, &host)) {
     host.properties = simulation::SimulatedHost(Simulated(model, model.reference.sectorCount)).properties;
-    host.properties["DeviceFlashloaderFile"] = &model == &kLumoF ? "lumof-flashloader.elf" : "lumod-flashloader.elf";
+    host.properties["DeviceFlashloaderFile"] =
+        std::string(&model == &kLumoF ? "lumof" : "lumod") +
+        (settings.controller == kDoubleWords ? "-double-words.elf" : "-flashloader.elf");
     const std::string error = Initialize();
     if (!error.empty()) {
         throw std::runtime_error(error);

@@ -17,6 +17,13 @@ namespace flash::test {
 // A chip as it leaves the factory: erased but for the size word of CCFG, factory addresses, revision 2.0 "RevB".
 chip::Settings FactorySettings(const ChipModel& model);
 
+// The controller of another kind for which there is a flash port.
+inline constexpr chip::ControllerKind kDoubleWords = {.unitBytes = 8,
+                                                      .isWrittenOnce = true,
+                                                      .pageBytes = 2048,
+                                                      .protectsWithOnes = true,
+                                                      .watchdog = std::chrono::milliseconds(100)};
+
 struct ConnectedHost {
     explicit ConnectedHost(const chip::Settings& settings) : chip(settings), host(chip) {}
 
