@@ -37,4 +37,9 @@ std::uint32_t LittleEndian(std::span<const std::uint8_t> bytes) {
     return number;
 }
 
+std::array<std::uint8_t, 4> LittleEndianBytes(std::uint32_t number) {
+    return {static_cast<std::uint8_t>(number), static_cast<std::uint8_t>(number >> 8),
+            static_cast<std::uint8_t>(number >> 16), static_cast<std::uint8_t>(number >> 24)};
+}
+
 }  // namespace flash::host

@@ -1,6 +1,7 @@
 // Numbers as users, descriptions and the target write them.
 #pragma once
 
+#include <array>
 #include <cstdint>
 #include <optional>
 #include <span>
@@ -15,7 +16,8 @@ std::optional<std::uint32_t> ParseHexadecimal(std::string_view digits);
 // Hexadecimal behind "0x" or "0X", else decimal.
 std::optional<std::uint32_t> ParseNumber(std::string_view text);
 
-// The number of up to four bytes, least significant first, as the target holds it.
+// The number of up to four bytes, least significant first, as the target holds it; and back.
 std::uint32_t LittleEndian(std::span<const std::uint8_t> bytes);
+std::array<std::uint8_t, 4> LittleEndianBytes(std::uint32_t number);
 
 }  // namespace flash::host

@@ -101,7 +101,7 @@ bool PluginDevice::IsRangeInFlash(std::uint64_t address, std::uint32_t lengthByt
     return result;
 }
 
-void PluginDevice::Write(std::uint64_t address, const std::uint8_t* data, std::uint32_t lengthBytes) {
+void PluginDevice::Write(const std::uint8_t* data, std::uint64_t address, std::uint32_t lengthBytes) {
     Call("Write", [&] { return device->Write(data, address, lengthBytes); });
 }
 

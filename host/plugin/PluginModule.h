@@ -50,7 +50,7 @@ public:
     // The names that `Execute` knows. A device that is not ready afterwards is a PluginError.
     std::string Initialize();
     bool IsRangeInFlash(std::uint64_t address, std::uint32_t lengthBytes);
-    void Write(std::uint64_t address, const std::uint8_t* data, std::uint32_t lengthBytes);
+    void Write(const std::uint8_t* data, std::uint64_t address, std::uint32_t lengthBytes);
     void Execute(const std::string& operation);
     void NotifyPhase(std::int64_t phase);
     bool HandlesVerification(std::uint64_t address);

@@ -4,6 +4,8 @@
 #include <algorithm>
 #include <array>
 
+#include "host/Numbers.h"
+
 namespace flash::host {
 namespace {
 constexpr std::chrono::microseconds kWatchInterval{500};
@@ -14,9 +16,7 @@ bool Probe::PauseWhileWordIs(std::uint32_t address, std::uint32_t value, std::ch
     while (true) {
         std::array<std::uint8_t, 4> bytes{};
         ReadMemory(address, bytes, bytes.size());
-        const std::uint32_t word =
-            bytes[0] | std::uint32_t{bytes[1]} << 8 | std::uint32_t{bytes[2]} << 16 | std::uint32_t{bytes[3]} << 24;
-        if (word != value) {
+        if (LittleEndian(bytes) != value) {
             return true;
         }
         const auto left = std::chrono::duration_cast<std::chrono::microseconds>(end - Now());

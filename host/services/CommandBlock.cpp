@@ -6,6 +6,8 @@
 #include <algorithm>
 #include <iterator>
 
+#include "host/Numbers.h"
+
 namespace flash::host {
 namespace {
 
@@ -66,13 +68,9 @@ bool CommandBlockView::IsProgram() const {
     return plain == kCommandProgram || plain == kCommandEraseAndProgram || plain == kCommandProgramRetaining;
 }
 
-std::uint32_t DecodeWord(std::span<const std::uint8_t> bytes) {
-    return bytes[0] | std::uint32_t{bytes[1]} << 8 | std::uint32_t{bytes[2]} << 16 | std::uint32_t{bytes[3]} << 24;
-}
-
 CommandBlockView DecodeBlock(std::span<const std::uint8_t> bytes) {
-    return {DecodeWord(bytes.subspan(0, 4)), DecodeWord(bytes.subspan(4, 4)), DecodeWord(bytes.subspan(8, 4)),
-            DecodeWord(bytes.subspan(12, 4)), DecodeWord(bytes.subspan(kStatusOffset, 4))};
+    return {LittleEndian(bytes.subspan(0, 4)), LittleEndian(bytes.subspan(4, 4)), LittleEndian(bytes.subspan(8, 4)),
+            LittleEndian(bytes.subspan(12, 4)), LittleEndian(bytes.subspan(kStatusOffset, 4))};
 }
 
 std::string DescribeCommand(const CommandBlockView& block) {

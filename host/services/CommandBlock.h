@@ -50,9 +50,6 @@ struct CommandBlockView {
     std::uint64_t RangeBytes() const { return lengthBytes + std::uint64_t{command == kCommandEraseSectors ? 1u : 0u}; }
 };
 
-// Four bytes, least significant first.
-std::uint32_t DecodeWord(std::span<const std::uint8_t> bytes);
-
 // `bytes` are the 20 posted ones.
 CommandBlockView DecodeBlock(std::span<const std::uint8_t> bytes);
 

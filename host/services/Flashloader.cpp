@@ -5,6 +5,7 @@
 
 #include <algorithm>
 
+#include "host/Numbers.h"
 #include "host/files/FileContent.h"
 
 namespace flash::host {
@@ -61,7 +62,7 @@ std::optional<MailboxEvent> Flashloader::OnWrite(std::uint32_t address, std::spa
 
 std::optional<MailboxEvent> Flashloader::OnRead(std::uint32_t address, std::span<const std::uint8_t> bytes) {
     const auto block = mailbox && bytes.size() == kStatusBytes ? mailbox->BlockOfStatusAt(address) : std::nullopt;
-    return block ? watch.OnStatus(*block, DecodeWord(bytes)) : std::nullopt;
+    return block ? watch.OnStatus(*block, LittleEndian(bytes)) : std::nullopt;
 }
 
 void Flashloader::Pause(std::chrono::milliseconds duration) {

@@ -42,12 +42,6 @@ public:
 
     // What the operation has done and told, so far.
     const OperationRecord& Record() const { return record; }
-    const std::vector<FieldText>& Complaints() const { return record.Complaints(); }
-    const std::vector<std::string>& Messages() const { return record.Messages(); }
-    bool SawVerificationFailure() const { return record.SawVerificationFailure(); }
-    bool WasInterrupted() const { return record.wasInterrupted; }
-    std::uint64_t ProgrammedBytes() const { return record.ProgrammedBytes(); }
-    std::uint64_t CheckedBytes() const { return record.CheckedBytes(); }
 
     // The mailbox in words; nothing when no flashloader was loaded.
     std::optional<MailboxReport> ExplainMailbox() { return flashloader.Explain(); }

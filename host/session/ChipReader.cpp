@@ -8,6 +8,7 @@
 
 #include "host/Failure.h"
 #include "host/Numbers.h"
+#include "host/services/Progress.h"
 
 namespace flash::host {
 namespace {
@@ -44,19 +45,17 @@ LastSector ChipReader::ReadFields(const CcfgLayout& layout) {
 void ChipReader::ReadPieces(Stage stage, const std::vector<DataRun>& where, const Take& take) {
     std::uint64_t total = 0;
     std::for_each(where.begin(), where.end(), [&](const DataRun& run) { total += run.bytes.size(); });
-    const auto start = probe.Now();
-    std::uint64_t done = 0;
-    observer.StageStarted(stage, total);
+    Progress progress(observer, probe);
+    progress.Start(stage, total);
     for (const DataRun& run : where) {
         for (std::uint32_t offset = 0; offset < run.bytes.size(); offset += kReadPieceBytes) {
             RequireNotInterrupted(isInterrupted);
             const auto length = std::min(kReadPieceBytes, static_cast<std::uint32_t>(run.bytes.size()) - offset);
             take(run.address + offset, Bytes(run.address + offset, length));
-            done += length;
-            observer.StageAdvanced(stage, done, probe.Now() - start);
+            progress.Advance(length);
         }
     }
-    observer.StageFinished(stage, done, probe.Now() - start);
+    progress.Finish();
 }
 
 std::vector<std::uint8_t> ChipReader::Read(std::uint32_t address, std::uint32_t lengthBytes) {

@@ -11,7 +11,7 @@ namespace {
 
 [[noreturn]] void FailOperation(PluginServices& services, const std::string& attempt, const std::string& pluginText) {
     services.EndOperation();
-    if (services.WasInterrupted()) {
+    if (services.Record().wasInterrupted) {
         throw Failure(FailureKind::Interrupted,
                       fmt::format("{}: interrupted; the same command again starts anew", attempt));
     }
@@ -19,17 +19,17 @@ namespace {
     FailureKind kind = FailureKind::Operation;
     if (const std::optional<MailboxReport> report = services.ExplainMailbox()) {
         text += "\n" + report->text;
-        kind = report->isVerification || services.SawVerificationFailure() ? FailureKind::Difference : kind;
+        kind = report->isVerification || services.Record().SawVerificationFailure() ? FailureKind::Difference : kind;
     }
     throw Failure(kind, text);
 }
 
 void RequireNoComplaints(PluginServices& services, const std::string& attempt) {
-    if (services.Complaints().empty()) {
+    if (services.Record().Complaints().empty()) {
         return;
     }
     FieldText text = fmt::format("{}: reported as done, but not without errors", attempt);
-    for (const FieldText& complaint : services.Complaints()) {
+    for (const FieldText& complaint : services.Record().Complaints()) {
         text += "\n" + complaint;
     }
     if (const auto report = services.ExplainMailbox(); report && report->isFailure) {

@@ -171,7 +171,7 @@ void Session::Write(const PlannedLoad& load, ScopedSettings& scope) {
     }
     Operate(services, "Programming", Stage::Program, load.plan.WrittenBytes(), [&] {
         for (const DataRun& run : writes) {
-            plugin.Write(run.address, run.bytes.data(), static_cast<std::uint32_t>(run.bytes.size()));
+            plugin.Write(run.bytes.data(), run.address, static_cast<std::uint32_t>(run.bytes.size()));
             if (load.plan.erase == EraseChoice::Listed) {
                 // Each write would erase the listed sectors again, and with them what the last one programmed.
                 scope.Set("FlashEraseSetting", EraseSettingText(EraseChoice::None));
@@ -185,19 +185,20 @@ void Session::Write(const PlannedLoad& load, ScopedSettings& scope) {
 
 // A bank erase that cannot start makes the plug-in drop the data and report success.
 void Session::RequireAllProgrammed(const PlannedLoad& load, const Kept& kept) const {
+    const OperationRecord& record = services.Record();
     const std::size_t written = load.plan.WrittenBytes();
     if (written == 0) {
         return;
     }
-    if (services.ProgrammedBytes() < written) {
+    if (record.ProgrammedBytes() < written) {
         throw Failure(FailureKind::Operation,
                       fmt::format("Programming: reported as done, but the flashloader programmed {} of {} bytes",
-                                  services.ProgrammedBytes(), written));
+                                  record.ProgrammedBytes(), written));
     }
     const std::size_t unchecked = load.plan.sectors.back().isWritten ? kept.ccfg.size() : 0;
-    if (load.options.verification == Verification::Crc && services.CheckedBytes() + unchecked < written) {
+    if (load.options.verification == Verification::Crc && record.CheckedBytes() + unchecked < written) {
         throw Failure(FailureKind::Operation, fmt::format("Programming: only {} of {} bytes were checked by CRC; try ",
-                                                          services.CheckedBytes(), written) +
+                                                          record.CheckedBytes(), written) +
                                                   FieldText(Field::Verification) + " readback");
     }
 }

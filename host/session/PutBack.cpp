@@ -38,7 +38,7 @@ void Session::PutBack(const Kept& kept, ScopedSettings& scope) {
         scope.Set("FlashEraseSetting", EraseSettingText(EraseChoice::Retain));
         Operate(services, "Putting the last sector back", Stage::Close, length, [&] {
             plugin.NotifyPhase(kPhaseLoadStarts);
-            plugin.Write(address, wanted.data(), length);
+            plugin.Write(wanted.data(), address, length);
             plugin.NotifyPhase(kPhaseLoadFinished);
         });
         if (reader.Bytes(address, length) != wanted) {

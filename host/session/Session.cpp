@@ -168,8 +168,9 @@ void Session::BlankCheck() {
     SwitchOptionsOff(scope);
     RequireNotInterrupted(isInterrupted);
     Operate(services, "Checking for blank flash", Stage::Verify, 0, [this] { plugin.Execute("BlankCheck"); });
-    const auto says = [this](const char* text) {
-        return std::find(services.Messages().begin(), services.Messages().end(), text) != services.Messages().end();
+    const std::vector<std::string>& messages = services.Record().Messages();
+    const auto says = [&](const char* text) {
+        return std::find(messages.begin(), messages.end(), text) != messages.end();
     };
     if (says("Blank Check: Device flash is blank")) {
         return;

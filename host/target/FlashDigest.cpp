@@ -5,6 +5,8 @@
 #include <algorithm>
 #include <stdexcept>
 
+#include "host/Numbers.h"
+
 namespace flash::host {
 namespace {
 
@@ -18,12 +20,7 @@ public:
         crypto_onetimeauth_init(&state, key.data());
     }
     void Add(std::span<const std::uint8_t> bytes) { crypto_onetimeauth_update(&state, bytes.data(), bytes.size()); }
-    void AddWord(std::uint32_t word) {
-        const std::array<std::uint8_t, 4> bytes = {
-            static_cast<std::uint8_t>(word), static_cast<std::uint8_t>(word >> 8),
-            static_cast<std::uint8_t>(word >> 16), static_cast<std::uint8_t>(word >> 24)};
-        Add(bytes);
-    }
+    void AddWord(std::uint32_t word) { Add(LittleEndianBytes(word)); }
     FlashDigest End() {
         FlashDigest digest{};
         crypto_onetimeauth_final(&state, digest.data());

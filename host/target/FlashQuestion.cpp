@@ -7,6 +7,8 @@
 #include <algorithm>
 #include <numeric>
 
+#include "host/Numbers.h"
+
 namespace flash::host {
 namespace {
 
@@ -95,8 +97,7 @@ std::vector<FlashDigest> ReadAnswer(Probe& probe, const Routine& routine, const 
                                     const std::vector<FlashDigest>& wanted) {
     std::array<std::uint8_t, kAnsweredOffset + 4> head{};
     probe.ReadMemory(routine.Find("g_exchange"), head, 1);
-    const std::uint32_t answered =
-        head[16] | std::uint32_t{head[17]} << 8 | std::uint32_t{head[18]} << 16 | std::uint32_t{head[19]} << 24;
+    const std::uint32_t answered = LittleEndian(std::span(head).subspan(kAnsweredOffset));
     RequireAnswered(routine, answered, wanted.size());
     if (const FlashDigest summary = SummaryOf(keys, wanted); std::equal(summary.begin(), summary.end(), head.begin())) {
         return wanted;

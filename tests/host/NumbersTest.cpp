@@ -58,5 +58,9 @@ TEST(LittleEndian, PutsTheFirstByteLowest) {
     EXPECT_EQ(LittleEndian({}), 0u);
 }
 
+TEST(LittleEndianBytes, PutsTheLowestByteFirst) {
+    EXPECT_EQ(LittleEndianBytes(0x8403'0201u), (std::array<std::uint8_t, 4>{0x01, 0x02, 0x03, 0x84}));
+}
+
 }  // namespace
 }  // namespace flash::host

@@ -86,7 +86,7 @@ std::string PluginErrorOf(const char* behaviour, const std::function<void(Plugin
 TEST(PluginDevice, ErrorsOfOperationsBecomeOneKindOfException) {
     const auto write = [](PluginDevice& device) {
         const std::uint8_t byte = 0;
-        device.Write(0, &byte, 1);
+        device.Write(&byte, 0, 1);
     };
     const auto initialize = [](PluginDevice& device) { device.Initialize(); };
 
