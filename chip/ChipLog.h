@@ -1,6 +1,7 @@
 // What happened to the chip: counters, violations and the timeline.
 #pragma once
 
+#include <array>
 #include <cstdint>
 #include <string>
 #include <vector>
@@ -22,11 +23,12 @@ public:
 
     Counters counters;
     std::vector<Event> timeline;
+    std::array<std::string, 2> laneNames;  // of the user's lanes; a lane without a name is not announced
 };
 
-// The timeline as Chrome trace events, one lane each for the link, the flash, the core, the two command blocks and the
-// host.
-std::string TraceJson(const std::vector<Event>& timeline);
+// The timeline as Chrome trace events, one lane each for the link, the flash, the core, the host and the supply, and
+// the user's two.
+std::string TraceJson(const ChipLog& log);
 
 std::uint64_t HashOf(const std::vector<Event>& timeline);
 

@@ -72,7 +72,9 @@ void VirtualChip::Implementation::Step(Nanoseconds target) {
         reached = core->RunUntil(std::min(reached, controller.WatchdogBites(runStart)));
     }
     now = std::max(now, reached);
-    NoteFinishedCommands();
+    if (const std::optional<SramWrite> write = core->TakeObservedWrite()) {
+        observer(*write);
+    }
     if (state == CoreState::Running && core->TakeBreakpoint()) {
         StopCore(CoreState::Halted);
     }

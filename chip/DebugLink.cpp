@@ -238,7 +238,9 @@ void VirtualChip::Implementation::StoreInSram(std::uint32_t offset, std::span<co
     std::ranges::copy(bytes, sram.Bytes().begin() + offset);
     sram.MarkWritten(offset, length);
     core->ForgetCode(kSramBase + offset, length);
-    NotePostedCommands(kSramBase + offset, length);
+    if (observed.Touches(kSramBase + offset, length)) {
+        observer({SramWrite::By::Probe, kSramBase + offset, length});
+    }
 }
 
 }  // namespace flash::chip

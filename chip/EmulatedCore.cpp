@@ -40,14 +40,6 @@ std::string At(const char* what, std::uint64_t address) {
     return text;
 }
 
-struct AddressRange {
-    std::uint32_t address = 0;
-    std::uint32_t length = 0;
-    bool Touches(std::uint64_t first, std::uint64_t size) const {
-        return first < std::uint64_t{address} + length && address < first + size;
-    }
-};
-
 // A core in thread mode whose clock counts cycles since it was started.
 class CycleClock {
 public:
@@ -97,7 +89,8 @@ public:
     CycleClock clock;
     std::uint64_t instructions = 0;
     AddressRange watchedWord;
-    AddressRange watchedBlocks;
+    AddressRange observed;
+    std::optional<SramWrite> observedWrite;
     std::optional<CoreTrouble> trouble;
     std::uint32_t executableFlash = 0;  // from address 0 on
     std::set<std::uint32_t> breakpoints;
@@ -120,6 +113,7 @@ private:
     static void OnRegisterStore(uc_engine* uc, std::uint64_t offset, unsigned size, std::uint64_t value, void* page);
 
     void OnSramAccess(bool isWrite, std::uint32_t offset, std::uint32_t size);
+    void NoteObservedWrite(std::uint32_t address, std::uint32_t size);
     void OnOtherAccess(bool isWrite, std::uint32_t address, std::uint32_t size);
     void Execute();
     void CheckFetch(std::uint32_t address);
@@ -262,9 +256,20 @@ void EmulatedCore::Engine::OnSramAccess(bool isWrite, std::uint32_t offset, std:
         return;
     }
     sram.MarkWritten(offset, size);
-    if (watchedWord.Touches(address, size) || watchedBlocks.Touches(address, size)) {
+    if (observed.Touches(address, size)) {
+        NoteObservedWrite(address, size);
+    }
+    if (watchedWord.Touches(address, size) || observed.Touches(address, size)) {
         LowerLimit(clock.cycles);
     }
+}
+
+// One instruction can store several words.
+void EmulatedCore::Engine::NoteObservedWrite(std::uint32_t address, std::uint32_t size) {
+    const SramWrite before = observedWrite.value_or(SramWrite{SramWrite::By::Core, address, size});
+    const std::uint32_t first = std::min(address, before.address);
+    const std::uint32_t end = std::max(address + size, before.address + before.length);
+    observedWrite = {SramWrite::By::Core, first, end - first};
 }
 
 void EmulatedCore::Engine::OnOtherAccess(bool isWrite, std::uint32_t address, std::uint32_t size) {
@@ -387,8 +392,13 @@ void EmulatedCore::StopAt(Nanoseconds time) { engine->LowerLimit(engine->clock.C
 
 void EmulatedCore::WatchWord(std::uint32_t address, std::uint32_t length) { engine->watchedWord = {address, length}; }
 
-void EmulatedCore::WatchBlocks(std::uint32_t address, std::uint32_t length) {
-    engine->watchedBlocks = {address, length};
+void EmulatedCore::Observe(std::uint32_t address, std::uint32_t length) {
+    engine->observed = {address, length};
+    engine->observedWrite.reset();
+}
+
+std::optional<SramWrite> EmulatedCore::TakeObservedWrite() {
+    return std::exchange(engine->observedWrite, std::nullopt);
 }
 
 std::uint32_t EmulatedCore::Register(CoreRegister number) const {

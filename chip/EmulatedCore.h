@@ -63,7 +63,8 @@ public:
 
     // A write of the core into one of these two ranges of SRAM stops it right after the instruction. Length 0: none.
     void WatchWord(std::uint32_t address, std::uint32_t length);
-    void WatchBlocks(std::uint32_t address, std::uint32_t length);
+    void Observe(std::uint32_t address, std::uint32_t length);
+    std::optional<SramWrite> TakeObservedWrite();  // since it was asked last
 
     // How much of the memory at address 0 may be executed; 0 for none of it.
     void AllowFlash(std::uint32_t lengthBytes);

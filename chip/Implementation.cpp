@@ -1,23 +1,12 @@
 #include "chip/Implementation.h"
 
 #include <algorithm>
-#include <cstdio>
 #include <utility>
 
 #include "chip/Geometry.h"
 #include "chip/MemoryMap.h"
 
 namespace flash::chip {
-namespace {
-
-constexpr std::uint32_t kBlockBytes = 24;
-constexpr std::uint32_t kBothBlocksBytes = 48;
-constexpr std::uint32_t kBlockLength = 4;  // offsets of fields
-constexpr std::uint32_t kBlockCommand = 8;
-constexpr std::uint32_t kBlockStatus = 16;
-constexpr std::uint32_t kNotDone = 0xFFFF'FFFF;
-
-}  // namespace
 
 VirtualChip::Implementation::Implementation(const Settings& chipSettings)
     : settings(Completed(chipSettings)),
@@ -164,49 +153,15 @@ VirtualChip::Implementation::Place VirtualChip::Implementation::Find(std::uint32
     return {};
 }
 
-void VirtualChip::Implementation::ObserveCommandBlocks(std::uint32_t address) {
-    ForgetCommands();
-    if (address == 0) {
-        return;
+void VirtualChip::Implementation::ObserveSram(std::uint32_t address, std::uint32_t length,
+                                              std::function<void(const SramWrite&)> newObserver) {
+    const bool isPlaceOfWords = address % 4 == 0 && length % 4 == 0 && Find(address, length).region == Region::Sram;
+    if (length != 0 && !isPlaceOfWords) {
+        throw ChipError("Only aligned words of SRAM can be observed.");
     }
-    if (address % 4 != 0 || Find(address, kBothBlocksBytes).region != Region::Sram) {
-        throw ChipError("Command blocks lie in SRAM, at a multiple of 4.");
-    }
-    commandBlocks = address;
-    core->WatchBlocks(address, kBothBlocksBytes);
-}
-
-void VirtualChip::Implementation::NotePostedCommands(std::uint32_t address, std::size_t length) {
-    for (std::uint32_t i = 0; i < 2 && commandBlocks != 0; ++i) {
-        const std::uint32_t block = commandBlocks + i * kBlockBytes;
-        if (address >= block + kBlockBytes || std::uint64_t{address} + length <= block) {
-            continue;
-        }
-        commands[i].reset();
-        if (PeekWord(block + kBlockStatus) == kNotDone) {
-            commands[i] = {PeekWord(block + kBlockCommand), PeekWord(block), PeekWord(block + kBlockLength), now};
-        }
-    }
-}
-
-void VirtualChip::Implementation::NoteFinishedCommands() {
-    for (std::uint32_t i = 0; i < 2 && commandBlocks != 0; ++i) {
-        const std::uint32_t status = PeekWord(commandBlocks + i * kBlockBytes + kBlockStatus);
-        if (!commands[i] || status == kNotDone) {
-            continue;
-        }
-        const Command done = *std::exchange(commands[i], std::nullopt);
-        const EventKind kind = i == 0 ? EventKind::CommandInBlock0 : EventKind::CommandInBlock1;
-        char text[48];
-        std::snprintf(text, sizeof text, "command 0x%02X, status 0x%08X", done.code, status);
-        log.Add({kind, done.address, done.length, done.start, now, text});
-    }
-}
-
-void VirtualChip::Implementation::ForgetCommands() {
-    commandBlocks = 0;
-    commands = {};
-    core->WatchBlocks(0, 0);
+    observed = {address, length};
+    observer = std::move(newObserver);
+    core->Observe(address, length);
 }
 
 }  // namespace flash::chip

@@ -1,6 +1,7 @@
 // The chip as a whole: memories, controller and core under one clock, reached over the debug link.
 #pragma once
 
+#include <functional>
 #include <optional>
 #include <string>
 
@@ -54,7 +55,7 @@ public:
     std::uint32_t PeekWord(std::uint32_t address) const;
     void PlaceInFlash(std::uint32_t address, std::span<const std::uint8_t> bytes);
     const Counters& GetCounters();
-    void ObserveCommandBlocks(std::uint32_t address);
+    void ObserveSram(std::uint32_t address, std::uint32_t length, std::function<void(const SramWrite&)> newObserver);
     void ArmBit(void (FlashArray::*defect)(std::uint32_t, unsigned), std::uint32_t address, unsigned bit);
 
     Settings settings;  // complete, without the initial flash
@@ -75,12 +76,6 @@ private:
         std::size_t bytes;
         std::string text;  // what it does, to go behind "cannot"
         bool needsDebugPort = true;
-    };
-    struct Command {
-        std::uint32_t code = 0;
-        std::uint32_t address = 0;
-        std::uint32_t length = 0;
-        Nanoseconds start{0};
     };
     enum class Region : std::uint8_t { None, Flash, Sram, CcfgWindow, Factory };
     struct Place {
@@ -126,11 +121,6 @@ private:
     void LosePower();
     void Boot();
 
-    // Command blocks
-    void NotePostedCommands(std::uint32_t address, std::size_t length);
-    void NoteFinishedCommands();
-    void ForgetCommands();
-
     PageBytes factory;
     Sram sram;
     FlashController controller;
@@ -139,8 +129,8 @@ private:
     std::uint32_t runAddress = 0;
     CoreControl coreControl;
     ControllerSignals pendingSignals;  // raised by the core's own stores
-    std::uint32_t commandBlocks = 0;   // 0: not observed
-    std::array<std::optional<Command>, 2> commands;
+    std::function<void(const SramWrite&)> observer;
+    AddressRange observed;
 };
 
 }  // namespace flash::chip

@@ -36,7 +36,7 @@ void VirtualChip::Implementation::LosePower() {
     StopCore(CoreState::Halted);
     isPowered = false;
     log.AddInstant(EventKind::PowerOff, now);
-    ForgetCommands();
+    ObserveSram(0, 0, {});
     sram.Lose(random);
     core->ForgetCode(kSramBase, sram.Length());
 }

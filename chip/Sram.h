@@ -10,6 +10,14 @@
 
 namespace flash::chip {
 
+struct AddressRange {
+    std::uint32_t address = 0;
+    std::uint32_t length = 0;
+    bool Touches(std::uint64_t first, std::uint64_t size) const {
+        return first < std::uint64_t{address} + length && address < first + size;
+    }
+};
+
 class Sram {
 public:
     explicit Sram(std::uint32_t length);

@@ -7,11 +7,7 @@
 namespace flash::chip {
 namespace {
 
-enum class Lane : std::uint8_t { Link = 1, Flash, Core, Block0, Block1, Host, Supply };
-constexpr std::pair<Lane, const char*> kLaneNames[] = {
-    {Lane::Link, "debug link"},         {Lane::Flash, "flash controller"}, {Lane::Core, "core"},
-    {Lane::Block0, "command block 0"},  {Lane::Block1, "command block 1"}, {Lane::Host, "host"},
-    {Lane::Supply, "supply and faults"}};
+enum class Lane : std::uint8_t { Link = 1, Flash, Core, UserFirst, UserSecond, Host, Supply };
 
 std::string NumberOf(Lane lane) { return std::to_string(static_cast<int>(lane)); }
 
@@ -38,10 +34,10 @@ Look LookOf(const Event& event) {
             return {Lane::Flash, "erase bank", nullptr, nullptr};
         case EventKind::ProgramWord:
             return {Lane::Flash, "program word", "address", "word"};
-        case EventKind::CommandInBlock0:
-            return {Lane::Block0, event.text, "address", "length"};
-        case EventKind::CommandInBlock1:
-            return {Lane::Block1, event.text, "address", "length"};
+        case EventKind::InFirstLane:
+            return {Lane::UserFirst, event.text, "address", "length"};
+        case EventKind::InSecondLane:
+            return {Lane::UserSecond, event.text, "address", "length"};
         case EventKind::CoreRuns:
             return {Lane::Core, "runs", "address", nullptr};
         case EventKind::LockUp:
@@ -116,20 +112,24 @@ std::string Line(const Event& event) {
     return line + ",\"args\":{" + Arguments(event, look) + "}}";
 }
 
-std::string LaneNameLine(Lane lane, const char* name) {
+std::string LaneNameLine(Lane lane, const std::string& name) {
     return "{\"name\":\"thread_name\",\"ph\":\"M\",\"pid\":1,\"tid\":" + NumberOf(lane) +
            ",\"args\":{\"name\":" + Quoted(name) + "}}";
 }
 
 }  // namespace
 
-std::string TraceJson(const std::vector<Event>& timeline) {
+std::string TraceJson(const ChipLog& log) {
+    const std::pair<Lane, std::string> lanes[] = {
+        {Lane::Link, "debug link"},          {Lane::Flash, "flash controller"},    {Lane::Core, "core"},
+        {Lane::UserFirst, log.laneNames[0]}, {Lane::UserSecond, log.laneNames[1]}, {Lane::Host, "host"},
+        {Lane::Supply, "supply and faults"}};
     std::string json = "{\"displayTimeUnit\":\"ns\",\"traceEvents\":[\n";
     json += R"({"name":"process_name","ph":"M","pid":1,"args":{"name":"virtual chip"}})";
-    for (const auto& [lane, name] : kLaneNames) {
-        json += ",\n" + LaneNameLine(lane, name);
+    for (const auto& [lane, name] : lanes) {
+        json += name.empty() ? "" : ",\n" + LaneNameLine(lane, name);
     }
-    for (const Event& event : timeline) {
+    for (const Event& event : log.timeline) {
         json += ",\n" + Line(event);
     }
     return json + "\n]}\n";

@@ -121,13 +121,26 @@ std::uint64_t VirtualChip::ViolationTotal() const {
 
 const std::vector<Event>& VirtualChip::Timeline() const { return implementation->log.timeline; }
 std::uint64_t VirtualChip::TimelineHash() const { return HashOf(implementation->log.timeline); }
-std::string VirtualChip::TimelineJson() const { return TraceJson(implementation->log.timeline); }
+std::string VirtualChip::TimelineJson() const { return TraceJson(implementation->log); }
 
 void VirtualChip::AddNote(std::string text, Nanoseconds start, Nanoseconds end) {
     implementation->log.Add({EventKind::Note, 0, 0, start, end, std::move(text)});
 }
 
-void VirtualChip::ObserveCommandBlocks(std::uint32_t address) { implementation->ObserveCommandBlocks(address); }
+void VirtualChip::NameLane(UserLane lane, std::string name) {
+    implementation->log.laneNames[static_cast<std::size_t>(lane)] = std::move(name);
+}
+
+void VirtualChip::AddToLane(UserLane lane, std::uint32_t address, std::uint32_t length, Nanoseconds start,
+                            std::string text) {
+    const EventKind kind = lane == UserLane::First ? EventKind::InFirstLane : EventKind::InSecondLane;
+    implementation->log.Add({kind, address, length, start, Now(), std::move(text)});
+}
+
+void VirtualChip::ObserveSram(std::uint32_t address, std::uint32_t length,
+                              std::function<void(const SramWrite&)> observer) {
+    implementation->ObserveSram(address, length, std::move(observer));
+}
 
 std::vector<std::uint8_t> VirtualChip::SaveState() const {
     const FlashArray& flash = implementation->flashArray;

@@ -139,9 +139,9 @@ enum class EventKind : std::uint8_t {
     Pause,
     EraseSector,  // address: of the sector
     EraseBank,
-    ProgramWord,      // address, value: the word asked for
-    CommandInBlock0,  // of the flashloader; address and value (length) from the block, text: command and status
-    CommandInBlock1,
+    ProgramWord,  // address, value: the word asked for
+    InFirstLane,  // what the user of the chip added in a lane of its own; address, value: length, text
+    InSecondLane,
     CoreRuns,   // from run to halt, lock-up or power loss; address: where it started
     LockUp,     // an instant; address: program counter; text: why
     PowerOn,    // an instant
@@ -160,6 +160,17 @@ struct Event {
     Nanoseconds end{0};  // equal to `start` for an instant
     std::string text;
     bool operator==(const Event&) const = default;
+};
+
+// Two lanes of the timeline are for the user: for what the program on the chip does, which the chip cannot know.
+enum class UserLane : std::uint8_t { First, Second };
+
+// A write that touched an observed range of SRAM. Of the core, what one instruction wrote there.
+struct SramWrite {
+    enum class By : std::uint8_t { Probe, Core };
+    By by;
+    std::uint32_t address;
+    std::uint32_t length;
 };
 
 class VirtualChip {
@@ -272,11 +283,13 @@ public:
     std::uint64_t TimelineHash() const;
     std::string TimelineJson() const;  // Chrome trace events; Perfetto opens them
     void AddNote(std::string text, Nanoseconds start, Nanoseconds end);
+    void NameLane(UserLane lane, std::string name);
+    void AddToLane(UserLane lane, std::uint32_t address, std::uint32_t length, Nanoseconds start, std::string text);
 
-    // Makes flashloader commands visible: tells where its two command blocks (24 bytes each) lie. From then on a
-    // command lasts from the posting of a block by the probe to the core's write of its status. 0 ends it, and so
-    // does a loss of power.
-    void ObserveCommandBlocks(std::uint32_t address);
+    // Calls `observer` after each write that touches these words of SRAM, exact to the instruction. It may look inside
+    // and add to the timeline, and must neither throw nor observe anew. One range at a time; a loss of power ends it,
+    // and so does length 0.
+    void ObserveSram(std::uint32_t address, std::uint32_t length, std::function<void(const SramWrite&)> observer);
 
     // ---- What lasts: flash, factory data and settings, as bytes for a file. Not time, SRAM, faults or counters.
 

@@ -9,6 +9,7 @@
 #include "host/devices/DeviceDescription.h"
 #include "host/probe/Probe.h"
 #include "host/virtual_chip/ChipFile.h"
+#include "host/virtual_chip/CommandTimeline.h"
 #include "host/virtual_chip/Faults.h"
 
 namespace flash::host {
@@ -23,10 +24,12 @@ class VirtualChipProbe final : public Probe,
                                private DebugService {
 public:
     explicit VirtualChipProbe(chip::VirtualChip virtualChip)
-        : chip(std::make_shared<chip::VirtualChip>(std::move(virtualChip))) {}
+        : VirtualChipProbe(std::make_shared<chip::VirtualChip>(std::move(virtualChip))) {}
 
     // On a chip that may have been there before, and may stay.
-    explicit VirtualChipProbe(std::shared_ptr<chip::VirtualChip> virtualChip) : chip(std::move(virtualChip)) {}
+    explicit VirtualChipProbe(std::shared_ptr<chip::VirtualChip> virtualChip) : chip(std::move(virtualChip)) {
+        NameCommandLanes(*chip);
+    }
 
     // Powers up the chip of that file, or a new one when there is no such file. Throws Failure (Unreachable) when the
     // file is in use, holds no chip, or one that does not fit the device.
@@ -54,7 +57,7 @@ public:
     FaultService* Faults() override { return this; }
 
 private:
-    void WatchCommandBlocks(std::uint32_t address) override { chip->ObserveCommandBlocks(address); }
+    void WatchCommandBlocks(std::uint32_t address) override { ShowCommands(*chip, address); }
     std::string TraceJson() const override { return chip->TimelineJson(); }
     void Save() override { file->Save(chip->SaveState()); }
     void Arm(const std::string& fault) override { ArmFault(*chip, fault); }

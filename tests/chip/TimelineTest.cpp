@@ -11,18 +11,20 @@ namespace {
 using std::chrono::microseconds;
 using std::chrono::milliseconds;
 
-constexpr std::uint32_t kBlocks = kDataAddress;
+constexpr std::uint32_t kObserved = kDataAddress;
+
+struct Write {
+    SramWrite::By by;
+    std::uint32_t address;
+    std::uint32_t length;
+    Nanoseconds at;
+    bool operator==(const Write&) const = default;
+};
 
 class TimelineTest : public ChipRig {
 protected:
-    void WriteBlock(std::uint32_t address, const std::vector<std::uint32_t>& words) {
-        std::vector<std::uint8_t> bytes;
-        for (const std::uint32_t word : words) {
-            for (int i = 0; i < 4; ++i) {
-                bytes.push_back(static_cast<std::uint8_t>(word >> (8 * i)));
-            }
-        }
-        chip.WriteMemory(address, bytes);
+    std::function<void(const SramWrite&)> Noting(std::vector<Write>& writes) {
+        return [&](const SramWrite& write) { writes.push_back({write.by, write.address, write.length, chip.Now()}); };
     }
 };
 
@@ -38,31 +40,64 @@ TEST_F(TimelineTest, ShowsWhenTheCoreRan) {
     EXPECT_EQ(runs[0].end - runs[0].start, milliseconds(1) + microseconds(104));
 }
 
-TEST_F(TimelineTest, ShowsACommandFromItsPostingToItsStatus) {
-    WriteBlock(kBlocks, {0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0});
-    chip.ObserveCommandBlocks(kBlocks);
-    // subs r0, #1; bne back; str r2, [r1]; b .
-    StartCode({0x3801, 0xD1FD, 0x600A, kEndlessLoop}, {48'000, kBlocks + 24 + 16, 0x104});
+TEST_F(TimelineTest, TellsOfEachWriteIntoWhatIsObserved) {
+    std::vector<Write> writes;
+    chip.ObserveSram(kObserved, 8, Noting(writes));
+    // str r0, [r1]; stmia r1!, {r0, r2, r3}; strb r0, [r1, #8]; b .
+    StartCode({0x6008, 0xC10D, 0x7208, kEndlessLoop}, {1, kObserved + 4, 2, 3});
+    const Nanoseconds started = chip.Now();
+    chip.Pause(milliseconds(1));
+    const Nanoseconds paused = chip.Now();
+    chip.WriteMemory(kObserved - 4, std::vector<std::uint8_t>(4));
+    chip.WriteMemory(kObserved - 3, std::vector<std::uint8_t>(4));
+    chip.WriteMemory(kObserved + 8, std::vector<std::uint8_t>(4));
 
-    WriteBlock(kBlocks + 24, {0x1000, 0x200, 3, 0, 0xFFFF'FFFF});
-    const Nanoseconds posted = chip.Now();
-    chip.Pause(milliseconds(5));
-
-    EXPECT_TRUE(EventsOf(EventKind::CommandInBlock0).empty());
-    const std::vector<Event> commands = EventsOf(EventKind::CommandInBlock1);
-    ASSERT_EQ(commands.size(), 1U);
-    EXPECT_EQ(commands[0].start, posted);
-    EXPECT_GT(commands[0].end, posted);
-    EXPECT_LT(commands[0].end, posted + milliseconds(2));
-    EXPECT_EQ(commands[0].address, 0x1000U);
-    EXPECT_EQ(commands[0].value, 0x200U);
-    EXPECT_EQ(commands[0].text, "command 0x03, status 0x00000104");
+    const Nanoseconds cycle(20);  // and a bit
+    ASSERT_EQ(writes.size(), 3U);
+    EXPECT_EQ(writes[0], (Write{SramWrite::By::Core, kObserved + 4, 4, started + cycle}));
+    EXPECT_EQ(writes[1], (Write{SramWrite::By::Core, kObserved + 4, 4, started + 2 * cycle + Nanoseconds(1)}));
+    EXPECT_EQ(writes[2].by, SramWrite::By::Probe);
+    EXPECT_EQ(writes[2].address, kObserved - 3);
+    EXPECT_GT(writes[2].at, paused);
 }
 
-TEST_F(TimelineTest, CommandBlocksLieInSram) {
-    EXPECT_THROW(chip.ObserveCommandBlocks(kSramBase + 0x5000 - 44), ChipError);
-    EXPECT_THROW(chip.ObserveCommandBlocks(kSramBase + 2), ChipError);
-    EXPECT_THROW(chip.ObserveCommandBlocks(0x100), ChipError);
+TEST_F(TimelineTest, ObservesUntilThePowerIsLostOrItIsEnded) {
+    std::vector<Write> writes;
+    chip.ObserveSram(kObserved, 4, Noting(writes));
+    chip.WriteWord(kObserved, 1);
+    chip.PowerCycle();
+    chip.WriteWord(kObserved, 1);
+    EXPECT_EQ(writes.size(), 1U);
+
+    chip.ObserveSram(kObserved, 4, Noting(writes));
+    chip.WriteWord(kObserved, 1);
+    chip.ObserveSram(0, 0, {});
+    chip.WriteWord(kObserved, 1);
+    EXPECT_EQ(writes.size(), 2U);
+}
+
+TEST_F(TimelineTest, WhatIsObservedAreWordsInSram) {
+    const std::pair<std::uint32_t, std::uint32_t> ranges[] = {
+        {kSramBase + 0x5000 - 44, 48}, {kSramBase + 2, 4}, {kSramBase, 6}, {0x100, 4}};
+    for (const auto& [address, length] : ranges) {
+        EXPECT_THROW(chip.ObserveSram(address, length, [](const SramWrite&) {}), ChipError) << address;
+    }
+    chip.ObserveSram(kSramBase + 0x5000 - 48, 48, [](const SramWrite&) {});
+}
+
+TEST_F(TimelineTest, TwoLanesAreTheUsers) {
+    chip.NameLane(UserLane::Second, "what I know");
+    chip.Pause(microseconds(3));
+    chip.AddToLane(UserLane::Second, 0x1000, 24, microseconds(1), "some work");
+
+    const nlohmann::json events = nlohmann::json::parse(chip.TimelineJson()).at("traceEvents");
+
+    const auto lane = std::ranges::find_if(events, [](const auto& event) { return event.value("tid", 0) == 5; });
+    EXPECT_EQ(lane->at("args").at("name"), "what I know");
+    EXPECT_EQ(events.back(), nlohmann::json::parse(R"({"name":"some work","ph":"X","pid":1,"tid":5,"ts":1.0,"dur":2.0,
+        "args":{"address":"0x00001000","length":24}})"));
+    EXPECT_TRUE(std::ranges::none_of(events, [](const auto& event) { return event.value("tid", 0) == 4; }));
+    EXPECT_EQ(chip.Timeline().back().kind, EventKind::InSecondLane);
 }
 
 TEST_F(TimelineTest, AViolationInALoopIsCountedButDoesNotFillTheTimeline) {

@@ -5,6 +5,7 @@
 #include <stdexcept>
 
 #include "ElfImage.h"
+#include "host/virtual_chip/CommandTimeline.h"
 
 namespace flash::test {
 namespace {
@@ -58,7 +59,7 @@ const char* ChipHost::LoadProgram(const char* fileName, const char* options, con
         for (const ElfSegment& segment : image.segments) {
             Send(segment.address, segment.bytes, 1);
         }
-        chip.ObserveCommandBlocks(symbols.at("g_cfg"));
+        host::ShowCommands(chip, static_cast<std::uint32_t>(symbols.at("g_cfg")));
     });
 }
 

@@ -47,7 +47,7 @@ std::vector<Event> Select(const std::vector<Event>& timeline, Condition conditio
 }
 
 bool IsCommand(const Event& event) {
-    return event.kind == EventKind::CommandInBlock0 || event.kind == EventKind::CommandInBlock1;
+    return event.kind == EventKind::InFirstLane || event.kind == EventKind::InSecondLane;
 }
 
 // The flashloader's own time: a command that is posted while another one runs waits for that one's end.
@@ -98,7 +98,7 @@ TEST_P(TimingOfLoads, EachChunkIsACommandOnTheTimeline) {
     const std::vector<Event> commands = Select(bench.chip.Timeline(), IsCommand);
     ASSERT_EQ(commands.size(), 3U);
     for (std::uint32_t i = 0; i < 3; ++i) {
-        EXPECT_EQ(commands[i].kind, i == 1 ? EventKind::CommandInBlock1 : EventKind::CommandInBlock0);
+        EXPECT_EQ(commands[i].kind, i == 1 ? EventKind::InSecondLane : EventKind::InFirstLane);
         EXPECT_EQ(commands[i].address, i * size);
         EXPECT_EQ(commands[i].value, size);
         EXPECT_EQ(commands[i].text, "command 0x03, status 0x00000000");
