@@ -2,7 +2,7 @@
 #include <algorithm>
 #include <utility>
 
-#include "chip/Implementation.h"
+#include "chip/Machine.h"
 
 namespace flash::chip {
 namespace {
@@ -15,14 +15,14 @@ void RequireDuration(Nanoseconds duration) {
 
 }  // namespace
 
-void VirtualChip::Implementation::Pause(Nanoseconds duration) {
+void VirtualChip::Machine::Pause(Nanoseconds duration) {
     RequireDuration(duration);
     const Nanoseconds start = now;
     AdvanceTo(After(duration));
     log.Add({EventKind::Pause, 0, 0, start, now, {}});
 }
 
-bool VirtualChip::Implementation::PauseWhileWordIs(std::uint32_t address, std::uint32_t value, Nanoseconds bound) {
+bool VirtualChip::Machine::PauseWhileWordIs(std::uint32_t address, std::uint32_t value, Nanoseconds bound) {
     RequireDuration(bound);
     if (address % 4 != 0 || Find(address, 4).region != Region::Sram) {
         throw ChipError("Only an aligned word of SRAM can be watched.");
@@ -39,8 +39,7 @@ bool VirtualChip::Implementation::PauseWhileWordIs(std::uint32_t address, std::u
     return hasChanged();
 }
 
-bool VirtualChip::Implementation::PauseUntil(const std::function<bool()>& condition, Nanoseconds bound,
-                                             Nanoseconds step) {
+bool VirtualChip::Machine::PauseUntil(const std::function<bool()>& condition, Nanoseconds bound, Nanoseconds step) {
     RequireDuration(bound);
     if (step <= Nanoseconds::zero()) {
         throw ChipError("A pause needs steps longer than nothing.");
@@ -55,18 +54,18 @@ bool VirtualChip::Implementation::PauseUntil(const std::function<bool()>& condit
     return true;
 }
 
-Nanoseconds VirtualChip::Implementation::After(Nanoseconds duration) const {
+Nanoseconds VirtualChip::Machine::After(Nanoseconds duration) const {
     return duration > Nanoseconds::max() - now ? Nanoseconds::max() : now + duration;
 }
 
-void VirtualChip::Implementation::AdvanceTo(Nanoseconds target) {
+void VirtualChip::Machine::AdvanceTo(Nanoseconds target) {
     while (now < target) {
         Step(target);
     }
 }
 
 // To the target, or to something that happens before.
-void VirtualChip::Implementation::Step(Nanoseconds target) {
+void VirtualChip::Machine::Step(Nanoseconds target) {
     Nanoseconds reached = std::min(target, controller.NextEvent());
     if (state == CoreState::Running) {
         reached = core->RunUntil(std::min(reached, controller.WatchdogBites(runStart)));
@@ -87,14 +86,14 @@ void VirtualChip::Implementation::Step(Nanoseconds target) {
     LetTheWatchdogBite();
 }
 
-void VirtualChip::Implementation::LetTheWatchdogBite() {
+void VirtualChip::Machine::LetTheWatchdogBite() {
     if (state == CoreState::Running && now >= controller.WatchdogBites(runStart)) {
         log.AddViolation(Violation::WatchdogBite, core->Register(CoreRegister::Pc), now);
         Reset();
     }
 }
 
-void VirtualChip::Implementation::Obey(const ControllerSignals& signals) {
+void VirtualChip::Machine::Obey(const ControllerSignals& signals) {
     if (signals.coreStops) {
         LockUp(core->Register(CoreRegister::Pc), "The core stopped answering.");
     }
@@ -103,7 +102,7 @@ void VirtualChip::Implementation::Obey(const ControllerSignals& signals) {
     }
 }
 
-void VirtualChip::Implementation::LockUp(std::uint32_t address, const std::string& text) {
+void VirtualChip::Machine::LockUp(std::uint32_t address, const std::string& text) {
     if (state == CoreState::Running) {
         StopCore(CoreState::LockedUp);
         troubleText = text;
@@ -111,7 +110,7 @@ void VirtualChip::Implementation::LockUp(std::uint32_t address, const std::strin
     }
 }
 
-void VirtualChip::Implementation::StopCore(CoreState next) {
+void VirtualChip::Machine::StopCore(CoreState next) {
     if (state == CoreState::Running) {
         log.Add({EventKind::CoreRuns, runAddress, 0, runStart, now, {}});
     }

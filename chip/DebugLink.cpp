@@ -3,7 +3,7 @@
 #include <cinttypes>
 #include <cstdio>
 
-#include "chip/Implementation.h"
+#include "chip/Machine.h"
 #include "chip/MemoryMap.h"
 
 namespace flash::chip {
@@ -44,8 +44,7 @@ bool IsInRegisterPage(std::uint32_t address, std::size_t bytes) {
 
 }  // namespace
 
-void VirtualChip::Implementation::ReadMemory(std::uint32_t address, std::span<std::uint8_t> bytes,
-                                             std::uint32_t elementSize) {
+void VirtualChip::Machine::ReadMemory(std::uint32_t address, std::span<std::uint8_t> bytes, std::uint32_t elementSize) {
     if (bytes.empty()) {
         return;
     }
@@ -68,8 +67,8 @@ void VirtualChip::Implementation::ReadMemory(std::uint32_t address, std::span<st
     log.counters.bytesRead += bytes.size();
 }
 
-void VirtualChip::Implementation::WriteMemory(std::uint32_t address, std::span<const std::uint8_t> bytes,
-                                              std::uint32_t elementSize) {
+void VirtualChip::Machine::WriteMemory(std::uint32_t address, std::span<const std::uint8_t> bytes,
+                                       std::uint32_t elementSize) {
     if (bytes.empty()) {
         return;
     }
@@ -86,7 +85,7 @@ void VirtualChip::Implementation::WriteMemory(std::uint32_t address, std::span<c
     log.counters.bytesWritten += bytes.size();
 }
 
-std::uint32_t VirtualChip::Implementation::ReadCoreRegister(CoreRegister number) {
+std::uint32_t VirtualChip::Machine::ReadCoreRegister(CoreRegister number) {
     const Transfer transfer{EventKind::TransferOther, 0, kWordBytes, "read a core register"};
     RequireReachable(transfer);
     RequireHalted(transfer.text);
@@ -94,7 +93,7 @@ std::uint32_t VirtualChip::Implementation::ReadCoreRegister(CoreRegister number)
     return core->Register(number);
 }
 
-void VirtualChip::Implementation::WriteCoreRegister(CoreRegister number, std::uint32_t value) {
+void VirtualChip::Machine::WriteCoreRegister(CoreRegister number, std::uint32_t value) {
     const Transfer transfer{EventKind::TransferOther, 0, kWordBytes, "write a core register"};
     RequireReachable(transfer);
     RequireHalted(transfer.text);
@@ -102,12 +101,12 @@ void VirtualChip::Implementation::WriteCoreRegister(CoreRegister number, std::ui
     core->SetRegister(number, value);
 }
 
-void VirtualChip::Implementation::Halt() {
+void VirtualChip::Machine::Halt() {
     Perform({EventKind::TransferOther, 0, kWordBytes, "halt the core"});
     StopCore(CoreState::Halted);
 }
 
-void VirtualChip::Implementation::Run() {
+void VirtualChip::Machine::Run() {
     Perform({EventKind::TransferOther, 0, kWordBytes, "run the core"});
     if (state == CoreState::Halted) {
         state = CoreState::Running;
@@ -117,17 +116,17 @@ void VirtualChip::Implementation::Run() {
     }
 }
 
-bool VirtualChip::Implementation::IsRunning() {
+bool VirtualChip::Machine::IsRunning() {
     Perform({EventKind::TransferOther, 0, kWordBytes, "ask for the core's state"});
     return state == CoreState::Running;
 }
 
-std::uint32_t VirtualChip::Implementation::ReadIdentificationCode() {
+std::uint32_t VirtualChip::Machine::ReadIdentificationCode() {
     Perform({EventKind::TransferOther, 0, kWordBytes, "read the identification code", false});
     return settings.identificationCode;
 }
 
-void VirtualChip::Implementation::RequireReachable(const Transfer& transfer) const {
+void VirtualChip::Machine::RequireReachable(const Transfer& transfer) const {
     if (!isPowered) {
         Refuse(transfer.text, "the chip has no power");
     }
@@ -136,20 +135,20 @@ void VirtualChip::Implementation::RequireReachable(const Transfer& transfer) con
     }
 }
 
-void VirtualChip::Implementation::RequireHalted(const std::string& text) const {
+void VirtualChip::Machine::RequireHalted(const std::string& text) const {
     if (state != CoreState::Halted) {
         Refuse(text, "the core is not halted");
     }
 }
 
-void VirtualChip::Implementation::RequireRegisterAccess(const Transfer& transfer, std::uint32_t elementSize) {
+void VirtualChip::Machine::RequireRegisterAccess(const Transfer& transfer, std::uint32_t elementSize) {
     if (elementSize != kWordBytes) {
         log.AddViolation(Violation::RegisterMisuse, transfer.address, now);
         Refuse(transfer.text, "registers are reached in words of 4 bytes");
     }
 }
 
-Nanoseconds VirtualChip::Implementation::DurationOf(const Transfer& transfer) const {
+Nanoseconds VirtualChip::Machine::DurationOf(const Transfer& transfer) const {
     constexpr std::uint64_t kNanosecondsPerSecond = 1'000'000'000;
     const std::uint64_t speed = settings.timing.linkBytesPerSecond;
     const std::uint64_t moving = (transfer.bytes * kNanosecondsPerSecond + speed - 1) / speed;
@@ -157,7 +156,7 @@ Nanoseconds VirtualChip::Implementation::DurationOf(const Transfer& transfer) co
 }
 
 // Lets the time of a transfer pass. When this returns the data is at the other end of the link.
-void VirtualChip::Implementation::Perform(const Transfer& transfer) {
+void VirtualChip::Machine::Perform(const Transfer& transfer) {
     RequireReachable(transfer);
     ++log.counters.transfers;
     const std::vector<Fault> due = faults.NextTransfer();
@@ -184,7 +183,7 @@ void VirtualChip::Implementation::Perform(const Transfer& transfer) {
     }
 }
 
-void VirtualChip::Implementation::CheckRead(const Place& place, std::uint32_t address) {
+void VirtualChip::Machine::CheckRead(const Place& place, std::uint32_t address) {
     if (place.region == Region::Sram) {
         if (!sram.IsWritten(place.offset, static_cast<std::uint32_t>(place.bytes.size()))) {
             log.AddViolation(Violation::ProbeReadOfUnwrittenSram, address, now);
@@ -194,7 +193,7 @@ void VirtualChip::Implementation::CheckRead(const Place& place, std::uint32_t ad
     }
 }
 
-void VirtualChip::Implementation::ReadRegisters(std::uint32_t address, std::span<std::uint8_t> bytes) {
+void VirtualChip::Machine::ReadRegisters(std::uint32_t address, std::span<std::uint8_t> bytes) {
     for (std::size_t i = 0; i < bytes.size(); i += kWordBytes) {
         const std::uint32_t value = LoadRegisterWord(address + static_cast<std::uint32_t>(i), now);
         for (std::size_t k = 0; k < kWordBytes; ++k) {
@@ -203,7 +202,7 @@ void VirtualChip::Implementation::ReadRegisters(std::uint32_t address, std::span
     }
 }
 
-void VirtualChip::Implementation::WriteRegisters(std::uint32_t address, std::span<const std::uint8_t> bytes) {
+void VirtualChip::Machine::WriteRegisters(std::uint32_t address, std::span<const std::uint8_t> bytes) {
     for (std::size_t i = 0; i < bytes.size(); i += kWordBytes) {
         std::uint32_t value = 0;
         for (std::size_t k = 0; k < kWordBytes; ++k) {
@@ -213,7 +212,7 @@ void VirtualChip::Implementation::WriteRegisters(std::uint32_t address, std::spa
     }
 }
 
-void VirtualChip::Implementation::WriteSram(const Transfer& transfer, std::span<const std::uint8_t> bytes) {
+void VirtualChip::Machine::WriteSram(const Transfer& transfer, std::span<const std::uint8_t> bytes) {
     const Place place = Find(transfer.address, bytes.size());
     if (place.region == Region::None) {
         Refuse(transfer.text, "there is no such memory");
@@ -230,7 +229,7 @@ void VirtualChip::Implementation::WriteSram(const Transfer& transfer, std::span<
     StoreInSram(place.offset, bytes);
 }
 
-void VirtualChip::Implementation::StoreInSram(std::uint32_t offset, std::span<const std::uint8_t> bytes) {
+void VirtualChip::Machine::StoreInSram(std::uint32_t offset, std::span<const std::uint8_t> bytes) {
     const auto length = static_cast<std::uint32_t>(bytes.size());
     if (length == 0) {
         return;

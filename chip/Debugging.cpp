@@ -1,5 +1,5 @@
 // The chip as a board that is debugged: code in flash, breakpoints, single steps, a start from the vectors.
-#include "chip/Implementation.h"
+#include "chip/Machine.h"
 #include "chip/MemoryMap.h"
 
 namespace flash::chip {
@@ -8,22 +8,20 @@ constexpr Nanoseconds kShortestTime{1};  // in which an instruction begins, and 
 constexpr std::uint32_t kThumbBit = 1;
 }  // namespace
 
-void VirtualChip::Implementation::Allow(Execution execution) {
+void VirtualChip::Machine::Allow(Execution execution) {
     core->AllowFlash(execution == Execution::FlashToo ? flashArray.Length() : 0);
 }
 
-void VirtualChip::Implementation::InsertBreakpoint(std::uint32_t address) {
+void VirtualChip::Machine::InsertBreakpoint(std::uint32_t address) {
     if (core->BreakpointCount() == kHardwareBreakpointCount) {
         throw ChipError("The core has no more than " + std::to_string(kHardwareBreakpointCount) + " breakpoints.");
     }
     core->InsertBreakpoint(address & ~kThumbBit);
 }
 
-void VirtualChip::Implementation::RemoveBreakpoint(std::uint32_t address) {
-    core->RemoveBreakpoint(address & ~kThumbBit);
-}
+void VirtualChip::Machine::RemoveBreakpoint(std::uint32_t address) { core->RemoveBreakpoint(address & ~kThumbBit); }
 
-void VirtualChip::Implementation::StepInstruction() {
+void VirtualChip::Machine::StepInstruction() {
     if (!isPowered || state != CoreState::Halted) {
         throw ChipError("Only a halted core with power can execute a single instruction.");
     }
@@ -37,7 +35,7 @@ void VirtualChip::Implementation::StepInstruction() {
     }
 }
 
-bool VirtualChip::Implementation::PauseWhileRunning(Nanoseconds bound) {
+bool VirtualChip::Machine::PauseWhileRunning(Nanoseconds bound) {
     const Nanoseconds deadline = After(bound);
     while (now < deadline && state == CoreState::Running) {
         Step(deadline);
@@ -45,7 +43,7 @@ bool VirtualChip::Implementation::PauseWhileRunning(Nanoseconds bound) {
     return state != CoreState::Running;
 }
 
-void VirtualChip::Implementation::Restart() {
+void VirtualChip::Machine::Restart() {
     Reset();
     core->SetRegister(CoreRegister::Sp, PeekWord(kFlashBase) & ~3u);
     core->SetRegister(CoreRegister::Pc, PeekWord(kFlashBase + 4) & ~kThumbBit);

@@ -1,16 +1,16 @@
 // Power and reset: what is lost, and what the chip samples when it comes up.
-#include "chip/Implementation.h"
+#include "chip/Machine.h"
 #include "chip/MemoryMap.h"
 
 namespace flash::chip {
 
-void VirtualChip::Implementation::PowerOff() {
+void VirtualChip::Machine::PowerOff() {
     if (isPowered) {
         LosePower();
     }
 }
 
-void VirtualChip::Implementation::PowerOn() {
+void VirtualChip::Machine::PowerOn() {
     if (isPowered) {
         return;
     }
@@ -21,7 +21,7 @@ void VirtualChip::Implementation::PowerOn() {
     Boot();
 }
 
-void VirtualChip::Implementation::Reset() {
+void VirtualChip::Machine::Reset() {
     if (!isPowered) {
         return;
     }
@@ -31,7 +31,7 @@ void VirtualChip::Implementation::Reset() {
     Boot();
 }
 
-void VirtualChip::Implementation::LosePower() {
+void VirtualChip::Machine::LosePower() {
     controller.Abort(now);
     StopCore(CoreState::Halted);
     isPowered = false;
@@ -41,7 +41,7 @@ void VirtualChip::Implementation::LosePower() {
     core->ForgetCode(kSramBase, sram.Length());
 }
 
-void VirtualChip::Implementation::Boot() {
+void VirtualChip::Machine::Boot() {
     controller.PowerUp();
     core->ClearRegisters();
     troubleText.clear();

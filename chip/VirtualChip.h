@@ -297,8 +297,8 @@ public:
     static VirtualChip FromSavedState(std::span<const std::uint8_t> state);  // throws `ChipError` for other bytes
 
 private:
-    class Implementation;
-    std::unique_ptr<Implementation> implementation;
+    class Machine;
+    std::unique_ptr<Machine> machine;
 };
 
 }  // namespace flash::chip

@@ -1,4 +1,4 @@
-#include "chip/Implementation.h"
+#include "chip/Machine.h"
 
 #include <algorithm>
 #include <utility>
@@ -8,7 +8,7 @@
 
 namespace flash::chip {
 
-VirtualChip::Implementation::Implementation(const Settings& chipSettings)
+VirtualChip::Machine::Machine(const Settings& chipSettings)
     : settings(Completed(chipSettings)),
       random(settings.seed),
       log(settings.sectorCount),
@@ -33,7 +33,7 @@ VirtualChip::Implementation::Implementation(const Settings& chipSettings)
     PowerOn();
 }
 
-std::vector<std::uint8_t> VirtualChip::Implementation::PeekMemory(std::uint32_t address, std::uint32_t length) const {
+std::vector<std::uint8_t> VirtualChip::Machine::PeekMemory(std::uint32_t address, std::uint32_t length) const {
     const Place place = Find(address, length);
     if (place.region == Region::None) {
         throw ChipError("There is no memory to look at there.");
@@ -41,7 +41,7 @@ std::vector<std::uint8_t> VirtualChip::Implementation::PeekMemory(std::uint32_t 
     return {place.bytes.begin(), place.bytes.end()};
 }
 
-std::uint32_t VirtualChip::Implementation::PeekWord(std::uint32_t address) const {
+std::uint32_t VirtualChip::Machine::PeekWord(std::uint32_t address) const {
     std::uint32_t word = 0;
     const std::vector<std::uint8_t> bytes = PeekMemory(address, sizeof word);
     for (std::size_t i = 0; i < bytes.size(); ++i) {
@@ -50,7 +50,7 @@ std::uint32_t VirtualChip::Implementation::PeekWord(std::uint32_t address) const
     return word;
 }
 
-void VirtualChip::Implementation::PlaceInFlash(std::uint32_t address, std::span<const std::uint8_t> bytes) {
+void VirtualChip::Machine::PlaceInFlash(std::uint32_t address, std::span<const std::uint8_t> bytes) {
     if (bytes.size() > flashArray.Length() || address > flashArray.Length() - bytes.size()) {
         throw ChipError("The bytes to place do not fit into flash.");
     }
@@ -58,20 +58,20 @@ void VirtualChip::Implementation::PlaceInFlash(std::uint32_t address, std::span<
     flashArray.MarkWhatIsNotOnes(address, bytes.size());
 }
 
-const Counters& VirtualChip::Implementation::GetCounters() {
+const Counters& VirtualChip::Machine::GetCounters() {
     log.counters.instructions = core->Instructions();
     return log.counters;
 }
 
-void VirtualChip::Implementation::ArmBit(void (FlashArray::*defect)(std::uint32_t, unsigned), std::uint32_t address,
-                                         unsigned bit) {
+void VirtualChip::Machine::ArmBit(void (FlashArray::*defect)(std::uint32_t, unsigned), std::uint32_t address,
+                                  unsigned bit) {
     if (address >= flashArray.Length() || bit > 7) {
         throw ChipError("There is no such bit of flash.");
     }
     (flashArray.*defect)(address, bit);
 }
 
-std::uint32_t VirtualChip::Implementation::LoadRegister(std::uint32_t address, std::uint32_t size) {
+std::uint32_t VirtualChip::Machine::LoadRegister(std::uint32_t address, std::uint32_t size) {
     const Nanoseconds at = core->Now();
     if (size != 4) {
         log.AddViolation(Violation::RegisterMisuse, address, at);
@@ -84,7 +84,7 @@ std::uint32_t VirtualChip::Implementation::LoadRegister(std::uint32_t address, s
     return value;
 }
 
-void VirtualChip::Implementation::StoreRegister(std::uint32_t address, std::uint32_t size, std::uint32_t value) {
+void VirtualChip::Machine::StoreRegister(std::uint32_t address, std::uint32_t size, std::uint32_t value) {
     const Nanoseconds at = core->Now();
     if (size != 4) {
         log.AddViolation(Violation::RegisterMisuse, address, at);
@@ -100,28 +100,28 @@ void VirtualChip::Implementation::StoreRegister(std::uint32_t address, std::uint
     }
 }
 
-void VirtualChip::Implementation::OnUnalignedRegisterAccess(std::uint32_t address) {
+void VirtualChip::Machine::OnUnalignedRegisterAccess(std::uint32_t address) {
     log.AddViolation(Violation::RegisterMisuse, address, core->Now());
 }
 
-void VirtualChip::Implementation::OnReadOnlyMemoryRead(std::uint32_t address) {
+void VirtualChip::Machine::OnReadOnlyMemoryRead(std::uint32_t address) {
     if (controller.IsBusy() && Find(address, 1).region != Region::Factory) {
         log.AddViolation(Violation::FlashReadWhileBusy, address, core->Now());
     }
 }
 
-void VirtualChip::Implementation::OnUnwrittenSramRead(std::uint32_t address) {
+void VirtualChip::Machine::OnUnwrittenSramRead(std::uint32_t address) {
     log.AddViolation(Violation::CoreReadOfUnwrittenSram, address, core->Now());
 }
 
-std::uint64_t VirtualChip::Implementation::CycleAt(Nanoseconds at) const {
+std::uint64_t VirtualChip::Machine::CycleAt(Nanoseconds at) const {
     constexpr std::uint64_t kPerSecond = 1'000'000'000;
     const auto count = static_cast<std::uint64_t>(at.count());
     return count / kPerSecond * settings.timing.coreClockHz +
            count % kPerSecond * settings.timing.coreClockHz / kPerSecond;
 }
 
-std::uint32_t VirtualChip::Implementation::LoadRegisterWord(std::uint32_t address, Nanoseconds at) {
+std::uint32_t VirtualChip::Machine::LoadRegisterWord(std::uint32_t address, Nanoseconds at) {
     if (address == kRamSizeRegister) {
         return settings.ramSizeCode;
     }
@@ -129,12 +129,11 @@ std::uint32_t VirtualChip::Implementation::LoadRegisterWord(std::uint32_t addres
     return own ? *own : controller.Load(address, at);
 }
 
-ControllerSignals VirtualChip::Implementation::StoreRegisterWord(std::uint32_t address, std::uint32_t value,
-                                                                 Nanoseconds at) {
+ControllerSignals VirtualChip::Machine::StoreRegisterWord(std::uint32_t address, std::uint32_t value, Nanoseconds at) {
     return coreControl.Store(address, value, CycleAt(at)) ? ControllerSignals{} : controller.Store(address, value, at);
 }
 
-VirtualChip::Implementation::Place VirtualChip::Implementation::Find(std::uint32_t address, std::size_t length) const {
+VirtualChip::Machine::Place VirtualChip::Machine::Find(std::uint32_t address, std::size_t length) const {
     const struct {
         Region region;
         std::uint32_t base;
@@ -153,8 +152,8 @@ VirtualChip::Implementation::Place VirtualChip::Implementation::Find(std::uint32
     return {};
 }
 
-void VirtualChip::Implementation::ObserveSram(std::uint32_t address, std::uint32_t length,
-                                              std::function<void(const SramWrite&)> newObserver) {
+void VirtualChip::Machine::ObserveSram(std::uint32_t address, std::uint32_t length,
+                                       std::function<void(const SramWrite&)> newObserver) {
     const bool isPlaceOfWords = address % 4 == 0 && length % 4 == 0 && Find(address, length).region == Region::Sram;
     if (length != 0 && !isPlaceOfWords) {
         throw ChipError("Only aligned words of SRAM can be observed.");

@@ -18,9 +18,9 @@
 
 namespace flash::chip {
 
-class VirtualChip::Implementation final : public CoreBus {
+class VirtualChip::Machine final : public CoreBus {
 public:
-    explicit Implementation(const Settings& chipSettings);
+    explicit Machine(const Settings& chipSettings);
 
     // The debug link (DebugLink.cpp)
     void ReadMemory(std::uint32_t address, std::span<std::uint8_t> bytes, std::uint32_t elementSize);
@@ -50,7 +50,7 @@ public:
     bool PauseWhileRunning(Nanoseconds bound);
     void Restart();
 
-    // Looking inside (Implementation.cpp)
+    // Looking inside (Machine.cpp)
     std::vector<std::uint8_t> PeekMemory(std::uint32_t address, std::uint32_t length) const;
     std::uint32_t PeekWord(std::uint32_t address) const;
     void PlaceInFlash(std::uint32_t address, std::span<const std::uint8_t> bytes);
