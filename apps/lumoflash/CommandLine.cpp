@@ -78,7 +78,7 @@ private:
                        "Part, for example LumoF2F352, or a clear abbreviation; see `lumoflash devices` (required for "
                        "what works with a chip)")
             ->envname("LUMOFLASH_DEVICE");
-        app.add_option("--probe", raw.probe, "virtual, or virtual:FILE to keep the chip's state in FILE")
+        app.add_option("--probe", raw.probe, "virtual, virtual:FILE to keep the chip's state in FILE, or gdb:HOST:PORT")
             ->envname("LUMOFLASH_PROBE");
         app.add_option("--plugin", options.plugin, "The flash plug-in's module, instead of the installed one");
         app.add_option("--devices", options.devicesFolder, "Folder of device descriptions");

@@ -89,6 +89,7 @@ std::optional<Frame> Channel::Consider(Frame frame) {
             }
             return std::nullopt;
         case FrameKind::Damaged:
+            ++traffic.packetsDamaged;
             CountFailure("packets keep arriving damaged");
             if (isAcknowledging) {
                 isAckDue = false;

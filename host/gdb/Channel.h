@@ -16,6 +16,7 @@ namespace flash::host::gdb {
 struct Traffic {
     std::uint64_t packetsSent = 0;
     std::uint64_t packetsReceived = 0;
+    std::uint64_t packetsDamaged = 0;  // arrived so
     std::uint64_t bytesSent = 0;
     std::uint64_t bytesReceived = 0;
 };

@@ -111,6 +111,7 @@ std::optional<std::string> Client::NextPacket(std::chrono::nanoseconds end) {
 // A stop that is told now is an answer to an earlier interrupt, which a breakpoint had come before.
 std::string Client::Exchange(const std::string& payload, const std::string& attempt) {
     return Talk([&] {
+        const std::uint64_t damagedBefore = channel.GetTraffic().packetsDamaged;
         channel.Send(payload);
         const bool mayAnswerWithStop = payload == "?";
         const std::chrono::nanoseconds end = clock.Now() + timeout;
@@ -119,7 +120,8 @@ std::string Client::Exchange(const std::string& payload, const std::string& atte
                 return std::move(*reply);
             }
         }
-        Lose(fmt::format("no answer within {} ms, in the attempt to {}",
+        const bool isDamaged = channel.GetTraffic().packetsDamaged != damagedBefore;
+        Lose(fmt::format("no {}answer within {} ms, in the attempt to {}", isDamaged ? "undamaged " : "",
                          std::chrono::duration_cast<std::chrono::milliseconds>(timeout).count(), attempt));
     });
 }

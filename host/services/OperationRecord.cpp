@@ -9,6 +9,7 @@ void OperationRecord::Begin(Stage stageOfProgramming, std::uint64_t bytesToProgr
     programBytes = bytesToProgram;
     complaints.clear();
     messages.clear();
+    firstTrouble.clear();
     sawVerificationFailure = false;
     wasInterrupted = false;
     programmedBytes = 0;

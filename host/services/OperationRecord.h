@@ -25,6 +25,10 @@ public:
     void TakeMessage(const std::string& text);  // the plug-in's
     void TakeError(const std::string& text);    // likewise
 
+    // Of the probe. What the plug-in makes of it may have none of its words.
+    void TakeTrouble(const std::string& text) { firstTrouble = firstTrouble.empty() ? text : firstTrouble; }
+    const std::string& FirstTrouble() const { return firstTrouble; }  // "" for none
+
     // What went wrong although the operation may report success.
     void Complain(const FieldText& text) { complaints.push_back(text); }
 
@@ -42,6 +46,7 @@ private:
     Observer& observer;
     Stage programStage = Stage::Program;
     std::uint64_t programBytes = 0;
+    std::string firstTrouble;
     std::vector<FieldText> complaints;
     std::vector<std::string> messages;
     bool sawVerificationFailure = false;

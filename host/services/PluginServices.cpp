@@ -48,6 +48,10 @@ const char* PluginServices::Guarded(Work work) {
     try {
         work();
         return nullptr;
+    } catch (const ProbeError& error) {
+        record.TakeTrouble(error.what());
+        errorText = error.what();
+        return errorText.c_str();
     } catch (const std::exception& error) {
         errorText = error.what();
         return errorText.c_str();

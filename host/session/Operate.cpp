@@ -16,6 +16,9 @@ namespace {
                       fmt::format("{}: interrupted; the same command again starts anew", attempt));
     }
     FieldText text = fmt::format("{}: {}", attempt, pluginText);
+    if (const std::string& trouble = services.Record().FirstTrouble(); pluginText.find(trouble) == std::string::npos) {
+        text += "\n" + trouble;
+    }
     FailureKind kind = FailureKind::Operation;
     if (const std::optional<MailboxReport> report = services.ExplainMailbox()) {
         text += "\n" + report->text;

@@ -4,6 +4,7 @@
 
 #include <algorithm>
 #include <cstdio>
+#include <utility>
 
 #include "host/gdb/Hex.h"
 
@@ -15,6 +16,8 @@ constexpr const char* kCoreFeature =
     "<feature name=\"org.gnu.gdb.arm.m-profile\">"
     "<reg name=\"r0\" bitsize=\"32\"/><reg name=\"sp\" bitsize=\"32\" regnum=\"13\"/><reg name=\"lr\" bitsize=\"32\"/>"
     "<reg name=\"pc\" bitsize=\"32\"/><reg name=\"xpsr\" bitsize=\"32\" regnum=\"25\"/></feature>";
+
+constexpr std::size_t kLongestPacket = 1 << 20;
 
 std::string LittleEndian(std::uint32_t word) {
     const std::vector<std::uint8_t> bytes = {static_cast<std::uint8_t>(word), static_cast<std::uint8_t>(word >> 8),
@@ -38,14 +41,13 @@ public:
     std::size_t Read(std::span<char> buffer, std::chrono::nanoseconds bound) override {
         if (server.Has(Quirk::NeverStopsTalking)) {
             server.output += EncodePacket("O41");
-            server.clock.now += std::chrono::microseconds(100);
+            server.clock.now += std::chrono::milliseconds(5);
         }
         if (server.output.empty() && server.isClosed) {
             throw StreamError("the other side closed the connection");
         }
         if (server.output.empty()) {
-            server.clock.now += bound;
-            return 0;
+            server.clock.now += server.PassTime(bound);
         }
         const std::size_t count = std::min(buffer.size(), server.output.size());
         server.output.copy(buffer.data(), count);
@@ -66,7 +68,17 @@ private:
     FakeServer& server;
 };
 
-std::unique_ptr<ByteStream> FakeServer::Stream() { return std::make_unique<ServerStream>(*this); }
+std::unique_ptr<ByteStream> FakeServer::Stream() {
+    decoder = FrameDecoder(kLongestPacket, RunLength::Keep);
+    output.clear();
+    isClosed = false;
+    acknowledges = true;
+    hasDescribed = false;
+    if (std::exchange(isRunning, false)) {
+        onInterrupt(*this);
+    }
+    return std::make_unique<ServerStream>(*this);
+}
 
 void FakeServer::Store(std::uint32_t address, const std::vector<std::uint8_t>& bytes) {
     for (const std::uint8_t byte : bytes) {
@@ -103,6 +115,10 @@ void FakeServer::Take(char byte) {
         Send(lastAnswer);
     } else if (frame->kind == FrameKind::Packet) {
         requests.push_back(frame->payload);
+        if (onset && requests.size() >= onset->request) {
+            quirks.insert(onset->quirk);
+        }
+        isClosed |= Has(Quirk::ClosesConnection);
         output += acknowledges ? "+" : "";
         const std::string answer = Answer(frame->payload);
         const bool isAnswerItself = frame->payload.starts_with('F');
@@ -155,6 +171,7 @@ std::string FakeServer::Answer(const std::string& request) {
         return Has(Quirk::HasNoTarget) ? "W00" : "S05";
     }
     if (request.starts_with("qXfer:features:read:")) {
+        hasDescribed |= request.find("core.xml") != std::string::npos;
         return std::string("l") + (request.find("core.xml") != std::string::npos ? kCoreFeature : kDescription);
     }
     if (request == "vCont?") {
@@ -168,7 +185,7 @@ std::string FakeServer::Answer(const std::string& request) {
         return Resumed();
     }
     if (request == (Has(Quirk::KnowsNoActions) ? "s" : "vCont;s")) {
-        registers[15] += 2;
+        Step();
         return "S05";
     }
     switch (request.front()) {
@@ -182,52 +199,85 @@ std::string FakeServer::Answer(const std::string& request) {
         case 'G':
             return AnswerRegister(request);
         case 'Z':
-        case 'z': {
-            if (Has(Quirk::KnowsNoBreakpoint) || (request[1] == '1' && Has(Quirk::KnowsNoHardwareBreakpoint))) {
-                return "";
-            }
-            const std::string breakpoint = request.substr(1, request.rfind(',') - 1);
-            request.front() == 'Z' ? (void)breakpoints.insert(breakpoint) : (void)breakpoints.erase(breakpoint);
-            return "OK";
-        }
+        case 'z':
+            return AnswerBreakpoint(request);
         default:
             return request.starts_with("qRcmd,") ? AnswerMonitor(request) : "";
     }
 }
 
+std::string FakeServer::AnswerBreakpoint(const std::string& request) {
+    if (Has(Quirk::KnowsNoBreakpoint) || (request[1] == '1' && Has(Quirk::KnowsNoHardwareBreakpoint))) {
+        return "";
+    }
+    const std::string breakpoint = request.substr(1, request.rfind(',') - 1);
+    const bool isInserted = request.front() == 'Z';
+    isInserted ? (void)breakpoints.insert(breakpoint) : (void)breakpoints.erase(breakpoint);
+    return ChangeBreakpoint(static_cast<std::uint32_t>(*NumberOf(breakpoint.substr(2))), isInserted) ? "OK" : "E01";
+}
+
+bool FakeServer::ChangeBreakpoint(std::uint32_t, bool) { return true; }
+
+std::optional<std::vector<std::uint8_t>> FakeServer::Read(std::uint32_t address, std::uint32_t length) {
+    std::vector<std::uint8_t> bytes(length);
+    for (std::uint32_t i = 0; i < length; ++i) {
+        const auto found = memory.find(address + i);
+        if (found == memory.end()) {
+            return std::nullopt;
+        }
+        bytes[i] = found->second;
+    }
+    return bytes;
+}
+
+bool FakeServer::Write(std::uint32_t address, const std::vector<std::uint8_t>& bytes) {
+    Store(address, bytes);
+    return true;
+}
+
 std::string FakeServer::AnswerMemory(const std::string& request) {
+    if (request.front() != 'm') {
+        return AnswerWrite(request);
+    }
     std::uint32_t address = 0, length = 0;
-    int headerLength = 0;
-    std::sscanf(request.c_str() + 1, "%x,%x%n", &address, &length, &headerLength);
-    if (request.front() == 'm') {
-        std::vector<std::uint8_t> bytes(length);
-        for (std::uint32_t i = 0; i < length; ++i) {
-            const auto found = memory.find(address + i);
-            if (found == memory.end() && !Has(Quirk::ReadsZeros)) {
-                return "E01";
-            }
-            bytes[i] = Has(Quirk::ReadsZeros) ? 0 : found->second;
-        }
-        return HexOf(bytes);
+    std::sscanf(request.c_str() + 1, "%x,%x", &address, &length);
+    if (Has(Quirk::ReadsZeros)) {
+        return std::string(std::size_t{2} * length, '0');
     }
-    const std::string data = request.substr(static_cast<std::size_t>(headerLength) + 2);
-    if (request.front() == 'X') {
-        if (Has(Quirk::KnowsNoBinaryWrite)) {
-            return "";
-        }
-        Has(Quirk::LosesBinaryWrites) ? void() : Store(address, Unescape(data).value());
-    } else if (!Has(Quirk::LosesWrites)) {
-        Store(address, BytesOf(data).value());
+    const auto bytes = Read(address, length);
+    return bytes ? HexOf(*bytes) : "E01";
+}
+
+std::string FakeServer::AnswerWrite(const std::string& request) {
+    std::exchange(delayedWrite, [] {})();
+    const auto address = static_cast<std::uint32_t>(*NumberOf(request.substr(1, request.find(',') - 1)));
+    const std::string data = request.substr(request.find(':') + 1);
+    if (request.front() == 'M') {
+        return Has(Quirk::LosesWrites) || Write(address, BytesOf(data).value()) ? "OK" : "E01";
     }
-    return "OK";
+    if (Has(Quirk::KnowsNoBinaryWrite)) {
+        return "";
+    }
+    const std::vector<std::uint8_t> bytes = Unescape(data).value();
+    if (Has(Quirk::DelaysBinaryWrites)) {
+        delayedWrite = [this, address, bytes] { Write(address, bytes); };
+        return "OK";
+    }
+    const bool isLost = Has(Quirk::LosesBinaryWrites) || Has(Quirk::LosesWrites);
+    return isLost || Write(address, bytes) ? "OK" : "E01";
 }
 
 std::string FakeServer::AllRegisters() const {
     std::string all;
     for (const auto& [number, value] : registers) {
-        all += LittleEndian(value);
+        all += Gap(number) + LittleEndian(value);
     }
     return all;
+}
+
+// Without a description there are registers for floating point between the core's and the status.
+std::string FakeServer::Gap(std::uint32_t number) const {
+    return Has(Quirk::KnowsNoDescription) && number == 25 ? std::string(200, 'x') : "";
 }
 
 std::string FakeServer::AnswerRegister(const std::string& request) {
@@ -236,9 +286,10 @@ std::string FakeServer::AnswerRegister(const std::string& request) {
         return "";
     }
     const bool isSingle = request.front() == 'p' || request.front() == 'P';
-    if (isSingle && Has(Quirk::KnowsNoSingleRegister)) {
+    if (isSingle && (Has(Quirk::KnowsNoSingleRegister) || (Has(Quirk::HidesRegisters) && !hasDescribed))) {
         return "";
     }
+    FetchRegisters();
     std::uint32_t number = 0;
     std::sscanf(request.c_str() + 1, "%x", &number);
     switch (request.front()) {
@@ -246,24 +297,29 @@ std::string FakeServer::AnswerRegister(const std::string& request) {
             return registers.contains(number) ? LittleEndian(registers[number]) : "E00";
         case 'P':
             registers[number] = WordOf(request.substr(request.find('=') + 1));
+            PutRegisters();
             return "OK";
         case 'g':
             return AllRegisters();
         default: {
             std::size_t offset = 1;
-            for (auto& [unused, value] : registers) {
+            for (auto& [which, value] : registers) {
+                offset += Gap(which).size();
                 value = WordOf(request.substr(offset, 8));
                 offset += 8;
             }
+            PutRegisters();
             return "OK";
         }
     }
 }
 
+void FakeServer::Reset() { registers[15] = WordOf(HexOf(Stored(4, 4))) & ~1u; }
+
 std::string FakeServer::AnswerMonitor(const std::string& request) {
     const auto bytes = BytesOf(std::string_view(request).substr(6)).value();
     if (std::string(bytes.begin(), bytes.end()) == resetCommand) {
-        registers[15] = WordOf(HexOf(Stored(4, 4))) & ~1u;
+        Reset();
         return "OK";
     }
     if (Has(Quirk::ExplainsUnknownCommands)) {

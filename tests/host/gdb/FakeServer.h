@@ -5,6 +5,7 @@
 #include <functional>
 #include <map>
 #include <memory>
+#include <optional>
 #include <set>
 #include <string>
 #include <vector>
@@ -22,18 +23,21 @@ enum class Quirk {
     KnowsNoHardwareBreakpoint,
     KnowsNoBreakpoint,
     KnowsNoBinaryWrite,
-    LosesBinaryWrites,  // acknowledges "X" and writes nothing
-    LosesWrites,        // and "M" likewise
-    ReadsZeros,         // whatever is asked for
-    TalksAlways,        // output and notifications before each answer
-    AsksForFiles,       // when the target runs
-    StopsForNoReason,   // right after the first resumption
+    LosesBinaryWrites,   // acknowledges "X" and writes nothing
+    DelaysBinaryWrites,  // and writes when the next packet comes that writes
+    LosesWrites,         // and "M" likewise
+    ReadsZeros,          // whatever is asked for
+    TalksAlways,         // output and notifications before each answer
+    AsksForFiles,        // when the target runs
+    StopsForNoReason,    // right after the first resumption
     SendsDamagedPackets,
     NeverAnswers,
     NeverEndsItsPacket,
     NeverStopsTalking,  // and never answers
     NeverStopsItsTarget,
     ClosesWhenRegistersAreAsked,
+    HidesRegisters,  // as long as the target description was not read, with what it includes
+    ClosesConnection,
     HasNoTarget,
     LocksUp,                  // as soon as the target is resumed
     StopsAtAnyByte,           // that arrives while the target runs
@@ -48,6 +52,12 @@ public:
     // What it has done when it is stopped.
     std::function<void(FakeServer&)> onInterrupt = [](FakeServer&) {};
 
+    FakeServer() = default;
+    virtual ~FakeServer() = default;
+    FakeServer(const FakeServer&) = delete;
+    FakeServer& operator=(const FakeServer&) = delete;
+
+    // A new connection, which stops the target.
     std::unique_ptr<ByteStream> Stream();
 
     void StoreWord(std::uint32_t address, std::uint32_t word);
@@ -56,6 +66,11 @@ public:
 
     FakeClock clock;
     std::set<Quirk> quirks;
+    struct Onset {
+        std::size_t request;  // counted from 1
+        Quirk quirk;
+    };
+    std::optional<Onset> onset;  // of a quirk in the middle
     std::size_t packetBytes = 0x1000;
     std::string resetCommand = "reset halt";
     std::map<std::uint32_t, std::uint8_t> memory;  // what is not in it cannot be read
@@ -67,25 +82,42 @@ public:
     std::vector<std::string> requests;  // each packet that arrived
     std::size_t Count(const std::string& beginning) const;
 
+protected:
+    // The target, in `memory`, `registers` and `breakpoints`, or elsewhere.
+    virtual std::optional<std::vector<std::uint8_t>> Read(std::uint32_t address, std::uint32_t length);  // null: E01
+    virtual bool Write(std::uint32_t address, const std::vector<std::uint8_t>& bytes);
+    virtual void FetchRegisters() {}
+    virtual void PutRegisters() {}
+    virtual bool ChangeBreakpoint(std::uint32_t address, bool isInserted);
+    virtual void Step() { registers[15] += 2; }
+    virtual void Reset();
+    // Nothing is said for so long; returns how long it really was.
+    virtual std::chrono::nanoseconds PassTime(std::chrono::nanoseconds bound) { return bound; }
+    void Send(const std::string& payload);
+
 private:
     class ServerStream;
 
     bool Has(Quirk quirk) const { return quirks.contains(quirk); }
     void Take(char byte);
     void Interrupt();
-    void Send(const std::string& payload);
     std::string Answer(const std::string& request);
     std::string AnswerMemory(const std::string& request);
+    std::string AnswerWrite(const std::string& request);
     std::string AnswerRegister(const std::string& request);
+    std::string AnswerBreakpoint(const std::string& request);
     std::string AnswerMonitor(const std::string& request);
     std::string Resumed();
     std::string AllRegisters() const;
+    std::string Gap(std::uint32_t number) const;
 
     FrameDecoder decoder{1 << 20, RunLength::Keep};
     std::string output, lastAnswer;
     bool isClosed = false;
     bool wasResumed = false;
     bool acknowledges = true;
+    bool hasDescribed = false;
+    std::function<void()> delayedWrite = [] {};
 };
 
 }  // namespace flash::host::gdb
