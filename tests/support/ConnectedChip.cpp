@@ -4,6 +4,16 @@
 
 namespace flash::test {
 
+const Texts kLoadCalls = {"HaltTarget",
+                          "GetDirectoryPath",
+                          "LoadProgram flashloader.out||C:\\tools\\bin\\debug\\..\\..\\arm\\",
+                          "LookUpSymbol ResetISR",
+                          "WriteRegister 527=0x20000101",
+                          "RunTarget",
+                          "LookUpSymbol g_buf1",
+                          "LookUpSymbol g_buf2",
+                          "LookUpSymbol g_cfg"};
+
 ChipInMemory::ChipInMemory(const ChipModel& chipModel, std::uint32_t sectorCount)
     : model(chipModel), geometry{chipModel.reference.sectorSize, sectorCount}, host(Simulated(chipModel, sectorCount)) {
     host.flashloader.isStrict = true;
@@ -11,6 +21,11 @@ ChipInMemory::ChipInMemory(const ChipModel& chipModel, std::uint32_t sectorCount
 
 ConnectedChip::ConnectedChip(const ChipModel& chipModel, std::uint32_t sectorCount, const DeviceMaker& makeDevice)
     : ChipInMemory(chipModel, sectorCount), TestDevice(makeDevice(chipModel.deviceName, &host)) {}
+
+void ConnectedChip::SkipSectors(const std::string& list) {
+    SwitchOn("FlashPageToggle");
+    Property("FlashPages") = list;
+}
 
 InitializedChip::InitializedChip(const ChipModel& chipModel, std::uint32_t sectorCount)
     : ConnectedChip(chipModel, sectorCount) {

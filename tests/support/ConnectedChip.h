@@ -6,6 +6,7 @@
 #include <string>
 
 #include "tests/support/CallTexts.h"
+#include "tests/support/EraseSettings.h"
 #include "tests/support/Generations.h"
 #include "tests/support/TestDevice.h"
 
@@ -29,6 +30,9 @@ struct ChipInMemory {
     SimulatedHost host;
 };
 
+// What loading its flashloader calls, but for the readings of settings.
+extern const Texts kLoadCalls;
+
 // A device of the built module, or one that is made otherwise.
 struct ConnectedChip : ChipInMemory, TestDevice {
     explicit ConnectedChip(const ChipModel& chipModel) : ConnectedChip(chipModel, chipModel.reference.sectorCount) {}
@@ -42,6 +46,8 @@ struct ConnectedChip : ChipInMemory, TestDevice {
     std::uint32_t FlashEnd() const { return geometry.Size(); }  // address behind flash
     std::string& Property(const std::string& name) { return host.properties[name]; }
     void SwitchOn(const char* option) { host.properties[option] = "1"; }
+    void SetErase(const char* setting) { host.properties["FlashEraseSetting"] = setting; }
+    void SkipSectors(const std::string& list);
 };
 
 // An initialized device, with nothing recorded.

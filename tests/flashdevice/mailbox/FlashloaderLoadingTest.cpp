@@ -11,16 +11,13 @@ namespace {
 
 const Segment kNoData{0, {}};
 
-const Texts kLoadCalls = {"HaltTarget",
-                          "GetDirectoryPath",
-                          "LoadProgram flashloader.out||C:\\tools\\bin\\debug\\..\\..\\arm\\",
-                          "LookUpSymbol ResetISR",
-                          "WriteRegister 527=0x20000101",
-                          "RunTarget",
-                          "LookUpSymbol g_buf1",
-                          "LookUpSymbol g_buf2",
-                          "LookUpSymbol g_cfg",
-                          "ReadMemory 0x20000228 1*4"};
+constexpr char kLookAtStatus[] = "ReadMemory 0x20000228 1*4";
+
+Texts LoadAndLook() {
+    Texts calls = kLoadCalls;
+    calls.push_back(kLookAtStatus);
+    return calls;
+}
 
 class LoadFlashloader : public testing::Test {
 protected:
@@ -30,11 +27,11 @@ protected:
 
 TEST_F(LoadFlashloader, GoesThroughItsStepsInOrderAndOnce) {
     ASSERT_EQ(chip.Write(kNoData), "");
-    EXPECT_EQ(chip.Calls(), kLoadCalls);
+    EXPECT_EQ(chip.Calls(), LoadAndLook());
 
     host.ForgetCalls();
     ASSERT_EQ(chip.Write(kNoData), "");
-    EXPECT_EQ(chip.Calls(), Texts{kLoadCalls.back()});
+    EXPECT_EQ(chip.Calls(), Texts{kLookAtStatus});
 }
 
 TEST_F(LoadFlashloader, StartsAgainAfterEachReset) {
@@ -43,7 +40,7 @@ TEST_F(LoadFlashloader, StartsAgainAfterEachReset) {
         ASSERT_EQ(chip.Notify(phase), "");
         host.ForgetCalls();
         EXPECT_EQ(chip.Write(kNoData), "");
-        EXPECT_EQ(chip.Calls(), kLoadCalls) << phase;
+        EXPECT_EQ(chip.Calls(), LoadAndLook()) << phase;
     }
 }
 
@@ -52,7 +49,7 @@ TEST_F(LoadFlashloader, TellsTheFileInVerboseMode) {
 
     ASSERT_EQ(chip.Write(kNoData), "");
 
-    Texts expected = kLoadCalls;
+    Texts expected = LoadAndLook();
     expected.insert(std::find(expected.begin(), expected.end(), kLoadCalls[2]),
                     "PrintMessage Loading flashloader to target: flashloader.out\n");
     EXPECT_EQ(chip.Calls(), expected);

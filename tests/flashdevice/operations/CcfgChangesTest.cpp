@@ -41,7 +41,7 @@ TEST_F(CcfgChanges, AWriteOperationPatchesItsFieldOnly) {
 
 TEST_F(CcfgChanges, GoThroughTheirStepsInOrder) {
     chip.SwitchOn("DisableCpuDap");
-    chip.Property("FlashEraseSetting") = "Specific Sectors";
+    chip.SetErase(kSpecific);
 
     EXPECT_EQ(chip.Notify(2), "");
 
@@ -166,13 +166,13 @@ TEST_F(CcfgChanges, NeedTheProtectionToggleAndTheEraseSetting) {
 }
 
 TEST_F(CcfgChanges, AFailureLeavesTheEraseSettingChanged) {
-    chip.Property("FlashEraseSetting") = "All Unprotected Sectors";
+    chip.SetErase(kBank);
     chip.SwitchOn("DisableBootloader");
     flashloader.AnswerAll(AnswerWithStatus(0x102));
 
     EXPECT_EQ(chip.Notify(2), "Timed out waiting for target flashloader to execute command.");
 
-    EXPECT_EQ(chip.Property("FlashEraseSetting"), "Necessary Sectors Only");
+    EXPECT_EQ(chip.Property("FlashEraseSetting"), kNecessary);
 }
 
 TEST_F(CcfgChanges, APatchIsLimitedByTheSectorAndNotByTheField) {

@@ -6,16 +6,6 @@
 namespace flash::test {
 namespace {
 
-const Texts kLoadCalls = {"HaltTarget",
-                          "GetDirectoryPath",
-                          "LoadProgram flashloader.out||C:\\tools\\bin\\debug\\..\\..\\arm\\",
-                          "LookUpSymbol ResetISR",
-                          "WriteRegister 527=0x20000101",
-                          "RunTarget",
-                          "LookUpSymbol g_buf1",
-                          "LookUpSymbol g_buf2",
-                          "LookUpSymbol g_cfg"};
-
 const Bytes kErasedByte = {0xFF};
 
 Texts AfterLoading(const Texts& calls) {

@@ -18,9 +18,6 @@ const char* const kCcfgOptions[] = {
 
 constexpr std::int64_t kPhases[] = {0, 1, 2, 3, 0xFFFF'FFFF};
 
-constexpr char kBank[] = "All Unprotected Sectors";
-constexpr char kNecessary[] = "Necessary Sectors Only";
-
 class Phases : public testing::Test {
 protected:
     // The host calls and the commands of a small write.
@@ -32,11 +29,6 @@ protected:
         all.insert(all.end(), commands.begin(), commands.end());
         return all;
     }
-    void Skip(const std::string& pages) {
-        chip.SwitchOn("FlashPageToggle");
-        chip.Property("FlashPages") = pages;
-    }
-
     InitializedChip chip{kLumoD};
     SimulatedHost& host = chip.host;
 };
@@ -45,7 +37,7 @@ TEST_F(Phases, EachLetsTheNextWriteBeginLikeTheFirst) {
     for (const std::int64_t phase : kPhases) {
         InitializedChip other(kLumoD);
         other.SwitchOn("KeepCcfgSetting");
-        other.Property("FlashEraseSetting") = kBank;
+        other.SetErase(kBank);
         const Texts first = Write(other);
         EXPECT_NE(Write(other), first) << "CCFG, the bank's erase, the flashloader and the block's turn stand";
 
@@ -57,9 +49,9 @@ TEST_F(Phases, EachLetsTheNextWriteBeginLikeTheFirst) {
 
 TEST_F(Phases, EachForgetsThePagesToSkip) {
     for (const std::int64_t phase : kPhases) {
-        Skip("0");
+        chip.SkipSectors("0");
         EXPECT_EQ(Write(chip), Texts{});
-        Skip("1");
+        chip.SkipSectors("1");
         EXPECT_EQ(Write(chip), Texts{}) << "the list that was read first";
 
         EXPECT_EQ(chip.Notify(phase), "");
@@ -180,9 +172,9 @@ TEST_F(Phases, AFailingReadOfARetainedAddressResetsNothing) {
 }
 
 TEST_F(Phases, PageSkippingOverridesABankErase) {
-    Skip("3");
+    chip.SkipSectors("3");
     for (const char* setting : {kBank, "erase All Unprotected Sectors now"}) {
-        chip.Property("FlashEraseSetting") = setting;
+        chip.SetErase(setting);
         EXPECT_EQ(chip.Notify(1), "");
         EXPECT_EQ(chip.Property("FlashEraseSetting"), kNecessary) << setting;
         EXPECT_EQ(chip.Notify(2), "");
@@ -192,8 +184,8 @@ TEST_F(Phases, PageSkippingOverridesABankErase) {
 }
 
 TEST_F(Phases, TheOverrideIsToldInVerboseModeWhenItIsDone) {
-    Skip("3");
-    chip.Property("FlashEraseSetting") = kBank;
+    chip.SkipSectors("3");
+    chip.SetErase(kBank);
     chip.SwitchOn("FlashVerboseMode");
 
     EXPECT_EQ(chip.Notify(1), "");
@@ -206,13 +198,12 @@ TEST_F(Phases, TheOverrideIsToldInVerboseModeWhenItIsDone) {
 }
 
 TEST_F(Phases, OtherEraseSettingsAndLoadsWithoutPageSkippingKeepTheirs) {
-    chip.Property("FlashEraseSetting") = kBank;
+    chip.SetErase(kBank);
     EXPECT_EQ(chip.Notify(1), "");
 
-    Skip("3");
-    for (const char* setting : {"Specific Sectors", "Do not erase sectors (program load only)", "",
-                                "Necessary Sectors Only (Retain untouched content within sector)"}) {
-        chip.Property("FlashEraseSetting") = setting;
+    chip.SkipSectors("3");
+    for (const char* setting : {kSpecific, kNoErase, "", kRetain}) {
+        chip.SetErase(setting);
         EXPECT_EQ(chip.Notify(1), "");
     }
     EXPECT_EQ(host.CountOf(Service::SetProperty), 0U);
@@ -222,10 +213,10 @@ TEST_F(Phases, Phase1NeedsThePageToggleAndItsSettings) {
     host.properties.erase("FlashPageToggle");
     EXPECT_EQ(chip.Notify(1), "Unknown property \"FlashPageToggle\"");
 
-    Skip("99");
+    chip.SkipSectors("99");
     EXPECT_EQ(chip.Notify(1), "Given page is out of range: \"99\"\nNote that the number of available pages is 32\n");
 
-    Skip("9");
+    chip.SkipSectors("9");
     host.properties.erase("FlashEraseSetting");
     EXPECT_EQ(chip.Notify(1), "Unknown property \"FlashEraseSetting\"");
 }

@@ -263,7 +263,7 @@ TEST(KeepCcfg, ARestoreThatCannotBePostedFailsLikeAnyPost) {
 
 TEST(KeepCcfg, SurvivesABankEraseAndTheProgrammingAfterIt) {
     KeepingChip chip;
-    chip.Property("FlashEraseSetting") = "All Unprotected Sectors";
+    chip.SetErase(kBank);
     const Bytes before = chip.FlashAt(kCcfg, 88);
 
     ASSERT_EQ(chip.Program(0x1'F000, 0x1000), "");

@@ -8,11 +8,6 @@ namespace {
 
 class PageSkip : public testing::Test {
 protected:
-    void Skip(const std::string& pages) {
-        chip.SwitchOn("FlashPageToggle");
-        chip.Property("FlashPages") = pages;
-    }
-
     InitializedChip chip{kLumoD};
     SimulatedHost& host = chip.host;
 };
@@ -23,7 +18,7 @@ TEST_F(PageSkip, IsOnOnlyForTheText1) {
         chip.Property("FlashPageToggle") = text;
         EXPECT_EQ(chip.HandlesVerification(), "false") << text;
     }
-    Skip("");
+    chip.SkipSectors("");
     EXPECT_EQ(chip.HandlesVerification(), "true");
 }
 
@@ -31,13 +26,13 @@ TEST_F(PageSkip, NeedsTheToggleAndTheList) {
     host.properties.erase("FlashPageToggle");
     EXPECT_EQ(chip.Write({0, {1}}), "Unknown property \"FlashPageToggle\"");
 
-    Skip("");
+    chip.SkipSectors("");
     host.properties.erase("FlashPages");
     EXPECT_EQ(chip.Write({0, {1}}), "Unknown property \"FlashPages\"");
 }
 
 TEST_F(PageSkip, BuildsThePermittedRangesOnce) {
-    Skip("1, 3-5");
+    chip.SkipSectors("1, 3-5");
     EXPECT_EQ(chip.HandlesVerification(), "true");
     chip.Property("FlashPages") = "7";
     host.ForgetCalls();
@@ -54,7 +49,7 @@ TEST_F(PageSkip, TellsTheListAsItIsAndOnce) {
     for (int i = 0; i < 300; ++i) {
         list += ", 1";
     }
-    Skip(list);
+    chip.SkipSectors(list);
     ASSERT_EQ(chip.HandlesVerification(), "true");
     EXPECT_TRUE(host.messages.empty());
 
@@ -66,7 +61,7 @@ TEST_F(PageSkip, TellsTheListAsItIsAndOnce) {
 }
 
 TEST_F(PageSkip, OfAllPagesIsBuiltAndToldAtEachTest) {
-    Skip("0-31");
+    chip.SkipSectors("0-31");
     chip.StartVerbosely();
 
     EXPECT_EQ(chip.HandlesVerification(), "true");
@@ -76,14 +71,14 @@ TEST_F(PageSkip, OfAllPagesIsBuiltAndToldAtEachTest) {
 }
 
 TEST_F(PageSkip, KeepsNoPartOfABadList) {
-    Skip("1,40");
+    chip.SkipSectors("1,40");
     chip.SwitchOn("FlashVerboseMode");
 
     EXPECT_EQ(chip.HandlesVerification(),
               "Given page is out of range: \"40\"\nNote that the number of available pages is 32\n");
 
     EXPECT_TRUE(host.messages.empty());
-    Skip("0");
+    chip.SkipSectors("0");
     ASSERT_EQ(chip.Write({0x1000, {1}}), "");
     EXPECT_EQ(host.flashloader.commands.size(), 1U) << "page 1 is permitted";
 }

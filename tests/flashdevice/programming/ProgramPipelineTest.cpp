@@ -9,9 +9,6 @@ namespace flash::test {
 namespace {
 
 constexpr char kTimedOut[] = "Timed out waiting for target flashloader to execute command.";
-constexpr char kNoErase[] = "Do not erase sectors (program load only)";
-constexpr char kRetain[] = "Necessary Sectors Only (Retain untouched content within sector)";
-constexpr char kBank[] = "All Unprotected Sectors";
 
 const Bytes kDigits = {'1', '2', '3', '4', '5', '6', '7', '8', '9'};
 constexpr std::uint32_t kCrcOfDigits = 0xCBF4'3926;
@@ -19,7 +16,6 @@ constexpr std::uint32_t kCrcOfDigits = 0xCBF4'3926;
 class Pipeline : public testing::Test {
 protected:
     std::string Program(const Bytes& data, std::uint32_t address) { return chip.Write({address, data}); }
-    void SetErase(const char* setting) { chip.Property("FlashEraseSetting") = setting; }
     Texts Traffic() const {
         return TextsOf(Only(host.calls, {Service::ReadMemory, Service::WriteMemory, Service::WaitMilliseconds}));
     }
@@ -39,7 +35,7 @@ TEST_F(Pipeline, CutsARequestIntoChunksOfOneSectorOnAlternatingBlocks) {
 }
 
 TEST_F(Pipeline, ChunksFollowTheRequestAndNotTheSectors) {
-    SetErase(kNoErase);
+    chip.SetErase(kNoErase);
     const Bytes data = Pattern(4097, 1);
 
     ASSERT_EQ(Program(data, 0x1FF0), "");
@@ -102,9 +98,9 @@ TEST_F(Pipeline, ARequestThatFailedBehindItsPostCanBeMadeAgain) {
     const Case cases[] = {
         {"the start of the bank erase", kBank, Service::RunTarget, 2},
         {"the answer of the bank erase", kBank, Service::ReadMemory, 1},
-        {"telling the chunk", "Necessary Sectors Only", Service::PrintMessage, 2},
-        {"the answer of the block before", "Necessary Sectors Only", Service::ReadMemory, 1},
-        {"the last answer", "Necessary Sectors Only", Service::ReadMemory, 2},
+        {"telling the chunk", kNecessary, Service::PrintMessage, 2},
+        {"the answer of the block before", kNecessary, Service::ReadMemory, 1},
+        {"the last answer", kNecessary, Service::ReadMemory, 2},
     };
     const Segment segment{0x1000, Pattern(100, 1)};
     for (const Case& each : cases) {
@@ -136,11 +132,11 @@ TEST_F(Pipeline, TheEraseSettingSelectsTheCommand) {
     };
     const Case cases[] = {
         {kNoErase, {Posted(2, 0x1000, 3, 0)}},
-        {"Necessary Sectors Only", {Posted(3, 0x1000, 3, 0)}},
+        {kNecessary, {Posted(3, 0x1000, 3, 0)}},
         {"anything else", {Posted(3, 0x1000, 3, 0)}},
         {kRetain, {Posted(4, 0x1000, 3, 0)}},
         {kBank, {Posted(1, 0, 0, 0), Posted(2, 0x1000, 3, 1)}},
-        {"Specific Sectors", {Posted(5, 0x2000, 8191, 0), Posted(5, 0x5000, 4095, 1), Posted(2, 0x1000, 3, 0)}},
+        {kSpecific, {Posted(5, 0x2000, 8191, 0), Posted(5, 0x5000, 4095, 1), Posted(2, 0x1000, 3, 0)}},
     };
     for (const Case& each : cases) {
         InitializedChip other(kLumoD);
@@ -152,7 +148,7 @@ TEST_F(Pipeline, TheEraseSettingSelectsTheCommand) {
 }
 
 TEST_F(Pipeline, ListedSectorsAreErasedWithEachRequest) {
-    SetErase("Specific Sectors");
+    chip.SetErase(kSpecific);
     chip.Property("ProgramLoadEraseSpecificText") = "2";
     host.memory.Fill(0x1000, 0x77, 0x2000);
 
@@ -164,7 +160,7 @@ TEST_F(Pipeline, ListedSectorsAreErasedWithEachRequest) {
 }
 
 TEST_F(Pipeline, NeedsTheEraseSettingAndItsList) {
-    SetErase("Specific Sectors");
+    chip.SetErase(kSpecific);
     host.properties.erase("ProgramLoadEraseSpecificText");
     EXPECT_EQ(Program(Pattern(3, 1), 0), "Unknown property \"ProgramLoadEraseSpecificText\"");
 
@@ -173,7 +169,7 @@ TEST_F(Pipeline, NeedsTheEraseSettingAndItsList) {
 }
 
 TEST_F(Pipeline, ErasesTheBankOnceBetweenTwoResets) {
-    SetErase(kBank);
+    chip.SetErase(kBank);
     ASSERT_EQ(Program(Pattern(3, 1), 0), "");
     ASSERT_EQ(Program(Pattern(3, 1), 0x1000), "");
     EXPECT_EQ(chip.Commands(), (Texts{Posted(1, 0, 0, 0), Posted(2, 0, 3, 1), Posted(2, 0x1000, 3, 0)}));
@@ -186,7 +182,7 @@ TEST_F(Pipeline, ErasesTheBankOnceBetweenTwoResets) {
 }
 
 TEST_F(Pipeline, AFailingBankEraseEndsTheRequestAndIsTriedAgain) {
-    SetErase(kBank);
+    chip.SetErase(kBank);
     flashloader.AnswerNth(1, AnswerWithStatus(0x0004'0102));
 
     EXPECT_EQ(Program(Pattern(3, 1), 0),
@@ -198,7 +194,7 @@ TEST_F(Pipeline, AFailingBankEraseEndsTheRequestAndIsTriedAgain) {
 
 TEST_F(Pipeline, SendsTheCrcOfEachChunkWhenAsked) {
     chip.SwitchOn("CrcVerify");
-    SetErase(kNoErase);
+    chip.SetErase(kNoErase);
     Bytes data(4096, 0xA5);
     data.insert(data.end(), kDigits.begin(), kDigits.end());
 
@@ -214,7 +210,7 @@ TEST_F(Pipeline, AddsTheCrcFlagToEveryProgramCommand) {
         const char* setting;
         std::uint32_t command;
     };
-    for (const Case& each : {Case{kNoErase, 0x12}, {"Necessary Sectors Only", 0x13}, {kRetain, 0x14}}) {
+    for (const Case& each : {Case{kNoErase, 0x12}, {kNecessary, 0x13}, {kRetain, 0x14}}) {
         InitializedChip other(kLumoD);
         other.SwitchOn("CrcVerify");
         other.Property("FlashEraseSetting") = each.setting;
@@ -228,7 +224,7 @@ TEST_F(Pipeline, AddsTheCrcFlagToEveryProgramCommand) {
 
 TEST_F(Pipeline, FailsWhenTheTargetFindsAnotherCrc) {
     chip.SwitchOn("CrcVerify");
-    SetErase(kNoErase);
+    chip.SetErase(kNoErase);
     host.memory.Fill(0x1000, 0, 4);
 
     EXPECT_EQ(Program(Bytes(4, 0xFF), 0x1000), kTimedOut);
@@ -356,7 +352,7 @@ TEST_F(Pipeline, IsNotLoadedAgainAfterATimeOutBeforeTheNextReset) {
 }
 
 TEST_F(Pipeline, AFailingRangeEraseOfTheSettingEndsTheRequest) {
-    SetErase("Specific Sectors");
+    chip.SetErase(kSpecific);
     chip.Property("ProgramLoadEraseSpecificText") = "1,3";
     flashloader.AnswerNth(1, AnswerWithStatus(0x102));
 
@@ -365,17 +361,11 @@ TEST_F(Pipeline, AFailingRangeEraseOfTheSettingEndsTheRequest) {
     EXPECT_EQ(host.messages, Texts{"  Command=5 -- addr=0x00003000 -- length=0x00000FFF"});
 }
 
-class PageRanges : public Pipeline {
-protected:
-    void Skip(const char* pages) {
-        chip.SwitchOn("FlashPageToggle");
-        chip.Property("FlashPages") = pages;
-    }
-};
+class PageRanges : public Pipeline {};
 
 TEST_F(PageRanges, LetThroughWhatTheyMeet) {
-    Skip("2, 4-30");  // permitted: 0-1, 3, 31
-    SetErase(kNoErase);
+    chip.SkipSectors("2, 4-30");  // permitted: 0-1, 3, 31
+    chip.SetErase(kNoErase);
     const Bytes data = Pattern(0x3800, 1);
 
     ASSERT_EQ(Program(data, 0x800), "");  // up to 0x3FFF
@@ -387,7 +377,7 @@ TEST_F(PageRanges, LetThroughWhatTheyMeet) {
 }
 
 TEST_F(PageRanges, LeaveSkippedPagesAsTheyAre) {
-    Skip("1");
+    chip.SkipSectors("1");
     host.memory.Fill(0x1000, 0x77, 0x1000);
     const Bytes data = Pattern(0x3000, 1);
 
@@ -400,7 +390,7 @@ TEST_F(PageRanges, LeaveSkippedPagesAsTheyAre) {
 
 TEST_F(PageRanges, DataOutsideEachIsNotProgrammed) {
     for (const char* pages : {"2-5", "0-31"}) {
-        Skip(pages);
+        chip.SkipSectors(pages);
         ASSERT_EQ(chip.Notify(0), "");
         ASSERT_EQ(Program(Pattern(0x1000, 1), 0x3000), "");
         ASSERT_EQ(Program({}, 0x3000), "");
@@ -409,7 +399,7 @@ TEST_F(PageRanges, DataOutsideEachIsNotProgrammed) {
 }
 
 TEST_F(PageRanges, InHandAreUsedWithoutAskingForTheOption) {
-    Skip("0,2-31");
+    chip.SkipSectors("0,2-31");
     ASSERT_EQ(Program(Pattern(16, 1), 0x1000), "");
     host.properties.erase("FlashPageToggle");
     host.ForgetCalls();
@@ -421,7 +411,7 @@ TEST_F(PageRanges, InHandAreUsedWithoutAskingForTheOption) {
 }
 
 TEST_F(PageRanges, TheByteThatOneNamesBeyondTheRequestIsSentAsErased) {
-    Skip("0,2-31");
+    chip.SkipSectors("0,2-31");
     // Ends one byte before the page does, and lies on the heap so that a read beyond it is found.
     const Bytes data = Pattern(0x1FFF, 1);
 
@@ -432,7 +422,7 @@ TEST_F(PageRanges, TheByteThatOneNamesBeyondTheRequestIsSentAsErased) {
 }
 
 TEST_F(PageRanges, ComeBeforeFillSkipping) {
-    Skip("5");
+    chip.SkipSectors("5");
     chip.SwitchOn("FlashPagesFilledWith");
     chip.Property("FlashPagesFilledWithValue") = "bad";  // never read
 
@@ -446,7 +436,7 @@ protected:
     FillPieces() {
         chip.SwitchOn("FlashPagesFilledWith");
         chip.Property("FlashPagesFilledWithValue") = "0xA5";
-        SetErase(kNoErase);
+        chip.SetErase(kNoErase);
     }
 };
 

@@ -2,16 +2,13 @@
 
 #include <algorithm>
 
+#include "tests/support/EraseSettings.h"
 #include "tests/support/LongForm.h"
 
 namespace flash::test {
 namespace {
 
 constexpr char kAllSectors[] = "All Unprotected Sectors (Bank Erase)";
-constexpr char kNecessary[] = "Necessary Sectors Only";
-constexpr char kRetain[] = "Necessary Sectors Only (Retain untouched content within sector)";
-constexpr char kSpecific[] = "Specific Sectors";
-constexpr char kNoErase[] = "Do not erase sectors (program load only)";
 
 using Settings = std::map<std::string, std::string>;
 using Sectors = std::vector<std::uint32_t>;

@@ -2,6 +2,7 @@
 #include <gmock/gmock.h>
 
 #include "ChipOnBench.h"
+#include "tests/support/EraseSettings.h"
 
 namespace flash::test {
 namespace {
@@ -9,10 +10,6 @@ namespace {
 using testing::IsEmpty;
 
 constexpr char kAllSectors[] = "All Unprotected Sectors (Bank Erase)";
-constexpr char kNecessary[] = "Necessary Sectors Only";
-constexpr char kRetain[] = "Necessary Sectors Only (Retain untouched content within sector)";
-constexpr char kSpecific[] = "Specific Sectors";
-constexpr char kNoErase[] = "Do not erase sectors (program load only)";
 
 class ProgramLoad : public BothGenerations {};
 FOR_BOTH_GENERATIONS(ProgramLoad);

@@ -89,7 +89,7 @@ TEST_F(CallOrder, PlainLoadOfTwoChunksAndOneMore) {
 
 TEST_F(CallOrder, LoadThatKeepsCcfgOverABankErase) {
     chip.Property("KeepCcfgSetting") = "1";
-    chip.Property("FlashEraseSetting") = "All Unprotected Sectors";
+    chip.SetErase(kBank);
     chip.Property("CrcVerify") = "1";
 
     ASSERT_EQ(chip.Write({0x1F000, Bytes(4096, 0)}), "");
@@ -109,7 +109,7 @@ TEST_F(CallOrder, LoadThatKeepsCcfgOverABankErase) {
 TEST_F(CallOrder, LoadThatSkipsPages) {
     chip.Property("FlashPageToggle") = "1";
     chip.Property("FlashPages") = "1";
-    chip.Property("FlashEraseSetting") = "All Unprotected Sectors";
+    chip.SetErase(kBank);
     ASSERT_EQ(chip.Notify(1), "");
     EXPECT_EQ(NewCalls(),
               (Texts{"HaltTarget"} + Missing("RetainIeeeSecondaryAddr") + Missing("RetainBleSecondaryAddr") +
@@ -133,7 +133,7 @@ TEST_F(CallOrder, LoadThatSkipsTheFillValue) {
 }
 
 TEST_F(CallOrder, LoadThatErasesListedSectors) {
-    chip.Property("FlashEraseSetting") = "Specific Sectors";
+    chip.SetErase(kSpecific);
     chip.Property("ProgramLoadEraseSpecificText") = "1,3";
 
     ASSERT_EQ(chip.Write({0, Bytes(4, 0)}), "");

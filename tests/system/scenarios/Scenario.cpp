@@ -8,10 +8,6 @@ namespace {
 constexpr char kTimedOut[] = "Timed out waiting for target flashloader to execute command.";
 constexpr char kBankEraseFailed[] =
     "Erasing all unprotected pages failed! Timed out waiting for target flashloader to complete command";
-constexpr char kBank[] = "All Unprotected Sectors";
-constexpr char kRetain[] = "Necessary Sectors Only (Retain untouched content within sector)";
-constexpr char kNoErase[] = "Do not erase sectors (program load only)";
-constexpr char kSpecific[] = "Specific Sectors";
 
 const Settings kVerbose = {{"FlashVerboseMode", "1"}};
 

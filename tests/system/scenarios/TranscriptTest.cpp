@@ -45,7 +45,7 @@ TEST_F(VerboseLumoD, StartUpWithAnUnknownRevision) {
 TEST_F(VerboseLumoD, LoadThatKeepsCcfgAndVerifies) {
     chip.Property("KeepCcfgSetting") = "1";
     chip.Property("CrcVerify") = "1";
-    chip.Property("FlashEraseSetting") = "All Unprotected Sectors";
+    chip.SetErase(kBank);
 
     ASSERT_EQ(chip.Load({{0x1F000, Bytes(4096, 0)}, {0x1FFF0, Bytes(4, 0)}}), "");
 
@@ -82,7 +82,7 @@ TEST_F(VerboseLumoD, LoadWithACcfgThatCannotBeKept) {
 TEST_F(VerboseLumoD, LoadThatSkipsPages) {
     chip.Property("FlashPageToggle") = "1";
     chip.Property("FlashPages") = " 1, 3-5";
-    chip.Property("FlashEraseSetting") = "All Unprotected Sectors";
+    chip.SetErase(kBank);
 
     ASSERT_EQ(chip.Load({{0, Bytes(0x3000, 0)}, {0x6000, Bytes(0x1800, 0)}}), "");
 
