@@ -8,18 +8,18 @@
 namespace flash::test {
 namespace {
 
-std::vector<bool> AllBut(std::size_t pageCount, std::initializer_list<std::size_t> named) {
-    std::vector<bool> pages(pageCount, true);
-    for (const std::size_t page : named) {
-        pages[page] = false;
+std::vector<bool> AllBut(std::size_t sectorCount, std::initializer_list<std::size_t> named) {
+    std::vector<bool> sectors(sectorCount, true);
+    for (const std::size_t sector : named) {
+        sectors[sector] = false;
     }
-    return pages;
+    return sectors;
 }
 
-TEST(ProtectSectors, ClearsTheBitOfEachNamedPage) {
+TEST(ProtectSectors, ClearsTheBitOfEachNamedSector) {
     struct Case {
         const char* name;
-        std::vector<bool> pages;
+        std::vector<bool> sectors;
         ProtectionWords words;
     };
     const Case cases[] = {
@@ -31,11 +31,11 @@ TEST(ProtectSectors, ClearsTheBitOfEachNamedPage) {
         {"127 folds onto 63", AllBut(128, {127}), {0xFFFF'FFFF, 0x7FFF'FFFF}},
         {"96 folds onto 32", AllBut(128, {96}), {0xFFFF'FFFF, 0xFFFF'FFFE}},
         {"all", std::vector<bool>(64, false), {0, 0}},
-        {"no pages", {}, {0xFFFF'FFFF, 0xFFFF'FFFF}},
+        {"no sectors", {}, {0xFFFF'FFFF, 0xFFFF'FFFF}},
     };
     for (const Case& each : cases) {
         ProtectionWords words = {0xFFFF'FFFF, 0xFFFF'FFFF};
-        ProtectSectors(words, each.pages);
+        ProtectSectors(words, each.sectors);
         EXPECT_EQ(words, each.words) << each.name;
     }
 }
@@ -47,12 +47,12 @@ TEST(ProtectionBytes, AreBothWordsLeastSignificantByteFirst) {
 
 class WriteProtection : public testing::Test {
 protected:
-    // The words in flash once a closing phase has protected these pages.
-    ProtectionWords Protect(InitializedChip& on, const std::string& pages) {
+    // The words in flash once a closing phase has protected these sectors.
+    ProtectionWords Protect(InitializedChip& on, const std::string& sectors) {
         const std::uint32_t address = on.FlashEnd() - kProtectionFromEnd;
         on.host.memory.Fill(address, 0xFF, 8);
         on.SwitchOn("WriteProtectionToggle");
-        on.Property("WriteProtectionText") = pages;
+        on.Property("WriteProtectionText") = sectors;
         EXPECT_EQ(on.Notify(2), "");
         return {on.host.memory.Word(address), on.host.memory.Word(address + 4)};
     }

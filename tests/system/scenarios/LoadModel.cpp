@@ -30,7 +30,7 @@ void LoadModel::Say(const char* format, ...) {
 }
 
 void LoadModel::SayWhatIsSkipped() {
-    Say("Skip program/erase/verify of the following page(s): %s", settings.skippedPagesText.c_str());
+    Say("Skip program/erase/verify of the following page(s): %s", settings.skippedSectorsText.c_str());
 }
 
 void LoadModel::Post(std::uint32_t command, std::uint32_t address, std::uint32_t length, std::uint32_t crc,
@@ -53,24 +53,24 @@ void LoadModel::NeedFlashloader() {
     }
 }
 
-std::vector<LoadModel::PageRun> LoadModel::Runs(const std::set<std::uint32_t>& pages, bool areNamed) const {
-    std::vector<PageRun> runs;
-    for (std::uint32_t page = 0; page < geometry.sectorCount; ++page) {
-        if (pages.contains(page) != areNamed) {
+std::vector<LoadModel::SectorRun> LoadModel::Runs(const std::set<std::uint32_t>& sectors, bool areNamed) const {
+    std::vector<SectorRun> runs;
+    for (std::uint32_t sector = 0; sector < geometry.sectorCount; ++sector) {
+        if (sectors.contains(sector) != areNamed) {
             continue;
         }
-        if (!runs.empty() && runs.back().last + 1 == page) {
-            runs.back().last = page;
+        if (!runs.empty() && runs.back().last + 1 == sector) {
+            runs.back().last = sector;
         } else {
-            runs.push_back({page, page});
+            runs.push_back({sector, sector});
         }
     }
     return runs;
 }
 
-// Phase 1: a bank erase would also erase the pages to skip.
+// Phase 1: a bank erase would also erase the sectors to skip.
 void LoadModel::Start() {
-    if (!settings.isSkippingPages) {
+    if (!settings.isSkippingSectors) {
         return;
     }
     SayWhatIsSkipped();
@@ -81,13 +81,13 @@ void LoadModel::Start() {
 }
 
 void LoadModel::Write(const Segment& segment) {
-    if (settings.isSkippingPages) {
-        const std::vector<PageRun> runs = Runs(settings.skippedPages, false);
-        if (!arePagesKnown) {
+    if (settings.isSkippingSectors) {
+        const std::vector<SectorRun> runs = Runs(settings.skippedSectors, false);
+        if (!areSectorsKnown) {
             SayWhatIsSkipped();
-            arePagesKnown = !runs.empty();
+            areSectorsKnown = !runs.empty();
         }
-        for (const PageRun run : runs) {
+        for (const SectorRun run : runs) {
             if (!WriteWithinRun(segment, {run.first * geometry.sectorSize, (run.last + 1) * geometry.sectorSize - 1})) {
                 return;
             }
@@ -99,7 +99,7 @@ void LoadModel::Write(const Segment& segment) {
     }
 }
 
-// Byte by byte: of a run of permitted pages and a request that is not all within it, the byte at `address`.
+// Byte by byte: of a run of permitted sectors and a request that is not all within it, the byte at `address`.
 LoadModel::ProgrammedByte LoadModel::ByteWithinRun(const Segment& segment, AddressRun run, std::uint64_t address) {
     const std::uint64_t end = std::uint64_t{segment.address} + segment.data.size();
     const bool isLastOfRun = address == run.last;
@@ -168,7 +168,7 @@ void LoadModel::Program(const Segment& segment) {
 void LoadModel::SendChunks(std::uint32_t address, const Bytes& data) {
     NeedFlashloader();
     if (settings.erasing == Erasing::Listed) {
-        for (const PageRun run : Runs(settings.erasedPages, true)) {
+        for (const SectorRun run : Runs(settings.erasedSectors, true)) {
             Post(5, run.first * geometry.sectorSize, (run.last - run.first + 1) * geometry.sectorSize - 1, 0, {});
         }
     }

@@ -1,5 +1,5 @@
 // What a program load must send to the flashloader and tell the user: a model of the rules by which requests are cut,
-// trimmed, restricted to pages and skipped. It shares no code with the plug-in and talks to no host.
+// trimmed, restricted to sectors and skipped. It shares no code with the plug-in and talks to no host.
 #pragma once
 
 #include <cstdint>
@@ -18,11 +18,11 @@ enum class Erasing { Nothing, Necessary, Retaining, Bank, Listed };
 struct LoadSettings {
     Erasing erasing = Erasing::Necessary;
     std::string erasingText;
-    std::set<std::uint32_t> erasedPages;  // with `Erasing::Listed`
-    std::string erasedPagesText;
-    bool isSkippingPages = false;
-    std::set<std::uint32_t> skippedPages;
-    std::string skippedPagesText;
+    std::set<std::uint32_t> erasedSectors;  // with `Erasing::Listed`
+    std::string erasedSectorsText;
+    bool isSkippingSectors = false;
+    std::set<std::uint32_t> skippedSectors;
+    std::string skippedSectorsText;
     bool isSkippingFill = false;
     std::uint8_t fillValue = 0;
     std::string fillText;
@@ -43,7 +43,7 @@ public:
     std::vector<std::string> messages;
 
 private:
-    struct PageRun {
+    struct SectorRun {
         std::uint32_t first, last;
     };
     struct AddressRun {
@@ -54,7 +54,7 @@ private:
     void SayWhatIsSkipped();
     void Post(std::uint32_t command, std::uint32_t address, std::uint32_t length, std::uint32_t crc, Bytes data);
     void NeedFlashloader();
-    std::vector<PageRun> Runs(const std::set<std::uint32_t>& pages, bool areNamed) const;
+    std::vector<SectorRun> Runs(const std::set<std::uint32_t>& sectors, bool areNamed) const;
 
     using ProgrammedByte = std::optional<std::uint8_t>;
     static ProgrammedByte ByteWithinRun(const Segment& segment, AddressRun run, std::uint64_t address);
@@ -73,7 +73,7 @@ private:
 
     bool isLoaded = false;
     bool isBankErased = false;
-    bool arePagesKnown = false;
+    bool areSectorsKnown = false;
     std::uint32_t nextBlock = 0;
     Bytes ccfg;  // saved; empty: none
     std::uint32_t ccfgAddress = 0;

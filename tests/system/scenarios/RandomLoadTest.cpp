@@ -43,8 +43,8 @@ public:
 
     std::string Describe() const {
         std::string text = std::string(chip.model.deviceName) + ", " + std::to_string(geometry.sectorCount) +
-                           " sectors, erase '" + settings.erasingText + "' of " + settings.erasedPagesText;
-        text += settings.isSkippingPages ? ", skip " + settings.skippedPagesText : "";
+                           " sectors, erase '" + settings.erasingText + "' of " + settings.erasedSectorsText;
+        text += settings.isSkippingSectors ? ", skip " + settings.skippedSectorsText : "";
         text += settings.isSkippingFill ? ", fill " + settings.fillText : "";
         text += settings.isKeepingCcfg ? ", keep CCFG of " + std::to_string(ccfgSize) : "";
         text += settings.isVerifying ? ", CRC" : "";
@@ -66,8 +66,8 @@ private:
     }
 
     void ChooseSettings();
-    std::set<std::uint32_t> ChoosePages();
-    std::string WritePages(const std::set<std::uint32_t>& pages);
+    std::set<std::uint32_t> ChooseSectors();
+    std::string WriteSectors(const std::set<std::uint32_t>& sectors);
     void SetUpChip();
     Segment ChooseSegment();
     std::uint32_t ChooseEdge();
@@ -83,20 +83,17 @@ private:
 
 void RandomLoad::ChooseSettings() {
     const std::pair<Erasing, const char*> erasing[] = {
-        {Erasing::Necessary, "Necessary Sectors Only"},
-        {Erasing::Necessary, ""},
-        {Erasing::Retaining, "Necessary Sectors Only (Retain untouched content within sector)"},
-        {Erasing::Nothing, "Do not erase sectors (program load only)"},
-        {Erasing::Bank, "All Unprotected Sectors"},
-        {Erasing::Bank, "Erase: All Unprotected Sectors, Specific Sectors"},
-        {Erasing::Listed, "Specific Sectors"},
+        {Erasing::Necessary, kNecessary}, {Erasing::Necessary, ""},
+        {Erasing::Retaining, kRetain},    {Erasing::Nothing, kNoErase},
+        {Erasing::Bank, kBank},           {Erasing::Bank, "Erase: All Unprotected Sectors, Specific Sectors"},
+        {Erasing::Listed, kSpecific},
     };
     std::tie(settings.erasing, settings.erasingText) = OneOf(erasing);
-    settings.erasedPages = ChoosePages();
-    settings.erasedPagesText = WritePages(settings.erasedPages);
-    settings.isSkippingPages = Below(3) == 0;
-    settings.skippedPages = ChoosePages();
-    settings.skippedPagesText = WritePages(settings.skippedPages);
+    settings.erasedSectors = ChooseSectors();
+    settings.erasedSectorsText = WriteSectors(settings.erasedSectors);
+    settings.isSkippingSectors = Below(3) == 0;
+    settings.skippedSectors = ChooseSectors();
+    settings.skippedSectorsText = WriteSectors(settings.skippedSectors);
     settings.isSkippingFill = Below(3) == 0;
     const std::pair<std::uint8_t, const char*> fills[] = {{0, "0"},       {1, "1"},       {0xFF, "0xFF"},
                                                           {0xA5, "0Xa5"}, {0x05, "0x05"}, {1, "0001"}};
@@ -109,26 +106,26 @@ void RandomLoad::ChooseSettings() {
     ccfgSize = OneOf(sizes);
 }
 
-std::set<std::uint32_t> RandomLoad::ChoosePages() {
-    std::set<std::uint32_t> pages;
+std::set<std::uint32_t> RandomLoad::ChooseSectors() {
+    std::set<std::uint32_t> sectors;
     const std::uint32_t density = Below(5);  // 0: none, 4: all
-    for (std::uint32_t page = 0; page < geometry.sectorCount; ++page) {
+    for (std::uint32_t sector = 0; sector < geometry.sectorCount; ++sector) {
         if (Below(4) < density) {
-            pages.insert(page);
+            sectors.insert(sector);
         }
     }
-    return pages;
+    return sectors;
 }
 
-// Single pages and ranges, in any order, some named twice, with white space anywhere.
-std::string RandomLoad::WritePages(const std::set<std::uint32_t>& pages) {
+// Single sectors and ranges, in any order, some named twice, with white space anywhere.
+std::string RandomLoad::WriteSectors(const std::set<std::uint32_t>& sectors) {
     std::vector<std::string> items;
-    for (const std::uint32_t page : pages) {
-        std::uint32_t last = page;
-        while (pages.contains(last + 1) && Coin()) {
+    for (const std::uint32_t sector : sectors) {
+        std::uint32_t last = sector;
+        while (sectors.contains(last + 1) && Coin()) {
             ++last;
         }
-        items.push_back(std::to_string(page) + (last != page || Coin() ? " -" + std::to_string(last) : ""));
+        items.push_back(std::to_string(sector) + (last != sector || Coin() ? " -" + std::to_string(last) : ""));
     }
     std::shuffle(items.begin(), items.end(), random);
     std::string text;
@@ -141,9 +138,9 @@ std::string RandomLoad::WritePages(const std::set<std::uint32_t>& pages) {
 void RandomLoad::SetUpChip() {
     const auto text = [](bool isOn) { return isOn ? "1" : "0"; };
     chip.Property("FlashEraseSetting") = settings.erasingText;
-    chip.Property("ProgramLoadEraseSpecificText") = settings.erasedPagesText;
-    chip.Property("FlashPageToggle") = text(settings.isSkippingPages);
-    chip.Property("FlashPages") = settings.skippedPagesText;
+    chip.Property("ProgramLoadEraseSpecificText") = settings.erasedSectorsText;
+    chip.Property("FlashPageToggle") = text(settings.isSkippingSectors);
+    chip.Property("FlashPages") = settings.skippedSectorsText;
     chip.Property("FlashPagesFilledWith") = text(settings.isSkippingFill);
     chip.Property("FlashPagesFilledWithValue") = settings.fillText;
     chip.Property("KeepCcfgSetting") = text(settings.isKeepingCcfg);
