@@ -3,6 +3,7 @@
 
 #include <algorithm>
 
+#include "host/Numbers.h"
 #include "host/gdb/Client.h"
 #include "host/gdb/Hex.h"
 
@@ -12,15 +13,6 @@ namespace {
 constexpr std::size_t kWordBytes = 4;
 constexpr std::size_t kMostOutputBytes = std::size_t{1} << 16;
 constexpr const char* kNoSuchCall = "F-1,58";  // of the host, for a program on the target that asks it for a file
-
-std::uint32_t WordOf(std::span<const std::uint8_t> bytes) {
-    return bytes[0] | std::uint32_t{bytes[1]} << 8 | std::uint32_t{bytes[2]} << 16 | std::uint32_t{bytes[3]} << 24;
-}
-
-std::vector<std::uint8_t> BytesOfWord(std::uint32_t word) {
-    return {static_cast<std::uint8_t>(word), static_cast<std::uint8_t>(word >> 8),
-            static_cast<std::uint8_t>(word >> 16), static_cast<std::uint8_t>(word >> 24)};
-}
 
 RegisterPlace Require(const RegisterLayout& layout, const std::string& name) {
     const auto place = layout.Find(name);
@@ -48,7 +40,7 @@ std::uint32_t Client::ReadRegister(const std::string& name) {
     if (hasSingleRegisters) {
         const std::string reply = Exchange(fmt::format("p{:x}", place.number), attempt);
         if (const auto bytes = BytesOf(reply); bytes && bytes->size() == kWordBytes) {
-            return WordOf(*bytes);
+            return LittleEndian(*bytes);
         }
         if (!reply.empty()) {
             Refuse(attempt, reply);
@@ -60,14 +52,15 @@ std::uint32_t Client::ReadRegister(const std::string& name) {
     if (offset + kWordBytes > all.size()) {
         throw ProbeError(fmt::format("Cannot {}: the server sends only {} bytes of registers", attempt, all.size()));
     }
-    return WordOf(std::span(all).subspan(offset, kWordBytes));
+    return LittleEndian(std::span(all).subspan(offset, kWordBytes));
 }
 
 void Client::WriteRegister(const std::string& name, std::uint32_t value) {
     const RegisterPlace place = Require(layout, name);
     const std::string attempt = fmt::format("write the register {}", name);
     if (hasSingleRegisters) {
-        const std::string reply = Exchange(fmt::format("P{:x}={}", place.number, HexOf(BytesOfWord(value))), attempt);
+        const std::string reply =
+            Exchange(fmt::format("P{:x}={}", place.number, HexOf(LittleEndianBytes(value))), attempt);
         if (!reply.empty()) {
             RequireOk(reply, attempt);
             return;
@@ -79,7 +72,7 @@ void Client::WriteRegister(const std::string& name, std::uint32_t value) {
     if (offset + kWordBytes > all.size()) {
         throw ProbeError(fmt::format("Cannot {}: the server sends only {} bytes of registers", attempt, all.size()));
     }
-    const std::vector<std::uint8_t> word = BytesOfWord(value);
+    const std::array<std::uint8_t, kWordBytes> word = LittleEndianBytes(value);
     std::copy(word.begin(), word.end(), all.begin() + static_cast<std::ptrdiff_t>(offset));
     RequireOk(Exchange("G" + HexOf(all), attempt), attempt);
 }
@@ -142,7 +135,7 @@ std::optional<std::uint32_t> Client::ProgramCounterIn(const StopReply& reply) co
     if (found == reply.registers.end() || found->second.size() != kWordBytes) {
         return std::nullopt;
     }
-    return WordOf(found->second);
+    return LittleEndian(found->second);
 }
 
 // ---- Breakpoints and commands

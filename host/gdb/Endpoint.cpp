@@ -3,8 +3,11 @@
 
 #include <fmt/format.h>
 
-#include <charconv>
+#include <limits>
+#include <optional>
 #include <stdexcept>
+
+#include "host/Numbers.h"
 
 namespace flash::host::gdb {
 namespace {
@@ -16,13 +19,11 @@ constexpr std::string_view kDefaultHost = "127.0.0.1";
 }
 
 std::uint16_t ParsePort(std::string_view text, std::string_view digits) {
-    std::uint16_t port = 0;
-    const char* const last = digits.data() + digits.size();
-    const auto [end, error] = std::from_chars(digits.data(), last, port);
-    if (error != std::errc() || end != last) {
+    const std::optional<std::uint32_t> port = ParseDecimal(digits);
+    if (!port || *port > std::numeric_limits<std::uint16_t>::max()) {
         Refuse(text, "the port is a number from 0 to 65535");
     }
-    return port;
+    return static_cast<std::uint16_t>(*port);
 }
 
 }  // namespace

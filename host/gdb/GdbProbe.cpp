@@ -5,6 +5,8 @@
 
 #include <algorithm>
 
+#include "host/Numbers.h"
+
 namespace flash::host::gdb {
 namespace {
 
@@ -25,9 +27,7 @@ bool IsAllZero(std::span<const std::uint8_t> bytes) {
 }
 
 void StoreWord(std::span<std::uint8_t> bytes, std::uint32_t word) {
-    for (std::size_t i = 0; i < sizeof word; ++i) {
-        bytes[i] = static_cast<std::uint8_t>(word >> 8 * i);
-    }
+    std::ranges::copy(LittleEndianBytes(word), bytes.begin());
 }
 
 }  // namespace
@@ -79,9 +79,7 @@ void GdbProbe::ReadMemory(std::uint32_t address, std::span<std::uint8_t> bytes, 
 }
 
 std::uint32_t GdbProbe::ReadWord(std::uint32_t address) {
-    const std::vector<std::uint8_t> bytes = ReadWithCompany(address, sizeof(std::uint32_t));
-    const std::uint32_t word =
-        bytes[0] | std::uint32_t{bytes[1]} << 8 | std::uint32_t{bytes[2]} << 16 | std::uint32_t{bytes[3]} << 24;
+    const std::uint32_t word = LittleEndian(ReadWithCompany(address, sizeof(std::uint32_t)));
     if (!isResumed) {
         known = Word{address, word};
     }

@@ -3,6 +3,7 @@
 
 #include <algorithm>
 
+#include "host/Numbers.h"
 #include "host/gdb/GdbProbe.h"
 
 namespace flash::host::gdb {
@@ -178,7 +179,7 @@ void GdbProbe::StopWhereAnswered(std::optional<std::uint32_t> address) {
         if (client.InsertBreakpoint(kind, code)) {
             answerPoint = code;
             answerPointKind = kind;
-            canLeaveAnswerPointOut = (instruction[0] | std::uint32_t{instruction[1]} << 8) == kNoOperation;
+            canLeaveAnswerPointOut = LittleEndian(instruction) == kNoOperation;
             return;
         }
     }

@@ -3,10 +3,10 @@
 
 #include <fmt/format.h>
 
-#include <charconv>
 #include <map>
 #include <stdexcept>
 
+#include "host/Numbers.h"
 #include "host/gdb/Hex.h"
 #include "host/gdb/Socket.h"
 
@@ -32,14 +32,12 @@ std::uint32_t ReadCode(const std::string& value) {
 }
 
 std::chrono::seconds ReadTimeout(const std::string& value) {
-    std::uint32_t seconds = 0;
-    const char* const last = value.data() + value.size();
-    const auto [end, error] = std::from_chars(value.data(), last, seconds);
-    if (error != std::errc() || end != last || seconds == 0 || seconds > kMostSeconds) {
+    const std::optional<std::uint32_t> seconds = ParseDecimal(value);
+    if (!seconds || *seconds == 0 || *seconds > kMostSeconds) {
         throw std::invalid_argument(
             fmt::format("timeout= is a number of seconds from 1 to {}, not \"{}\"", kMostSeconds, value));
     }
-    return std::chrono::seconds(seconds);
+    return std::chrono::seconds(*seconds);
 }
 
 void ReadKey(const std::string& key, const std::string& value, GdbProbeOptions& options) {
