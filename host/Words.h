@@ -13,7 +13,11 @@ std::string Counted(std::uint64_t count, std::string_view noun);
 // "page 3", "pages 3-5": of a list of pages as it is printed.
 std::string Listed(std::string_view noun, std::string_view list);
 
-// Control characters as "\x1B", so that a text of someone else's can neither move a cursor nor begin a new line.
+// Control characters, and what is no UTF-8, as "\x1B": a text of someone else's can neither move a cursor nor begin a
+// new line.
 std::string Escaped(std::string_view text);
+
+// The same, but for line breaks.
+std::string EscapedLines(std::string_view text);
 
 }  // namespace flash::host

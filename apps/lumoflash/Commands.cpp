@@ -9,8 +9,10 @@
 
 #include "apps/lumoflash/Locations.h"
 #include "apps/lumoflash/Outcome.h"
+#include "apps/lumoflash/Texts.h"
 #include "apps/lumoflash/Validation.h"
 #include "host/Failure.h"
+#include "host/Words.h"
 #include "host/backends/OpenProbe.h"
 #include "host/files/FileContent.h"
 #include "host/files/ProgramFile.h"
@@ -37,7 +39,7 @@ public:
             const host::DeviceDescriptions found = host::LoadDeviceDescriptions(DevicesFolder());
             std::ranges::for_each(found.problems, [this](const host::FieldText& text) { view.Warning(text); });
             view.ShowDevices(found.devices);
-            return {};
+            return {0, host::Counted(found.devices.size(), "part"), 0, {}};
         }
         RefuseFilesWithTwoParts();
         // Files first: a mistake in them is found without a chip.
@@ -142,16 +144,16 @@ private:
             case Command::Info:
                 view.ShowInfo(*connection);
                 view.ShowCcfg(session->ReadCcfg());
-                return {};
+                return {0, "identified", 0, {}};
             case Command::MacRead:
                 for (const host::AddressKind kind : options.addressKinds) {
                     view.ShowAddress(kind, session->ReadAddress(kind));
                 }
-                return {};
+                return {0, fmt::format("addresses read: {}", options.addressKinds.size()), 0, {}};
             case Command::MacWrite:
                 session->WriteAddress(options.addressKinds.front(), *options.newAddress);
                 view.ShowAddress(options.addressKinds.front(), options.newAddress->Text());
-                return {0, "Address written", 0, {}};
+                return {0, "written and read back", 0, {}};
             default:
                 return ChangeCcfg();
         }
@@ -165,23 +167,12 @@ private:
             view.ShowPlan(load.plan);
         }
         if (options.isDryRun) {
-            return {0, "Nothing was touched", 0, {}};
+            return {0, "nothing was touched", 0, {}};
         }
         RequireAgreement(load.options.closing, load.plan.expected);
         const host::LoadResult result = session->Program(load);
-        const host::Verification verification = options.program.verification;
-        const char* verdict = verification == host::Verification::Crc        ? "Programmed, verified by CRC"
-                              : verification == host::Verification::ReadBack ? "Programmed, verified by reading back"
-                                                                             : "Programmed, not verified";
-        return {0, verdict + Spared(result), result.programmedBytes, planTime + result.elapsed};
-    }
-
-    // "" when nothing was.
-    static std::string Spared(const host::LoadResult& result) {
-        return result.unchangedSectors == 0
-                   ? ""
-                   : fmt::format(": {} of {} sectors written, {} already right", result.writtenSectors,
-                                 result.writtenSectors + result.unchangedSectors, result.unchangedSectors);
+        return {0, ProgramVerdict(result, options.program.verification) + LeftOut(load), result.programmedBytes,
+                planTime + result.elapsed};
     }
 
     Outcome Verify(const host::ProgramImage& image) {
@@ -191,16 +182,16 @@ private:
             throw host::BadInput(host::Field::Range, "no byte of the files lies in it");
         }
         const std::size_t bytes = session->Verify(part, options.verifyBy);
-        return {0, "Verified, no difference", bytes, {}};
+        return {0, "verified, no difference", bytes, {}};
     }
 
     Outcome BlankCheck() {
         if (options.range) {
             session->BlankCheck(options.range->first, options.range->second);
-            return {0, "The range is blank", options.range->second, {}};
+            return {0, "the range is blank", options.range->second, {}};
         }
         session->BlankCheck();
-        return {0, "Flash is blank", 0, {}};
+        return {0, "flash is blank", 0, {}};
     }
 
     std::uint32_t SectorCount() const { return session->Info().geometry.sectorCount; }
@@ -232,7 +223,7 @@ private:
         } else {
             host::SaveFile(options.outFile, content);
         }
-        return {0, "Read", bytes.size(), {}};
+        return {0, "read", bytes.size(), {}};
     }
 
     Outcome Erase() {
@@ -242,26 +233,26 @@ private:
                 : std::nullopt;
         if (options.isDryRun) {
             view.ShowPlan(session->PlanErase(sectors, options.keepCcfg));
-            return {0, "Nothing was touched", 0, {}};
+            return {0, "nothing was touched", 0, {}};
         }
         if (sectors) {
             session->EraseSectors(*sectors);
-            return {0, fmt::format("Erased sectors {}", *options.sectors), 0, {}};
+            return {0, "erased " + host::Listed("sector", sectors->Text()), 0, {}};
         }
         options.keepCcfg ? session->EraseAllButCcfg() : session->EraseAll();
-        return {0, "Erased all unprotected sectors", 0, {}};
+        return {0, fmt::format("erased all unprotected sectors{}", options.keepCcfg ? ", CCFG stays" : ""), 0, {}};
     }
 
     Outcome ChangeCcfg() {
         const host::ClosingChanges changes = ProgramOptionsFor(options, SectorCount()).closing;
         if (!changes.IsAny()) {
             view.ShowCcfg(session->ReadCcfg());
-            return {};
+            return {0, "nothing was changed", 0, {}};
         }
         RequireAgreement(changes, {});
         session->ChangeCcfg(changes);
         view.ShowCcfg(session->ReadCcfg());
-        return {0, "CCFG changed", 0, {}};
+        return {0, "CCFG changed and verified", 0, {}};
     }
 
     const Options& options;

@@ -4,6 +4,7 @@
 #include <nlohmann/json.hpp>
 
 #include "apps/lumoflash/FieldOptions.h"
+#include "apps/lumoflash/Texts.h"
 #include "apps/lumoflash/Version.h"
 #include "apps/lumoflash/View.h"
 
@@ -122,7 +123,7 @@ public:
         }
         Emit(event);
         if (outcome.exitCode != 0) {
-            std::fprintf(stderr, "error: %s\n", outcome.text.c_str());
+            std::fprintf(stderr, "%s\n", ErrorText(outcome.text).c_str());
         }
     }
 

@@ -1,6 +1,13 @@
 // Failures become exit codes and words here.
 #include "apps/lumoflash/Outcome.h"
 
+#include <fmt/format.h>
+
+#include <filesystem>
+#include <new>
+#include <stdexcept>
+#include <system_error>
+
 #include "apps/lumoflash/FieldOptions.h"
 #include "host/Failure.h"
 
@@ -8,6 +15,22 @@ namespace flash::app {
 
 using host::Failure;
 using host::FailureKind;
+
+std::string WordsOf(const std::exception& error) {
+    if (const auto* file = dynamic_cast<const std::filesystem::filesystem_error*>(&error)) {
+        return fmt::format("{}: {}", file->path1().string(), file->code().message());
+    }
+    if (const auto* system = dynamic_cast<const std::system_error*>(&error)) {
+        return system->code().message();
+    }
+    if (dynamic_cast<const std::bad_alloc*>(&error) != nullptr) {
+        return "There is not enough memory";
+    }
+    if (dynamic_cast<const std::logic_error*>(&error) != nullptr) {
+        return "A mistake in this program has come to light; please report what you have done";
+    }
+    return error.what();
+}
 
 Outcome OutcomeOf(const std::function<Outcome()>& work) {
     const auto failed = [](FailureKind kind, const std::string& text) {
@@ -18,7 +41,7 @@ Outcome OutcomeOf(const std::function<Outcome()>& work) {
     } catch (const Failure& failure) {
         return failed(failure.Kind(), InWords(failure.Text()));
     } catch (const std::exception& error) {
-        return failed(FailureKind::Operation, error.what());
+        return failed(FailureKind::Operation, WordsOf(error));
     }
 }
 
@@ -30,9 +53,12 @@ void KeepTrying(Outcome& outcome, const std::function<void()>& step) {
     if (kept.exitCode == 0) {
         return;
     }
-    const char* joint = outcome.exitCode != 0 ? "\nBesides: " : ", but: ";
-    outcome.text = outcome.text.empty() ? kept.text : outcome.text + joint + kept.text;
-    outcome.exitCode = outcome.exitCode != 0 ? outcome.exitCode : static_cast<int>(FailureKind::Operation);
+    if (outcome.exitCode != 0) {
+        outcome.text += "\nBesides: " + kept.text;
+    } else {
+        outcome.text = kept.text + (outcome.text.empty() ? "" : "\nBefore that: " + outcome.text);
+        outcome.exitCode = static_cast<int>(FailureKind::Operation);
+    }
 }
 
 }  // namespace flash::app

@@ -3,6 +3,7 @@
 
 #include <chrono>
 #include <cstddef>
+#include <exception>
 #include <functional>
 #include <string>
 
@@ -10,10 +11,13 @@ namespace flash::app {
 
 struct Outcome {
     int exitCode = 0;
-    std::string text;  // the verdict, or what went wrong and what to do
+    std::string text;  // the verdict, or what went wrong and what to do: its first line is the cause
     std::size_t bytes = 0;
     std::chrono::nanoseconds elapsed{};  // on the chip's clock
 };
+
+// What the exception says; texts that the standard library has for programmers are put into words for users.
+std::string WordsOf(const std::exception& error);
 
 // The work's outcome, or the failure as one.
 Outcome OutcomeOf(const std::function<Outcome()>& work);

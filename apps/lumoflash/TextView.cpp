@@ -1,5 +1,4 @@
-// Text for people: data on standard output; messages, progress and the verdict on standard error, the latter two only
-// on a terminal (the verdict also with --verbose).
+// Text for people: data on standard output; messages and the verdict on standard error, and on a terminal progress.
 #include <fmt/format.h>
 #include <poll.h>
 #include <unistd.h>
@@ -8,10 +7,15 @@
 #include <cstdio>
 #include <cstdlib>
 #include <iostream>
+#include <string_view>
 #include <utility>
 
 #include "apps/lumoflash/FieldOptions.h"
+#include "apps/lumoflash/ProgressLine.h"
+#include "apps/lumoflash/Texts.h"
 #include "apps/lumoflash/View.h"
+#include "host/Failure.h"
+#include "host/Words.h"
 
 namespace flash::app {
 namespace {
@@ -22,11 +26,18 @@ constexpr const char* kRed = "\x1b[31m";
 constexpr const char* kYellow = "\x1b[33m";
 constexpr const char* kGreen = "\x1b[32m";
 constexpr const char* kPlain = "\x1b[0m";
-constexpr const char* kClearLine = "\r\x1b[K";
 
-std::string Speed(std::uint64_t bytes, std::chrono::nanoseconds elapsed) {
-    const double seconds = std::chrono::duration<double>(elapsed).count();
-    return seconds <= 0 ? "" : fmt::format("{:.1f} KiB/s", static_cast<double>(bytes) / 1024 / seconds);
+// By the environment or an option: no escape sequences at all.
+bool MayEscape(const Options& options) {
+    const char* noColor = std::getenv("NO_COLOR");
+    const char* terminal = std::getenv("TERM");
+    return !options.isColorOff && (noColor == nullptr || *noColor == '\0') &&
+           (terminal == nullptr || std::string_view(terminal) != "dumb");
+}
+
+// The plug-in's answers to these are results of their own.
+bool HasAnswer(Command command) {
+    return command == Command::MacRead || command == Command::MacWrite || command == Command::BlankCheck;
 }
 
 // Waits for the user. Looks up now and then: a Ctrl-C just before the wait does not end it.
@@ -41,6 +52,8 @@ bool HasInput(const std::atomic<bool>& isInterrupted) {
     return false;
 }
 
+std::string Trimmed(const std::string& text) { return text.substr(0, text.find_last_not_of("\n") + 1); }
+
 std::string ListOrNone(const host::SectorSet& sectors) { return sectors.IsEmpty() ? "none" : sectors.Text(); }
 
 // A reader that goes away is noticed at the end; it must not stop the work on the chip, so nothing is thrown.
@@ -53,10 +66,12 @@ void Print(FILE* stream, fmt::format_string<Values...> format, Values&&... value
 class TextView final : public View {
 public:
     explicit TextView(const Options& options)
-        : isTerminal(isatty(STDERR_FILENO) != 0), isQuiet(options.isQuiet), isVerbose(options.isVerbose) {
-        const char* noColor = std::getenv("NO_COLOR");
-        hasColor = isTerminal && !options.isColorOff && (noColor == nullptr || *noColor == '\0');
-    }
+        : isTerminal(isatty(STDERR_FILENO) != 0),
+          isQuiet(options.isQuiet),
+          isVerbose(options.isVerbose),
+          hasAnswer(HasAnswer(options.command)),
+          hasColor(isTerminal && MayEscape(options)),
+          progress(MayEscape(options)) {}
 
     void Started(const Options&) override {}
     void Connected(const host::Connection& connection) override {
@@ -67,28 +82,25 @@ public:
         }
     }
 
-    void StageStarted(Stage, std::uint64_t totalBytes) override {
-        total = totalBytes;
-        lastPercent = -1;
-    }
+    void StageStarted(Stage, std::uint64_t totalBytes) override { progress.Start(totalBytes); }
     void StageAdvanced(Stage stage, std::uint64_t doneBytes, std::chrono::nanoseconds elapsed) override {
-        const int percent = total == 0 ? 0 : static_cast<int>(std::min(doneBytes, total) * 100 / total);
-        if (IsShowingProgress() && percent != lastPercent) {
-            lastPercent = percent;
-            ShowProgress(stage, percent, Speed(doneBytes, elapsed));
+        if (IsShowingProgress()) {
+            progress.Advance(stage, doneBytes, elapsed);
         }
     }
     void StageFinished(Stage stage, std::uint64_t doneBytes, std::chrono::nanoseconds elapsed) override {
         if (IsShowingProgress()) {
-            const bool isWhole = total == 0 || doneBytes >= total;
-            ShowProgress(stage, isWhole ? 100 : static_cast<int>(doneBytes * 100 / total), Speed(doneBytes, elapsed));
-            Print(stderr, "\n");
-            isLineOpen = false;
+            progress.Finish(stage, doneBytes, elapsed);
         }
     }
 
-    void PluginMessage(const std::string& text) override { Say("", "", text); }
-    void PluginError(const std::string& text) override { Say(kRed, "plug-in error: ", text); }
+    // What the plug-in says while it works is a detail of how the command ends, and follows that.
+    void PluginMessage(const std::string& text) override {
+        isVerbose ? Say("", "", text) : static_cast<void>(said.push_back(text));
+    }
+    void PluginError(const std::string& text) override {
+        isVerbose ? Say(kRed, "plug-in error: ", text) : static_cast<void>(said.push_back(text));
+    }
     void Note(const std::string& text) override {
         if (isVerbose || isTerminal) {
             Say("", "", text);
@@ -102,6 +114,8 @@ public:
         }
     }
 
+    void Consequence(const host::FieldText& text) override { heldBack.push_back(InWords(text)); }
+
     void ShowPlan(const host::WritePlan& plan) override {
         using host::SectorPlan;
         fmt::print(
@@ -111,26 +125,10 @@ public:
             plan.ExpectedBytes(), plan.keepsCcfg ? "; CCFG is kept" : "", DrawFlashMap(plan), Reasons(plan));
     }
     void ShowAddress(host::AddressKind kind, const std::string& address) override {
-        Print(stdout, "{:<15}{}\n", AddressName(kind), address);
+        Print(stdout, "{}", AddressText(kind, address));
     }
-    void ShowCcfg(const host::CcfgInfo& ccfg) override {
-        Print(stdout, "CCFG         {}\n",
-              ccfg.sizeBytes == 0 ? "none valid" : fmt::format("{} bytes at 0x{:08X}", ccfg.sizeBytes, ccfg.address));
-        Print(stdout, "Boot loader  {}\n", ccfg.isBootloaderDisabled ? "disabled" : "enabled");
-        Print(stdout, "Debug port   {}\n", ccfg.isDebugDisabled ? "disabled from the next power-up on" : "enabled");
-        Print(stdout, "Protected    {}\n",
-              ccfg.protectedSectors.IsEmpty() ? "no pages" : "pages " + ccfg.protectedSectors.Text());
-    }
-    void ShowInfo(const host::Connection& connection) override {
-        const host::ChipInfo& info = connection.GetSession().Info();
-        Print(stdout, "Device       {}, {}\n", connection.PartName(), connection.Device().summary);
-        Print(stdout, "Chip         {}\n", connection.GetProbe().Describe());
-        Print(stdout, "Plug-in      {}\n", connection.Plugin().Path().string());
-        Print(stdout, "Flash        {} of {} bytes\n", info.flashText, info.geometry.sectorSizeBytes);
-        Print(stdout, "RAM          {}\n", info.ramText);
-        Print(stdout, "Revision     {}\n", info.revisionText);
-        Print(stdout, "Operations   {}\n", info.operations);
-    }
+    void ShowCcfg(const host::CcfgInfo& ccfg) override { Print(stdout, "{}", CcfgText(ccfg)); }
+    void ShowInfo(const host::Connection& connection) override { Print(stdout, "{}", InfoText(connection)); }
     void ShowDevices(const std::vector<host::DeviceDescription>& devices) override {
         for (const host::DeviceDescription& device : devices) {
             Print(stdout, "{:<15}{:>5} KiB, {:>3} sectors of {}  {}\n", device.name, device.FlashSizeBytes() / 1024,
@@ -147,7 +145,8 @@ public:
         }
         Print(stdout, "  {}  {}: {}\n", NameOf(result.outcome), result.name, result.demand);
         if (result.outcome != validator::Outcome::Passed) {
-            Print(stdout, "      expected: {}\n      found:    {}\n", result.expected, result.found);
+            Print(stdout, "      expected: {}\n      found:    {}\n", host::Escaped(result.expected),
+                  host::Escaped(result.found));
         }
         std::fflush(stdout);  // the next one may take its time
     }
@@ -165,38 +164,34 @@ public:
     }
 
     void Finished(const Outcome& outcome) override {
-        std::fflush(stdout);
+        const bool isWritten = std::fflush(stdout) == 0 && std::ferror(stdout) == 0;
+        progress.End();
         if (outcome.exitCode != 0) {
+            Print(stderr, "{}{}{}\n", hasColor ? kRed : "", ErrorText(outcome.text), hasColor ? kPlain : "");
             // They may say what is lost, and hold the only copy.
             std::for_each(heldBack.begin(), heldBack.end(), [this](const std::string& text) { ShowWarning(text); });
-            EndLine();
-            Print(stderr, "{}error: {}{}\n", hasColor ? kRed : "", outcome.text, hasColor ? kPlain : "");
-        } else if (!isQuiet && (isTerminal || isVerbose) && !outcome.text.empty()) {
-            EndLine();
-            const std::string size = outcome.bytes == 0 ? "" : fmt::format(", {} bytes", outcome.bytes);
-            const std::string time =
-                outcome.elapsed.count() == 0
-                    ? ""
-                    : fmt::format(", {:.3f} s", std::chrono::duration<double>(outcome.elapsed).count());
-            const std::string speed = outcome.bytes == 0 ? "" : ", " + Speed(outcome.bytes, outcome.elapsed);
-            Print(stderr, "{}{}{}{}{}{}\n", hasColor ? kGreen : "", outcome.text, hasColor ? kPlain : "", size, time,
-                  speed);
+            ShowWhatElseWasSaid(outcome);
+        } else if (!isQuiet && isWritten) {
+            if (!hasAnswer) {
+                std::for_each(said.begin(), said.end(), [this](const std::string& text) { Say("", "", text); });
+            }
+            Print(stderr, "{}{}{}\n", hasColor ? kGreen : "", host::Escaped(VerdictText(outcome)),
+                  hasColor ? kPlain : "");
         }
     }
 
 private:
     bool IsShowingProgress() const { return isTerminal && !isQuiet; }
 
-    void ShowProgress(Stage stage, int percent, const std::string& speed) {
-        Print(stderr, "{}{:<8} {:3} %  {}", kClearLine, StageName(stage), percent, speed);
-        std::fflush(stderr);
-        isLineOpen = true;
-    }
-
-    void EndLine() {
-        if (isLineOpen) {
-            Print(stderr, "\n");
-            isLineOpen = false;
+    // Whoever interrupts the work knows the cause.
+    void ShowWhatElseWasSaid(const Outcome& outcome) {
+        if (isQuiet || outcome.exitCode == static_cast<int>(host::FailureKind::Interrupted)) {
+            return;
+        }
+        for (const std::string& text : said) {
+            if (outcome.text.find(Trimmed(text)) == std::string::npos) {
+                Show("", "  The plug-in said: ", text);
+            }
         }
     }
 
@@ -208,16 +203,13 @@ private:
 
     void ShowWarning(const std::string& text) { Show(kYellow, "warning: ", text); }
 
-    void Show(const char* color, const char* prefix, std::string text) {
-        while (!text.empty() && text.back() == '\n') {
-            text.pop_back();
-        }
-        EndLine();
+    void Show(const char* color, const char* prefix, const std::string& text) {
+        progress.End();
         const bool isColored = hasColor && *color != '\0';
-        Print(stderr, "{}{}{}{}\n", isColored ? color : "", prefix, text, isColored ? kPlain : "");
+        Print(stderr, "{}{}{}{}\n", isColored ? color : "", prefix, host::EscapedLines(Trimmed(text)),
+              isColored ? kPlain : "");
     }
 
-    // A line for each reason that there is, of a plan that knows what the chip holds.
     static std::string Reasons(const host::WritePlan& plan) {
         std::string lines;
         for (const auto& [reason, pages] : host::SectorsByReason(plan)) {
@@ -233,20 +225,14 @@ private:
                                 : fmt::format("{}; of only the fill value: {}", ListOrNone(listed), filled.Text());
     }
 
-    bool isTerminal, isQuiet, isVerbose;
-    std::vector<std::string> heldBack;  // warnings that are only told with a failure
-    bool hasColor = false, isLineOpen = false;
-    std::uint64_t total = 0;
-    int lastPercent = -1;
-    std::string topic;  // of the last check
+    bool isTerminal, isQuiet, isVerbose, hasAnswer, hasColor;
+    ProgressLine progress;
+    std::vector<std::string> heldBack;  // warnings that follow a failure
+    std::vector<std::string> said;      // by the plug-in, not shown yet
+    std::string topic;                  // of the last check
 };
 
 }  // namespace
-
-std::string AddressName(host::AddressKind kind) {
-    static const char* const kNames[] = {"primary BLE", "secondary BLE", "primary IEEE", "secondary IEEE"};
-    return kNames[static_cast<std::size_t>(kind)];
-}
 
 std::unique_ptr<View> MakeTextView(const Options& options) { return std::make_unique<TextView>(options); }
 

@@ -36,9 +36,6 @@ public:
     virtual void Finished(const Outcome& outcome) = 0;
 };
 
-// "primary BLE", …
-std::string AddressName(host::AddressKind kind);
-
 std::unique_ptr<View> MakeTextView(const Options& options);
 std::unique_ptr<View> MakeJsonView();
 

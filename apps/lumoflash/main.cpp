@@ -11,6 +11,7 @@
 #include "apps/lumoflash/CommandLine.h"
 #include "apps/lumoflash/Commands.h"
 #include "apps/lumoflash/FieldOptions.h"
+#include "apps/lumoflash/Texts.h"
 #include "apps/lumoflash/View.h"
 #include "host/Failure.h"
 
@@ -70,10 +71,10 @@ int main(int argumentCount, char** arguments) {
     try {
         return RunProgram(argumentCount, arguments);
     } catch (const flash::host::Failure& failure) {
-        fmt::print(stderr, "error: {}\n", flash::app::InWords(failure.Text()));
+        fmt::print(stderr, "{}\n", flash::app::ErrorText(flash::app::InWords(failure.Text())));
         return static_cast<int>(failure.Kind());
     } catch (const std::exception& error) {
-        fmt::print(stderr, "error: {}\n", error.what());
+        fmt::print(stderr, "{}\n", flash::app::ErrorText(flash::app::WordsOf(error)));
         return static_cast<int>(flash::host::FailureKind::BadInput);
     }
 }

@@ -12,6 +12,7 @@
 #include <system_error>
 
 #include "host/Failure.h"
+#include "host/Words.h"
 
 namespace flash::host {
 namespace {
@@ -80,7 +81,7 @@ std::uintmax_t SizeOfUsableFile(const std::filesystem::path& path, std::size_t m
         throw ErrorAt(origin, "the file is empty");
     }
     if (size > mostBytes) {
-        throw ErrorAt(origin, fmt::format("the file has {} bytes, at most {} are allowed", size, mostBytes));
+        throw ErrorAt(origin, fmt::format("the file has {}, at most {} are allowed", Counted(size, "byte"), mostBytes));
     }
     return size;
 }
@@ -95,7 +96,8 @@ std::vector<std::uint8_t> LoadFile(const std::filesystem::path& path, std::size_
     }
     std::vector<std::uint8_t> content(size);
     if (!stream.read(reinterpret_cast<char*>(content.data()), static_cast<std::streamsize>(size))) {
-        throw ErrorAt({path.string(), ""}, fmt::format("only {} of {} bytes can be read", stream.gcount(), size));
+        throw ErrorAt({path.string(), ""},
+                      fmt::format("only {} of {} can be read", stream.gcount(), Counted(size, "byte")));
     }
     return content;
 }

@@ -9,6 +9,7 @@
 #include <utility>
 #include <vector>
 
+#include "host/Words.h"
 #include "host/files/TextRecords.h"
 
 namespace flash::host {
@@ -45,13 +46,13 @@ Record DecodeRecord(std::string_view line, const Origin& origin) {
     }
     Record record{DecodeDigits(line, 1, origin)};
     if (record.bytes.size() < kFrameBytes) {
-        throw ErrorAt(origin, fmt::format("the record has {} bytes, expected at least {}: it is truncated",
-                                          record.bytes.size(), kFrameBytes));
+        throw ErrorAt(origin, fmt::format("the record has {}, expected at least {}: it is truncated",
+                                          Counted(record.bytes.size(), "byte"), kFrameBytes));
     }
     const std::size_t dataBytes = record.bytes.size() - kFrameBytes;
     if (record.bytes[0] != dataBytes) {
-        throw ErrorAt(origin,
-                      fmt::format("the record says {} data bytes, the line has {}", record.bytes[0], dataBytes));
+        throw ErrorAt(origin, fmt::format("the record says {}, the line has {}", Counted(record.bytes[0], "data byte"),
+                                          dataBytes));
     }
     const std::uint8_t sum = ByteSum(std::span(record.bytes).first(record.bytes.size() - 1));
     RequireChecksum(record.bytes, static_cast<std::uint8_t>(-sum), origin);
@@ -77,8 +78,8 @@ private:
 // All types but data have a fixed length and no use for the offset.
 std::uint32_t FixedValue(const Record& record, std::size_t length, const Origin& origin) {
     if (record.Data().size() != length) {
-        throw ErrorAt(origin, fmt::format("a record of type {:02X} has {} data bytes, expected {}", record.Type(),
-                                          record.Data().size(), length));
+        throw ErrorAt(origin, fmt::format("a record of type {:02X} has {}, expected {}", record.Type(),
+                                          Counted(record.Data().size(), "data byte"), length));
     }
     if (record.Offset() != 0) {
         throw ErrorAt(origin, fmt::format("a record of type {:02X} has the offset 0x{:04X}, expected 0x0000",

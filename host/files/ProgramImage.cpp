@@ -6,6 +6,8 @@
 #include <algorithm>
 #include <iterator>
 
+#include "host/Words.h"
+
 namespace flash::host {
 namespace {
 
@@ -21,7 +23,7 @@ std::string Range(std::uint32_t address, std::size_t length) {
 }  // namespace
 
 std::string Describe(const Origin& origin) {
-    return origin.place.empty() ? origin.file : origin.file + ", " + origin.place;
+    return Escaped(origin.place.empty() ? origin.file : origin.file + ", " + origin.place);
 }
 
 ProgramFileError ErrorAt(const Origin& origin, const FieldText& problem) {
@@ -31,8 +33,8 @@ ProgramFileError ErrorAt(const Origin& origin, const FieldText& problem) {
 // Throws when [address, address + length) runs past the address space or into a segment.
 void ProgramImage::RequireFree(std::uint32_t address, std::size_t length, const Origin& origin) const {
     if (length > kAddressSpaceBytes - address) {
-        throw ErrorAt(
-            origin, fmt::format("{} bytes at 0x{:08X} run past the end of the 32-bit address space", length, address));
+        throw ErrorAt(origin, fmt::format("{} at 0x{:08X} {} past the end of the 32-bit address space",
+                                          Counted(length, "byte"), address, length == 1 ? "runs" : "run"));
     }
     auto other = segments.lower_bound(address);
     if (other != segments.begin()) {

@@ -9,6 +9,7 @@
 #include <utility>
 #include <vector>
 
+#include "host/Words.h"
 #include "host/files/TextRecords.h"
 
 namespace flash::host {
@@ -53,11 +54,12 @@ Record DecodeRecord(std::string_view line, const Origin& origin) {
     const std::vector<std::uint8_t> bytes = DecodeDigits(line, 2, origin);
     const std::size_t least = kind.addressBytes + 2;  // the length and the checksum are always there
     if (bytes.size() < least) {
-        throw ErrorAt(origin, fmt::format("the S{} record has {} bytes, expected at least {}: it is truncated",
-                                          kind.digit, bytes.size(), least));
+        throw ErrorAt(origin, fmt::format("the S{} record has {}, expected at least {}: it is truncated", kind.digit,
+                                          Counted(bytes.size(), "byte"), least));
     }
     if (bytes[0] != bytes.size() - 1) {
-        throw ErrorAt(origin, fmt::format("the record says {} bytes, the line has {}", bytes[0], bytes.size() - 1));
+        throw ErrorAt(origin,
+                      fmt::format("the record says {}, the line has {}", Counted(bytes[0], "byte"), bytes.size() - 1));
     }
     const std::uint8_t sum = ByteSum(std::span(bytes).first(bytes.size() - 1));
     RequireChecksum(bytes, static_cast<std::uint8_t>(0xFF - sum), origin);
@@ -81,8 +83,8 @@ private:
 
 void RequireNoData(const Record& record, const Origin& origin) {
     if (!record.data.empty()) {
-        throw ErrorAt(origin, fmt::format("the S{} record has {} data bytes, expected none", record.kind.digit,
-                                          record.data.size()));
+        throw ErrorAt(origin, fmt::format("the S{} record has {}, expected none", record.kind.digit,
+                                          Counted(record.data.size(), "data byte")));
     }
 }
 
@@ -115,8 +117,9 @@ void Reader::TakeData(const Record& record, const Origin& origin) {
 void Reader::TakeCount(const Record& record, const Origin& origin) const {
     RequireNoData(record, origin);
     if (record.address != dataRecords) {
-        throw ErrorAt(origin, fmt::format("the S{} record counts {} data records, but {} stand before it",
-                                          record.kind.digit, record.address, dataRecords));
+        throw ErrorAt(origin, fmt::format("the S{} record counts {}, but {} {} before it", record.kind.digit,
+                                          Counted(record.address, "data record"), dataRecords,
+                                          dataRecords == 1 ? "stands" : "stand"));
     }
 }
 

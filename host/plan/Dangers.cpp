@@ -6,6 +6,8 @@
 #include <algorithm>
 #include <optional>
 
+#include "host/Words.h"
+
 namespace flash::host {
 namespace {
 
@@ -39,8 +41,8 @@ std::vector<std::string> FindDangers(const ClosingChanges& changes, const std::v
     }
     const bool isLast = changes.protect && changes.protect->Contains(layout.geometry.sectorCount - 1);
     if (changes.protect) {
-        dangers.push_back(fmt::format("Pages {} will be write-protected from the next power-up on{}",
-                                      changes.protect->Text(),
+        dangers.push_back(fmt::format("{} will be write-protected from the next power-up on{}",
+                                      Listed("Page", changes.protect->Text()),
                                       isLast ? ", and with the last page all of CCFG: this cannot be taken back" : ""));
     }
     if (changes.disableDebug && isLast) {

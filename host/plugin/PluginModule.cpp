@@ -4,7 +4,9 @@
 #include <dlfcn.h>
 #include <fmt/format.h>
 
+#include <algorithm>
 #include <exception>
+#include <string_view>
 
 #include "host/Failure.h"
 
@@ -16,6 +18,16 @@ namespace {
 std::string LoaderError() {
     const char* text = dlerror();
     return text == nullptr ? "no reason given" : text;
+}
+
+// An exception of the standard library that a plug-in hands on speaks to programmers, of whatever library it was.
+std::string ForUsers(const std::string& text) {
+    static constexpr std::string_view kOfALibrary[] = {
+        "invalid vector", "invalid stoi", "invalid string position", "invalid map", "stoi", "stol",
+        "stoul",          "vector::",     "basic_string::",          "map::at",     "std::"};
+    const bool isOfALibrary =
+        std::ranges::any_of(kOfALibrary, [&](std::string_view start) { return text.starts_with(start); });
+    return isOfALibrary ? "it cannot use the value of a property, or what the chip answered" : text;
 }
 
 // Runs one operation; whatever comes back but null, and whatever it throws, is a PluginError.
@@ -30,7 +42,7 @@ void Call(const char* name, Operation operation) {
         throw PluginError(fmt::format("{} let an exception of unknown type out", name));
     }
     if (error != nullptr) {
-        throw PluginError(*error == '\0' ? fmt::format("{} failed without saying why", name) : std::string(error));
+        throw PluginError(*error == '\0' ? fmt::format("{} failed without saying why", name) : ForUsers(error));
     }
 }
 

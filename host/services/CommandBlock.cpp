@@ -7,6 +7,7 @@
 #include <iterator>
 
 #include "host/Numbers.h"
+#include "host/Words.h"
 
 namespace flash::host {
 namespace {
@@ -78,7 +79,7 @@ std::string DescribeCommand(const CommandBlockView& block) {
                                    block.HasCrc() ? " with CRC" : "");
     // After a verification the address is the one that differs.
     const bool hasRange = block.RangeBytes() != 0 && !block.IsVerificationFailure();
-    return hasRange ? text + fmt::format(", {} bytes at 0x{:08X}", block.RangeBytes(), block.address) : text;
+    return hasRange ? text + fmt::format(", {} at 0x{:08X}", Counted(block.RangeBytes(), "byte"), block.address) : text;
 }
 
 FieldText DescribeStatus(const CommandBlockView& block) {

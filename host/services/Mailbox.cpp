@@ -52,12 +52,16 @@ MailboxReport ReadMailbox(Probe& probe, const MailboxPlace& place, const std::op
                 continue;
             }
             startLine();
-            report.isFailure = true;
-            report.isVerification |= block.IsVerificationFailure();
-            report.text += fmt::format("Block {}, {}: ", index, DescribeCommand(block)) + DescribeStatus(block);
-            if (block.status == kStatusNotDone) {
-                report.text += "; " + DescribeCore(probe, beforeHalt);
+            const bool isAnswer = block.status != kStatusNotDone;
+            const FieldText status =
+                DescribeStatus(block) + (isAnswer ? FieldText("") : "; " + DescribeCore(probe, beforeHalt));
+            report.text += fmt::format("Block {}, {}: ", index, DescribeCommand(block)) + status;
+            if (!report.isFailure || (isAnswer && !report.isAnswer)) {
+                report.cause = status;
             }
+            report.isFailure = true;
+            report.isAnswer |= isAnswer;
+            report.isVerification |= block.IsVerificationFailure();
         }
         if (!report.isFailure) {
             report.text = "The flashloader has answered every command with success";

@@ -35,6 +35,8 @@ CommandBlockView ReadBlock(Probe& probe, const MailboxPlace& place, std::uint32_
 // What the flashloader answered, after something went wrong.
 struct MailboxReport {
     FieldText text = "";
+    FieldText cause = "";         // of these, the first failure that is an answer, else the first silence
+    bool isAnswer = false;        // the cause is what the flashloader answered
     bool isVerification = false;  // the flash differs from what was sent
     bool isFailure = false;       // some block holds a failure or was never answered
 };

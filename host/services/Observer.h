@@ -30,6 +30,9 @@ public:
     virtual void Note(const std::string& text) = 0;
     virtual void Warning(const FieldText& text) = 0;
 
+    // What else went wrong on account of the failure that is told next.
+    virtual void Consequence(const FieldText& text) { Warning(text); }
+
 protected:
     Observer() = default;
     Observer(const Observer&) = default;

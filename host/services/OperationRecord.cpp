@@ -8,8 +8,8 @@ void OperationRecord::Begin(Stage stageOfProgramming, std::uint64_t bytesToProgr
     programStage = stageOfProgramming;
     programBytes = bytesToProgram;
     complaints.clear();
+    refusal.reset();
     messages.clear();
-    firstTrouble.clear();
     sawVerificationFailure = false;
     wasInterrupted = false;
     programmedBytes = 0;

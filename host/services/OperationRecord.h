@@ -25,9 +25,9 @@ public:
     void TakeMessage(const std::string& text);  // the plug-in's
     void TakeError(const std::string& text);    // likewise
 
-    // Of the probe. What the plug-in makes of it may have none of its words.
-    void TakeTrouble(const std::string& text) { firstTrouble = firstTrouble.empty() ? text : firstTrouble; }
-    const std::string& FirstTrouble() const { return firstTrouble; }  // "" for none
+    // A service that failed; the first one is the likely cause of all that the plug-in says afterwards.
+    void TakeRefusal(const FieldText& text) { refusal = refusal ? refusal : text; }
+    const std::optional<FieldText>& Refusal() const { return refusal; }
 
     // What went wrong although the operation may report success.
     void Complain(const FieldText& text) { complaints.push_back(text); }
@@ -46,8 +46,8 @@ private:
     Observer& observer;
     Stage programStage = Stage::Program;
     std::uint64_t programBytes = 0;
-    std::string firstTrouble;
     std::vector<FieldText> complaints;
+    std::optional<FieldText> refusal;
     std::vector<std::string> messages;
     bool sawVerificationFailure = false;
     std::uint64_t programmedBytes = 0, checkedBytes = 0;

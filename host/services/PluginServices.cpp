@@ -8,6 +8,8 @@
 #include <span>
 #include <string_view>
 
+#include "host/Failure.h"
+
 namespace flash::host {
 namespace {
 
@@ -48,14 +50,17 @@ const char* PluginServices::Guarded(Work work) {
     try {
         work();
         return nullptr;
-    } catch (const ProbeError& error) {
-        record.TakeTrouble(error.what());
-        errorText = error.what();
-        return errorText.c_str();
+    } catch (const Failure& failure) {
+        return Refuse(failure.Text());
     } catch (const std::exception& error) {
-        errorText = error.what();
-        return errorText.c_str();
+        return Refuse(error.what());
     }
+}
+
+const char* PluginServices::Refuse(const FieldText& text) {
+    record.TakeRefusal(text);
+    errorText = text.Plain();
+    return errorText.c_str();
 }
 
 // ---- Properties and messages

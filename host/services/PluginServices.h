@@ -81,6 +81,7 @@ public:
 private:
     template <typename Work>
     const char* Guarded(Work work);
+    const char* Refuse(const FieldText& text);
     bool IsSafePoint(std::uint32_t address, std::size_t lengthBytes) const;
 
     Probe& probe;

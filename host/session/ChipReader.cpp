@@ -8,6 +8,7 @@
 
 #include "host/Failure.h"
 #include "host/Numbers.h"
+#include "host/Words.h"
 #include "host/services/Progress.h"
 
 namespace flash::host {
@@ -86,7 +87,8 @@ std::size_t ChipReader::Compare(const std::vector<DataRun>& expected, std::size_
     });
     if (different != 0) {
         throw Failure(FailureKind::Difference,
-                      fmt::format("Verifying: {} of {} bytes differ, {}", different, totalBytes, firstDifference));
+                      fmt::format("Verifying: {} of {} {}, {}", different, Counted(totalBytes, "byte"),
+                                  different == 1 ? "differs" : "differ", firstDifference));
     }
     return compared;
 }

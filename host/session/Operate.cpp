@@ -9,33 +9,54 @@
 namespace flash::host {
 namespace {
 
+// The most telling of what is known: an answer of the flashloader, a service that failed, a flashloader that never
+// answered. What the plug-in says comes after all of them: it knows the least.
+FieldText CauseOf(PluginServices& services, const std::optional<MailboxReport>& report, const FieldText& said) {
+    if (report && report->isAnswer) {
+        return report->cause;
+    }
+    if (services.Record().Refusal()) {
+        return *services.Record().Refusal();
+    }
+    return report && report->isFailure ? report->cause : said;
+}
+
+FieldText WithDetails(const std::string& attempt, const FieldText& cause, const FieldText& said,
+                      const std::optional<MailboxReport>& report) {
+    FieldText text = attempt + ": " + cause;
+    if (said.Plain() != cause.Plain()) {
+        text += "\nThe plug-in said: " + said;
+    }
+    if (report) {
+        text += "\n" + report->text;
+    }
+    return text;
+}
+
 [[noreturn]] void FailOperation(PluginServices& services, const std::string& attempt, const std::string& pluginText) {
     services.EndOperation();
     if (services.Record().wasInterrupted) {
         throw Failure(FailureKind::Interrupted,
                       fmt::format("{}: interrupted; the same command again starts anew", attempt));
     }
-    FieldText text = fmt::format("{}: {}", attempt, pluginText);
-    if (const std::string& trouble = services.Record().FirstTrouble(); pluginText.find(trouble) == std::string::npos) {
-        text += "\n" + trouble;
-    }
-    FailureKind kind = FailureKind::Operation;
-    if (const std::optional<MailboxReport> report = services.ExplainMailbox()) {
-        text += "\n" + report->text;
-        kind = report->isVerification || services.Record().SawVerificationFailure() ? FailureKind::Difference : kind;
-    }
-    throw Failure(kind, text);
+    const std::optional<MailboxReport> report = services.ExplainMailbox();
+    const bool isDifference = report && (report->isVerification || services.Record().SawVerificationFailure());
+    throw Failure(isDifference ? FailureKind::Difference : FailureKind::Operation,
+                  WithDetails(attempt, CauseOf(services, report, pluginText), pluginText, report));
 }
 
 void RequireNoComplaints(PluginServices& services, const std::string& attempt) {
-    if (services.Record().Complaints().empty()) {
+    const std::vector<FieldText>& complaints = services.Record().Complaints();
+    if (complaints.empty()) {
         return;
     }
-    FieldText text = fmt::format("{}: reported as done, but not without errors", attempt);
-    for (const FieldText& complaint : services.Record().Complaints()) {
+    const std::optional<MailboxReport> report = services.ExplainMailbox();
+    FieldText text = attempt + ": " + CauseOf(services, report, complaints.front()) +
+                     "\nIt was reported as done, but not without errors:";
+    for (const FieldText& complaint : complaints) {
         text += "\n" + complaint;
     }
-    if (const auto report = services.ExplainMailbox(); report && report->isFailure) {
+    if (report && report->isFailure) {
         text += "\n" + report->text;
     }
     throw Failure(FailureKind::Operation, text);

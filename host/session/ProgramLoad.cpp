@@ -4,6 +4,7 @@
 #include <algorithm>
 
 #include "host/Failure.h"
+#include "host/Words.h"
 #include "host/plan/Contradictions.h"
 #include "host/session/Operate.h"
 #include "host/session/Session.h"
@@ -47,6 +48,13 @@ SectorSet SectorsTouched(const PlannedLoad& load) {
     return touched;
 }
 
+// What the files have for CCFG while the chip's own is kept.
+bool LeavesOutCcfg(const WritePlan& plan, const ProgramImage& image, const CcfgInfo& ccfg) {
+    const auto& [lastAddress, lastSegment] = *image.Segments().rbegin();
+    return plan.keepsCcfg && plan.ExpectedBytes() + plan.AlreadyRightBytes() < image.ByteCount() &&
+           lastAddress + lastSegment.bytes.size() > ccfg.address;
+}
+
 // The list of sectors to erase is that of the plan.
 ProgramOptions AsPlanned(const PlannedLoad& load) {
     ProgramOptions options = load.options;
@@ -80,7 +88,8 @@ PlannedLoad Session::Plan(const ProgramImage& image, const ProgramOptions& optio
         throw Failure(FailureKind::BadInput, "Nothing is left to program: everything in the file is skipped");
     }
     LeaveOutUnchanged(load, ccfg);
-    WarnAboutPlan(load, image, ccfg);
+    load.isFilesCcfgLeftOut = LeavesOutCcfg(load.plan, image, ccfg);
+    WarnAboutPlan(load, ccfg);
     return load;
 }
 
@@ -90,15 +99,13 @@ void Session::WarnUnlessThereIsCcfg(const CcfgInfo& ccfg) {
     }
 }
 
-void Session::WarnAboutPlan(const PlannedLoad& load, const ProgramImage& image, const CcfgInfo& ccfg) {
-    const auto& [lastAddress, lastSegment] = *image.Segments().rbegin();
-    if (load.plan.keepsCcfg && load.plan.ExpectedBytes() + load.plan.AlreadyRightBytes() < image.ByteCount() &&
-        lastAddress + lastSegment.bytes.size() > ccfg.address) {
+void Session::WarnAboutPlan(const PlannedLoad& load, const CcfgInfo& ccfg) {
+    if (load.isFilesCcfgLeftOut) {
         observer.Warning("The file has data for CCFG, which is not programmed because the chip's own is kept");
     }
     const SectorSet touched = ProtectedThatAreTouched(load.plan, ccfg.protectedSectors);
     if (!touched.IsEmpty()) {
-        observer.Warning(fmt::format("The chip protects pages {}, which the load touches", touched.Text()));
+        observer.Warning(fmt::format("The chip protects {}, which the load touches", Listed("page", touched.Text())));
     }
 }
 
@@ -222,7 +229,7 @@ void Session::RequireKeptCcfg(const std::string& attempt, const Kept& kept) {
 // The load is over without its end, and no other change is made.
 void Session::AbandonLoad(const Kept& kept, ScopedSettings& scope) {
     PutBack(kept, scope);
-    WarnIfFails("Ending the load after the failure below", [&] { EndLoad("Ending the load", scope); });
+    WarnIfFails("Ending the load after that failure", [&] { EndLoad("Ending the load", scope); });
 }
 
 // ---- The closing phase

@@ -51,7 +51,7 @@ void Session::WarnIfFails(const std::string& consequence, const std::function<vo
     try {
         work();
     } catch (const Failure& failure) {
-        observer.Warning(consequence + ": " + failure.Text());
+        observer.Consequence(consequence + ": " + failure.Text());
     }
 }
 

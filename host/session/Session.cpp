@@ -79,9 +79,12 @@ Session::Session(Equipment& equipment, Observer& hostObserver, const std::atomic
     try {
         info.operations = plugin.Initialize();
     } catch (const PluginError& error) {
-        throw Failure(FailureKind::Unreachable, fmt::format("Cannot identify the chip ({}): {}. Is it powered, and its "
-                                                            "debug port enabled?",
-                                                            probe.Describe(), error.what()));
+        const FieldText cause = services.Record().Refusal().value_or(FieldText(error.what()));
+        const bool isSame = cause.Plain() == error.what();
+        throw Failure(FailureKind::Unreachable,
+                      fmt::format("Cannot identify the chip ({}): ", probe.Describe()) + cause +
+                          ". Is it powered, and its debug port enabled?" +
+                          (isSame ? "" : fmt::format("\nThe plug-in said: {}", error.what())));
     }
     info.flashText = settings.Value("DeviceInfoFlashSize");
     info.ramText = settings.Value("DeviceInfoRAMSize");
@@ -89,8 +92,8 @@ Session::Session(Equipment& equipment, Observer& hostObserver, const std::atomic
     info.geometry = MeasuredGeometry(info.flashText, device);
     layout = LayoutOf(device, info.geometry);
     if (info.geometry.sectorCount != device.sectorCount) {
-        observer.Warning(fmt::format("{} has {} sectors, the chip {}; the chip counts", device.name, device.sectorCount,
-                                     info.geometry.sectorCount));
+        observer.Warning(fmt::format("{} has {}, the chip {}; the chip counts", device.name,
+                                     Counted(device.sectorCount, "sector"), info.geometry.sectorCount));
     }
 }
 
@@ -136,15 +139,16 @@ void Session::EraseSectors(const SectorSet& sectors) {
     SwitchOptionsOff(scope);
     scope.Set("StandaloneEraseSpecificText", sectors.Text());
     RequireNotInterrupted(isInterrupted);
-    Operate(services, fmt::format("Erasing sectors {}", sectors.Text()), Stage::Close, 0,
+    Operate(services, "Erasing " + Listed("sector", sectors.Text()), Stage::Close, 0,
             [this] { plugin.Execute("EraseSectors"); });
 }
 
 WritePlan Session::PlanErase(const std::optional<SectorSet>& sectors, bool keepCcfg) {
     const CcfgInfo ccfg = ReadCcfg();
-    WritePlan plan{.geometry = info.geometry,
-                   .erase = sectors ? EraseChoice::Listed : EraseChoice::All,
-                   .sectors = std::vector<SectorPlan>(info.geometry.sectorCount)};
+    WritePlan plan;
+    plan.geometry = info.geometry;
+    plan.erase = sectors ? EraseChoice::Listed : EraseChoice::All;
+    plan.sectors.resize(info.geometry.sectorCount);
     for (std::uint32_t index = 0; index < info.geometry.sectorCount; ++index) {
         plan.sectors[index].isErased = sectors ? sectors->Contains(index) : !ccfg.protectedSectors.Contains(index);
     }
@@ -178,11 +182,11 @@ void Session::BlankCheck() {
     // The plug-in says "programmed" whatever the flashloader answers, and when it does not answer, too.
     const std::optional<MailboxReport> report = services.ExplainMailbox();
     const bool isProgrammed = says("Blank Check: Device flash is programmed") && report && report->isVerification;
-    const FieldText detail = report ? "\n" + report->text : "";
-    throw Failure(isProgrammed ? FailureKind::Difference : FailureKind::Operation,
-                  (isProgrammed ? "Checking for blank flash: flash is programmed"
-                                : "Checking for blank flash: no answer that can be trusted") +
-                      detail);
+    if (isProgrammed) {
+        throw Failure(FailureKind::Difference, "Checking for blank flash: " + report->cause);
+    }
+    throw Failure(FailureKind::Operation, FieldText("Checking for blank flash: no answer that can be trusted") +
+                                              (report ? "\n" + report->text : ""));
 }
 
 std::string Session::ReadAddress(AddressKind kind) {

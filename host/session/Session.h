@@ -49,6 +49,7 @@ struct PlannedLoad {
     ProgramOptions options;
     WritePlan plan;
     LastSector before;
+    bool isFilesCcfgLeftOut = false;  // because the chip's is kept
 };
 
 // Of the plug-in's NotifyPhase.
@@ -114,7 +115,7 @@ private:
 
     // What the user is told besides.
     void WarnUnlessThereIsCcfg(const CcfgInfo& ccfg);
-    void WarnAboutPlan(const PlannedLoad& load, const ProgramImage& image, const CcfgInfo& ccfg);
+    void WarnAboutPlan(const PlannedLoad& load, const CcfgInfo& ccfg);
     void NoteRetained(const Kept& kept);
     void WarnIfFails(const std::string& consequence, const std::function<void()>& work);
 

@@ -20,7 +20,13 @@ TEST(Listed, HasASingularForAListOfOne) {
 
 TEST(Escaped, LeavesNoControlCharacter) {
     EXPECT_EQ(Escaped("a\x1B[31mb\nc\x7F"), "a\\x1B[31mb\\x0Ac\\x7F");
-    EXPECT_EQ(Escaped(".text caf\xC3\xA9"), ".text caf\xC3\xA9");
+    EXPECT_EQ(Escaped(".text caf\xC3\xA9 \xE2\x82\xAC \xF0\x9F\x98\x80"),
+              ".text caf\xC3\xA9 \xE2\x82\xAC \xF0\x9F\x98\x80");
+    EXPECT_EQ(Escaped("\xC2\x9B"
+                      "31m \x9B \xC3"),
+              "\\xC2\\x9B31m \\x9B \\xC3");
+    EXPECT_EQ(Escaped("\xC0\x9B \xE0\x80\x9B"), "\\xC0\\x9B \\xE0\\x80\\x9B");  // forms that are too long
+    EXPECT_EQ(EscapedLines("a\nb\r"), "a\nb\\x0D");
 }
 
 }  // namespace

@@ -13,7 +13,7 @@ class Fault(Case):
             with self.subTest(fault=fault):
                 self.chip = self.path / f"{fault}.bin"
                 _, err = self.run_chip("--fault", fault, *program, code=code)
-                self.assertEqual("error: " in err, code != 0, err)
+                self.assertEqual(err.startswith("error: "), code != 0, err)
                 self.run_chip(*program)
                 self.run_chip("verify", *program[1:])
 

@@ -41,10 +41,10 @@ class Places(Case):
 
     def test_every_failure_is_told_and_by_itself_reads_well(self):
         _, err = self.run_chip("--trace", "/nowhere/t.json", "info", code=1)
-        self.assertEqual(err, "error: /nowhere/t.json: the file cannot be written: No such file or directory\n")
+        self.assertEqual(err, "error: /nowhere/t.json: the file cannot be written: No such file or directory\n  Before that: identified\n")
         self.chip = self.path / "none" / "chip.bin"
         _, err = self.run_chip("--trace", "/nowhere/t.json", "verify", self.file("a.bin", b"\0"), "--base", "0", code=3)
-        for expected in ("1 of 1 bytes differ", "\nBesides: ", "chip.bin: the file cannot be written",
+        for expected in ("1 of 1 byte differs", "\n  Besides: ", "chip.bin: the file cannot be written",
                          "/nowhere/t.json: the file cannot be written"):
             self.assertIn(expected, err)
 

@@ -118,13 +118,13 @@ class Options(Case):
         plan = [e for e in events if e["event"] == "plan"][0]
         self.assertEqual((plan["written"], plan["unchanged"]), ([1], [0, 2, 3, 4]))
         self.assertIn({"reason": "already right", "pages": [0, 2, 3, 4]}, plan["reasons"])
-        self.assertEqual(events[-1]["text"], "Programmed, verified by CRC: 1 of 5 sectors written, 4 already right")
+        self.assertEqual(events[-1]["text"], "programmed and verified by CRC: 1 of 5 sectors written, 4 already right")
         self.assertEqual(self.flash(0, len(image)), image)
         events = self.events("program", changed, "--base", "0")
-        self.assertEqual(events[-1]["text"], "Programmed, verified by CRC: 0 of 5 sectors written, 5 already right")
+        self.assertEqual(events[-1]["text"], "programmed and verified by CRC: 0 of 5 sectors written, 5 already right")
         self.assertNotIn("load", [e.get("phase") for e in events])
         events = self.events("program", changed, "--base", "0", "--write", "all")
-        self.assertEqual(events[-1]["text"], "Programmed, verified by CRC")
+        self.assertEqual(events[-1]["text"], "programmed and verified by CRC")
 
     def test_verify_by_the_target_and_by_the_link_say_the_same(self):
         image = pattern(3 * 4096)
@@ -135,7 +135,7 @@ class Options(Case):
             self.run_chip("verify", self.file("a.bin", image), "--base", "0", "--by", by)
             texts.add(self.run_chip("verify", other, "--base", "0", "--by", by, code=3)[1])
         self.assertEqual(len(texts), 1, texts)
-        self.assertIn("1 of 12288 bytes differ, first at 0x00001388", texts.pop())
+        self.assertIn("1 of 12288 bytes differs, first at 0x00001388", texts.pop())
 
     def test_skipped_pages_and_fill(self):
         first = self.file("old.bin", pattern(5 * 4096, 9))
@@ -196,7 +196,7 @@ class Options(Case):
         _, err = self.run_chip("program", self.file("a.bin", pattern(16)), "--base", "0", code=1)
         self.assertIn("Timed out waiting for target flashloader", err)
         self.assertIn("(operation failed)", err)
-        self.assertIn("The chip protects pages 0", err)
+        self.assertIn("The chip protects page 0", err)
 
     def test_the_closing_options_of_a_load(self):
         self.run_chip("program", self.file("a.bin", pattern(16)), "--base", "0", "--ble", "C2:00:00:00:00:07",

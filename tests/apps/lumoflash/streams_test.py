@@ -3,25 +3,62 @@ import os
 import subprocess
 import unittest
 
-from lumoflash import PROGRAM, Case, pattern
+from lumoflash import PROGRAM, Case, ccfg, pattern
 
 
 class Streams(Case):
     def test_a_pipe_gets_data_only_and_no_progress(self):
         out, err = self.run_chip("program", self.file("a.bin", pattern(9000)), "--base", "0")
-        self.assertEqual((out, err), (b"", ""))
+        self.assertEqual(out, b"")
+        self.assertRegex(err, r"^programmed and verified by CRC: 12288 bytes, \d+ ms, \d+\.\d KiB/s\n$")
         self.assertNotIn("\x1b", self.run_chip("program", self.file("a.bin", pattern(16)), "--base", "0x20000", code=2)[1])
 
-    def test_verbose_tells_what_the_plugin_does_and_the_verdict(self):
+    def test_verbose_tells_what_the_plugin_does(self):
         _, err = self.run_chip("-v", "program", self.file("a.bin", pattern(9000)), "--base", "0")
         self.assertIn("Chunk 3: addr=0x00002000, length=4096, crc=0x", err)
-        self.assertIn("Programmed, verified by CRC, 12288 bytes", err)
+        self.assertIn("\nprogrammed and verified by CRC: 12288 bytes, ", err)
 
     def test_quiet_leaves_errors_only(self):
         self.run_chip("mac", "write", "ble", "C2:00:00:00:00:01", "-q")
         out, err = self.run_chip("mac", "read", "sec-ble", "-q")
         self.assertEqual((out, err), (b"secondary BLE  C2:00:00:00:00:01\n", ""))
         self.assertNotEqual(self.run_chip("verify", self.file("a.bin", b"\0"), "--base", "0", "-q", code=3)[1], "")
+
+    def test_every_command_ends_with_one_verdict_that_says_what_was_done(self):
+        image = self.file("a.bin", pattern(9000))
+        cases = [
+            (["program", f"{image}@0"], r"programmed and verified by CRC: 12288 bytes, \d+ ms, \d+\.\d KiB/s"),
+            (["program", f"{image}@0"], r"programmed and verified by CRC: 0 of 3 sectors written, 3 already right; \d+ ms"),
+            (["program", f"{image}@0", "--verify", "none", "--write", "all"], r"programmed, not verified: 12288 bytes, .*"),
+            (["program", f"{image}@0", "--verify", "readback", "--write", "all"], r"programmed and verified by reading back: 12288 bytes, .*"),
+            (["program", f"{image}@0", "--skip-pages", "1", "--write", "all"],
+             r"programmed and verified by CRC; neither written nor verified: page 1 \(skipped\); 8192 bytes, .*"),
+            (["program", f"{image}@0", "--dry-run"], r"nothing was touched: \d+ ms"),
+            (["verify", f"{image}@0"], r"verified, no difference: 9000 bytes, \d+ ms, \d+\.\d KiB/s"),
+            (["read", "--out", "x.bin", "--range", "0:1"], r"read: 1 byte, \d+ ms, \d+\.\d KiB/s"),
+            (["blank-check", "--range", "0x4000:16"], r"the range is blank: 16 bytes, .*"),
+            (["mac", "write", "ble", "C2:00:00:00:00:01"], r"written and read back: \d+ ms"),
+            (["mac", "read"], r"addresses read: 4; \d+ ms"), (["mac", "read", "sec-ble"], r"addresses read: 1; \d+ ms"),
+            (["ccfg"], r"nothing was changed: \d+ ms"), (["ccfg", "--disable-bootloader"], r"CCFG changed and verified: \d+ ms"),
+            (["info"], r"identified.*"), (["devices"], r"\d+ parts"),
+            (["erase", "--sectors", "0-1"], r"erased sectors 0-1: \d+ ms"), (["erase", "--sectors", "1"], r"erased sector 1: \d+ ms"),
+            (["erase"], r"erased all unprotected sectors: \d+ ms"), (["blank-check"], r"flash is blank: \d+ ms"),
+        ]
+        for arguments, verdict in cases:
+            with self.subTest(arguments=arguments):
+                self.assertRegex(self.run_chip(*arguments)[1], "^" + verdict + "\n$")
+                self.assertEqual(self.run_chip(*arguments, "--quiet")[1], "")
+
+    def test_a_kept_ccfg_is_no_part_of_what_was_verified(self):
+        self.run_chip("program", f"{self.file('c.bin', ccfg())}@0x{0x10000 - 0x58:X}")
+        image = self.file("a.bin", pattern(4096))
+        _, err = self.run_chip("program", f"{image}@0xF000", "--keep-ccfg")
+        self.assertIn("; neither written nor verified: CCFG (the chip's is kept); 4096 bytes", err)
+
+    def test_each_address_is_shown_once(self):
+        result = subprocess.run([PROGRAM, "-d", self.device, "mac", "read", "pri-ble"], stdout=subprocess.PIPE, stderr=subprocess.STDOUT,
+                                cwd=self.path, timeout=60)
+        self.assertEqual(result.stdout.count(b"C2:02:03:04:05:06"), 1)
 
     def test_every_command_speaks_json(self):
         image = self.file("a.bin", pattern(100))
@@ -71,7 +108,7 @@ class Streams(Case):
         self.run_chip("ccfg", "--protect", "0", "--yes")
         self.file("a.bin", pattern(16, 9))
         _, err = self.run_chip(*program, code=1)
-        self.assertIn("warning: The chip protects pages 0", err)
+        self.assertIn("warning: The chip protects page 0, which the load touches", err)
 
     def test_json_progress_ends_at_the_total(self):
         phases = [e for e in self.events("program", self.file("a.bin", pattern(9000)), "--base", "0", "--verify", "readback")

@@ -55,7 +55,7 @@ TEST(Dangers, DisablingTheDebugPortIsOneByOptionAndByFile) {
 
 TEST(Dangers, ProtectingSectorsIsOneByOptionAndByFileInEitherWord) {
     EXPECT_EQ(FindDangers(Changes(false, {3}), {}, kLayout),
-              Texts{"Pages 3 will be write-protected from the next power-up on"});
+              Texts{"Page 3 will be write-protected from the next power-up on"});
     EXPECT_EQ(FindDangers(Changes(false, {3, 15}), {}, kLayout),
               Texts{"Pages 3,15 will be write-protected from the next power-up on, and with the last page all of CCFG: "
                     "this cannot be taken back"});
@@ -68,7 +68,7 @@ TEST(Dangers, ProtectingSectorsIsOneByOptionAndByFileInEitherWord) {
 
 TEST(Dangers, BothLocksInOneStepAreOneMore) {
     EXPECT_EQ(FindDangers(Changes(true, {3}), {}, kLayout),
-              (Texts{kDebugPort, "Pages 3 will be write-protected from the next power-up on"}));
+              (Texts{kDebugPort, "Page 3 will be write-protected from the next power-up on"}));
     EXPECT_EQ(FindDangers(Changes(true, {15}), {}, kLayout).at(2),
               "The last page is protected before the debug port is disabled: a chip that loses power in between can "
               "never be changed to have both");

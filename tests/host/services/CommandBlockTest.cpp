@@ -74,7 +74,7 @@ TEST(DescribeCommand, NamesEachCommandWithItsRange) {
         {Block(0x13, 0), "command 19 (erase and program with CRC), 4096 bytes at 0x00002000"},
         {Block(4, 0x103), "command 4 (program keeping the rest of the sectors), 4096 bytes at 0x00002000"},
         {{0x2000, 0xFFF, 5, 0, 0}, "command 5 (erase sectors), 4096 bytes at 0x00002000"},
-        {{0x2000, 0, 5, 0, 0}, "command 5 (erase sectors), 1 bytes at 0x00002000"},
+        {{0x2000, 0, 5, 0, 0}, "command 5 (erase sectors), 1 byte at 0x00002000"},
         {Block(6, 0x106), "command 6 (blank check)"},
         {Block(7, 0), "command 7 (unknown command), 4096 bytes at 0x00002000"},
     };

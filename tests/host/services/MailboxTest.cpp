@@ -94,6 +94,30 @@ TEST_F(AMailbox, TellsEachFailureInALineOfItsOwn) {
               "know this command: it does not belong to this plug-in");
 }
 
+TEST_F(AMailbox, HasAnAnswerForItsCauseRatherThanASilence) {
+    struct Case {
+        std::uint32_t first, second;  // statuses
+        const char* cause;
+        bool isAnswer;
+    };
+    const Case cases[] = {
+        {kStatusNotDone, 0x105, "the flashloader does not know this command", true},
+        {0x105, kStatusNotDone, "the flashloader does not know this command", true},
+        {0x105, 0x106, "the flashloader does not know this command", true},
+        {kStatusNotDone, 0, "the flashloader never answered; the core ", false},
+        {0, 0, "", false},
+    };
+    for (const Case& c : cases) {
+        Store(0, 3, c.first);
+        Store(1, 3, c.second);
+
+        const MailboxReport report = ReadMailbox(probe, kPlace, std::nullopt);
+
+        EXPECT_TRUE(report.cause.Plain().starts_with(c.cause)) << report.cause.Plain();
+        EXPECT_EQ(report.isAnswer, c.isAnswer);
+    }
+}
+
 constexpr char kSilentBlock[] =
     "Block 0, command 3 (erase and program), 4096 bytes at 0x00002000: the flashloader never answered; ";
 

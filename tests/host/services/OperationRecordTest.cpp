@@ -90,6 +90,15 @@ TEST_F(ARecord, PassesOnWhatThePluginSaysAndCountsItsErrorsAsComplaints) {
     EXPECT_EQ(observer.errors, Lines{"it failed"});
 }
 
+TEST_F(ARecord, KeepsTheFirstServiceThatFailed) {
+    EXPECT_FALSE(record.Refusal());
+
+    record.TakeRefusal("the link failed");
+    record.TakeRefusal("the core cannot be halted");
+
+    EXPECT_EQ(record.Refusal()->Plain(), "the link failed");
+}
+
 TEST_F(ARecord, ForgetsAllWhenTheNextOperationBegins) {
     record.Begin(Stage::Program, 0x100);
     Take(Kind::ProgramStarted, 0x100);
@@ -97,6 +106,7 @@ TEST_F(ARecord, ForgetsAllWhenTheNextOperationBegins) {
     Take(Kind::VerificationFailed, 0);
     record.TakeMessage("hello");
     record.Complain("late");
+    record.TakeRefusal("the link failed");
     record.wasInterrupted = true;
 
     record.Begin(Stage::Close, 0x40);
@@ -107,6 +117,7 @@ TEST_F(ARecord, ForgetsAllWhenTheNextOperationBegins) {
     EXPECT_EQ(record.CheckedBytes(), 0u);
     EXPECT_FALSE(record.SawVerificationFailure());
     EXPECT_FALSE(record.wasInterrupted);
+    EXPECT_FALSE(record.Refusal());
     EXPECT_TRUE(record.Messages().empty());
     EXPECT_TRUE(record.Complaints().empty());
 }

@@ -50,8 +50,20 @@ TEST_F(Connecting, PropertiesGoBeforeThoseOfThePart) {
     request.properties = {{"DeviceFlashloaderFile", "none.elf"}};
     Connection connection = Connect();
 
-    EXPECT_EQ(FailureOf(FailureKind::Operation, [&] { connection.GetSession().BlankCheck(); }),
-              "Checking for blank flash: Failed to write flashloader to device SRAM.");
+    const std::string text = FailureOf(FailureKind::Operation, [&] { connection.GetSession().BlankCheck(); });
+    EXPECT_TRUE(
+        text.starts_with("Checking for blank flash: " HOST_DATA_FOLDER "/arm/none.elf: the file does not exist\n"))
+        << text;
+    EXPECT_NE(text.find("\nThe plug-in said: Failed to write flashloader to device SRAM."), std::string::npos) << text;
+}
+
+TEST_F(Connecting, SaysNothingThatIsMeantForProgrammers) {
+    request.properties = {{"DeviceInfoRevisionTranslation", ""}};
+
+    EXPECT_EQ(
+        FailureOf(FailureKind::Unreachable, [&] { Connect(); }),
+        "Cannot identify the chip (a virtual LumoD with 64 KiB of flash): it cannot use the value of a property, or "
+        "what the chip answered. Is it powered, and its debug port enabled?");
 }
 
 TEST_F(Connecting, EndsAtTheFirstStepThatFails) {
