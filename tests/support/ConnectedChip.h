@@ -45,8 +45,8 @@ struct ConnectedChip : ChipInMemory, TestDevice {
     Texts Calls() const { return TextsOf(Without(host.calls, {Service::GetProperty})); }
     std::uint32_t FlashEnd() const { return geometry.Size(); }  // address behind flash
     std::string& Property(const std::string& name) { return host.properties[name]; }
-    void SwitchOn(const char* option) { host.properties[option] = "1"; }
-    void SetErase(const char* setting) { host.properties["FlashEraseSetting"] = setting; }
+    void SwitchOn(const char* option) { host.properties[option] = std::string("1"); }
+    void SetErase(const char* setting) { host.properties["FlashEraseSetting"] = std::string(setting); }
     void SkipSectors(const std::string& list);
 };
 

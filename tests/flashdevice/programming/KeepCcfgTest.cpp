@@ -18,8 +18,8 @@ const std::string kTrimmed = Posted(3, 0x1'F000, 4008, 0);
 std::string Restore(std::uint32_t block) { return Posted(4, kCcfg, 88, block); }
 
 struct KeepingChip : InitializedChip {
-    explicit KeepingChip(const ChipModel& model = kLumoD, std::uint32_t sectorCount = 0)
-        : InitializedChip(model, sectorCount == 0 ? model.reference.sectorCount : sectorCount) {
+    explicit KeepingChip(const ChipModel& chipModel = kLumoD, std::uint32_t sectorCount = 0)
+        : InitializedChip(chipModel, sectorCount == 0 ? chipModel.reference.sectorCount : sectorCount) {
         SwitchOn("KeepCcfgSetting");
     }
     std::string Program(std::uint32_t address, std::size_t length) { return Write({address, Bytes(length, 0x11)}); }

@@ -195,8 +195,8 @@ TEST_F(Pipeline, AFailingBankEraseEndsTheRequestAndIsTriedAgain) {
 TEST_F(Pipeline, SendsTheCrcOfEachChunkWhenAsked) {
     chip.SwitchOn("CrcVerify");
     chip.SetErase(kNoErase);
-    Bytes data(4096, 0xA5);
-    data.insert(data.end(), kDigits.begin(), kDigits.end());
+    Bytes data(4096 + kDigits.size(), 0xA5);
+    std::ranges::copy(kDigits, data.begin() + 4096);
 
     ASSERT_EQ(Program(kDigits, 0x1000), "");
     ASSERT_EQ(Program(data, 0x2000), "");

@@ -48,7 +48,7 @@ private:
             } else if (payload.empty() || i + 1 == raw.size() || !IsCount(raw[i + 1])) {
                 isSound = false;
                 // What follows the star is no count, so it is a character like others.
-                i += i + 1 < raw.size() && IsCount(raw[i + 1]) ? 1 : 0;
+                i += i + 1 < raw.size() && IsCount(raw[i + 1]) ? 1U : 0U;
             } else if (isSound) {
                 payload.append(static_cast<std::size_t>(raw[++i] - 29), payload.back());
             } else {
