@@ -1,4 +1,5 @@
-// CRC-32, a byte at a time over a table of 1 KiB: every chunk is checked twice while the controller has nothing to do.
+// CRC-32, a byte at a time over a table of 1 KiB: what is not checked while the controller works is checked while it
+// has nothing to do.
 #include "firmware/crc32.h"
 
 #include "firmware/load_word.h"
@@ -19,14 +20,22 @@ static const uint32_t kByteTable[256] = {SIXTY_FOUR_ENTRIES(0u), SIXTY_FOUR_ENTR
 
 static uint32_t ShiftOutByte(uint32_t crc) { return (crc >> 8) ^ kByteTable[crc & 0xFFu]; }
 
-uint32_t Crc32(const uint8_t* bytes, uint32_t length) {
-    uint32_t crc = 0xFFFFFFFFu;
+static uint32_t AddWord(uint32_t crc, uint32_t word) {
+    return ShiftOutByte(ShiftOutByte(ShiftOutByte(ShiftOutByte(crc ^ word))));
+}
+
+uint32_t Crc32Add(uint32_t crc, const uint8_t* bytes, uint32_t length) {
+    for (; length >= 16; bytes += 16, length -= 16) {
+        crc = AddWord(AddWord(crc, LoadWord(bytes)), LoadWord(bytes + 4));
+        crc = AddWord(AddWord(crc, LoadWord(bytes + 8)), LoadWord(bytes + 12));
+    }
     for (; length >= 4; bytes += 4, length -= 4) {
-        crc ^= LoadWord(bytes);
-        crc = ShiftOutByte(ShiftOutByte(ShiftOutByte(ShiftOutByte(crc))));
+        crc = AddWord(crc, LoadWord(bytes));
     }
     for (; length > 0; ++bytes, --length) {
         crc = ShiftOutByte(crc ^ *bytes);
     }
-    return ~crc;
+    return crc;
 }
+
+uint32_t Crc32(const uint8_t* bytes, uint32_t length) { return ~Crc32Add(kCrc32Start, bytes, length); }

@@ -11,6 +11,10 @@ extern "C" {
 
 uint32_t Crc32(const uint8_t* bytes, uint32_t length);
 
+// The same piece by piece: begins with this, which each piece changes, and ends with the complement.
+static const uint32_t kCrc32Start = 0xFFFFFFFFu;
+uint32_t Crc32Add(uint32_t crc, const uint8_t* bytes, uint32_t length);
+
 #ifdef __cplusplus
 }
 #endif

@@ -75,7 +75,8 @@ FsmStatus FlashPortEraseBank(void);  // every sector that is not protected; kFsm
 // blank. The units are programmed in ascending order, those of all ones passed over. The first failure ends the run:
 // its status is the result, and no later unit is started. `bytes` have any alignment.
 //
-// A load spends most of its time in here, so have the next unit ready when the controller ends one.
+// A load spends most of its time in here, so have the next unit ready when the controller ends one, and give what is
+// left of the wait to the checksums: `SumWhileBusy` (firmware/sums.h).
 FsmStatus FlashPortProgramUnits(uint32_t unitAddress, const uint8_t* bytes, uint32_t unitCount);
 
 #ifdef __cplusplus

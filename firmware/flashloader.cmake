@@ -43,7 +43,7 @@ function(flash_compile_for_target SOURCE OBJECT CPU)
     list(TRANSFORM ARGN PREPEND -I)
     # Small, but for what a load spends the core's time in.
     set(optimization -Os)
-    if(name MATCHES "^(blank|crc32|flash_port)")
+    if(name MATCHES "^(blank|crc32|equal|flash_port|sums)")
         set(optimization -O2)
     endif()
     add_custom_command(
@@ -63,8 +63,8 @@ function(flash_list_sources OUT PORT VARIANT)
     if(NOT IS_ABSOLUTE ${PORT})
         set(PORT ${FLASHLOADER_FOLDER}/port/${PORT}/flash_port.c)
     endif()
-    set(sources start_up.c mailbox.c load.c commands.c blank.c deadline.c locks.c units.c crc32.c target/clock.c
-        target/library.c target/registers.c)
+    set(sources start_up.c mailbox.c load.c commands.c blank.c deadline.c equal.c locks.c sums.c units.c crc32.c
+        target/clock.c target/library.c target/registers.c)
     list(TRANSFORM sources PREPEND ${FLASHLOADER_FOLDER}/)
     set(${OUT} ${sources} ${PORT} ${VARIANT}.c PARENT_SCOPE)
 endfunction()

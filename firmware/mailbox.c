@@ -5,6 +5,8 @@
 #include <stdatomic.h>
 #include <stddef.h>
 
+#include "firmware/sums.h"
+
 _Static_assert(offsetof(CommandBlock, address) == 0, "written by the host");
 _Static_assert(offsetof(CommandBlock, length) == 4, "written by the host");
 _Static_assert(offsetof(CommandBlock, command) == 8, "written by the host");
@@ -41,6 +43,7 @@ bool MailboxPoll(LoadState* state) {
     atomic_thread_fence(memory_order_acquire);
     CommandBlock block = {
         .address = posted->address, .length = posted->length, .command = posted->command, .crc = posted->crc};
+    SumsTurn(&g_cfg[current ^ 1u], state->workspace->buffers[current ^ 1u], state->workspace->sectorBytes);
     const uint32_t status = RunCommand(state, &block, state->workspace->buffers[current]);
     // Below the stack lie the buffers: what has been programmed may not be what the host has sent.
     if (!IsGuardIntact(state->workspace)) {

@@ -4,18 +4,14 @@
 
 #include "firmware/blank.h"
 #include "firmware/deadline.h"
+#include "firmware/equal.h"
 
 static const uint8_t kErasedByte = 0xFF;
 
 static uint32_t UnitBytes(void) { return FlashPortTraits()->unitBytes; }
 
 uint32_t FirstDifference(const Slice* slice) {
-    const uint8_t* flash = FlashPortBytes() + slice->address;
-    uint32_t offset = 0;
-    while (offset < slice->length && flash[offset] == slice->data[offset]) {
-        ++offset;
-    }
-    return offset;
+    return EqualBytes(FlashPortBytes() + slice->address, slice->data, slice->length);
 }
 
 bool SetsABit(const Slice* slice) {

@@ -1,7 +1,7 @@
 # `flash_add_port_check(NAME SOURCES port model … [INCLUDE folder…])`: a program that runs the checks of this folder on a
 # flash port over a model of its controller, on the workstation.
 cmake_path(GET CMAKE_CURRENT_LIST_DIR PARENT_PATH flashloader)
-foreach(name mailbox load commands blank deadline locks units crc32)
+foreach(name mailbox load commands blank deadline equal locks sums units crc32)
     list(APPEND portCheckSources ${flashloader}/${name}.c)
 endforeach()
 foreach(name PortCheck ProgrammingChecks MishapChecks check_port)
