@@ -1,28 +1,27 @@
-// How long a load of all of flash takes on the virtual chip, in its own time: through the plug-in, without and with the
-// check by CRC, and with a loader that waits for each chunk before it sends the next. The bound is what link or flash
-// need alone, whichever is longer.
+// How long a load of all of flash takes on the virtual chip, in its own time:
+// through the plug-in, without and with the check by CRC, and with a loader
+// that waits for each chunk before it sends the next. The bound is what link or
+// flash need alone, whichever is longer. Then how long it takes when the chip
+// holds the image already, all of it or in part.
 //
 // Usage: load_times PLUGIN DATA_FOLDER [--json]
 #include <fmt/format.h>
 
-#include <atomic>
 #include <nlohmann/json.hpp>
-#include <optional>
 #include <vector>
 
-#include "host/devices/DeviceDescription.h"
 #include "host/files/ElfFile.h"
 #include "host/files/FileContent.h"
 #include "host/files/ProgramFile.h"
 #include "host/services/Mailbox.h"
-#include "host/session/Connection.h"
-#include "host/virtual_chip/VirtualChipProbe.h"
+#include "tests/bench/ChangedLoads.h"
+#include "tests/bench/LoadBench.h"
 
 namespace {
 
+using namespace flash::bench;
 using namespace flash::host;
 using flash::chip::Nanoseconds;
-using Seconds = std::chrono::duration<double>;
 
 struct Times {
     Nanoseconds load, loadWithCrc, link, flash, singleBuffered;
@@ -32,16 +31,10 @@ struct Times {
     double Gain() const { return Seconds(singleBuffered) / Seconds(load); }
 };
 
-struct Installed {
-    std::filesystem::path plugin, dataFolder;
-};
-
 // When the flashloader has been loaded and when the last sector was programmed.
-class Stopwatch final : public Observer {
+class Stopwatch final : public StrictObserver {
 public:
     explicit Stopwatch(const flash::chip::VirtualChip& virtualChip) : chip(virtualChip) {}
-    void StageStarted(Stage, std::uint64_t) override {}
-    void StageAdvanced(Stage, std::uint64_t, Nanoseconds) override {}
     void StageFinished(Stage stage, std::uint64_t, Nanoseconds) override {
         if (stage == Stage::Load) {
             start = chip.Now();
@@ -49,10 +42,6 @@ public:
             end = chip.Now();
         }
     }
-    void PluginMessage(const std::string&) override {}
-    void PluginError(const std::string& text) override { throw std::runtime_error(text); }
-    void Note(const std::string&) override {}
-    void Warning(const FieldText& text) override { throw std::runtime_error(text.Plain()); }
 
     Nanoseconds Elapsed() const { return end - start; }
 
@@ -73,16 +62,6 @@ std::vector<std::uint8_t> FullFlash(const DeviceDescription& device) {
     return bytes;
 }
 
-using Chip = std::shared_ptr<flash::chip::VirtualChip>;
-
-// Flash that must be erased before it can be programmed.
-Chip UsedChip(const DeviceDescription& device, std::uint64_t bytesPerSecond) {
-    flash::chip::Settings settings = VirtualChipSettings(device);
-    settings.timing.linkBytesPerSecond = bytesPerSecond;
-    settings.initialFlash.assign(device.FlashSizeBytes() - 0x58, 0x00);
-    return std::make_shared<flash::chip::VirtualChip>(settings);
-}
-
 // The link speed at which a sector takes as long on the link as in flash.
 std::uint64_t BalancedSpeed(const DeviceDescription& device) {
     const flash::chip::Timing timing;
@@ -94,26 +73,19 @@ std::uint64_t BalancedSpeed(const DeviceDescription& device) {
 Nanoseconds LoadWithPlugin(const Installed& installed, const DeviceDescription& device, Verification verification,
                            const Chip& chip) {
     Stopwatch stopwatch(*chip);
-    const std::atomic<bool> isInterrupted{false};
-    const auto openProbe = [&](const auto&) { return std::make_unique<VirtualChipProbe>(chip); };
-    Connection connection({.part = device.name,
-                           .devicesFolder = installed.dataFolder / "devices",
-                           .dataFolder = installed.dataFolder,
-                           .plugin = installed.plugin,
-                           .properties = {},
-                           .openProbe = openProbe},
-                          stopwatch, isInterrupted);
     ProgramImage image;
     image.Add(0, FullFlash(device), {"full flash", ""});
     ProgramOptions options;
     options.verification = verification;
-    Session& session = connection.GetSession();
-    session.Program(session.Plan(image, options));
-    session.Verify(image);
+    WithSession(installed, device, chip, stopwatch, [&](Session& session) {
+        session.Program(session.Plan(image, options));
+        session.Verify(image);
+    });
     return stopwatch.Elapsed();
 }
 
-// The same flashloader, the same commands, but never a chunk on its way while another is programmed.
+// The same flashloader, the same commands, but never a chunk on its way while
+// another is programmed.
 Nanoseconds LoadSingleBuffered(const Installed& installed, const DeviceDescription& device, const Chip& chip) {
     VirtualChipProbe probe(chip);
     const std::filesystem::path file = installed.dataFolder / "arm" / device.properties.at("DeviceFlashloaderFile");
@@ -177,10 +149,12 @@ void PrintHead() {
 }
 
 void PrintRow(const DeviceDescription& device, std::uint64_t bytesPerSecond, const Times& times) {
-    fmt::print("{:<12}{:>14}{:>10.3f}{:>10.3f}{:>10.3f}{:>10.3f}{:>10.3f}{:>10.3f}{:>10.2f}{:>12.3f}\n", device.name,
-               bytesPerSecond, Seconds(times.load).count(), Seconds(times.link).count(), Seconds(times.flash).count(),
-               times.Bound().count(), times.OfBound(), Seconds(times.singleBuffered).count(), times.Gain(),
-               Seconds(times.loadWithCrc).count());
+    fmt::print(
+        "{:<12}{:>14}{:>10.3f}{:>10.3f}{:>10.3f}{:>10.3f}{:>10.3f}{:>10."
+        "3f}{:>10.2f}{:>12.3f}\n",
+        device.name, bytesPerSecond, Seconds(times.load).count(), Seconds(times.link).count(),
+        Seconds(times.flash).count(), times.Bound().count(), times.OfBound(), Seconds(times.singleBuffered).count(),
+        times.Gain(), Seconds(times.loadWithCrc).count());
 }
 
 }  // namespace
@@ -193,7 +167,8 @@ int main(int argumentCount, char** arguments) {
     const bool isJson = argumentCount > 3 && std::string(arguments[3]) == "--json";
     const Installed installed{arguments[1], arguments[2]};
     const std::vector<DeviceDescription> devices = LoadDeviceDescriptions(installed.dataFolder / "devices").devices;
-    nlohmann::json results = nlohmann::json::array();
+    nlohmann::json results = nlohmann::json::array(), changedRows = nlohmann::json::array();
+    std::vector<CaseResult> changed;
     if (!isJson) {
         PrintHead();
     }
@@ -206,10 +181,16 @@ int main(int argumentCount, char** arguments) {
                 PrintRow(device, speed, times);
             }
             results.push_back(Row(device, speed, times));
+            for (const CaseResult& result : MeasureChangedLoads(installed, device, speed)) {
+                changed.push_back(result);
+                changedRows.push_back(AsJson(result));
+            }
         }
     }
     if (isJson) {
-        fmt::print("{}\n", results.dump(2));
+        fmt::print("{}\n", nlohmann::json{{"loads", results}, {"changedLoads", changedRows}}.dump(2));
+    } else {
+        PrintTable(changed);
     }
     return 0;
 }
