@@ -1,4 +1,4 @@
-// The program of an ELF file: loadable segments, cut into the parts that sections name.
+// The program of an ELF file: the sections that have bytes for memory, each at the address where its segment loads it.
 #include "host/files/ElfFile.h"
 
 #include <fmt/format.h>
@@ -14,98 +14,128 @@ namespace {
 
 std::string NameOfSegment(std::size_t index) { return fmt::format("program header {}", index); }
 
-// One loadable segment, to be cut into the parts that sections name.
-class SegmentCutter {
+// Linkers that know nothing of load addresses leave all of them at 0, which of several segments cannot be meant.
+bool HasLoadAddresses(const std::vector<Elf32_Phdr>& segments) {
+    const auto isInMemory = [](const Elf32_Phdr& segment) { return segment.p_type == PT_LOAD && segment.p_memsz != 0; };
+    return std::ranges::any_of(segments, [](const Elf32_Phdr& segment) { return segment.p_paddr != 0; }) ||
+           std::ranges::count_if(segments, isInMemory) <= 1;
+}
+
+// The segments that load bytes of the file, and where.
+class LoadMap {
 public:
-    SegmentCutter(const ElfReader& reader, std::size_t index);
-    void AddTo(ProgramImage& image) const;
+    explicit LoadMap(const ElfReader& elfReader);
+
+    // A section that no segment loads stands where it runs.
+    std::uint64_t AddressOf(const Elf32_Shdr& section) const;
+
+    void AddWholeSegmentsTo(ProgramImage& image) const;
 
 private:
-    std::uint64_t ProgramStart() const;
-    // Of `section`, or of the segment alone when that is null.
-    void AddPart(ProgramImage& image, std::uint64_t from, std::uint64_t to, const Section* section) const;
+    const Elf32_Phdr& Segment(std::size_t index) const { return reader.ProgramHeaders()[index]; }
+    std::uint64_t AddressOf(const Elf32_Phdr& segment) const {
+        return hasLoadAddresses ? segment.p_paddr : segment.p_vaddr;
+    }
+    void RequireSound(std::size_t index) const;
+    void RequireNoByteTwice() const;
 
     const ElfReader& reader;
-    const Elf32_Phdr& segment;
-    std::uint64_t end;  // all in offsets of the file
-    std::string name;
-    std::span<const std::uint8_t> bytes;
-    std::vector<const Section*> sections;  // those that lie in this segment, ascending by offset
+    std::vector<std::size_t> indices;  // of the program headers, ascending by offset of the file
+    bool hasLoadAddresses;
 };
 
-SegmentCutter::SegmentCutter(const ElfReader& elfReader, std::size_t index)
-    : reader(elfReader), segment(elfReader.ProgramHeaders()[index]), end(EndOf(segment)), name(NameOfSegment(index)) {
-    const auto found = reader.BytesAt(segment.p_offset, segment.p_filesz);
-    if (!found) {
-        throw ErrorAt(
-            reader.OriginOf(name),
-            fmt::format("{} bytes at offset 0x{:X} for address 0x{:08X} end outside the file: it is truncated",
-                        segment.p_filesz, segment.p_offset, segment.p_paddr));
-    }
-    if (segment.p_filesz > segment.p_memsz) {
-        throw ErrorAt(reader.OriginOf(name), fmt::format("{} bytes of file for {} bytes of memory at address 0x{:08X}",
-                                                         segment.p_filesz, segment.p_memsz, segment.p_paddr));
-    }
-    bytes = *found;
-    std::ranges::copy_if(reader.SectionsFrom(segment), std::back_inserter(sections),
-                         [&](const Section* section) { return section->End() <= end; });
-}
-
-// A segment that holds the ELF header is program from its first section on only. Without sections nothing tells where
-// the header's padding ends, so that all of it counts.
-std::uint64_t SegmentCutter::ProgramStart() const {
-    const bool holdsElfHeader = segment.p_offset < reader.Header().e_ehsize;
-    return holdsElfHeader && !sections.empty() ? sections.front()->header.sh_offset : segment.p_offset;
-}
-
-void SegmentCutter::AddPart(ProgramImage& image, std::uint64_t from, std::uint64_t to, const Section* section) const {
-    if (from >= to) {
-        return;
-    }
-    const std::uint64_t offset = from - segment.p_offset;
-    const std::uint64_t address = segment.p_paddr + offset;
-    const Origin origin = reader.OriginOf(section == nullptr ? name : reader.NameOf(*section));
-    if (address > UINT32_MAX) {
-        throw ErrorAt(origin, fmt::format("address 0x{:X} is outside the 32-bit address space", address));
-    }
-    image.Add(static_cast<std::uint32_t>(address), bytes.subspan(offset, to - from), origin);
-}
-
-void SegmentCutter::AddTo(ProgramImage& image) const {
-    std::uint64_t done = ProgramStart();
-    for (const Section* section : sections) {
-        const std::uint64_t start = std::max<std::uint64_t>(done, section->header.sh_offset);
-        AddPart(image, done, start, nullptr);
-        AddPart(image, start, section->End(), section);
-        done = std::max(start, section->End());
-    }
-    AddPart(image, done, end, nullptr);
-}
-
-// The indices of the program headers whose bytes are loaded.
-std::vector<std::size_t> LoadedSegments(const ElfReader& reader) {
-    std::vector<std::size_t> indices;
+LoadMap::LoadMap(const ElfReader& elfReader)
+    : reader(elfReader), hasLoadAddresses(HasLoadAddresses(reader.ProgramHeaders())) {
     for (std::size_t i = 0; i < reader.ProgramHeaders().size(); ++i) {
-        const Elf32_Phdr& segment = reader.ProgramHeaders()[i];
-        if (segment.p_type == PT_LOAD && segment.p_filesz > 0) {
+        if (Segment(i).p_type == PT_LOAD && Segment(i).p_filesz > 0) {
+            RequireSound(i);
             indices.push_back(i);
         }
     }
-    return indices;
+    std::ranges::stable_sort(indices, {}, [&](std::size_t index) { return Segment(index).p_offset; });
+    RequireNoByteTwice();
 }
 
-// Each byte of the file is loaded once, as every linker has it. So no image is larger than its file, and no section is
-// cut more than once, whatever thousands of program headers say.
-void RequireNoByteTwice(const ElfReader& reader, std::vector<std::size_t> loaded) {
-    const auto segment = [&](std::size_t index) -> const Elf32_Phdr& { return reader.ProgramHeaders()[index]; };
-    std::ranges::stable_sort(loaded, {}, [&](std::size_t index) { return segment(index).p_offset; });
+void LoadMap::RequireSound(std::size_t index) const {
+    const Elf32_Phdr& segment = Segment(index);
+    const Origin origin = reader.OriginOf(NameOfSegment(index));
+    if (!reader.BytesAt(segment.p_offset, segment.p_filesz)) {
+        throw ErrorAt(
+            origin, fmt::format("{} bytes at offset 0x{:X} for address 0x{:08X} end outside the file: it is truncated",
+                                segment.p_filesz, segment.p_offset, segment.p_paddr));
+    }
+    if (segment.p_filesz > segment.p_memsz) {
+        throw ErrorAt(origin, fmt::format("{} bytes of file for {} bytes of memory at address 0x{:08X}",
+                                          segment.p_filesz, segment.p_memsz, segment.p_paddr));
+    }
+}
+
+// Each byte of the file is loaded once, as every linker has it. So no image is larger than its file, and a section has
+// one segment at most, whatever thousands of program headers say.
+void LoadMap::RequireNoByteTwice() const {
     const auto shared = std::ranges::adjacent_find(
-        loaded, [&](std::size_t a, std::size_t b) { return segment(b).p_offset < EndOf(segment(a)); });
-    if (shared != loaded.end()) {
+        indices, [&](std::size_t a, std::size_t b) { return Segment(b).p_offset < EndOf(Segment(a)); });
+    if (shared != indices.end()) {
         const std::size_t second = *std::next(shared);
         throw ErrorAt(reader.OriginOf(NameOfSegment(second)),
                       fmt::format("the byte at offset 0x{:X} is loaded by program header {}, too",
-                                  segment(second).p_offset, *shared));
+                                  Segment(second).p_offset, *shared));
+    }
+}
+
+std::uint64_t LoadMap::AddressOf(const Elf32_Shdr& section) const {
+    const auto behind = std::ranges::upper_bound(indices, std::uint64_t{section.sh_offset}, {}, [&](std::size_t index) {
+        return std::uint64_t{Segment(index).p_offset};
+    });
+    if (!hasLoadAddresses || behind == indices.begin()) {
+        return section.sh_addr;
+    }
+    const Elf32_Phdr& segment = Segment(*std::prev(behind));
+    const bool hasBytes = std::uint64_t{section.sh_offset} + section.sh_size <= EndOf(segment);
+    const bool hasMemory = section.sh_addr >= segment.p_vaddr && std::uint64_t{section.sh_addr} + section.sh_size <=
+                                                                     std::uint64_t{segment.p_vaddr} + segment.p_memsz;
+    const std::uint64_t distance = section.sh_offset - segment.p_offset;
+    return hasBytes && hasMemory ? segment.p_paddr + distance : section.sh_addr;
+}
+
+void AddBytes(ProgramImage& image, std::uint64_t address, std::span<const std::uint8_t> bytes, const Origin& origin) {
+    if (address > UINT32_MAX) {
+        throw ErrorAt(origin, fmt::format("address 0x{:X} is outside the 32-bit address space", address));
+    }
+    image.Add(static_cast<std::uint32_t>(address), bytes, origin);
+}
+
+void LoadMap::AddWholeSegmentsTo(ProgramImage& image) const {
+    for (const std::size_t index : indices) {
+        const Elf32_Phdr& segment = Segment(index);
+        AddBytes(image, AddressOf(segment), *reader.BytesAt(segment.p_offset, segment.p_filesz),
+                 reader.OriginOf(NameOfSegment(index)));
+    }
+}
+
+// Of sections, too, each byte of the file is one's own: the image stays as small as the file.
+void RequireNoByteTwice(const ElfReader& reader) {
+    const std::vector<const Section*>& sections = reader.ProgramSections();
+    const auto shared = std::ranges::adjacent_find(
+        sections, [](const Section* a, const Section* b) { return b->header.sh_offset < a->End(); });
+    if (shared != sections.end()) {
+        const Section& second = **std::next(shared);
+        throw ErrorAt(reader.OriginOf(reader.NameOf(second)),
+                      fmt::format("the byte at offset 0x{:X} belongs to {}, too", second.header.sh_offset,
+                                  reader.NameOf(**shared)));
+    }
+}
+
+void AddSectionsTo(ProgramImage& image, const ElfReader& reader, const LoadMap& loaded) {
+    RequireNoByteTwice(reader);
+    for (const Section* section : reader.ProgramSections()) {
+        const Origin origin = reader.OriginOf(reader.NameOf(*section));
+        const auto bytes = reader.BytesAt(section->header.sh_offset, section->header.sh_size);
+        if (!bytes) {
+            throw ErrorAt(origin, fmt::format("{} bytes at offset 0x{:X} end outside the file: it is truncated",
+                                              section->header.sh_size, section->header.sh_offset));
+        }
+        AddBytes(image, loaded.AddressOf(section->header), *bytes, origin);
     }
 }
 
@@ -113,11 +143,12 @@ void RequireNoByteTwice(const ElfReader& reader, std::vector<std::size_t> loaded
 
 ProgramImage ReadElf(std::span<const std::uint8_t> content, const std::string& fileName) {
     const ElfReader reader(content, fileName);
+    const LoadMap loaded(reader);
     ProgramImage image;
-    const std::vector<std::size_t> loaded = LoadedSegments(reader);
-    RequireNoByteTwice(reader, loaded);
-    for (const std::size_t index : loaded) {
-        SegmentCutter(reader, index).AddTo(image);
+    if (reader.Header().e_shnum == 0) {
+        loaded.AddWholeSegmentsTo(image);
+    } else {
+        AddSectionsTo(image, reader, loaded);
     }
     if (reader.Header().e_entry != 0) {
         image.entryPoint = reader.Header().e_entry;

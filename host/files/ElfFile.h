@@ -13,11 +13,13 @@
 
 namespace flash::host {
 
-// The file's bytes of all loadable segments at their physical (load) addresses, cut at sections so that each byte
-// knows its section. Bytes that memory has but the file has not (.bss) are none of the image. Linkers that align
-// segments to pages may put the ELF header itself in front of the first section: that is not program, and is left out.
-// Throws `ProgramFileError` for anything but a whole, sound executable, and when two segments load one byte of the
-// file. Memory and time grow with the file's size, whatever stands in it; very long names of sections are cut.
+// The bytes of the sections that memory is to hold, each where its segment loads it: exactly what the program is,
+// because linkers also put padding and the ELF header itself into segments, and what they would overwrite in flash may
+// be a user's data. A file without a table of sections loads its segments whole. Bytes that memory has but the file has
+// not
+// (.bss) are none of the image. Throws `ProgramFileError` for anything but a whole, sound executable, and when one byte
+// of the file is claimed twice. Memory and time grow with the file's size, whatever stands in it; very long names of
+// sections are cut.
 ProgramImage ReadElf(std::span<const std::uint8_t> content, const std::string& fileName);
 
 // Addresses by name. Of several symbols with one name a global one goes before a weak one, before a local one, and

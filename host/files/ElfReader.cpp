@@ -130,11 +130,4 @@ void ElfReader::SortProgramSections() {
     std::ranges::stable_sort(programSections, {}, [](const Section* s) { return s->header.sh_offset; });
 }
 
-std::span<const Section* const> ElfReader::SectionsFrom(const Elf32_Phdr& segment) const {
-    const auto offset = [](const Section* section) -> std::uint64_t { return section->header.sh_offset; };
-    const auto first = std::ranges::lower_bound(programSections, std::uint64_t{segment.p_offset}, {}, offset);
-    const auto last = std::ranges::lower_bound(first, programSections.end(), EndOf(segment), {}, offset);
-    return {first, last};
-}
-
 }  // namespace flash::host

@@ -39,8 +39,8 @@ public:
     const std::vector<Elf32_Phdr>& ProgramHeaders() const { return programHeaders; }
     const std::vector<Section>& Sections() const { return sections; }
 
-    // Those of the program that begin in the segment, ascending by offset.
-    std::span<const Section* const> SectionsFrom(const Elf32_Phdr& segment) const;
+    // Ascending by offset.
+    const std::vector<const Section*>& ProgramSections() const { return programSections; }
 
     // "section .text", "section number 3".
     std::string NameOf(const Section& section) const;

@@ -1,8 +1,7 @@
-// ELF: whatever is accepted holds exactly what the program headers say, read a second time without the library, but for
-// what lies in front of the first section of a segment that holds the ELF header. Symbols are those of the file.
+// ELF: whatever is accepted holds exactly what the sections say (without a table of them, the segments), read a second
+// time without the library. Symbols are those of the file.
 #include <elf.h>
 
-#include <algorithm>
 #include <cstring>
 #include <map>
 #include <span>
@@ -36,41 +35,77 @@ std::vector<Elf32_Shdr> SectionsOf(Content content) {
     return sections;
 }
 
-// Where the program begins in a segment's bytes: behind the ELF header, if that is among them, at the first section.
-std::uint64_t ProgramStart(Content content, const Elf32_Phdr& segment) {
-    std::uint64_t start = std::uint64_t{segment.p_offset} + segment.p_filesz;
-    const std::uint64_t end = start;
-    for (const Elf32_Shdr& section : SectionsOf(content)) {
-        const bool isProgram = (section.sh_flags & SHF_ALLOC) != 0 && section.sh_type != SHT_NOBITS;
-        const bool isInside =
-            section.sh_offset >= segment.p_offset && std::uint64_t{section.sh_offset} + section.sh_size <= end;
-        if (isProgram && isInside && section.sh_size > 0) {
-            start = std::min<std::uint64_t>(start, section.sh_offset);
-        }
+std::vector<Elf32_Phdr> SegmentsOf(Content content) {
+    const auto header = At<Elf32_Ehdr>(content, 0);
+    std::vector<Elf32_Phdr> segments;
+    for (unsigned i = 0; i < header.e_phnum; ++i) {
+        segments.push_back(At<Elf32_Phdr>(content, std::uint64_t{header.e_phoff} + i * sizeof(Elf32_Phdr)));
     }
-    const bool hasElfHeader = segment.p_offset < At<Elf32_Ehdr>(content, 0).e_ehsize;
-    return hasElfHeader && start < end ? start : segment.p_offset;
+    return segments;
 }
 
-// The bytes of the image must be those of the segments, each once.
-void CheckImage(Content content, ByteMap image) {
-    const auto header = At<Elf32_Ehdr>(content, 0);
-    FuzzRequire(image.entryPoint.value_or(0) == header.e_entry, "the entry point is the header's");
-    for (unsigned i = 0; i < header.e_phnum; ++i) {
-        const auto segment = At<Elf32_Phdr>(content, std::uint64_t{header.e_phoff} + i * sizeof(Elf32_Phdr));
-        if (segment.p_type != PT_LOAD || segment.p_filesz == 0) {
+// Load addresses that are 0 in all of several segments are none.
+bool HasLoadAddresses(const std::vector<Elf32_Phdr>& segments) {
+    std::size_t count = 0;
+    for (const Elf32_Phdr& segment : segments) {
+        if (segment.p_paddr != 0) {
+            return true;
+        }
+        count += segment.p_type == PT_LOAD && segment.p_memsz != 0 ? 1 : 0;
+    }
+    return count < 2;
+}
+
+// A part of the file and where it goes in memory.
+struct Load {
+    std::uint64_t address, offset, length;
+};
+
+bool IsInside(std::uint64_t start, std::uint64_t length, std::uint64_t outerStart, std::uint64_t outerLength) {
+    return start >= outerStart && start + length <= outerStart + outerLength;
+}
+
+std::vector<Load> LoadsOf(Content content) {
+    const std::vector<Elf32_Phdr> segments = SegmentsOf(content);
+    std::vector<Load> loads;
+    if (At<Elf32_Ehdr>(content, 0).e_shnum == 0) {
+        for (const Elf32_Phdr& segment : segments) {
+            if (segment.p_type == PT_LOAD && segment.p_filesz > 0) {
+                loads.push_back({HasLoadAddresses(segments) ? segment.p_paddr : segment.p_vaddr, segment.p_offset,
+                                 segment.p_filesz});
+            }
+        }
+        return loads;
+    }
+    for (const Elf32_Shdr& section : SectionsOf(content)) {
+        if ((section.sh_flags & SHF_ALLOC) == 0 || section.sh_type == SHT_NOBITS || section.sh_size == 0) {
             continue;
         }
-        for (std::uint64_t j = ProgramStart(content, segment) - segment.p_offset; j < segment.p_filesz; ++j) {
-            const auto found = image.bytes.find(static_cast<std::uint32_t>(segment.p_paddr + j));
-            FuzzRequire(segment.p_paddr + j <= UINT32_MAX && found != image.bytes.end(),
-                        "every byte of a segment is in the image");
-            FuzzRequire(found->second == At<std::uint8_t>(content, segment.p_offset + j),
-                        "the image has the file's byte");
+        loads.push_back({section.sh_addr, section.sh_offset, section.sh_size});
+        for (const Elf32_Phdr& segment : segments) {
+            if (segment.p_type == PT_LOAD && HasLoadAddresses(segments) &&
+                IsInside(section.sh_offset, section.sh_size, segment.p_offset, segment.p_filesz) &&
+                IsInside(section.sh_addr, section.sh_size, segment.p_vaddr, segment.p_memsz)) {
+                loads.back().address = std::uint64_t{segment.p_paddr} + section.sh_offset - segment.p_offset;
+            }
+        }
+    }
+    return loads;
+}
+
+// The bytes of the image must be those of the sections, each once.
+void CheckImage(Content content, ByteMap image) {
+    FuzzRequire(image.entryPoint.value_or(0) == At<Elf32_Ehdr>(content, 0).e_entry, "the entry point is the header's");
+    for (const Load& load : LoadsOf(content)) {
+        for (std::uint64_t i = 0; i < load.length; ++i) {
+            const auto found = image.bytes.find(static_cast<std::uint32_t>(load.address + i));
+            FuzzRequire(load.address + i <= UINT32_MAX && found != image.bytes.end(),
+                        "every byte of a section is in the image");
+            FuzzRequire(found->second == At<std::uint8_t>(content, load.offset + i), "the image has the file's byte");
             image.bytes.erase(found);
         }
     }
-    FuzzRequire(image.bytes.empty(), "the image has nothing but the segments' bytes");
+    FuzzRequire(image.bytes.empty(), "the image has nothing but the sections' bytes");
 }
 
 // The text at `offset` of a section of texts. Empty when it is not there as a whole.
@@ -134,7 +169,7 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
     if (read) {
         fuzz::CheckImage(content, *read);
     }
-    // A table of symbols may be bad where the segments are sound.
+    // A table of symbols may be bad where the program is sound.
     host::SymbolTable symbols;
     if (fuzz::IsDone(fuzz::kFileName, size, [&] { symbols = host::ReadElfSymbols(content, fuzz::kFileName); })) {
         fuzz::CheckSymbols(content, symbols);

@@ -16,10 +16,13 @@ flash_plant_bug(NAME byte_behind_the_elf_file LIBRARY host_files TARGET elf_file
 flash_plant_bug(NAME symbols_at_zero LIBRARY host_files TARGET elf_file CORPUS elf_file MAX_LENGTH 2048
     FILE host/files/ElfSymbols.cpp RIGHT "symbol.st_name, symbol.st_value" WRONG "symbol.st_name, symbol.st_value * 0"
     REASON "a symbol has the file's value")
-flash_plant_bug(NAME segment_lost_behind_the_elf_header LIBRARY host_files TARGET elf_file CORPUS elf_file
-    MAX_LENGTH 2048 FILE host/files/ElfFile.cpp
-    RIGHT "!sections.empty() ? sections.front()->header.sh_offset" WRONG "!sections.empty() ? end"
-    REASON "every byte of a segment is in the image")
+flash_plant_bug(NAME section_that_runs_elsewhere LIBRARY host_files TARGET elf_file CORPUS elf_file MAX_LENGTH 2048
+    FILE host/files/ElfFile.cpp RIGHT "segment.p_paddr + distance" WRONG "segment.p_vaddr + distance"
+    REASON "every byte of a section is in the image")
+flash_plant_bug(NAME padding_behind_a_section LIBRARY host_files TARGET elf_file CORPUS elf_file MAX_LENGTH 2048
+    FILE host/files/ElfFile.cpp
+    RIGHT "Header().e_shnum == 0" WRONG "Header().e_shnum <= 1 || reader.ProgramHeaders().size() == 1"
+    REASON "the image has nothing but the sections' bytes|every byte of a section is in the image")
 flash_plant_bug(NAME kilobytes_for_a_digit LIBRARY host_files TARGET s_record CORPUS s_record
     FILE host/files/TextRecords.cpp RIGHT "(line.size() - column) / 2" WRONG "(line.size() - column) * 1024"
     REASON "memory is bounded by the file's size")

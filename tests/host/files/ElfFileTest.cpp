@@ -42,27 +42,64 @@ TEST(ReadElf, EachByteKnowsItsSection) {
     EXPECT_EQ(*image.OriginAt(0x1004), (Origin{"a.elf", "section .data"}));
 }
 
-TEST(ReadElf, BytesBetweenAndBehindSectionsBelongToTheSegment) {
+TEST(ReadElf, WhatALinkerPutsBetweenAndBehindSectionsIsNoProgram) {
     TestElf elf;
-    elf.sections = {MakeSection(".mid", SHT_PROGBITS, SHF_ALLOC, kTestDataOffset + 2, 3)};
+    elf.sections = {MakeSection(".first", SHT_PROGBITS, SHF_ALLOC, kTestDataOffset + 1, 2),
+                    MakeSection(".second", SHT_PROGBITS, SHF_ALLOC, kTestDataOffset + 5, 2)};
 
-    const ProgramImage image = Read(elf);
-
-    EXPECT_EQ(image.Runs(), (Runs{{0x1000, {1, 2, 3, 4, 5, 6, 7, 8}}}));
-    EXPECT_EQ(image.OriginAt(0x1000)->place, "program header 0");
-    EXPECT_EQ(image.OriginAt(0x1002)->place, "section .mid");
-    EXPECT_EQ(image.OriginAt(0x1005)->place, "program header 0");
+    EXPECT_EQ(Read(elf).Runs(), (Runs{{0x1001, {2, 3}}, {0x1005, {6, 7}}}));
 }
 
-TEST(ReadElf, SectionsThatShareBytesShareThemOutInOrder) {
+TEST(ReadElf, SectionsThatMemoryDoesNotHoldAreNoProgram) {
     TestElf elf;
-    elf.sections = {MakeSection(".inner", SHT_PROGBITS, SHF_ALLOC, kTestDataOffset + 2, 2),
-                    MakeSection(".outer", SHT_PROGBITS, SHF_ALLOC, kTestDataOffset, 8)};
+    elf.sections = {MakeSection(".text", SHT_PROGBITS, SHF_ALLOC, kTestDataOffset, 2),
+                    MakeSection(".comment", SHT_PROGBITS, 0, kTestDataOffset + 2, 2),
+                    MakeSection(".bss", SHT_NOBITS, SHF_ALLOC, kTestDataOffset + 4, 2),
+                    MakeSection(".empty", SHT_PROGBITS, SHF_ALLOC, kTestDataOffset + 6, 0)};
 
-    const ProgramImage image = Read(elf);
+    EXPECT_EQ(Read(elf).Runs(), (Runs{{0x1000, {1, 2}}}));
+}
 
-    EXPECT_EQ(image.Runs(), (Runs{{0x1000, {1, 2, 3, 4, 5, 6, 7, 8}}}));
-    EXPECT_EQ(image.OriginAt(0x1003)->place, "section .outer");
+TEST(ReadElf, ASectionThatNoSegmentLoadsStandsWhereItRuns) {
+    struct Case {
+        const char* name;
+        std::function<void(TestElf&)> change;
+    };
+    const Case cases[] = {
+        {"no segment at all", [](TestElf& e) { e.segments.clear(); }},
+        {"bytes in front of the segment", [](TestElf& e) { e.segments[0].p_offset = kTestDataOffset + 4; }},
+        {"more bytes than the segment", [](TestElf& e) { e.segments[0].p_filesz = 3; }},
+        {"memory in front of the segment", [](TestElf& e) { e.segments[0].p_vaddr = 0x3001; }},
+        {"memory behind the segment", [](TestElf& e) { e.segments[0].p_vaddr = 0x2FF1; }},
+    };
+    for (const Case& c : cases) {
+        SCOPED_TRACE(c.name);
+        TestElf elf;
+        elf.segments[0].p_vaddr = 0x3000;
+        elf.sections.resize(1);
+        elf.sections[0].header.sh_addr = 0x3000;
+        c.change(elf);
+
+        EXPECT_EQ(Read(elf).Runs(), (Runs{{0x3000, {1, 2, 3, 4}}}));
+    }
+}
+
+TEST(ReadElf, LoadAddressesThatAreAllZeroOfSeveralSegmentsAreNone) {
+    TestElf elf;
+    elf.segments = {MakeSegment(kTestDataOffset, 0x1000, 4), MakeSegment(kTestDataOffset + 4, 0x2000, 4)};
+    elf.segments[0].p_paddr = elf.segments[1].p_paddr = 0;
+    const Runs expected{{0x1000, {1, 2, 3, 4}}, {0x2000, {5, 6, 7, 8}}};
+
+    EXPECT_EQ(Read(elf).Runs(), expected);
+    elf.hasSectionHeaders = false;
+    EXPECT_EQ(Read(elf).Runs(), expected);
+}
+
+TEST(ReadElf, OfOneSegmentALoadAddressOfZeroIsOne) {
+    TestElf elf;
+    elf.segments[0].p_paddr = 0;
+
+    EXPECT_EQ(Read(elf).Runs(), (Runs{{0, {1, 2, 3, 4, 5, 6, 7, 8}}}));
 }
 
 TEST(ReadElf, OnlyLoadableSegmentsWithBytesInTheFileCount) {
@@ -99,9 +136,10 @@ TEST(ReadElf, AnEntryOfZeroMeansNone) {
     EXPECT_FALSE(Read(elf).entryPoint.has_value());
 }
 
-TEST(ReadElf, AFileWithoutSegmentsHoldsNothing) {
+TEST(ReadElf, AFileWithoutSegmentsAndSectionsHoldsNothing) {
     TestElf elf;
     elf.segments.clear();
+    elf.hasSectionHeaders = false;
 
     EXPECT_TRUE(Read(elf).IsEmpty());
 }
@@ -146,12 +184,19 @@ TEST(ReadElf, RefusesWhatIsNoSoundExecutableForTheChip) {
          [](TestElf& e) {
              e.data.resize(12);
              e.segments.push_back(MakeSegment(kTestDataOffset + 8, 0x1007, 4));
+             e.sections.push_back(MakeSection(".more", SHT_PROGBITS, SHF_ALLOC, kTestDataOffset + 8, 4));
+             e.sections.back().header.sh_addr = 0x1007;
          },
-         "a.elf, program header 1: data at 0x00001007-0x0000100A overlaps that of a.elf, section .data at "
+         "a.elf, section .more: data at 0x00001007-0x0000100A overlaps that of a.elf, section .data at "
          "0x00001004-0x00001007, first at 0x00001007"},
         {"a byte of the file in two segments",
          [](TestElf& e) { e.segments.push_back(MakeSegment(kTestDataOffset + 7, 0x5000, 1)); },
          "a.elf, program header 1: the byte at offset 0x107 is loaded by program header 0, too"},
+        {"a byte of the file in two sections",
+         [](TestElf& e) { e.sections.push_back(MakeSection(".too", SHT_PROGBITS, SHF_ALLOC, kTestDataOffset + 7, 1)); },
+         "a.elf, section .too: the byte at offset 0x107 belongs to section .data, too"},
+        {"section outside the file", [](TestElf& e) { e.sections[1].header.sh_size = 0xFFFF'FFFF; },
+         "a.elf, section .data: 4294967295 bytes at offset 0x104 end outside the file: it is truncated"},
     };
     for (const Case& c : cases) {
         SCOPED_TRACE(c.name);
@@ -184,13 +229,32 @@ TEST_F(ReadElfInLittleMemory, ManySegmentsOfTheSameBytesAreRefusedBeforeTheyAreC
     EXPECT_EQ(error, "a.elf, program header 1: the byte at offset 0x100 is loaded by program header 0, too");
 }
 
-TEST_F(ReadElfInLittleMemory, OfManySegmentsTheRightOneFindsManySections) {
+TEST_F(ReadElfInLittleMemory, ManySectionsOfTheSameBytesAreRefusedBeforeTheyAreCopied) {
+    TestElf elf;
+    elf.data.assign(0x10000, 1);
+    elf.segments.clear();
+    elf.sections.clear();
+    for (std::uint32_t i = 0; i < kMany; ++i) {
+        elf.sections.push_back(MakeSection(".one", SHT_PROGBITS, SHF_ALLOC, kTestDataOffset, 0x10000));
+        elf.sections.back().header.sh_addr = 0x10000 * i;
+    }
+    const Bytes file = elf.Bytes();
+
+    const test::AllocationMeter meter;
+    const std::string error = ErrorOf([&] { ReadElf(file, "a.elf"); });
+
+    EXPECT_LT(meter.Bytes(), kMostMemoryPerByte * file.size());
+    EXPECT_EQ(error, "a.elf, section .one: the byte at offset 0x100 belongs to section .one, too");
+}
+
+TEST_F(ReadElfInLittleMemory, ManySectionsFindTheirSegmentsAmongMany) {
     TestElf elf;
     elf.data.assign(kMany, 1);
     elf.segments.clear();
+    elf.sections.clear();
     for (std::uint32_t i = 0; i < kMany; ++i) {
         elf.segments.push_back(MakeSegment(kTestDataOffset + i, 2 * i, 1));
-        elf.sections.push_back(MakeSection(".one", SHT_PROGBITS, SHF_ALLOC, kTestDataOffset + kMany / 2, 1));
+        elf.sections.push_back(MakeSection(".one", SHT_PROGBITS, SHF_ALLOC, kTestDataOffset + i, 1));
     }
     const Bytes file = elf.Bytes();
 
@@ -199,7 +263,7 @@ TEST_F(ReadElfInLittleMemory, OfManySegmentsTheRightOneFindsManySections) {
 
     EXPECT_LT(meter.Bytes(), kMostMemoryPerByte * file.size());
     EXPECT_EQ(image.ByteCount(), kMany);
-    EXPECT_EQ(image.OriginAt(kMany)->place, "section .one");
+    EXPECT_EQ(image.OriginAt(2 * kMany - 2)->place, "section .one");
 }
 
 TEST_F(ReadElfInLittleMemory, OfAVeryLongSectionNameTheFirstHundredBytesAreKept) {

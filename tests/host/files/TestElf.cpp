@@ -60,6 +60,15 @@ void SetUnlessGiven(T& field, std::size_t value) {
     }
 }
 
+std::uint32_t RunAddressOf(const Elf32_Shdr& section, const std::vector<Elf32_Phdr>& segments) {
+    for (const Elf32_Phdr& segment : segments) {
+        if (section.sh_offset >= segment.p_offset && section.sh_offset - segment.p_offset < segment.p_memsz) {
+            return segment.p_vaddr + (section.sh_offset - segment.p_offset);
+        }
+    }
+    return 0;
+}
+
 }  // namespace
 
 TestSection MakeSection(const std::string& name, std::uint32_t type, std::uint32_t flags, std::uint32_t offset,
@@ -117,6 +126,9 @@ std::vector<std::uint8_t> TestElf::Bytes() const {
     all.push_back(MakeSection(".strtab", SHT_STRTAB, 0, static_cast<std::uint32_t>(file.size()), 0));
     for (TestSection& section : all) {
         section.header.sh_name = names.Add(section.name);
+        if ((section.header.sh_flags & SHF_ALLOC) != 0) {
+            SetUnlessGiven(section.header.sh_addr, RunAddressOf(section.header, segments));
+        }
     }
     all.back().header.sh_size = static_cast<std::uint32_t>(names.bytes.size());
     file.insert(file.end(), names.bytes.begin(), names.bytes.end());

@@ -39,7 +39,8 @@ struct TestElf {
     std::vector<std::uint8_t> data{1, 2, 3, 4, 5, 6, 7, 8};
     bool hasSectionHeaders = true;
 
-    // The file. Offsets and counts in `header` that are not 0 stay as they are.
+    // The file. Offsets and counts in `header` that are not 0 stay as they are. A section without an address runs where
+    // its segment does.
     std::vector<std::uint8_t> Bytes() const;
 };
 
