@@ -18,6 +18,16 @@ std::string_view Trimmed(std::string_view text) {
                                            : text.substr(first, text.find_last_not_of(" \t") - first + 1);
 }
 
+// Decimal, or hexadecimal behind "0x"; empty when there is none.
+std::string_view NumberAtStartOf(std::string_view text) {
+    constexpr std::size_t kPrefixLength = 2;
+    const bool isHexadecimal = text.starts_with("0x") || text.starts_with("0X");
+    const std::size_t start = isHexadecimal ? kPrefixLength : 0;
+    const std::size_t end = text.find_first_not_of(isHexadecimal ? "0123456789ABCDEFabcdef" : "0123456789", start);
+    const std::string_view number = text.substr(0, end);
+    return number.size() > start ? number : std::string_view();
+}
+
 struct ItemReader {
     Field field;
     std::string_view item;
@@ -30,12 +40,12 @@ struct ItemReader {
     // A number that is too large is told as such, whatever stands behind it.
     std::uint32_t Sector(std::string_view text) const {
         const std::string_view given = Trimmed(text);
-        const std::string_view digits = given.substr(0, given.find_first_not_of("0123456789"));
-        const std::optional<std::uint32_t> sector = ParseDecimal(digits);
-        if (!digits.empty() && (!sector || *sector >= sectorCount)) {
+        const std::string_view number = NumberAtStartOf(given);
+        const std::optional<std::uint32_t> sector = ParseNumber(number);
+        if (!number.empty() && (!sector || *sector >= sectorCount)) {
             Fail(fmt::format("page {} does not exist, the chip has pages 0 to {}", given, sectorCount - 1));
         }
-        if (digits.empty() || digits.size() != given.size()) {
+        if (number.empty() || number.size() != given.size()) {
             Fail(fmt::format("\"{}\" is not a page or a range of pages", item));
         }
         return *sector;

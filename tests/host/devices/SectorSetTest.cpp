@@ -13,8 +13,9 @@ TEST(ParseSectorList, GoodListsAndTheirNormalForm) {
         const char* text;
         const char* expected;
     };
-    const Case cases[] = {{"0", "0"},       {"31", "31"},     {" 1 , 3 - 5 ", "1,3-5"}, {"5,4,3", "3-5"},
-                          {"0-31", "0-31"}, {"1,1,1-1", "1"}, {"2-3,3-4", "2-4"},       {"007", "7"}};
+    const Case cases[] = {{"0", "0"},       {"31", "31"},         {" 1 , 3 - 5 ", "1,3-5"}, {"5,4,3", "3-5"},
+                          {"0-31", "0-31"}, {"1,1,1-1", "1"},     {"2-3,3-4", "2-4"},       {"007", "7"},
+                          {"0x1F", "31"},   {"0x3-0X0a", "3-10"}, {"0x3-4,10", "3-4,10"}};
     for (const Case& c : cases) {
         EXPECT_EQ(ParseSectorList(c.text, 32, Field::Protect).Text(), c.expected) << c.text;
     }
@@ -39,7 +40,10 @@ TEST(ParseSectorList, BadListsAreToldWithFieldAndItem) {
         {"3-", "\"3-\" is not a page or a range of pages"},
         {"3x", "\"3x\" is not a page or a range of pages"},
         {"1-2-3", "\"1-2-3\" is not a page or a range of pages"},
-        {"0x3", "\"0x3\" is not a page or a range of pages"},
+        {"0x20", "page 0x20 does not exist, the chip has pages 0 to 31"},
+        {"0x", "\"0x\" is not a page or a range of pages"},
+        {"0xg", "\"0xg\" is not a page or a range of pages"},
+        {"0x1g", "\"0x1g\" is not a page or a range of pages"},
         {"1;2", "\"1;2\" is not a page or a range of pages"},
         {"1 2", "\"1 2\" is not a page or a range of pages"},
         {"+1", "\"+1\" is not a page or a range of pages"},
