@@ -12,7 +12,10 @@
 #include <csignal>
 #include <cstring>
 #include <exception>
+#include <fstream>
 #include <system_error>
+
+#include "validator/Orphans.h"
 
 namespace flash::validator {
 namespace {
@@ -57,7 +60,8 @@ void PrepareProcess(const RunLimits& limits, pid_t parent) {
     if (getppid() != parent) {
         _exit(1);  // the parent ended before it could be watched
     }
-    for (const int number : {SIGSEGV, SIGBUS, SIGFPE, SIGILL, SIGABRT, SIGTRAP, SIGINT, SIGTERM, SIGPIPE, SIGXCPU}) {
+    for (const int number :
+         {SIGSEGV, SIGBUS, SIGFPE, SIGILL, SIGABRT, SIGTRAP, SIGINT, SIGTERM, SIGHUP, SIGPIPE, SIGXCPU, SIGXFSZ}) {
         signal(number, SIG_DFL);
     }
     const rlimit noCore{0, 0};
@@ -83,9 +87,9 @@ void Perform(const Check& check, const std::string& modulePath, int file) {
     }
 }
 
-enum class End { OfItself, TimeOver, Interrupted };
+enum class End { OfItself, TimeOver, MemoryOver, Interrupted };
 
-// The check's process. It leads a group, so that what the plug-in starts ends with the check.
+// The check's process. It leads a group, so that most of what the plug-in starts ends at once with the check.
 class CheckProcess {
 public:
     CheckProcess(const Check& check, const std::string& modulePath, const RunLimits& limits) {
@@ -111,16 +115,19 @@ public:
 
     // Takes what the process sends until it ends. That is more than the end of the pipe, which what the plug-in started
     // may hold open, and which the plug-in may close.
-    End Wait(unsigned seconds, const std::atomic<bool>& isInterrupted) {
+    End Wait(const RunLimits& limits, const std::atomic<bool>& isInterrupted) {
         using Clock = std::chrono::steady_clock;
-        constexpr int kLookUpMilliseconds = 50;  // for an end or an interruption without a word
-        const auto deadline = Clock::now() + std::chrono::seconds(seconds);
+        constexpr int kLookUpMilliseconds = 10;  // for an end or an interruption without a word, and for memory
+        const auto deadline = Clock::now() + std::chrono::seconds(limits.wallSeconds);
         while (!HasEnded()) {
             if (isInterrupted) {
                 return End::Interrupted;
             }
             if (Clock::now() >= deadline) {
                 return End::TimeOver;
+            }
+            if (UsedMebibytes() > limits.mebibytes) {
+                return End::MemoryOver;
             }
             Receive(isOpen ? kLookUpMilliseconds : 1);
         }
@@ -145,6 +152,14 @@ private:
     bool HasEnded() const {
         siginfo_t info{};
         return waitid(P_PID, static_cast<id_t>(process), &info, WEXITED | WNOHANG | WNOWAIT) == 0 && info.si_pid != 0;
+    }
+
+    // A limit of the system on address space would not do: under a sanitizer a process has more of that than any limit.
+    std::uint64_t UsedMebibytes() const {
+        std::ifstream file("/proc/" + std::to_string(process) + "/statm");
+        std::uint64_t mappedPages = 0, usedPages = 0;
+        file >> mappedPages >> usedPages;
+        return usedPages * static_cast<std::uint64_t>(sysconf(_SC_PAGESIZE)) >> 20;
     }
 
     // What comes within this time; false for nothing.
@@ -199,6 +214,10 @@ void Judge(End end, int status, const std::string& message, const RunLimits& lim
         result.outcome = Outcome::Hung;
         result.expected = "the check to come to its end";
         result.found = "nothing after " + std::to_string(limits.wallSeconds) + " seconds";
+    } else if (end == End::MemoryOver) {
+        result.outcome = Outcome::Crashed;
+        result.expected = "the check to come to its end";
+        result.found = "a use of more than " + std::to_string(limits.mebibytes) + " MiB of memory";
     } else if (IsWhole(message) && WIFEXITED(status) && WEXITSTATUS(status) == 0) {
         ReadMessage(message, result);
     } else {
@@ -212,9 +231,11 @@ const char* NameOf(Outcome outcome) { return kOutcomeNames[static_cast<std::size
 
 std::optional<CheckResult> RunCheck(const Check& check, const std::string& modulePath, const RunLimits& limits,
                                     const std::atomic<bool>& isInterrupted) {
+    const Orphans orphans;
     CheckProcess process(check, modulePath, limits);
-    const End end = process.Wait(limits.wallSeconds, isInterrupted);
+    const End end = process.Wait(limits, isInterrupted);
     const int status = process.Finish();
+    orphans.End();
     if (end == End::Interrupted) {
         return std::nullopt;
     }

@@ -165,21 +165,49 @@ TEST(InterruptedValidation, EndsTheCheckThatNeverComesBack) {
     EXPECT_EQ(waitpid(-1, nullptr, WNOHANG), -1);
 }
 
-// Orphans come to this process, so that it can see how the one that the module started ended.
-TEST(ModuleThatStartsAProcess, IsJudgedAtItsOwnEndAndLeavesNothingBehind) {
-    ASSERT_EQ(prctl(PR_SET_CHILD_SUBREAPER, 1), 0);
-    ValidatePluginOptions options = OptionsFor("starts-a-process");
-    options.checkNames = {"crc-value"};
-    options.limits = {4, 3600};
+TEST(ModuleThatTakesAllMemory, IsEndedAtItsLimit) {
+    ValidatePluginOptions options = OptionsFor("takes-all-memory");
+    options.checkNames = {"erase-is-one-command"};
+    options.limits.mebibytes = 256;
 
     const ValidationReport report = Validate(options);
 
-    EXPECT_EQ(report.PassedCount(), 1U);
-    int orphans = 0;
-    for (int status = 0; waitpid(-1, &status, 0) > 0; ++orphans) {
-        EXPECT_TRUE(WIFSIGNALED(status) && WTERMSIG(status) == SIGKILL) << status;
+    ASSERT_EQ(report.results.size(), 1U);
+    EXPECT_EQ(report.results[0].outcome, Outcome::Crashed);
+    EXPECT_EQ(report.results[0].found, "a use of more than 256 MiB of memory");
+}
+
+// Orphans come to this process, so that none can hide: it has no children when all have ended.
+TEST(ModuleThatStartsProcesses, IsJudgedAtItsOwnEndAndLeavesNothingBehind) {
+    for (const char* bug : {"starts-a-process", "starts-a-daemon"}) {
+        SCOPED_TRACE(bug);
+        ASSERT_EQ(prctl(PR_SET_CHILD_SUBREAPER, 1), 0);
+        ValidatePluginOptions options = OptionsFor(bug);
+        options.checkNames = {"crc-value"};
+        options.limits = {4, 3600};
+
+        const ValidationReport report = Validate(options);
+
+        EXPECT_EQ(report.PassedCount(), 1U);
+        EXPECT_EQ(waitpid(-1, nullptr, WNOHANG), -1) << "a process of the module is still there";
     }
-    EXPECT_GE(orphans, 1);
+}
+
+// The report of a check takes what the module has started with it, and nothing else.
+TEST(ModuleThatStartsProcesses, TakesNoOtherChildWithIt) {
+    const pid_t bystander = fork();
+    if (bystander == 0) {
+        pause();
+        _exit(0);
+    }
+    ValidatePluginOptions options = OptionsFor("starts-a-daemon");
+    options.checkNames = {"crc-value"};
+
+    Validate(options);
+
+    EXPECT_EQ(waitpid(bystander, nullptr, WNOHANG), 0);
+    kill(bystander, SIGKILL);
+    EXPECT_EQ(waitpid(bystander, nullptr, 0), bystander);
 }
 
 }  // namespace

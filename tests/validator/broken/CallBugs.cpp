@@ -8,6 +8,7 @@
 #include <exception>
 #include <memory>
 #include <stdexcept>
+#include <vector>
 
 #include "tests/validator/broken/Between.h"
 
@@ -21,6 +22,29 @@ void StartAProcess() {
     if (fork() == 0) {
         alarm(120);
         pause();
+    }
+}
+
+// The same, where no group and no session of the check reaches it.
+void StartADaemon() {
+    if (fork() == 0) {
+        setsid();
+        if (fork() == 0) {
+            setsid();
+            StartAProcess();
+            alarm(120);
+            pause();
+        }
+        std::_Exit(0);
+    }
+}
+
+// Each page is used, so that memory is really taken.
+void TakeAllMemory() {
+    constexpr std::size_t kPiece = std::size_t{1} << 20;
+    static std::deque<std::vector<char>> taken;
+    for (;;) {
+        taken.emplace_back(kPiece, 'x');
     }
 }
 
@@ -112,6 +136,13 @@ constexpr Bug kFactoryBugs[] = {
      [](Between& b) {
          b.instead.create = [&b](const char* name) {
              StartAProcess();
+             return b.Create(name);
+         };
+     }},
+    {"starts-a-daemon",
+     [](Between& b) {
+         b.instead.create = [&b](const char* name) {
+             StartADaemon();
              return b.Create(name);
          };
      }},
@@ -346,6 +377,15 @@ constexpr Bug kAnswerBugs[] = {
      [](Between& b) {
          b.instead.execute = [&b](const char* name) {
              return b.device->Execute(std::strcmp(name, "MassErase()") == 0 ? "MassErase" : name);
+         };
+     }},
+    {"takes-all-memory",
+     [](Between& b) {
+         b.instead.execute = [&b](const char* name) {
+             if (std::strcmp(name, "MassErase()") == 0) {
+                 TakeAllMemory();
+             }
+             return b.device->Execute(name);
          };
      }},
     {"never-comes-back",
