@@ -1,5 +1,7 @@
 #include "chip/CoreEngine.h"
 
+#include <sys/mman.h>
+
 #include <array>
 #include <cinttypes>
 #include <cstdio>
@@ -21,6 +23,21 @@ void Require(uc_err error, const char* step) {
     }
 }
 
+// The engine asks for so much when memory is mapped for the first time, mostly for a buffer that it never fills, and
+// ends the whole process when it gets none.
+constexpr std::size_t kMebibyte = std::size_t{1} << 20;
+constexpr std::size_t kEngineMebibytes = 1024 + 64;
+
+void RequireAddressSpace() {
+    constexpr std::size_t kBytes = kEngineMebibytes * kMebibyte;
+    void* const space = mmap(nullptr, kBytes, PROT_NONE, MAP_PRIVATE | MAP_ANONYMOUS | MAP_NORESERVE, -1, 0);
+    if (space == MAP_FAILED) {
+        throw ChipError("The emulated core cannot be set up: it needs " + std::to_string(kEngineMebibytes) +
+                        " MiB of address space, more than this process may have");
+    }
+    munmap(space, kBytes);
+}
+
 std::string At(const char* what, std::uint64_t address) {
     char text[96];
     std::snprintf(text, sizeof text, "%s 0x%08" PRIX64, what, address);
@@ -32,6 +49,7 @@ std::string At(const char* what, std::uint64_t address) {
 EmulatedCore::Engine::Engine(CoreBus& coreBus, Sram& coreSram, std::uint64_t clockHz)
     : bus(coreBus), sram(coreSram), clock(clockHz) {
     const auto mode = static_cast<uc_mode>(UC_MODE_THUMB | UC_MODE_MCLASS);
+    RequireAddressSpace();
     Require(uc_open(UC_ARCH_ARM, mode, &uc), "opening the engine");
 }
 

@@ -40,6 +40,14 @@ std::shared_ptr<chip::VirtualChip> ReadChip(const ChipFile& file, const std::fil
     }
 }
 
+std::shared_ptr<chip::VirtualChip> NewChip(const chip::Settings& settings) {
+    try {
+        return std::make_shared<chip::VirtualChip>(settings);
+    } catch (const chip::ChipError& error) {
+        throw Failure(FailureKind::Unreachable, fmt::format("Cannot power up a virtual chip: {}", error.what()));
+    }
+}
+
 }  // namespace
 
 chip::Settings VirtualChipSettings(const DeviceDescription& device) {
@@ -58,8 +66,7 @@ std::unique_ptr<VirtualChipProbe> VirtualChipProbe::Open(const DeviceDescription
                                                          const std::optional<std::filesystem::path>& name) {
     const chip::Settings wanted = VirtualChipSettings(device);
     auto file = name ? std::make_unique<ChipFile>(*name) : nullptr;
-    auto probe = std::make_unique<VirtualChipProbe>(
-        file && file->Exists() ? ReadChip(*file, *name) : std::make_shared<chip::VirtualChip>(wanted));
+    auto probe = std::make_unique<VirtualChipProbe>(file && file->Exists() ? ReadChip(*file, *name) : NewChip(wanted));
     const chip::Settings& found = probe->chip->GetSettings();
     if (found.generation != wanted.generation || found.sectorCount != wanted.sectorCount) {
         throw Failure(FailureKind::Unreachable, fmt::format("{} holds {}, which is no {}; choose the right ",

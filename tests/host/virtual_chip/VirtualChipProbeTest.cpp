@@ -2,6 +2,12 @@
 #include "host/virtual_chip/VirtualChipProbe.h"
 
 #include <gtest/gtest.h>
+#include <sys/resource.h>
+#include <sys/wait.h>
+#include <unistd.h>
+
+#include <fstream>
+#include <optional>
 
 #include "host/files/FileContent.h"
 #include "host/files/ProgramFile.h"
@@ -144,6 +150,28 @@ TEST_F(ChipInAFile, ThatIsNoneIsRefused) {
     EXPECT_EQ(FailureOf(FailureKind::Unreachable, [&] { Open(); }),
               "Cannot power up the virtual chip in " + file.string() +
                   ": This is no saved state of a virtual chip: it is too short.");
+}
+
+// In a process of its own, because a limit stays for good.
+TEST(VirtualChipProbe, WithoutTheAddressSpaceThatItNeedsItSaysSo) {
+    const DeviceDescription part = Device("LumoF2F352");
+    const pid_t process = fork();
+    if (process == 0) {
+        std::ifstream status("/proc/self/statm");
+        rlim_t pages = 0;
+        status >> pages;
+        constexpr rlim_t kSpare = rlim_t{256} << 20;
+        const rlimit limit{pages * static_cast<rlim_t>(sysconf(_SC_PAGESIZE)) + kSpare, RLIM_INFINITY};
+        setrlimit(RLIMIT_AS, &limit);
+        const std::string text =
+            FailureOf(FailureKind::Unreachable, [&] { VirtualChipProbe::Open(part, std::nullopt); });
+        const bool isTold = text.starts_with("Cannot power up a virtual chip: ") &&
+                            text.ends_with("MiB of address space, more than this process may have");
+        _exit(isTold ? 0 : 1);
+    }
+    int status = -1;
+    waitpid(process, &status, 0);
+    EXPECT_EQ(status, 0);
 }
 
 }  // namespace
