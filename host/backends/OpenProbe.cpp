@@ -6,8 +6,10 @@
 #include <algorithm>
 #include <iterator>
 #include <stdexcept>
+#include <system_error>
 
 #include "host/Failure.h"
+#include "host/files/FileContent.h"
 #include "host/gdb/OpenGdbProbe.h"
 #include "host/virtual_chip/VirtualChipProbe.h"
 
@@ -50,6 +52,22 @@ const BackEnd* BackEndOf(const ProbeSpec& spec) {
     return found == std::end(kBackEnds) ? nullptr : found;
 }
 
+// Found out before there is any work whose result could not be kept.
+void RequireUsable(const ProbeSpec& spec, ChipUse use) {
+    const auto file = FileOf(spec);
+    std::error_code unknown;
+    const auto type = file ? std::filesystem::status(*file, unknown).type() : std::filesystem::file_type::unknown;
+    if (use == ChipUse::Look && type == std::filesystem::file_type::not_found) {
+        throw Failure(
+            FailureKind::Unreachable,
+            fmt::format("There is no virtual chip in {}: only what changes a chip makes a new one", file->string()));
+    }
+    if (use == ChipUse::Change && file && IsReadOnly(*file)) {
+        throw Failure(FailureKind::Unreachable,
+                      fmt::format("The virtual chip in {} cannot be changed: the file is read-only", file->string()));
+    }
+}
+
 }  // namespace
 
 ProbeSpec ParseProbe(std::string_view text) {
@@ -80,7 +98,8 @@ ProbeSpec MeantFrom(const std::filesystem::path& folder, ProbeSpec spec) {
     return spec;
 }
 
-std::unique_ptr<Probe> OpenProbe(const ProbeSpec& spec, const DeviceDescription& part) {
+std::unique_ptr<Probe> OpenProbe(const ProbeSpec& spec, const DeviceDescription& part, ChipUse use) {
+    RequireUsable(spec, use);
     return BackEndOf(spec)->open(spec, part);
 }
 

@@ -22,7 +22,10 @@ std::optional<std::filesystem::path> FileOf(const ProbeSpec& spec);
 // The same, its file meant from `folder`.
 ProbeSpec MeantFrom(const std::filesystem::path& folder, ProbeSpec spec);
 
+// What the chip is wanted for. Who only looks makes no new one; a plan may be made for one that is not there yet.
+enum class ChipUse { Look, Plan, Change };
+
 // Reaches for a chip of this part. Throws Failure (Unreachable).
-std::unique_ptr<Probe> OpenProbe(const ProbeSpec& spec, const DeviceDescription& part);
+std::unique_ptr<Probe> OpenProbe(const ProbeSpec& spec, const DeviceDescription& part, ChipUse use = ChipUse::Change);
 
 }  // namespace flash::host

@@ -1,17 +1,26 @@
-// Each failing call is told with the system's reason.
+// Each failing call is told with the system's reason. A file that is put in place is on the disk before its name is, so
+// that whatever ends the program or the machine leaves the old file or the new one.
 #include "host/files/FileContent.h"
 
 #include <fcntl.h>
 #include <fmt/format.h>
+#include <sys/file.h>
 #include <sys/stat.h>
 #include <unistd.h>
 
 #include <cerrno>
+#include <csignal>
+#include <cstdio>
 #include <cstring>
 #include <fstream>
+#include <optional>
+#include <string>
+#include <string_view>
 #include <system_error>
+#include <utility>
 
 #include "host/Failure.h"
+#include "host/Numbers.h"
 #include "host/Words.h"
 
 namespace flash::host {
@@ -19,6 +28,7 @@ namespace {
 
 constexpr mode_t kModeOfNewFiles = 0666;  // less the user's mask
 constexpr int kMostLinks = 40;            // as the system follows
+constexpr std::string_view kEndingOfNewFiles = ".new";
 
 [[noreturn]] void FailToWrite(const std::filesystem::path& path, int error) {
     throw Failure(FailureKind::Operation, fmt::format("{}: the file cannot be written: {}", path.string(),
@@ -37,17 +47,83 @@ int WriteAll(int file, std::span<const std::uint8_t> content) {
     return 0;
 }
 
+int WriteToDisk(int file, std::span<const std::uint8_t> content) {
+    const int error = WriteAll(file, content);
+    return error == 0 && fsync(file) != 0 ? errno : error;
+}
+
 int WriteAndClose(int file, std::span<const std::uint8_t> content) {
     const int error = WriteAll(file, content);
     const int closed = close(file) == 0 ? 0 : errno;
     return error != 0 ? error : closed;
 }
 
+std::filesystem::path FolderOf(const std::filesystem::path& path) {
+    return path.has_parent_path() ? path.parent_path() : std::filesystem::path(".");
+}
+
+// The name itself is on the disk only with its folder. Where that cannot be asked for, the system does what it can.
+void SyncFolderOf(const std::filesystem::path& path) {
+    const int folder = open(FolderOf(path).c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC);
+    if (folder < 0) {
+        return;
+    }
+    const int error = fsync(folder) == 0 ? 0 : errno;
+    close(folder);
+    if (error != 0 && error != EINVAL && error != EROFS) {
+        FailToWrite(path, error);
+    }
+}
+
+// The process that wrote it, of a name such as "chip.bin.4711-0.new" beside "chip.bin".
+std::optional<pid_t> WriterOf(std::string_view name, std::string_view destination) {
+    if (!name.starts_with(destination) || !name.ends_with(kEndingOfNewFiles) ||
+        name.size() <= destination.size() + 1 + kEndingOfNewFiles.size() || name[destination.size()] != '.') {
+        return std::nullopt;
+    }
+    name.remove_prefix(destination.size() + 1);
+    name.remove_suffix(kEndingOfNewFiles.size());
+    const std::size_t dash = name.find('-');
+    const std::optional<std::uint32_t> process = ParseDecimal(name.substr(0, dash));
+    const bool isCounted = dash != std::string_view::npos && ParseDecimal(name.substr(dash + 1)).has_value();
+    return process && isCounted ? std::optional(static_cast<pid_t>(*process)) : std::nullopt;
+}
+
+bool IsLocked(const std::filesystem::path& path) {
+    const int file = open(path.c_str(), O_RDONLY | O_CLOEXEC | O_NOFOLLOW | O_NONBLOCK);
+    if (file < 0) {
+        return true;
+    }
+    const bool isLocked = flock(file, LOCK_EX | LOCK_NB) != 0;
+    close(file);
+    return isLocked;
+}
+
+// A number tells little: another machine, or another program of that number before, may have written it. But who still
+// writes has locked it.
+bool IsForsaken(const std::filesystem::path& path, pid_t writer) {
+    const bool isGone = writer == getpid() || (writer > 0 && kill(writer, 0) != 0 && errno == ESRCH);
+    return isGone && !IsLocked(path);
+}
+
+// What programs that were killed have left beside this file.
+void RemoveForsaken(const std::filesystem::path& destination) {
+    std::error_code error;
+    for (std::filesystem::directory_iterator entry(FolderOf(destination), error), end; !error && entry != end;
+         entry.increment(error)) {
+        const std::string name = entry->path().filename().string();
+        const std::optional<pid_t> writer = WriterOf(name, destination.filename().string());
+        if (writer && IsForsaken(entry->path(), *writer)) {
+            unlink(entry->path().c_str());
+        }
+    }
+}
+
 // A name that nobody has yet: several may write beside one file at once.
 int CreateBeside(const std::filesystem::path& destination, std::filesystem::path& fresh) {
     int file = -1;
     for (int n = 0; file < 0; ++n) {
-        fresh = fmt::format("{}.{}-{}.new", destination.string(), getpid(), n);
+        fresh = fmt::format("{}.{}-{}{}", destination.string(), getpid(), n, kEndingOfNewFiles);
         file = open(fresh.c_str(), O_WRONLY | O_CREAT | O_EXCL | O_CLOEXEC, kModeOfNewFiles);
         if (file < 0 && errno != EEXIST) {
             FailToWrite(destination, errno);
@@ -102,6 +178,12 @@ std::vector<std::uint8_t> LoadFile(const std::filesystem::path& path, std::size_
     return content;
 }
 
+bool IsReadOnly(const std::filesystem::path& path) {
+    constexpr mode_t kAnyWrite = 0222;
+    struct stat present {};
+    return stat(path.c_str(), &present) == 0 && ((present.st_mode & kAnyWrite) == 0 || access(path.c_str(), W_OK) != 0);
+}
+
 bool IsSameFile(const std::filesystem::path& a, const std::filesystem::path& b) {
     std::error_code unknown;
     if (std::filesystem::is_other(a, unknown)) {
@@ -130,21 +212,30 @@ std::filesystem::path FollowLinks(const std::filesystem::path& path) {
 
 FileInTheMaking::FileInTheMaking(std::filesystem::path place, std::span<const std::uint8_t> content)
     : destination(std::move(place)) {
-    const int file = CreateBeside(destination, fresh);
     struct stat present {};
-    if (stat(destination.c_str(), &present) == 0) {
+    const bool isPresent = stat(destination.c_str(), &present) == 0;
+    if (isPresent && IsReadOnly(destination)) {
+        FailToWrite(destination, EACCES);
+    }
+    RemoveForsaken(destination);
+    file = CreateBeside(destination, fresh);
+    flock(file, LOCK_EX | LOCK_NB);
+    if (isPresent) {
         fchmod(file, present.st_mode & 07777);
     }
-    if (const int error = WriteAndClose(file, content); error != 0) {
-        unlink(fresh.c_str());
+    if (const int error = WriteToDisk(file, content); error != 0) {
+        Discard();
         FailToWrite(destination, error);
     }
 }
 
-FileInTheMaking::~FileInTheMaking() {
+FileInTheMaking::~FileInTheMaking() { Discard(); }
+
+void FileInTheMaking::Discard() {
     if (!fresh.empty()) {
         unlink(fresh.c_str());
     }
+    close(file);
 }
 
 void FileInTheMaking::Replace() {
@@ -152,15 +243,18 @@ void FileInTheMaking::Replace() {
         FailToWrite(destination, errno);
     }
     fresh.clear();
+    SyncFolderOf(destination);
 }
 
 void FileInTheMaking::PlaceAnew() {
-    const int name = open(destination.c_str(), O_WRONLY | O_CREAT | O_EXCL | O_CLOEXEC, kModeOfNewFiles);
-    if (name < 0) {
+    if (renameat2(AT_FDCWD, fresh.c_str(), AT_FDCWD, destination.c_str(), RENAME_NOREPLACE) == 0) {
+        fresh.clear();
+    } else if (errno != EINVAL && errno != ENOSYS) {
+        FailToWrite(destination, errno);
+    } else if (link(fresh.c_str(), destination.c_str()) != 0) {  // on what cannot rename like that
         FailToWrite(destination, errno);
     }
-    close(name);
-    Replace();
+    SyncFolderOf(destination);
 }
 
 void SaveFile(const std::filesystem::path& path, std::span<const std::uint8_t> content) {

@@ -72,5 +72,29 @@ TEST(OpenProbe, PowersUpAVirtualChipOfThePartAndSavesItWhereItWasNamed) {
     EXPECT_TRUE(std::filesystem::exists(folder / "a.chip"));
 }
 
+TEST(OpenProbe, WhoOnlyLooksMakesNoChip) {
+    const DeviceDescription part = FindDevice(LoadDeviceDescriptions(FLASH_DEVICES_FOLDER).devices, "LumoD1F64");
+    const TemporaryFolder folder;
+    const ProbeSpec spec{"virtual", (folder / "a.chip").string(), {}};
+
+    EXPECT_EQ(FailureOf(FailureKind::Unreachable, [&] { OpenProbe(spec, part, ChipUse::Look); }),
+              "There is no virtual chip in " + spec.place + ": only what changes a chip makes a new one");
+    OpenProbe(spec, part, ChipUse::Change)->Storage()->Save();
+    EXPECT_NE(OpenProbe(spec, part, ChipUse::Look), nullptr);
+    EXPECT_NE(OpenProbe({"virtual", "", {}}, part, ChipUse::Look), nullptr) << "it is new each time";
+}
+
+TEST(OpenProbe, AReadOnlyChipIsThereToBeLookedAt) {
+    const DeviceDescription part = FindDevice(LoadDeviceDescriptions(FLASH_DEVICES_FOLDER).devices, "LumoD1F64");
+    const TemporaryFolder folder;
+    const ProbeSpec spec{"virtual", (folder / "a.chip").string(), {}};
+    OpenProbe(spec, part)->Storage()->Save();
+    std::filesystem::permissions(spec.place, std::filesystem::perms(0444));
+
+    EXPECT_NE(OpenProbe(spec, part, ChipUse::Look), nullptr);
+    EXPECT_EQ(FailureOf(FailureKind::Unreachable, [&] { OpenProbe(spec, part); }),
+              "The virtual chip in " + spec.place + " cannot be changed: the file is read-only");
+}
+
 }  // namespace
 }  // namespace flash::host

@@ -3,6 +3,8 @@
 
 #include <gtest/gtest.h>
 #include <sys/resource.h>
+#include <sys/wait.h>
+#include <unistd.h>
 
 #include <csignal>
 #include <fstream>
@@ -83,15 +85,67 @@ TEST(SaveFile, KeepsLinksAndPermissions) {
     EXPECT_EQ(std::filesystem::status(path).permissions(), std::filesystem::perms::owner_all);
 }
 
-TEST(SaveFile, LeavesAFileOfTheNameThatItWouldTakeMeanwhile) {
+// A process that has ended, so that nobody has its number for a while.
+pid_t EndedProcess() {
+    const pid_t process = fork();
+    if (process == 0) {
+        _exit(0);
+    }
+    waitpid(process, nullptr, 0);
+    return process;
+}
+
+TEST(SaveFile, RemovesWhatKilledProgramsHaveLeftBesideTheFileAndNothingElse) {
     const TemporaryFolder folder;
-    const std::string other = "a.bin." + std::to_string(getpid()) + "-0.new";
-    folder.Write(other, "somebody's");
+    const std::string ended = std::to_string(EndedProcess());
+    for (const std::string& forsaken : {ended + "-0", ended + "-17", std::to_string(getpid()) + "-0"}) {
+        folder.Write("a.bin." + forsaken + ".new", "half");
+    }
+    const std::string others[] = {"a.bin.1-0.new",
+                                  "a.bin." + ended + ".new",
+                                  "a.bin." + ended + "-.new",
+                                  "a.bin." + ended + "-0.",
+                                  "b.bin." + ended + "-0.new",
+                                  "a.bin.x" + ended + "-0.new",
+                                  "a.bin..new",
+                                  "a.bin.new"};
+    for (const std::string& other : others) {
+        folder.Write(other, "somebody's");
+    }
 
     SaveFile(folder / "a.bin", Bytes{1});
 
-    EXPECT_EQ(LoadFile(folder / other).size(), 10U);
     EXPECT_EQ(LoadFile(folder / "a.bin"), Bytes{1});
+    EXPECT_EQ(FilesIn(folder), std::size(others) + 1);
+    for (const std::string& other : others) {
+        EXPECT_EQ(LoadFile(folder / other).size(), 10U) << other;
+    }
+}
+
+TEST(SaveFile, ThatIsInTheMakingIsNobodysLeftover) {
+    const TemporaryFolder folder;
+    FileInTheMaking first(folder / "a.bin", Bytes{1});
+
+    SaveFile(folder / "a.bin", Bytes{2});
+    EXPECT_EQ(LoadFile(folder / "a.bin"), Bytes{2});
+    first.Replace();
+
+    EXPECT_EQ(LoadFile(folder / "a.bin"), Bytes{1});
+    EXPECT_EQ(FilesIn(folder), 1U);
+}
+
+TEST(SaveFile, LeavesAReadOnlyFileAsItIs) {
+    const TemporaryFolder folder;
+    const auto path = folder.Write("a.bin", "old");
+    std::filesystem::permissions(path, std::filesystem::perms(0444));
+    EXPECT_TRUE(IsReadOnly(path));
+    EXPECT_FALSE(IsReadOnly(folder / "missing"));
+
+    EXPECT_EQ(FailureOf(FailureKind::Operation, [&] { SaveFile(path, Bytes{1}); }),
+              path.string() + ": the file cannot be written: Permission denied");
+
+    EXPECT_EQ(LoadFile(path).size(), 3U);
+    EXPECT_EQ(FilesIn(folder), 1U);
 }
 
 TEST(SaveFile, SaysWhatCannotBeWritten) {
