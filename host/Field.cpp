@@ -6,7 +6,7 @@
 namespace flash::host {
 
 std::string_view FieldName(Field field) {
-    static constexpr std::array<std::string_view, 24> kNames = {
+    static constexpr std::array<std::string_view, 25> kNames = {
         "device",
         "devices folder",
         "probe",
@@ -20,6 +20,7 @@ std::string_view FieldName(Field field) {
         "skipped pages",
         "skipped fill",
         "kept CCFG",
+        "replaced CCFG",
         "verification",
         "retained BLE address",
         "retained IEEE address",

@@ -26,6 +26,7 @@ enum class Field {
     SkippedSectors,
     SkippedFill,
     KeptCcfg,
+    ReplacedCcfg,
     Verification,
     RetainedBle,
     RetainedIeee,

@@ -30,6 +30,7 @@ constexpr NamedField kNames[] = {
     {Field::SkippedSectors, "--skip-pages"},
     {Field::SkippedFill, "--skip-fill"},
     {Field::KeptCcfg, "--keep-ccfg"},
+    {Field::ReplacedCcfg, "--replace-ccfg"},
     {Field::Verification, "--verify"},
     {Field::RetainedBle, "--retain-ble"},
     {Field::RetainedIeee, "--retain-ieee"},

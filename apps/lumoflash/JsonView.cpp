@@ -74,6 +74,7 @@ public:
               {"unchanged", SectorsOf(plan.Sectors(&SectorPlan::isUnchanged))},
               {"reasons", reasons},
               {"keepsCcfg", plan.keepsCcfg},
+              {"replacesCcfg", plan.replacesCcfg},
               {"writtenBytes", plan.WrittenBytes()},
               {"fileBytes", plan.ExpectedBytes()}});
     }

@@ -125,6 +125,12 @@ private:
             raw.write, {{"changed", host::WriteChoice::Changed}, {"all", host::WriteChoice::All}}, "--write");
         options.verifyBy = ParseWord<host::VerifyBy>(
             raw.by, {{"target", host::VerifyBy::Target}, {"link", host::VerifyBy::Link}}, "--by");
+        if (raw.keepCcfg && raw.replaceCcfg) {
+            Refuse("--keep-ccfg and --replace-ccfg exclude each other");
+        }
+        if (raw.keepCcfg || raw.replaceCcfg) {
+            program.keepCcfg = raw.keepCcfg;
+        }
         if (Given(Command::Program, "--skip-pages")) {
             options.lists.skipped = raw.skipPages;
         }

@@ -14,6 +14,7 @@ struct RawOptions {
     std::vector<std::string> properties, files, kinds;
     std::string probe = "virtual", config, base, format, erase = "necessary", verify = "crc", write = "changed",
                 by = "target", skipPages, skipFill, ble, ieee, protect;
+    bool keepCcfg = false, replaceCcfg = false;  // of a load
     std::string outFormat, range, sectors, macKind, newAddress, timeLimit = "10";
 };
 

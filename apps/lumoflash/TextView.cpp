@@ -122,7 +122,11 @@ public:
             "erase  {}\nwrite  {}\nkeep   {}\nskip   {}\n{} bytes in whole sectors, {} of them from the file{}\n{}{}",
             ListOrNone(plan.Sectors(&SectorPlan::isErased)), ListOrNone(plan.Sectors(&SectorPlan::isWritten)),
             ListOrNone(plan.Sectors(&SectorPlan::keepsRest)), SkippedSectors(plan), plan.WrittenBytes(),
-            plan.ExpectedBytes(), plan.keepsCcfg ? "; CCFG is kept" : "", DrawFlashMap(plan), Reasons(plan));
+            plan.ExpectedBytes(),
+            plan.keepsCcfg      ? "; CCFG is kept"
+            : plan.replacesCcfg ? "; CCFG is replaced"
+                                : "",
+            DrawFlashMap(plan), Reasons(plan));
     }
     void ShowAddress(host::AddressKind kind, const std::string& address) override {
         Print(stdout, "{}", AddressText(kind, address));

@@ -44,8 +44,9 @@ struct WritePlan {
     std::vector<DataRun> writes;        // whole sectors
     std::vector<DataRun> expected;      // the file's bytes that must be in flash afterwards
     std::vector<DataRun> alreadyRight;  // likewise, in sectors that are not written because they hold them
-    bool keepsCcfg = false;
-    bool isCompared = false;  // with what the chip holds
+    bool keepsCcfg = false;             // the chip's own
+    bool replacesCcfg = false;          // by the load's, or by nothing
+    bool isCompared = false;            // with what the chip holds
 
     std::size_t WrittenBytes() const;
     std::size_t ExpectedBytes() const;

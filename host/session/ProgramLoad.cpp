@@ -5,7 +5,9 @@
 
 #include "host/Failure.h"
 #include "host/Words.h"
+#include "host/plan/CcfgLoss.h"
 #include "host/plan/Contradictions.h"
+#include "host/plan/Garbling.h"
 #include "host/session/Operate.h"
 #include "host/session/Session.h"
 #include "host/settings/EraseSetting.h"
@@ -15,7 +17,7 @@ namespace flash::host {
 namespace {
 
 PlanRequest RequestFor(const ProgramOptions& options, const FlashGeometry& geometry, const CcfgInfo& ccfg) {
-    const bool keepsCcfg = options.keepCcfg && ccfg.sizeBytes != 0;
+    const bool keepsCcfg = options.keepCcfg.value_or(false) && ccfg.sizeBytes != 0;
     return {geometry,
             options.erase,
             options.erasedSectors,
@@ -73,7 +75,8 @@ PlannedLoad Session::Plan(const ProgramImage& image, const ProgramOptions& optio
     RequireInside(image, 0, info.geometry.SizeBytes(), "flash");
     PlannedLoad load{options, {}, reader.ReadFields(layout)};
     const CcfgInfo ccfg = DecodeCcfg(load.before, layout);
-    if (options.keepCcfg) {
+    load.options.keepCcfg = options.keepCcfg.value_or(WouldLoseCcfg(image, options, ccfg, info.geometry));
+    if (options.keepCcfg.value_or(false)) {
         WarnUnlessThereIsCcfg(ccfg);
     }
     RefuseContradictions(options, info.geometry);
@@ -83,9 +86,16 @@ PlannedLoad Session::Plan(const ProgramImage& image, const ProgramOptions& optio
     const auto readFlash = [this](std::uint32_t address, std::uint32_t length) {
         return reader.Bytes(address, length);
     };
-    load.plan = MakeWritePlan(image.Runs(), RequestFor(options, info.geometry, ccfg), readFlash);
+    const PlanRequest request = RequestFor(load.options, info.geometry, ccfg);
+    load.plan = MakeWritePlan(image.Runs(), request, readFlash);
+    load.plan.replacesCcfg = ReplacesCcfg(load.plan, image, ccfg);
     if (load.plan.writes.empty()) {
         throw Failure(FailureKind::BadInput, "Nothing is left to program: everything in the file is skipped");
+    }
+    RefuseGarbling(load.plan, request.keptCcfgAddress, readFlash);
+    if (!options.keepCcfg && load.plan.keepsCcfg) {
+        observer.Warning("The load brings no CCFG, so the chip's own is kept; " + FieldText(Field::ReplacedCcfg) +
+                         " would give it up");
     }
     LeaveOutUnchanged(load, ccfg);
     load.isFilesCcfgLeftOut = LeavesOutCcfg(load.plan, image, ccfg);
@@ -114,7 +124,7 @@ void Session::WarnAboutPlan(const PlannedLoad& load, const CcfgInfo& ccfg) {
 LoadResult Session::Program(const PlannedLoad& load) {
     const ClosingChanges& closing = load.options.closing;
     const bool isVerified = load.options.verification != Verification::None;
-    Kept kept = KeptByLoad(load.before, layout, load.options.keepCcfg, closing);
+    Kept kept = KeptByLoad(load.before, layout, load.options.keepCcfg.value_or(false), closing);
     NoteRetained(kept);
     RequireNotInterrupted(isInterrupted);
     const auto start = probe.Now();

@@ -30,7 +30,7 @@ std::string ByteText(std::uint8_t byte) { return fmt::format("0x{:02X}", byte); 
 
 constexpr OptionProperty kOptionProperties[] = {
     {Field::KeptCcfg, Part::Load, "KeepCcfgSetting", nullptr, nullptr,
-     [](const ProgramOptions& load) { return When(load.keepCcfg); }},
+     [](const ProgramOptions& load) { return When(load.keepCcfg.value_or(false)); }},
     {Field::SkippedSectors, Part::Load, "FlashPageToggle", "FlashPages", "",
      [](const ProgramOptions& load) {
          return load.skippedSectors.IsEmpty() ? std::nullopt : Value(load.skippedSectors.Text());

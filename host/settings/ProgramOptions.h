@@ -17,8 +17,8 @@ enum class WriteChoice { Changed, All };
 
 struct ProgramOptions {
     EraseChoice erase = EraseChoice::Necessary;
-    SectorSet erasedSectors;  // with `Listed`
-    bool keepCcfg = false;
+    SectorSet erasedSectors;                  // with `Listed`
+    std::optional<bool> keepCcfg;             // the chip's; missing: unless the load brings one
     SectorSet skippedSectors;                 // neither written nor erased
     std::optional<std::uint8_t> skippedFill;  // sectors of only this byte are not written
     Verification verification = Verification::Crc;

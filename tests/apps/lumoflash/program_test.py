@@ -42,6 +42,39 @@ class Program:
         self.assertEqual(self.flash(end - 0x58), ccfg())
 
 
+    def test_ccfg_stays_unless_the_file_brings_one_or_it_is_given_up(self):
+        end, last = FLASH[self.device], FLASH[self.device] - SECTOR[self.device]
+        app = self.file("a.bin", pattern(100))
+        self.run_chip("program", self.file("c.bin", ccfg()), "--base", hex(end - 0x58))
+        for arguments in (["--base", hex(last)], ["--base", "0", "--erase", "all"], ["--base", hex(last), "--keep-ccfg"]):
+            kept, _ = self.run_chip("program", app, *arguments, "--dry-run")
+            self.assertIn("; CCFG is kept\n", kept.decode())
+            _, err = self.run_chip("program", app, *arguments)
+            self.assertEqual(self.flash(end - 0x58), ccfg())
+            warning = "warning: The load brings no CCFG, so the chip's own is kept; --replace-ccfg would give it up\n"
+            self.assertEqual(warning in err, "--keep-ccfg" not in arguments)
+        other = ccfg()[:4] + b"\x12" + ccfg()[5:]
+        replaced, err = self.run_chip("program", self.file("c.bin", other), "--base", hex(end - 0x58), "--dry-run")
+        self.assertIn("; CCFG is replaced\n", replaced.decode())
+        self.run_chip("program", self.file("c.bin", other), "--base", hex(end - 0x58))
+        self.assertEqual(self.flash(end - 0x58), other)
+        replaced, _ = self.run_chip("program", app, "--base", hex(last), "--replace-ccfg", "--dry-run")
+        self.assertIn("; CCFG is replaced\n", replaced.decode())
+        self.run_chip("program", app, "--base", hex(last), "--replace-ccfg")
+        self.assertEqual(self.flash(end - 0x58), b"\xff" * 0x58)
+
+    def test_what_cannot_be_programmed_without_erasing_is_refused_and_nothing_is_touched(self):
+        self.run_chip("program", self.file("a.bin", b"\x0f" * 16), "--base", "0x100")
+        before = self.chip.read_bytes()
+        _, err = self.run_chip("program", self.file("b.bin", b"\x00\x0f\x0f\x0f" + b"\xf0" * 8), "--base", "0x100", "--erase", "none",
+                               code=2)
+        self.assertIn("--erase: the word at 0x00000104 is 0x0F0F0F0F and cannot become 0xF0F0F0F0 without being erased; "
+                      "neither can 1 more\n", err)
+        self.assertEqual(self.chip.read_bytes(), before)
+        self.run_chip("program", self.file("b.bin", b"\x00" * 8), "--base", "0x100", "--erase", "none")
+        self.assertEqual(self.flash(0x100, 16), b"\x00" * 8 + b"\x0f" * 8)
+
+
 class ProgramOnLumoD(Program, Case):
     device = "LumoD1F64"
 

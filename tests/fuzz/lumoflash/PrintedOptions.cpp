@@ -87,7 +87,8 @@ private:
         Put("erase", erases[static_cast<int>(program.erase)] + options.lists.erased, Kind::Text);
         Put("verify", verifications[static_cast<int>(program.verification)], Kind::Text);
         Put("write", program.write == host::WriteChoice::All ? "all" : "changed", Kind::Text);
-        PutFlag("keep-ccfg", program.keepCcfg);
+        PutFlag("keep-ccfg", program.keepCcfg == true);
+        PutFlag("replace-ccfg", program.keepCcfg == false);
         Put("skip-pages", options.lists.skipped);
         if (program.skippedFill) {
             Put("skip-fill", std::to_string(*program.skippedFill), Kind::Number);

@@ -112,6 +112,7 @@ private:
               {"verify", oneOf({"crc", "readback", "none"})},
               {"write", oneOf({"changed", "all"})},
               {"keep-ccfg", {}},
+              {"replace-ccfg", {}},
               {"skip-pages", any},
               {"skip-fill", byte},
               {"retain-ble", {}},
@@ -198,6 +199,9 @@ private:
     }
 
     bool AreOptionsSound() const {
+        if (command == "program" && given.contains("keep-ccfg") && given.contains("replace-ccfg")) {
+            return false;
+        }
         if (command == "erase") {
             return !given.contains("sectors") || !given.contains("keep-ccfg");
         }

@@ -157,6 +157,55 @@ TEST_P(BothGenerations, AKeptCcfgSurvivesEveryEraseChoice) {
     }
 }
 
+TEST_P(BothGenerations, CcfgIsLostOnlyOnPurposeOrForAnotherOne) {
+    for (const std::optional<bool> keepCcfg : {std::optional<bool>(), std::optional(false)}) {
+        for (const EraseChoice erase : {EraseChoice::Necessary, EraseChoice::All}) {
+            SCOPED_TRACE(static_cast<int>(erase) * 10 + keepCcfg.has_value());
+            Bench bench(GetParam());
+            const std::uint32_t end = bench.device.FlashSizeBytes();
+            bench.Chip().PlaceInFlash(end - 0x58, GoodCcfg());
+            ProgramOptions options;
+            options.keepCcfg = keepCcfg;
+            options.erase = erase;
+            const std::uint32_t address = erase == EraseChoice::All ? 0 : end - bench.device.sectorSizeBytes;
+
+            Program(bench.Connect(), ImageOf({{address, Pattern(64)}}), options);
+
+            EXPECT_EQ(bench.Flash(address, 64), Pattern(64));
+            EXPECT_EQ(bench.Flash(end - 0x58, 0x58), keepCcfg ? std::vector<std::uint8_t>(0x58, 0xFF) : GoodCcfg());
+            EXPECT_EQ(bench.observer.warnings.size(), keepCcfg ? 0U : 1U);
+        }
+    }
+}
+
+TEST_P(BothGenerations, ALoadThatBringsCcfgReplacesTheChips) {
+    Bench bench(GetParam());
+    const std::uint32_t end = bench.device.FlashSizeBytes();
+    std::vector<std::uint8_t> other = GoodCcfg();
+    other[0] = 0x77;
+    bench.Chip().PlaceInFlash(end - 0x58, GoodCcfg());
+
+    Program(bench.Connect(), ImageOf({{end - 0x58, other}}));
+
+    EXPECT_EQ(bench.Flash(end - 0x58, 0x58), other);
+    EXPECT_TRUE(bench.observer.warnings.empty());
+}
+
+TEST_P(BothGenerations, WithoutErasingWhatCannotBeProgrammedIsRefusedBeforeAnythingIsTouched) {
+    Bench bench(GetParam());
+    bench.Chip().PlaceInFlash(0x100, std::vector<std::uint8_t>{0x0F, 0, 0, 0});
+    ProgramOptions options;
+    options.erase = EraseChoice::None;
+
+    const std::string text = FailureOf(FailureKind::BadInput, [&] {
+        Program(bench.Connect(), ImageOf({{0x100, {0x1F, 0, 0, 0}}}), options);
+    });
+
+    EXPECT_EQ(text,
+              "\"erase\": the word at 0x00000100 is 0x0000000F and cannot become 0x0000001F without being erased");
+    EXPECT_EQ(bench.Chip().GetCounters().flashOperations, 0U);
+}
+
 TEST_P(BothGenerations, KeepingAndChangingCcfgInOneLoadDoBoth) {
     Bench bench(GetParam());
     const std::uint32_t end = bench.device.FlashSizeBytes();
