@@ -5,6 +5,7 @@
 
 #include <CLI/CLI.hpp>
 #include <algorithm>
+#include <iterator>
 #include <map>
 
 #include "apps/lumoflash/Config.h"
@@ -12,6 +13,7 @@
 #include "apps/lumoflash/FieldOptions.h"
 #include "apps/lumoflash/Help.h"
 #include "apps/lumoflash/OptionKinds.h"
+#include "apps/lumoflash/PropertyOptions.h"
 #include "apps/lumoflash/RawOptions.h"
 #include "apps/lumoflash/Version.h"
 
@@ -50,15 +52,12 @@ public:
             std::reverse(reversed.begin(), reversed.end());
             app.parse(reversed);
             ApplyConfig();
-            ReadProperties();
+            options.properties = ReadProperties(raw);
             ApplyProperties();
         } catch (const CLI::ParseError& error) {
             return {std::nullopt, HelpFor(app, error)};
         }
-        const auto isGiven = [this](Command command, const std::string& option) {
-            return commands.at(command)->count(option) != 0;
-        };
-        FinishOptions(raw, isGiven, options);
+        Finish();
         return {options, std::nullopt};
     }
 
@@ -83,7 +82,9 @@ private:
         app.add_option("--plugin", options.plugin, "The flash plug-in's module, instead of the installed one");
         app.add_option("--devices", options.devicesFolder, "Folder of device descriptions");
         app.add_option("--data", options.dataFolder, "Folder whose `arm` holds the flashloader images");
-        TakeOneAtATime(*app.add_option("--set", raw.properties, "KEY=VALUE, any host property"));
+        TakeOneAtATime(*app.add_option("--set", raw.properties.checked, "KEY=VALUE, a host property"));
+        TakeOneAtATime(*app.add_option("--property", raw.properties.unchecked,
+                                       "KEY=VALUE, any host property, unchecked, for plug-ins that know others"));
         app.add_option("--config", raw.config,
                        "TOML file with defaults, instead of the lumoflash.toml found here or above")
             ->envname("LUMOFLASH_CONFIG");
@@ -200,7 +201,8 @@ private:
         if (!config) {
             return;
         }
-        std::vector<std::string> properties;
+        options.configFile = config->file;
+        CommandLine trial;
         for (const ConfigEntry& entry : ReadConfig(config->file)) {
             if (!config->isNamed) {
                 RequireNoCode(entry, config->file);
@@ -211,13 +213,41 @@ private:
                 Refuse(fmt::format("{}: there is no option {}{}", entry.place, entry.option,
                                    entry.command.empty() ? "" : " for " + entry.command));
             }
+            if (entry.option == "yes") {
+                Refuse(entry.place + ": yes is said on the command line alone, by whoever starts the command");
+            }
+            if (&owner != &app) {
+                trial.Try(entry);
+            }
             if (entry.option == "set") {
-                properties.insert(properties.end(), entry.values.begin(), entry.values.end());
+                std::ranges::for_each(entry.values, [&](const auto& text) { CheckProperty(text, entry.place); });
+                std::ranges::copy(entry.values, std::back_inserter(raw.configProperties.checked));
+            } else if (entry.option == "property") {
+                std::ranges::copy(entry.values, std::back_inserter(raw.configProperties.unchecked));
             } else if ((&owner == &app || owner.parsed()) && option->count() == 0) {
                 ApplyValues(*option, entry.values, entry.place);
             }
         }
-        raw.properties.insert(raw.properties.begin(), properties.begin(), properties.end());  // the command line's win
+    }
+
+    // Reads the value as if the entry's command were given, so that a mistake shows before the day on which it counts.
+    void Try(const ConfigEntry& entry) {
+        ApplyValues(*OwnerOf(entry).get_option("--" + entry.option), entry.values, entry.place);
+        // Another one would ask for what the file need not say.
+        options.command = entry.command == CommandName(Command::Ccfg) ? Command::Ccfg : Command::Devices;
+        options.device = "any";
+        try {
+            Finish();
+        } catch (const host::Failure& failure) {
+            Refuse(fmt::format("{}: {}", entry.place, InWords(failure.Text())));
+        }
+    }
+
+    void Finish() {
+        const auto isGiven = [this](Command command, const std::string& option) {
+            return commands.at(command)->count(option) != 0;
+        };
+        FinishOptions(raw, isGiven, options);
     }
 
     CLI::App& OwnerOf(const ConfigEntry& entry) {
@@ -240,16 +270,6 @@ private:
             option.run_callback();
         } catch (const CLI::ParseError& error) {
             Refuse(fmt::format("{}: {}", source, error.what()));
-        }
-    }
-
-    void ReadProperties() {
-        for (const std::string& property : raw.properties) {
-            const std::size_t equals = property.find('=');
-            if (equals == std::string::npos || equals == 0) {
-                Refuse(fmt::format("--set: \"{}\" is not KEY=VALUE", property));
-            }
-            options.properties[property.substr(0, equals)] = property.substr(equals + 1);
         }
     }
 

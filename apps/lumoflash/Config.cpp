@@ -7,6 +7,7 @@
 #include <system_error>
 
 #include "apps/lumoflash/Toml.h"
+#include "apps/lumoflash/TomlDepth.h"
 #include "host/Failure.h"
 #include "host/backends/OpenProbe.h"
 #include "host/files/FileContent.h"
@@ -19,12 +20,15 @@ using host::Failure;
 using host::FailureKind;
 
 const std::string kStandardOutput = "-";
+const std::set<std::string> kPropertyTables{"set", "property"};
 
 // Of a program that is a mistake; a configuration file just says nothing.
 bool IsEmptyFile(const std::filesystem::path& file) {
     std::error_code error;
     return std::filesystem::is_regular_file(file, error) && std::filesystem::file_size(file, error) == 0;
 }
+
+constexpr std::size_t kMostBytes = 1024 * 1024;
 
 class ConfigReader {
 public:
@@ -35,8 +39,12 @@ public:
             return {};
         }
         try {
-            const std::vector<std::uint8_t> content = host::LoadFile(file);
-            ReadTable(toml::parse(std::string(content.begin(), content.end())), "");
+            const std::vector<std::uint8_t> content = host::LoadFile(file, kMostBytes);
+            const std::string text(content.begin(), content.end());
+            if (const auto line = LineNestedTooDeeply(text)) {
+                throw Failure(FailureKind::BadInput, fmt::format("{}:{}: too deeply nested", file.string(), *line));
+            }
+            ReadTable(toml::parse(text), "");
         } catch (const toml::parse_error& error) {
             throw Failure(FailureKind::BadInput,
                           fmt::format("{}:{}: {}", file.string(), error.source().begin.line, error.description()));
@@ -53,7 +61,7 @@ private:
         for (const auto& [key, node] : table) {
             const std::string name(key.str());
             if (const toml::table* inner = node.as_table(); inner != nullptr && command.empty()) {
-                name == "set" ? ReadProperties(*inner) : ReadTable(*inner, name);
+                kPropertyTables.contains(name) ? ReadProperties(*inner, name) : ReadTable(*inner, name);
                 continue;
             }
             ConfigEntry entry{command, name, {}, Place(node)};
@@ -71,10 +79,10 @@ private:
         }
     }
 
-    void ReadProperties(const toml::table& table) {
+    void ReadProperties(const toml::table& table, const std::string& option) {
         for (const auto& [key, node] : table) {
             const std::string name(key.str());
-            entries.push_back({"", "set", {name + "=" + Text(node, name)}, Place(node)});
+            entries.push_back({"", option, {name + "=" + Text(node, name)}, Place(node)});
         }
     }
 

@@ -1,5 +1,5 @@
 // Defaults of a project from a TOML file: keys are the long names of options, at the top for every command, in a table
-// named like a command for that command; the table `set` holds host properties.
+// named like a command for that command; the tables `set` and `property` hold host properties.
 #pragma once
 
 #include <filesystem>
@@ -15,7 +15,8 @@ struct ConfigEntry {
     std::string place;  // "FILE:LINE"
 };
 
-// Throws Failure (BadInput) naming file and line. Host properties are entries of the option "set" as KEY=VALUE.
+// Throws Failure (BadInput) naming file and line. Host properties are entries of the option "set" or "property" as
+// KEY=VALUE.
 std::vector<ConfigEntry> ReadConfig(const std::filesystem::path& file);
 
 }  // namespace flash::app

@@ -18,6 +18,20 @@ std::string CommandName(Command command) {
     return names.at(command);
 }
 
+bool ChangesChip(const Options& options) {
+    switch (options.command) {
+        case Command::Program:
+        case Command::Erase:
+            return !options.isDryRun;
+        case Command::MacWrite:
+            return true;
+        case Command::Ccfg:
+            return options.program.closing.IsAny() || options.lists.protect;
+        default:
+            return false;
+    }
+}
+
 host::ProgramOptions ProgramOptionsFor(const Options& options, std::uint32_t sectorCount) {
     host::ProgramOptions program = options.program;
     if (program.erase == host::EraseChoice::Listed) {

@@ -35,6 +35,7 @@ struct Options {
     // For every command.
     std::string device;
     std::filesystem::path plugin, devicesFolder, dataFolder, traceFile;
+    std::filesystem::path configFile;
     host::ProbeSpec probe;
     std::vector<std::string> faults;                // of the virtual chip
     std::map<std::string, std::string> properties;  // host properties, by key
@@ -66,6 +67,9 @@ struct Options {
     // validate-plugin
     validator::ValidatePluginOptions validation;
 };
+
+// Only such a command makes a chip where there is none, and keeps what became of it.
+bool ChangesChip(const Options& options);
 
 // The options of a load or a change on a chip of so many sectors. Throws BadInput for a wrong list.
 host::ProgramOptions ProgramOptionsFor(const Options& options, std::uint32_t sectorCount);

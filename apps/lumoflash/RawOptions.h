@@ -10,8 +10,14 @@
 
 namespace flash::app {
 
+// Each KEY=VALUE.
+struct PropertyTexts {
+    std::vector<std::string> checked, unchecked;
+};
+
 struct RawOptions {
-    std::vector<std::string> properties, files, kinds;
+    PropertyTexts properties, configProperties;  // of the command line, of the configuration file
+    std::vector<std::string> files, kinds;
     std::string probe = "virtual", config, base, format, erase = "necessary", verify = "crc", write = "changed",
                 by = "target", skipPages, skipFill, ble, ieee, protect;
     bool keepCcfg = false, replaceCcfg = false;  // of a load

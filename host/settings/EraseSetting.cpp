@@ -21,6 +21,12 @@ constexpr EraseSetting kEraseSettings[] = {
     {EraseChoice::Necessary, "Necessary Sectors Only"},
 };
 
+const EraseSetting* FindIn(std::string_view text) {
+    return std::find_if(std::begin(kEraseSettings), std::end(kEraseSettings), [text](const EraseSetting& setting) {
+        return text.find(setting.text) != std::string_view::npos;
+    });
+}
+
 }  // namespace
 
 const char* EraseSettingText(EraseChoice erase) {
@@ -29,10 +35,16 @@ const char* EraseSettingText(EraseChoice erase) {
         ->text;
 }
 
+std::vector<std::string> EraseSettingTexts() {
+    std::vector<std::string> texts;
+    std::ranges::transform(kEraseSettings, std::back_inserter(texts), &EraseSetting::text);
+    return texts;
+}
+
+bool IsEraseSetting(std::string_view text) { return FindIn(text) != std::end(kEraseSettings); }
+
 EraseChoice ParseEraseSetting(std::string_view text) {
-    const auto* found =
-        std::find_if(std::begin(kEraseSettings), std::end(kEraseSettings),
-                     [text](const EraseSetting& setting) { return text.find(setting.text) != std::string_view::npos; });
+    const EraseSetting* found = FindIn(text);
     return found == std::end(kEraseSettings) ? EraseChoice::Necessary : found->erase;
 }
 

@@ -24,6 +24,7 @@ class Configuration(Case):
         self.run_raw("--config", str(config), "verify", image, "--base", "0x40")
 
     def test_the_file_may_say_where_bytes_that_are_read_go(self):
+        self.new_chip()
         config = self.file("c.toml", '[read]\nout = "-"\nrange = "0:16"\n')
         self.assertEqual(len(self.run_chip("--config", config, "read")[0]), 16)
         self.run_chip("--config", self.file("d.toml", '[read]\nout = "d.bin"\n'), "read")
@@ -74,7 +75,7 @@ class Configuration(Case):
         return self.run_raw(*arguments, folder=self.path / folder, **options)
 
     def test_an_empty_file_says_nothing(self):
-        self.run_chip("--config", self.file("empty.toml", ""), "info")
+        self.run_chip("--config", self.file("empty.toml", ""), "erase")
 
     def test_mistakes_are_named_with_file_and_line(self):
         for text, expected in [("device = \n", "c.toml:1: "), ("\nspeed = 3\n", "c.toml:2: there is no option speed"),
@@ -84,10 +85,39 @@ class Configuration(Case):
                                ("json = -5\n", "c.toml:1: "), ("\njson = []\n", "c.toml:2: json has no value"),
                                ("[program]\nkeep-ccfg = []\n", "c.toml:2: keep-ccfg has no value"),
                                ("[validate-plugin]\nlist = []\n", "c.toml:2: list has no value"),
-                               ("set = []\n", "c.toml:1: set has no value")]:
+                               ("set = []\n", "c.toml:1: set has no value"),
+                               ("\nyes = true\n", "c.toml:2: yes is said on the command line alone"),
+                               ("[ccfg]\n'yes' = false\n", "c.toml:2: "),
+                               ("[program]\nerase = \"some\"\n", 'c.toml:2: --erase: "some" is none of necessary'),
+                               ("[program]\nskip-fill = 256\n", "c.toml:2: --skip-fill"),
+                               ("[program]\nkeep-ccfg = 7\n", "c.toml:2: "),
+                               ("[program]\nkeep-ccfg = true\nreplace-ccfg = true\n", "c.toml:3: --keep-ccfg and --replace-ccfg"),
+                               ("[ccfg]\nble = \"C2\"\n", "c.toml:2: --ble"), ("[read]\nrange = \"5\"\n", "c.toml:2: --range"),
+                               ("[validate-plugin]\ntime-limit = 0\n", "c.toml:2: --time-limit"),
+                               ("[set]\n\nKeepCcfgSetting = 2\n", 'c.toml:3: KeepCcfgSetting: "2" is none of true, false'),
+                               ("[set]\nKeepCcfgSeting = true\n", "c.toml:2: there is no property KeepCcfgSeting (did you mean KeepCcfgSetting?)")]:
             with self.subTest(text=text):
                 self.assertIn(expected, self.run_chip("--config", self.file("c.toml", text), "info", code=2)[1])
         self.assertIn("missing.toml", self.run_chip("--config", "missing.toml", "info", code=2)[1])
+
+
+    def test_switches_are_written_as_they_are_in_toml(self):
+        config = self.file("c.toml", "[set]\nFlashVerboseMode = true\nCrcVerify = 'off'\n[property]\nOtherPlugins = 7\n")
+        out, err = self.run_chip("--config", config, "program", self.file("a.bin", pattern(16)), "--base", "0")
+        self.assertIn("Chunk 1", err)
+        self.assertNotIn("crc=", err)
+
+    def test_what_is_nested_deeper_than_the_stack_is_refused(self):
+        deep = 50_000
+        for text, line in [(".".join("a" * deep) + " = 1\n", 1), ("\n" + "[" + ".".join("a" * deep) + "]\n", 2),
+                           ("a = " + "[" * deep + "]" * deep + "\n", 1), ("a = [\n" + "[\n" * deep, 17),
+                           ("a = " + "{a=" * deep + "1" + "}" * deep + "\n", 1),
+                           ("a = '''\n['''\nb = \"\"\"x\"\"\"\"\"" + "[" * deep, 3)]:
+            with self.subTest(text=text[:40]):
+                _, err = self.run_chip("--config", self.file("c.toml", text), "info", code=2)
+                self.assertIn(f"c.toml:{line}: too deeply nested", err)
+        harmless = "device = 'LumoD1F64' # " + "[" * deep + "\n[set]\nDeviceFlashloaderFile = \"\"\"" + "[." * 3000 + "\\\"[\"\"\"\n"
+        self.assertNotIn("nested", self.run_chip("--config", self.file("c.toml", harmless), "info", code=4)[1])
 
 
 if __name__ == "__main__":

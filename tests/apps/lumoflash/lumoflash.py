@@ -89,6 +89,9 @@ class Case(unittest.TestCase):
         self.assertEqual(events[-1]["exitCode"], code)
         return events
 
+    def new_chip(self):
+        self.run_chip("erase")
+
     def flash(self, address=0, length=None):
         length = FLASH[self.device] - address if length is None else length
         out, _ = self.run_chip("read", "--out", "-", "--range", f"{address}:{length}")

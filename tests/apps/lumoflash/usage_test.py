@@ -66,7 +66,6 @@ class Usage(Case):
             ([*program, "--format", "exe"], "--format"),
             (["read"], "--out"),
             (["read", "--out", "x", "--range", "5"], "--range"),
-            (["read", "--out", "x", "--range", "0x10000:1"], "not inside the flash"),
             (["read", "--out", "x", "--format", "elf"], "--format"),
             (["erase", "--sectors", "0", "--keep-ccfg"], "--keep-ccfg"),
             (["erase", "--sectors", "16"], "page 16 does not exist"),
@@ -75,7 +74,13 @@ class Usage(Case):
             (["mac", "write", "ble", "nonsense"], "nonsense"),
             (["info", "--set", "novalue"], "KEY=VALUE"),
             ([*program, "--set", "FlashPageToggle=1", "--set", "FlashPages=1,"], "nothing between two commas"),
-            ([*program, "--set", "FlashPagesFilledWith=1", "--set", "FlashPagesFilledWithValue=256"], "--skip-fill"),
+            ([*program, "--set", "FlashPagesFilledWith=1", "--set", "FlashPagesFilledWithValue=256"], "FlashPagesFilledWithValue: "),
+            ([*program, "--set", "KeepCcfgSetting=yes"], '--set: KeepCcfgSetting: "yes" is none of true, false, on, off, 1, 0'),
+            ([*program, "--set", "FlashEraseSetting=garbage"], 'FlashEraseSetting: "garbage" is none of All Unprotected Sectors'),
+            ([*program, "--set", "KeepCcfgSeting=1"], "there is no property KeepCcfgSeting (did you mean KeepCcfgSetting?); "
+                                                      "--property sets any property unchecked"),
+            ([*program, "--property", "novalue"], '--property: "novalue" is not KEY=VALUE'),
+            ([*program, "--keep-ccfg", "--replace-ccfg"], "--keep-ccfg and --replace-ccfg exclude each other"),
             ([*program, "--set", "FlashEraseSetting=Specific Sectors"], "--erase"),
             ([*program, "--set", "DisableCpuDap=1"], "agree with --yes"),
             ([*program, "--set", "WriteProtectionToggle=1", "--set", "WriteProtectionText=3"], "agree with --yes"),
@@ -106,7 +111,7 @@ class Usage(Case):
 
     def test_brackets_are_part_of_a_value(self):
         self.file("[p,q]", pattern(16))
-        self.run_chip("program", "[p,q]", "--format", "bin", "--base", "0", "--set", "[A=1,B=2]")
+        self.run_chip("program", "[p,q]", "--format", "bin", "--base", "0", "--property", "[A=1,B=2]")
         self.assertEqual(self.flash(0, 16), pattern(16))
         self.assertIn('"[A,B]" is not KEY=VALUE', self.run_chip("info", "--set", "[A,B]", code=2)[1])
         self.assertIn("[pri-ble,sec-ble]", self.run_chip("mac", "read", "[pri-ble,sec-ble]", code=2)[1])

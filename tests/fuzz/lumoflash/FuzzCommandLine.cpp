@@ -26,7 +26,7 @@ using Kind = PrintedOption::Kind;
 constexpr std::string_view kConfigOption = "--config";
 constexpr unsigned kUsualTimeLimit = 10;  // seconds
 constexpr unsigned kLongestTimeLimit = 3600;
-constexpr std::size_t kMemoryBytes = 256 * 1024;  // all that the program knows of options
+constexpr std::size_t kMemoryBytes = 512 * 1024;  // all that the program knows of options, twice
 constexpr std::size_t kMemoryPerByte = 1024;
 constexpr std::string_view kConfigMark = "---";  // the line before the configuration file
 
@@ -195,15 +195,15 @@ public:
     void PutProperties(bool inConfig) {
         for (const auto& [key, value] : expected.properties) {
             if (inConfig && IsAscii(key + value)) {
-                tables["set"] += Quoted(key) + " = " + Quoted(value) + "\n";
+                tables["property"] += Quoted(key) + " = " + Quoted(value) + "\n";
             } else {
-                arguments.push_back("--set=" + key + "=" + value);
+                arguments.push_back("--property=" + key + "=" + value);
             }
         }
     }
 
     void PutConfig(const PrintedOption& option) {
-        if (!IsAscii(option.value)) {
+        if (!IsAscii(option.value) || option.name == "yes") {  // which a file must not say
             return PutArgument(option);
         }
         const bool isBare = option.kind == Kind::Flag || option.kind == Kind::Number;

@@ -257,9 +257,10 @@ std::vector<std::string> PrintWords(const Options& options) {
 }
 
 std::string Describe(const Options& options) {
-    const auto& [command, device, plugin, devicesFolder, dataFolder, traceFile, probe, faults, properties, isVerbose,
-                 isJson, isQuiet, isColorOff, isAgreed, files, fileOptions, program, lists, isDryRun, verifyBy, outFile,
-                 outFormat, range, sectors, keepCcfg, addressKinds, newAddress, validation] = options;
+    const auto& [command, device, plugin, devicesFolder, dataFolder, traceFile, configFile, probe, faults, properties,
+                 isVerbose, isJson, isQuiet, isColorOff, isAgreed, files, fileOptions, program, lists, isDryRun,
+                 verifyBy, outFile, outFormat, range, sectors, keepCcfg, addressKinds, newAddress, validation] =
+        options;
     Description description;
     description.AddAll(command, device, plugin, devicesFolder, dataFolder, traceFile, probe, faults, properties,
                        isVerbose, isJson, isQuiet, isColorOff, isAgreed, files, fileOptions, program, lists, isDryRun,

@@ -169,7 +169,7 @@ private:
     // `value` starts with "=", or is empty for a flag.
     void TakeOption(const std::string& option, const std::string& value) {
         // These need more: help, other files, properties that stand for options, lists of values.
-        static const std::set<std::string> others{"help", "version", "config", "set", "check", "fault"};
+        static const std::set<std::string> others{"help", "version", "config", "set", "property", "check", "fault"};
         const Check* check = Find(option);
         const bool isValuePlain = value.size() > 1 && value[1] != '-' && value[1] != '[' && value[1] != '"' &&
                                   value.find_first_of("{}\\`'", 1) == std::string::npos;
