@@ -7,6 +7,7 @@
 #include <cstdio>
 #include <functional>
 
+#include "apps/lumoflash/FileParts.h"
 #include "apps/lumoflash/Locations.h"
 #include "apps/lumoflash/Outcome.h"
 #include "apps/lumoflash/Texts.h"
@@ -41,7 +42,7 @@ public:
             view.ShowDevices(found.devices);
             return {0, host::Counted(found.devices.size(), "part"), 0, {}};
         }
-        RefuseFilesWithTwoParts();
+        RefuseFilesWithTwoParts(options);
         // Files first: a mistake in them is found without a chip.
         const bool hasFiles = options.command == Command::Program || options.command == Command::Verify;
         const host::ProgramImage image =
@@ -56,7 +57,7 @@ public:
 
     void SaveChip() const {
         host::StorageService* storage = connection ? connection->GetProbe().Storage() : nullptr;
-        if (storage != nullptr && !options.isDryRun) {
+        if (storage != nullptr && isChanging) {
             storage->Save();
         }
     }
@@ -75,32 +76,10 @@ private:
         return OrDefault(options.devicesFolder, locations.dataFolder / "devices");
     }
 
-    // What is written would take the place of what is read, or of what else is written.
-    void RefuseFilesWithTwoParts() const {
-        std::vector<std::pair<std::string, std::filesystem::path>> parts;
-        if (options.outFile != "-" && !options.outFile.empty()) {
-            parts.emplace_back("--out", options.outFile);
-        }
-        if (!options.traceFile.empty()) {
-            parts.emplace_back("--trace", options.traceFile);
-        }
-        const std::size_t outputs = parts.size();
-        if (const auto chip = host::FileOf(options.probe)) {
-            parts.emplace_back("--probe", *chip);
-        }
-        for (const host::ProgramSource& file : options.files) {
-            if (!file.IsStandardInput()) {
-                parts.emplace_back("FILE", file.path);
-            }
-        }
-        for (std::size_t i = 0; i < outputs; ++i) {
-            for (std::size_t k = i + 1; k < parts.size(); ++k) {
-                if (host::IsSameFile(parts[i].second, parts[k].second)) {
-                    throw Failure(FailureKind::BadInput, fmt::format("{} and {} name the same file, {}", parts[i].first,
-                                                                     parts[k].first, parts[k].second.string()));
-                }
-            }
-        }
+    host::ChipUse Use() const {
+        return ChangesChip(options) ? host::ChipUse::Change
+               : options.isDryRun   ? host::ChipUse::Plan
+                                    : host::ChipUse::Look;
     }
 
     void Connect() {
@@ -120,7 +99,7 @@ private:
     }
 
     std::unique_ptr<host::Probe> OpenProbe(const host::DeviceDescription& device) const {
-        std::unique_ptr<host::Probe> probe = host::OpenProbe(options.probe, device);
+        std::unique_ptr<host::Probe> probe = host::OpenProbe(options.probe, device, Use());
         host::FaultService* faults = probe->Faults();
         if (!options.faults.empty() && faults == nullptr) {
             throw host::BadInput(host::Field::Fault, "only a virtual chip breaks on demand");
@@ -151,6 +130,7 @@ private:
                 }
                 return {0, fmt::format("addresses read: {}", options.addressKinds.size()), 0, {}};
             case Command::MacWrite:
+                isChanging = true;
                 session->WriteAddress(options.addressKinds.front(), *options.newAddress);
                 view.ShowAddress(options.addressKinds.front(), options.newAddress->Text());
                 return {0, "written and read back", 0, {}};
@@ -170,6 +150,7 @@ private:
             return {0, "nothing was touched", 0, {}};
         }
         RequireAgreement(load.options.closing, load.plan.expected);
+        isChanging = true;
         const host::LoadResult result = session->Program(load);
         return {0, ProgramVerdict(result, options.program.verification) + LeftOut(load), result.programmedBytes,
                 planTime + result.elapsed};
@@ -235,6 +216,7 @@ private:
             view.ShowPlan(session->PlanErase(sectors, options.keepCcfg));
             return {0, "nothing was touched", 0, {}};
         }
+        isChanging = true;
         if (sectors) {
             session->EraseSectors(*sectors);
             return {0, "erased " + host::Listed("sector", sectors->Text()), 0, {}};
@@ -250,6 +232,7 @@ private:
             return {0, "nothing was changed", 0, {}};
         }
         RequireAgreement(changes, {});
+        isChanging = true;
         session->ChangeCcfg(changes);
         view.ShowCcfg(session->ReadCcfg());
         return {0, "CCFG changed and verified", 0, {}};
@@ -261,6 +244,7 @@ private:
     Locations locations;
     std::optional<host::Connection> connection;
     host::Session* session = nullptr;  // the connection's
+    bool isChanging = false;           // from the first step on that may change the chip
 };
 
 }  // namespace

@@ -22,15 +22,23 @@ static_assert(std::atomic<bool>::is_always_lock_free, "set by a signal handler")
 
 extern "C" void Interrupt(int) { isInterrupted = true; }
 
-// The first Ctrl-C asks for a safe end, a second one ends at once. A reader that goes away must not stop the work on
-// the chip in the middle.
+// The first Ctrl-C asks for a safe end, a second one ends at once. A terminal that is closed, or a connection to it
+// that is lost, is told more than once and asks for nothing but a safe end; who started the program to outlive its
+// terminal ignores that. Neither a reader that goes away nor a file that may not grow must stop the work on the chip in
+// the middle.
 void InstallSignals() {
     struct sigaction action {};
     action.sa_handler = Interrupt;
     action.sa_flags = static_cast<int>(SA_RESETHAND);
     sigaction(SIGINT, &action, nullptr);
     sigaction(SIGTERM, &action, nullptr);
+    struct sigaction present {};
+    if (sigaction(SIGHUP, nullptr, &present) == 0 && present.sa_handler != SIG_IGN) {
+        action.sa_flags = 0;
+        sigaction(SIGHUP, &action, nullptr);
+    }
     std::signal(SIGPIPE, SIG_IGN);
+    std::signal(SIGXFSZ, SIG_IGN);
 }
 
 // A file that is opened later must not become a standard stream. Writing to one that is missing fails all the same.

@@ -16,6 +16,7 @@ class Mac:
         self.assertNotIn("ReadSecBle", err)
 
     def test_one_named_address(self):
+        self.new_chip()
         events = self.events("mac", "read", "pri-ble")
         self.assertEqual([e["address"] for e in events if e["event"] == "address"], ["C2:02:03:04:05:06"])
 

@@ -12,12 +12,17 @@ class Places(Case):
         self.run_chip("program", image, "--base", "0")
         before = self.chip.read_bytes()
         (self.path / "link").symlink_to("chip.bin")
+        config, plugin = self.file("a.toml", ""), self.file("a.so", "a module")
         cases = [
             (["read", "--out", "chip.bin"], "--out and --probe"),
             (["read", "--out", "./link"], "--out and --probe"),
             (["--trace", "chip.bin", "info"], "--trace and --probe"),
             (["--trace", "new", "read", "--out", "./new"], "--out and --trace"),
             (["--trace", image, "program", image, "--base", "0"], "--trace and FILE"),
+            (["--config", config, "read", "--out", config], "--out and --config"),
+            (["--plugin", plugin, "read", "--out", plugin], "--out and --plugin"),
+            (["program", "link", "--base", "0", "--format", "bin"], "--probe and FILE"),
+            (["--plugin", "link", "erase"], "--probe and --plugin"),
         ]
         for arguments, expected in cases:
             with self.subTest(arguments=arguments):
@@ -34,17 +39,18 @@ class Places(Case):
         self.assertEqual(sorted(path.name for path in self.path.iterdir()), ["a.bin", "chip.bin", "real.bin"])
 
     def test_a_trace_or_state_that_cannot_be_written_fails_the_command(self):
-        _, err = self.run_chip("--trace", "/nowhere/t.json", "info", code=1)
-        self.assertIn("/nowhere/t.json", err)
+        self.assertIn("/nowhere/t.json", self.run_chip("--trace", "/nowhere/t.json", "erase", code=1)[1])
         self.chip = self.path / "none" / "chip.bin"
-        self.assertIn("chip.bin", self.run_chip("info", code=1)[1])
+        self.assertIn("chip.bin", self.run_chip("erase", code=1)[1])
 
     def test_every_failure_is_told_and_by_itself_reads_well(self):
+        self.new_chip()
         _, err = self.run_chip("--trace", "/nowhere/t.json", "info", code=1)
         self.assertEqual(err, "error: /nowhere/t.json: the file cannot be written: No such file or directory\n  Before that: identified\n")
         self.chip = self.path / "none" / "chip.bin"
-        _, err = self.run_chip("--trace", "/nowhere/t.json", "verify", self.file("a.bin", b"\0"), "--base", "0", code=3)
-        for expected in ("1 of 1 byte differs", "\n  Besides: ", "chip.bin: the file cannot be written",
+        _, err = self.run_chip("--trace", "/nowhere/t.json", "--set", "DeviceFlashloaderFile=missing.elf",
+                               "erase", code=1)
+        for expected in ("missing.elf", "\n  Besides: ", "chip.bin: the file cannot be written",
                          "/nowhere/t.json: the file cannot be written"):
             self.assertIn(expected, err)
 

@@ -38,7 +38,12 @@ class Read(Case):
         self.run_chip("read", "--out", "again.bin", "--range", "0:64")
         self.run_chip("verify", "again.bin@0")
 
+    def test_what_is_not_in_flash_ends_with_2(self):
+        self.new_chip()
+        self.assertIn("not inside the flash", self.run_chip("read", "--out", "x", "--range", "0x10000:1", code=2)[1])
+
     def test_what_cannot_be_written_ends_with_1(self):
+        self.new_chip()
         self.assertIn("cannot be written", self.run_chip("read", "--out", "/dev/full", code=1)[1])
 
 

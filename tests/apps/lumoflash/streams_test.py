@@ -99,6 +99,7 @@ class Streams(Case):
         check = ["validate-plugin", os.environ["PLUGIN"], "--check", "crc-value"]
         self.assertIn(b"passed  crc-value", run("<&- 2>&-", *check, code=0).stdout)
         self.assertEqual(run("<&- >&-", *check, code=1).stderr, b"error: Cannot write to standard output\n")
+        self.new_chip()
         run("<&- >&- 2>&-", "-d", self.device, "--probe", f"virtual:{self.chip}", "-v", "info", code=1)
         self.run_chip("blank-check")
 
