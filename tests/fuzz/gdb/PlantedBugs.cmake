@@ -15,3 +15,20 @@ plant_bug_in_framing(NAME packet_without_a_bound RIGHT "times > maxBytes - paylo
     REASON "no payload is longer than allowed|the second reader")
 plant_bug_in_framing(NAME run_of_nothing RIGHT "isDamaged |= payload.empty()" WRONG "isDamaged |= false"
     REASON "the second reader|basic_string.*Assertion")
+
+function(plant_bug_in_client)
+    flash_plant_bug(LIBRARY flash_host_gdb TARGET gdb_client CORPUS gdb_client ${ARGN})
+endfunction()
+
+plant_bug_in_client(NAME more_bytes_than_asked_for FILE host/gdb/Client.cpp
+    RIGHT "|| piece->size() > wanted" WRONG "|| false" REASON "AddressSanitizer|Assertion")
+plant_bug_in_client(NAME packet_that_does_not_fit FILE host/gdb/Client.cpp
+    RIGHT "byte == '*' ? 2 : 1" WRONG "byte == '*' ? 1 : 1" REASON "no packet is longer")
+plant_bug_in_client(NAME binary_writes_believed FILE host/gdb/Client.cpp
+    RIGHT "trial.size())) == trial" WRONG "trial.size())) != std::vector<std::uint8_t>()" REASON "holds what was written")
+plant_bug_in_client(NAME lost_and_tried_again FILE host/gdb/Client.cpp
+    RIGHT "lostBecause = reason;" WRONG "static_cast<void>(reason);" REASON "nothing is sent when the connection is lost")
+plant_bug_in_client(NAME half_a_register FILE host/gdb/ClientControl.cpp
+    RIGHT "bytes && bytes->size() == kWordBytes" WRONG "bytes" REASON "AddressSanitizer|Assertion")
+plant_bug_in_client(NAME asked_while_it_runs FILE host/gdb/GdbProbeRun.cpp
+    RIGHT "if (isResumed && !HasStopped(nanoseconds::zero()))" WRONG "if (false)" REASON "nothing is asked while")
