@@ -140,6 +140,44 @@ TEST_P(BothGenerations, EveryOtherOperationWorksToo) {
     EXPECT_EQ(boards.Flash(), boards.DirectFlash());
 }
 
+// ---- What it costs
+
+// What every load takes, however short, is not counted.
+TEST(ALoadOverAServer, TakesFewPacketsAndFewBytes) {
+    struct Case {
+        const char* name;
+        std::set<Quirk> quirks;
+        double mostBytesPerByte;
+    };
+    for (const Case& c : {Case{"binary", {}, 1.15}, Case{"digits", {Quirk::KnowsNoBinaryWrite}, 2.3}}) {
+        SCOPED_TRACE(c.name);
+        Boards boards("LumoF2F352");
+        boards.quirks = c.quirks;
+        const std::uint32_t chunk = boards.direct.device.sectorSizeBytes;
+        const auto load = [&](std::uint32_t chunks) {
+            ProgramOptions options;
+            options.write = WriteChoice::All;
+            Session& session = boards.Connect();
+            const PlannedLoad planned = session.Plan(ImageOf({{0, Pattern(chunks * chunk)}}), options);
+            const Traffic before = boards.Server().GetTraffic();
+            session.Program(planned);
+            const Traffic after = boards.Server().GetTraffic();
+            return std::pair{
+                static_cast<double>(after.packetsSent - before.packetsSent),
+                static_cast<double>(after.bytesSent + after.bytesReceived - before.bytesSent - before.bytesReceived)};
+        };
+        const auto [fewPackets, fewBytes] = load(1);
+        const auto [packets, bytes] = load(4);
+
+        const double packetsPerChunk = (packets - fewPackets) / 3;
+        const double bytesPerByte = (bytes - fewBytes) / (3 * chunk);
+        RecordProperty(std::string(c.name) + "PacketsPerChunk", std::to_string(packetsPerChunk));
+        RecordProperty(std::string(c.name) + "BytesPerByte", std::to_string(bytesPerByte));
+        EXPECT_LE(packetsPerChunk, 12);
+        EXPECT_LE(bytesPerByte, c.mostBytesPerByte);
+    }
+}
+
 // ---- Odd servers
 
 TEST(OddServers, DoNotMakeALoadWrong) {
