@@ -28,8 +28,6 @@ public:
     const char* Create(const char* deviceName, const char* secondText, const char* thirdText, IFlashHost* host,
                        IFlashDevice2** device) const;
 
-    // The address of an exported name, or null.
-
 private:
     void* handle;
     CreateFunction* create;
