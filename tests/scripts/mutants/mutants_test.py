@@ -144,7 +144,7 @@ class PlantedProject(unittest.TestCase):
         "int Clamp(int value) { return true ? kLimit : value; }": "assertion",
         "int Clamp(int value) { return value <= kLimit ? kLimit : value; }": "assertion",
         "int Clamp(int value) { return value >= kLimit ? kLimit : value; }": "listed",
-        "int steps = 1;": "assertion",
+        "unsigned steps = 1;": "assertion",
         "while (false) {": "assertion",
         "while (true) {": "time limit",
         "while (from == 0) {": "assertion",
@@ -156,12 +156,23 @@ class PlantedProject(unittest.TestCase):
         "int Unwatched(int value) { return NOT_CHANGED(value) / 2; }": "survived",
         "int Unwatched(int value) { return NOT_CHANGED(value) * 1; }": "survived",
         "int Unwatched(int value) { return NOT_CHANGED(value) * 3; }": "survived",
+        "int InModule(int value) { return value * 2; }": "assertion",
+        "int InModule(int value) { return value / 1; }": "assertion",
+        "int InModule(int value) { return value / 3; }": "assertion",
+        "int Slowly(int value) { return value ^ 4; }": "assertion",
+        "int Slowly(int value) { return value ^ 6; }": "assertion",
+        "int Slowly(int value) { return value | 5; }": "assertion",
+        "int First(const std::vector<int>& values) { return !(values.empty()) ? 0 : values[0]; }": "crash",
+        "int First(const std::vector<int>& values) { return false ? 0 : values[0]; }": "crash",
+        "int First(const std::vector<int>& values) { return true ? 0 : values[0]; }": "assertion",
+        "int First(const std::vector<int>& values) { return values.empty() ? 0 : values[1]; }": "crash",
+        "int First(const std::vector<int>& values) { return values.empty() ? 1 : values[0]; }": "assertion",
         "for (int i = 1; i < length; ++i) {": "assertion",
         "for (int i = 0; false; ++i) {": "assertion",
-        "for (int i = 0; true; ++i) {": "crash",
+        "for (int i = 0; true; ++i) {": "sanitizer",
         "for (int i = 0; i <= length; ++i) {": "sanitizer",
         "for (int i = 0; i >= length; ++i) {": "assertion",
-        "for (int i = 0; i < length; --i) {": "crash",
+        "for (int i = 0; i < length; --i) {": "sanitizer",
         "text[i] = 'y';": "assertion",
         "Fill -> ;": "assertion",
         "if (name != nullptr) {": "assertion",
@@ -173,14 +184,29 @@ class PlantedProject(unittest.TestCase):
         "constexpr int kLimit = 11;": "assertion",
     }
 
-    def setUp(self):
+    @classmethod
+    def setUpClass(cls):
         folder = tempfile.TemporaryDirectory()
-        self.addCleanup(folder.cleanup)
-        self.project = Path(folder.name) / "planted"
-        shutil.copytree(PLANTED, self.project)
+        cls.addClassCleanup(folder.cleanup)
+        cls.project = Path(folder.name) / "planted"
+        cls.tree = Path(folder.name) / "tree"
+        shutil.copytree(PLANTED, cls.project)
+        cls.run_cmake("-G", "Ninja", "-S", cls.project, "-B", cls.tree, "-DCMAKE_CXX_COMPILER=clang++")
+        cls.run_cmake("--build", cls.tree)
+
+    @staticmethod
+    def run_cmake(*arguments):
+        subprocess.run(["cmake", *arguments], check=True, capture_output=True)
+
+    def tearDown(self):
+        for path in (p for p in PLANTED.rglob("*") if p.is_file()):
+            text, copy = path.read_bytes(), self.project / path.relative_to(PLANTED)
+            if copy.read_bytes() != text:
+                copy.write_bytes(text)
 
     def run_tool(self, *arguments):
-        return subprocess.run([TOOL, "--project", self.project, *arguments], capture_output=True, text=True)
+        return subprocess.run([TOOL, "--project", self.project, "--tree", self.tree, *arguments], capture_output=True,
+                              text=True)
 
     def fates(self, results):
         """By the changed line; statements that went are told apart by their function and their order."""
@@ -201,10 +227,26 @@ class PlantedProject(unittest.TestCase):
         run = self.run_tool("--results", results)
 
         self.assertEqual(self.fates(results), self.FATES)
-        self.assertIn("Killed: 25 (by assertion 19, by crash 2, by time limit 3, by sanitizer 1)", run.stdout)
-        self.assertIn("Survived: 4\nEquivalent, as listed: 1\nNot built: 1\nScore: 86.2 % of 29\n", run.stdout)
+        self.assertIn("Killed: 36 (by assertion 27, by crash 3, by time limit 3, by sanitizer 3)", run.stdout)
+        self.assertIn("Survived: 4\nEquivalent, as listed: 1\nNot built: 1\nScore: 90.0 % of 40\n", run.stdout)
         self.assertEqual(run.returncode, 1)  # below 95 %
         self.assertEqual({p: p.read_bytes() for p in self.project.rglob("*") if p.is_file()}, before)
+
+    def test_what_only_slow_tests_notice_survives_without_them(self):
+        run = self.run_tool("--files", "*/Planted.cpp", "--plain")
+        self.assertIn("Killed: 31 ", run.stdout)
+        self.assertIn("survived: line 23\nproduct/Planted.cpp Slowly\n", run.stdout)
+
+    def test_source_that_no_program_judges_is_refused(self):
+        extra = self.project / "product/Extra.cpp"
+        self.addCleanup(extra.unlink)
+        programs = self.project / "tests/scripts/mutants/programs.toml"
+        extra.write_text("int Extra() { return 1; }\n")
+        programs.write_text(programs.read_text().replace('"product/*.cpp", ', '"product/Planted.cpp", '))
+        run = self.run_tool("--list")
+        self.assertIn("no program of programs.toml judges product/Extra.cpp", run.stderr)
+        programs.write_text('never = ["product/Extra.cpp"]\n' + programs.read_text())
+        self.assertEqual(self.run_tool("--list").returncode, 0)
 
     def test_passes_when_all_are_killed(self):
         run = self.run_tool("--files", "*/Planted.h")
@@ -214,7 +256,7 @@ class PlantedProject(unittest.TestCase):
         first = self.run_tool("--list", "--sample", "5", "--seed", "7").stdout
         self.assertEqual(first, self.run_tool("--list", "--sample", "5", "--seed", "7").stdout)
         self.assertNotEqual(first, self.run_tool("--list", "--sample", "5", "--seed", "8").stdout)
-        self.assertEqual(first.splitlines()[-1], "Changes: 5 of 31")
+        self.assertEqual(first.splitlines()[-1], "Changes: 5 of 42")
 
     def test_sample_without_a_seed_is_that_of_the_last_commit(self):
         def git(*arguments):
@@ -226,7 +268,7 @@ class PlantedProject(unittest.TestCase):
         for number in range(2):
             git("commit", "--allow-empty", "-m", str(number), "--date", "2000-01-01T00:00:00Z")
             samples.append(self.run_tool("--list", "--sample", "5").stdout)
-            head = re.match(r"Sample: 5 of 31; again with --seed ([0-9a-f]{12})\n", samples[-1]).group(1)
+            head = re.match(r"Sample: 5 of 42; again with --seed ([0-9a-f]{12})\n", samples[-1]).group(1)
             self.assertEqual(samples[-1], self.run_tool("--list", "--sample", "5", "--seed", head).stdout)
         self.assertNotEqual(*samples)
 
@@ -268,6 +310,8 @@ class PlantedProject(unittest.TestCase):
     def test_project_that_fails_unchanged_is_refused(self):
         product = self.project / "product/Planted.h"
         product.write_text(product.read_text().replace("kLimit = 10", "kLimit = 20"))
+        self.addCleanup(self.run_cmake, "--build", self.tree)  # of the product as it was
+        self.run_cmake("--build", self.tree)
         run = self.run_tool()
         self.assertIn("the unchanged program fails by assertion Limit", run.stderr)
         self.assertEqual(run.returncode, 1)

@@ -8,15 +8,21 @@ namespace planted {
 int Clamp(int value) { return value > kLimit ? kLimit : value; }
 
 int CountDown(long long from) {
-    int steps = 0;
+    unsigned steps = 0;
     while (from != 0) {
         --from;  // without it, the end never comes: 1 + 1 in a comment is no code
         ++steps;
     }
-    return steps;
+    return static_cast<int>(steps);
 }
 
 int Unwatched(int value) { return NOT_CHANGED(value) * 2; }
+
+int InModule(int value) { return value / 2; }
+
+int Slowly(int value) { return value ^ 5; }
+
+int First(const std::vector<int>& values) { return values.empty() ? 0 : values[0]; }
 
 void Fill(char* text, int length) {
     for (int i = 0; i < length; ++i) {

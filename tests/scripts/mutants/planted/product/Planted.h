@@ -2,6 +2,7 @@
 #pragma once
 
 #include <string>
+#include <vector>
 
 namespace planted {
 
@@ -10,6 +11,9 @@ constexpr int kLimit = 10;
 int Clamp(int value);
 int CountDown(long long from);
 int Unwatched(int value);
+int InModule(int value);
+int Slowly(int value);
+int First(const std::vector<int>& values);
 void Fill(char* text, int length);
 std::string Greeting(const char* name);
 
