@@ -210,8 +210,7 @@ private:
             CLI::App& owner = OwnerOf(entry);
             CLI::Option* option = owner.get_option_no_throw("--" + entry.option);
             if (option == nullptr || entry.option == "config" || entry.option == "help" || entry.option == "version") {
-                Refuse(fmt::format("{}: there is no option {}{}", entry.place, entry.option,
-                                   entry.command.empty() ? "" : " for " + entry.command));
+                RefuseUnknownOption(entry, owner);
             }
             if (entry.option == "yes") {
                 Refuse(entry.place + ": yes is said on the command line alone, by whoever starts the command");

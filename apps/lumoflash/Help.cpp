@@ -90,6 +90,12 @@ std::vector<std::string> AsParsed(std::vector<std::string> arguments) {
     return arguments;
 }
 
+void RefuseUnknownOption(const ConfigEntry& entry, const CLI::App& command) {
+    Refuse(fmt::format("{}: there is no option {}{}{}", entry.place, entry.option,
+                       entry.command.empty() ? "" : " for " + entry.command,
+                       host::DidYouMean("--" + entry.option, OptionsOf(command))));
+}
+
 std::string HelpFor(const CLI::App& app, const CLI::ParseError& error) {
     const CLI::App& command = DeepestGiven(app);
     const std::vector<std::string> unknown = app.remaining(true), known = CommandsOf(command);

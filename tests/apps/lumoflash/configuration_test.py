@@ -79,6 +79,7 @@ class Configuration(Case):
 
     def test_mistakes_are_named_with_file_and_line(self):
         for text, expected in [("device = \n", "c.toml:1: "), ("\nspeed = 3\n", "c.toml:2: there is no option speed"),
+                               ("[program]\nkeepccfg = true\n", "c.toml:2: there is no option keepccfg for program (did you mean --keep-ccfg?)"),
                                ("[paint]\ncolor = 1\n", "there is no command paint"), ("\n[!paint]\n", "c.toml:2: "), ("\ndevice = \u00e9\n", "c.toml:2: "),
                                ("device = 1.5\n", "c.toml:1: device"),
                                ("verbose = \"loud\"\n", "c.toml:1: "), ("\nquiet = 7\n", "c.toml:2: "),
