@@ -1,5 +1,6 @@
 """Failures: the cause first, details behind it, and nothing that moves a cursor."""
 import json
+import re
 import signal
 import subprocess
 import unittest
@@ -13,8 +14,8 @@ class Failure(Case):
         cases = [
             ("operation-fails@1", 1, "error: Programming: erasing sector 0 failed; the flash state machine's status is 4 (operation failed)."),
             ("operation-fails@5", 1, "error: Programming: programming failed; the flash state machine's status is 4"),
-            ("power-loss-inside-operation@5", 1, "error: Programming: Cannot read 4 bytes at 0x20001418: the chip has no power."),
-            ("link-error-at-transfer@40", 1, "error: Programming: Cannot read 4 bytes at 0x20001418: the debug link failed."),
+            ("power-loss-inside-operation@5", 1, "error: Programming: Cannot read 4 bytes at 0x2000....: the chip has no power."),
+            ("link-error-at-transfer@40", 1, "error: Programming: Cannot read 4 bytes at 0x2000....: the debug link failed."),
             ("core-stops-at-operation@7", 1, "error: Programming: the flashloader never answered; the core stands at "),
             ("operation-does-nothing@9", 3, "error: Programming: what flash holds differs from what was sent, first at 0x0000001C"),
             ("link-error-at-transfer@1", 4, "error: Cannot identify the chip (a virtual LumoD with 64 KiB of flash): Cannot "),
@@ -24,7 +25,8 @@ class Failure(Case):
                 self.chip = self.path / f"{fault}.bin"
                 notes = {"XDG_STATE_HOME": str(self.path / fault)}  # of loads that failed, which the next one would heed
                 _, err = self.run_chip("--fault", fault, *program, code=code, environment=notes)
-                self.assertTrue(err.startswith(first), err)
+                shown = re.sub("0x2000[0-9A-F]{4}", "0x2000....", err)  # where the block lies depends on the image
+                self.assertTrue(shown.startswith(first), err)
                 self.assertNotIn("Timed out", err.splitlines()[0])
 
     def test_details_follow_indented(self):
