@@ -29,6 +29,21 @@ class Interruption(Case):
         self.run_chip("program", self.file("a.bin", data), "--base", "0")
         self.run_chip("verify", self.file("a.bin", data), "--base", "0")
 
+    def test_a_closed_terminal_is_told_twice_and_stops_at_a_safe_point(self):
+        data = pattern(FLASH[self.device] - SECTOR[self.device])
+        image = self.file("a.bin", data)
+        process = subprocess.Popen([PROGRAM, "--device", self.device, "--probe", f"virtual:{self.chip}", "--json", "program", image,
+                                    "--base", "0"], cwd=self.path, stdout=subprocess.PIPE, stderr=subprocess.PIPE)
+        for line in process.stdout:
+            event = json.loads(line)
+            if event["event"] == "phase" and event["phase"] == "program" and event["state"] == "progress":
+                process.send_signal(signal.SIGHUP)
+                process.send_signal(signal.SIGHUP)
+                break
+        _, err = process.communicate(timeout=120)
+        self.assertEqual(process.returncode, 130, err)
+        self.run_chip("verify", image, "--base", "0", code=3)
+
     def test_a_second_ctrl_c_ends_even_what_never_comes_back(self):
         process = subprocess.Popen([PROGRAM, "--device", self.device, "--probe", f"virtual:{self.chip}", "--plugin", HANGING_PLUGIN,
                                     "info"], stdout=subprocess.PIPE, stderr=subprocess.PIPE)
