@@ -86,7 +86,8 @@ private:
                 }
                 ++line;
             }
-            at += hasEscapes && text[at] == '\\' && at + 1 < text.size() && text[at + 1] != '\n' ? 2 : 1;
+            const bool isEscaped = hasEscapes && text[at] == '\\' && at + 1 < text.size() && text[at + 1] != '\n';
+            at += std::size_t{1} + (isEscaped ? std::size_t{1} : std::size_t{0});
         }
         at += at < text.size() ? mark.size() : 0;
     }
