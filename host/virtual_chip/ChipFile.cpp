@@ -69,19 +69,35 @@ bool ChipFile::IsStillThere() const {
 
 std::vector<std::uint8_t> ChipFile::Load() const { return LoadFile(path); }
 
-void ChipFile::Save(std::span<const std::uint8_t> content) const {
-    if (!Exists()) {
-        FileInTheMaking(path, content).PlaceAnew();
-        return;
-    }
+void ChipFile::RequireStillThere() const {
     if (!IsStillThere()) {
         throw Failure(
             FailureKind::Operation,
             fmt::format("{}: the file cannot be written: somebody has replaced or removed it", path.string()));
     }
-    if (const std::vector<std::uint8_t> present = Load(); !std::ranges::equal(present, content)) {
-        FileInTheMaking(path, content).Replace();
+}
+
+// The new file is locked before it has the name, so that nobody comes in between.
+void ChipFile::Save(std::span<const std::uint8_t> content) {
+    if (Exists()) {
+        RequireStillThere();
+        if (std::ranges::equal(Load(), content)) {
+            return;
+        }
     }
+    FileInTheMaking file(path, content);
+    const int next = open(file.Place().c_str(), O_RDONLY | O_CLOEXEC);
+    flock(next, LOCK_EX | LOCK_NB);
+    try {
+        Exists() ? file.Replace() : file.PlaceAnew();
+    } catch (const Failure&) {
+        close(next);
+        throw;
+    }
+    if (Exists()) {
+        close(lock);
+    }
+    lock = next;
 }
 
 }  // namespace flash::host

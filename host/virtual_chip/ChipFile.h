@@ -21,12 +21,13 @@ public:
 
     std::vector<std::uint8_t> Load() const;
 
-    // Replaces the file at once or leaves it as it was; one with this content already is not touched. Once only.
-    // Throws Failure (Operation), also when somebody has put another file there meanwhile.
-    void Save(std::span<const std::uint8_t> content) const;
+    // Replaces the file at once or leaves it as it was; one with this content already is not touched. Throws Failure
+    // (Operation), also when somebody has put another file there meanwhile.
+    void Save(std::span<const std::uint8_t> content);
 
 private:
     bool IsStillThere() const;
+    void RequireStillThere() const;
 
     std::filesystem::path path;
     int lock = -1;  // the open file, locked; -1 for none

@@ -30,7 +30,8 @@ TEST(ChipFile, BelongsToOneUntilItIsClosed) {
 
 TEST(ChipFile, OfANewChipIsNotSavedOverAnothersThatCameMeanwhile) {
     const TemporaryFolder folder;
-    const ChipFile first(folder / "a.chip"), second(folder / "a.chip");
+    ChipFile first(folder / "a.chip");
+    ChipFile second(folder / "a.chip");
     EXPECT_FALSE(second.Exists());
     first.Save(Bytes{1});
 
@@ -40,9 +41,24 @@ TEST(ChipFile, OfANewChipIsNotSavedOverAnothersThatCameMeanwhile) {
     EXPECT_EQ(ChipFile(folder / "a.chip").Load(), Bytes{1});
 }
 
+TEST(ChipFile, IsSavedAgainAndAgainAndStaysItsOwners) {
+    const TemporaryFolder folder;
+    for (const auto& path : {folder / "new.chip", folder.Write("old.chip", "chip")}) {
+        SCOPED_TRACE(path);
+        ChipFile file(path);
+
+        for (const Bytes& content : {Bytes{1}, Bytes{2}, Bytes{2}, Bytes{3, 4}}) {
+            file.Save(content);
+
+            EXPECT_EQ(file.Load(), content);
+            FailureOf(FailureKind::Unreachable, [&] { const ChipFile second(path); });
+        }
+    }
+}
+
 TEST(ChipFile, IsNotSavedOverAnotherThatTookItsPlace) {
     const TemporaryFolder folder;
-    const ChipFile file(folder.Write("a.chip", "chip"));
+    ChipFile file(folder.Write("a.chip", "chip"));
     std::filesystem::rename(folder.Write("other", "other"), folder / "a.chip");
 
     const std::string text = FailureOf(FailureKind::Operation, [&] { file.Save(Bytes{1}); });
