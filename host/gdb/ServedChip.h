@@ -57,6 +57,7 @@ public:
     virtual void RemoveBreakpoint(request::BreakpointKind kind, std::uint32_t address) = 0;
 
     virtual void Resume() = 0;
+    virtual void LetRun() = 0;  // and nobody waits for it to stop; it may be halted later
     virtual CoreStop Step() = 0;
     virtual std::optional<CoreStop> AwaitStop(std::chrono::nanoseconds bound) = 0;
     virtual CoreStop Halt() = 0;

@@ -17,6 +17,7 @@ namespace flash::host::gdb {
 struct ServerOptions {
     std::uint32_t packetBytes = 0x4000;  // larger ones delay an interrupt, which debuggers send only between packets
     std::function<void(const std::string&)> say = [](const std::string&) {};  // for whoever started the server
+    std::function<void()> onIdle = [] {};                                     // the client says nothing at the moment
 };
 
 class Server {

@@ -1,4 +1,4 @@
-// Greeting, registers, running; and what ends a stay.
+// The greeting, what a client may be told, and what ends a stay.
 #include "host/gdb/Visit.h"
 
 #include <fmt/format.h>
@@ -14,29 +14,10 @@ namespace {
 using std::chrono::milliseconds;
 
 constexpr std::size_t kFrameBytes = 4;
-constexpr std::size_t kWordBytes = 4;
-constexpr milliseconds kIdleSlice{100};  // after which the server looks whether it must end
-constexpr milliseconds kRunSlice{20};    // after which it looks whether the client wants a stop
+constexpr milliseconds kIdleSlice{100};         // after which the server looks whether it must end
+constexpr milliseconds kGreetingBound{10'000};  // debuggers speak first, and at once
 constexpr milliseconds kSignInterval{500};
 constexpr std::size_t kMostWaiting = 16;
-constexpr std::uint32_t kProgramCounter = 15;
-constexpr std::uint32_t kStatusRegister = 25;  // what the description calls it; the rest counts from 0
-
-std::vector<std::uint8_t> LittleEndian(std::uint32_t word) {
-    return {static_cast<std::uint8_t>(word), static_cast<std::uint8_t>(word >> 8),
-            static_cast<std::uint8_t>(word >> 16), static_cast<std::uint8_t>(word >> 24)};
-}
-
-std::uint32_t WordOf(std::span<const std::uint8_t> bytes) {
-    return bytes[0] | std::uint32_t{bytes[1]} << 8 | std::uint32_t{bytes[2]} << 16 | std::uint32_t{bytes[3]} << 24;
-}
-
-std::optional<std::uint32_t> IndexOf(std::uint32_t number) {
-    if (number == kStatusRegister) {
-        return kCoreRegisterCount - 1;
-    }
-    return number + 1 < kCoreRegisterCount ? std::optional(number) : std::nullopt;
-}
 
 }  // namespace
 
@@ -47,7 +28,8 @@ Server::Visit::Visit(Server& visitedServer, ByteStream& stream)
       chip(server.chip),
       clock(server.clock),
       // An announced packet is counted with its frame; escapes are part of it.
-      channel(stream, clock, server.options.packetBytes, RunLength::Keep) {}
+      channel(stream, clock, server.options.packetBytes, RunLength::Keep),
+      arrival(clock.Now()) {}
 
 void Server::Visit::Stay() {
     try {
@@ -58,6 +40,8 @@ void Server::Visit::Stay() {
                 Take(frame);
             } else if (const auto frame = channel.Receive(kIdleSlice)) {
                 Take(*frame);
+            } else {
+                BeIdle();
             }
         }
     } catch (const StreamError& error) {
@@ -65,6 +49,15 @@ void Server::Visit::Stay() {
     }
     GiveLoadUp();
     RemoveBreakpoints();
+}
+
+// Whoever says nothing keeps others away.
+void Server::Visit::BeIdle() {
+    server.options.onIdle();
+    if (!isGreeted && clock.Now() - arrival >= kGreetingBound) {
+        server.options.say("Turned a client away that says nothing");
+        isOver = true;
+    }
 }
 
 void Server::Visit::Take(const Frame& frame) {
@@ -84,6 +77,7 @@ void Server::Visit::Take(const Frame& frame) {
         default:
             return;
     }
+    isGreeted = true;
     const Request request = ParseRequest(frame.payload);
     if (!IsPartOfLoad(request)) {
         GiveLoadUp();
@@ -159,148 +153,6 @@ Server::Visit::Reply Server::Visit::Answer(const request::ReadObject& read) {
     return reply;
 }
 
-// ---- Registers
-
-Server::Visit::Reply Server::Visit::Answer(const request::ReadRegisters&) {
-    std::string all;
-    for (std::uint32_t index = 0; index < kCoreRegisterCount; ++index) {
-        all += HexOf(LittleEndian(chip.ReadRegister(index)));
-    }
-    return all;
-}
-
-Server::Visit::Reply Server::Visit::Answer(const request::WriteRegisters& write) {
-    if (write.bytes.size() != kCoreRegisterCount * kWordBytes) {
-        return Failure(fmt::format("{} bytes of registers were sent, not {}", write.bytes.size(),
-                                   kCoreRegisterCount * kWordBytes));
-    }
-    for (std::uint32_t index = 0; index < kCoreRegisterCount; ++index) {
-        chip.WriteRegister(index, WordOf(std::span(write.bytes).subspan(index * kWordBytes, kWordBytes)));
-    }
-    return "OK";
-}
-
-Server::Visit::Reply Server::Visit::Answer(const request::ReadRegister& read) {
-    const auto index = IndexOf(read.number);
-    return index ? Reply(HexOf(LittleEndian(chip.ReadRegister(*index))))
-                 : Failure(fmt::format("There is no register number {}", read.number));
-}
-
-Server::Visit::Reply Server::Visit::Answer(const request::WriteRegister& write) {
-    const auto index = IndexOf(write.number);
-    if (!index || write.bytes.size() != kWordBytes) {
-        return Failure(fmt::format("There is no register number {} of {} bytes", write.number, write.bytes.size()));
-    }
-    chip.WriteRegister(*index, WordOf(write.bytes));
-    return "OK";
-}
-
-// ---- Running
-
-Server::Visit::Reply Server::Visit::Answer(const request::Resume& resume) {
-    if (resume.address) {
-        chip.WriteRegister(kProgramCounter, *resume.address);
-    }
-    channel.Flush();
-    if (resume.how == request::Resumption::Step) {
-        return StopReply(chip.Step());
-    }
-    chip.Resume();
-    return StopReply(RunToStop());
-}
-
-// The client may send an interrupt meanwhile, and nothing else.
-CoreStop Server::Visit::RunToStop() {
-    try {
-        while (true) {
-            if (const auto stop = chip.AwaitStop(kRunSlice)) {
-                return *stop;
-            }
-            if (HearsInterrupt() || !waiting.empty() || server.mustEnd) {
-                return chip.Halt();
-            }
-        }
-    } catch (const StreamError&) {
-        chip.Halt();
-        throw;
-    }
-}
-
-// That it was a breakpoint of the client's is said only when it was: told of one that it did not set, it would go on
-// for ever.
-std::string Server::Visit::StopReply(const CoreStop& stop) {
-    lastStop = stop;
-    if (stop.reason == CoreStop::Reason::Interrupt) {
-        return "T02thread:1;";
-    }
-    if (stop.reason == CoreStop::Reason::Fault) {
-        server.lastFailure = stop.words;
-        server.options.say(stop.words);
-        return "T0bthread:1;";
-    }
-    const auto found = breakpoints.find(chip.ReadRegister(kProgramCounter));
-    if (stop.reason == CoreStop::Reason::Breakpoint && found != breakpoints.end()) {
-        const bool isHardware = found->second == request::BreakpointKind::Hardware;
-        if (isHardware ? understandsHardwareStops : understandsSoftwareStops) {
-            return isHardware ? "T05hwbreak:;thread:1;" : "T05swbreak:;thread:1;";
-        }
-    }
-    return "T05thread:1;";
-}
-
-Server::Visit::Reply Server::Visit::Answer(const request::ChangeBreakpoint& change) {
-    if (change.kind != request::BreakpointKind::Software && change.kind != request::BreakpointKind::Hardware) {
-        return "";
-    }
-    if (!change.isInserted) {
-        if (breakpoints.erase(change.address) != 0) {
-            chip.RemoveBreakpoint(change.kind, change.address);
-        }
-        return "OK";
-    }
-    if (!breakpoints.contains(change.address)) {
-        if (!chip.InsertBreakpoint(change.kind, change.address)) {
-            return Failure(fmt::format("No breakpoint can be set at 0x{:08X}", change.address));
-        }
-        breakpoints.emplace(change.address, change.kind);
-    }
-    return "OK";
-}
-
-void Server::Visit::RemoveBreakpoints() {
-    for (const auto& [address, kind] : breakpoints) {
-        try {
-            chip.RemoveBreakpoint(kind, address);
-        } catch (const std::exception& error) {
-            server.options.say(error.what());
-        }
-    }
-    breakpoints.clear();
-}
-
-Server::Visit::Reply Server::Visit::Answer(const request::Run&) {
-    chip.Reset();
-    return StopReply({CoreStop::Reason::Step, ""});
-}
-
-Server::Visit::Reply Server::Visit::Answer(const request::Restart&) {
-    chip.Reset();
-    return std::nullopt;
-}
-
-Server::Visit::Reply Server::Visit::Answer(const request::Kill& kill) {
-    if (kill.wantsAnswer) {
-        return "OK";  // and the client stays: it may want to run the target again
-    }
-    isOver = true;
-    return std::nullopt;
-}
-
-Server::Visit::Reply Server::Visit::Answer(const request::Detach&) {
-    isOver = true;
-    return "OK";
-}
-
 // ---- While something takes its time
 
 // What else the client has sent is kept for later.
@@ -321,9 +173,10 @@ void Server::Visit::Look() {
         lastSign = clock.Now();
         channel.Notify("Working");
     }
-    if (HearsInterrupt()) {
+    if (HearsInterrupt() || server.mustEnd) {
         server.isInterrupted = true;
     }
+    server.options.onIdle();
 }
 
 }  // namespace flash::host::gdb

@@ -49,6 +49,7 @@ private:
     Reply Answer(const request::Unknown&) { return ""; }
     Reply Answer(const request::Malformed& malformed);
 
+    void BeIdle();
     void Take(const Frame& frame);
     bool HearsInterrupt();
     Reply AnswerOrError(const Request& request);
@@ -68,6 +69,7 @@ private:
     ServedChip& chip;
     Clock& clock;
     Channel channel;
+    const std::chrono::nanoseconds arrival;
     std::deque<Frame> waiting;  // came while something else was done
     bool isOver = false;
     bool isGreeted = false;  // it speaks the protocol

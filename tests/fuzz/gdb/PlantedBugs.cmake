@@ -32,3 +32,18 @@ plant_bug_in_client(NAME half_a_register FILE host/gdb/ClientControl.cpp
     RIGHT "bytes && bytes->size() == kWordBytes" WRONG "bytes" REASON "AddressSanitizer|Assertion")
 plant_bug_in_client(NAME asked_while_it_runs FILE host/gdb/GdbProbeRun.cpp
     RIGHT "if (isResumed && !HasStopped(nanoseconds::zero()))" WRONG "if (false)" REASON "nothing is asked while")
+
+function(plant_bug_in_server)
+    flash_plant_bug(LIBRARY flash_host_gdb_server TARGET gdb_server CORPUS gdb_server ${ARGN})
+endfunction()
+
+plant_bug_in_server(NAME half_a_load_programmed FILE host/gdb/Visit.cpp
+    RIGHT "if (!IsPartOfLoad(request))" WRONG "if (false && !IsPartOfLoad(request))" REASON "flash holds what")
+plant_bug_in_server(NAME forgotten_block_garbled FILE host/gdb/FlashLoad.cpp
+    RIGHT "erased[block] && rest == ErasedRest::Erased" WRONG "rest == ErasedRest::Erased" REASON "flash holds what")
+plant_bug_in_server(NAME write_behind_flash FILE host/gdb/FlashLoad.cpp
+    RIGHT "address + lengthBytes > content.size()" WRONG "address > content.size()"
+    REASON "flash holds what|AddressSanitizer|Assertion")
+plant_bug_in_server(NAME flash_written_like_ram FILE host/gdb/VisitMemory.cpp
+    RIGHT "address < region.address + region.lengthBytes &&" WRONG "address < region.address &&"
+    REASON "flash was written like RAM")

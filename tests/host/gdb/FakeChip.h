@@ -44,6 +44,7 @@ public:
     void RemoveBreakpoint(request::BreakpointKind, std::uint32_t address) override { breakpoints.erase(address); }
 
     void Resume() override { isRunning = true; }
+    void LetRun() override { isRunning = true; }
     CoreStop Step() override {
         registers[15] += 2;
         return {CoreStop::Reason::Step, ""};

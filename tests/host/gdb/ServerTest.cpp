@@ -35,12 +35,13 @@ protected:
         stream.readable = bytes;
         stream.isClosed = false;
         stream.onSilence = [this, &stream] {  // the client has said all, and leaves unless it waits for something
-            stream.isClosed = stream.isClosed || (!chip.isRunning && !isLoading);
+            stream.isClosed = stream.isClosed || (!chip.isRunning && !isLoading && !staysSilent);
             return "";
         };
         ServerOptions options;
         options.packetBytes = packetBytes;
         options.say = [this](const std::string& text) { said.push_back(text); };
+        options.onIdle = onIdle;
         Server server(chip, clock, options, isInterrupted, mustEnd);
         server.Serve(stream);
         written = stream.Written();
@@ -64,9 +65,11 @@ protected:
     std::atomic<bool> isInterrupted{false}, mustEnd{false};
     std::uint32_t packetBytes = 0x1000;
     Packets said;
+    std::function<void()> onIdle = [] {};
     std::string written;
     MemoryStream* current = nullptr;
     bool isLoading = false;
+    bool staysSilent = false;
     const std::vector<std::uint8_t> untouched = std::vector<std::uint8_t>(FakeChip::kFlashBytes, 0x55);
 };
 
@@ -242,15 +245,55 @@ TEST_F(AServerOverAChip, CancelsALoadWhoseClientIsGone) {
 TEST_F(AServerOverAChip, TellsItsClientsBreakpointsFromOthers) {
     chip.registers[15] = 0x100;
     EXPECT_EQ(Converse({"qSupported:hwbreak+;swbreak+", "Z1,100,2", "vCont;c"}).back(), "T05hwbreak:;thread:1;");
-    EXPECT_EQ(Converse({"qSupported:hwbreak+;swbreak+", "Z0,100,2", "c"}).back(), "T05swbreak:;thread:1;");
     EXPECT_EQ(Converse({"qSupported:hwbreak+;swbreak+", "Z1,104,2", "c"}).back(), "T05thread:1;");
     EXPECT_EQ(Converse({"Z1,100,2", "c"}).back(), "T05thread:1;");
+    chip.registers[15] = 0x2000'0100;
+    EXPECT_EQ(Converse({"qSupported:hwbreak+;swbreak+", "Z0,20000100,2", "c"}).back(), "T05swbreak:;thread:1;");
     EXPECT_TRUE(chip.breakpoints.empty());  // gone with their client
 }
 
 TEST_F(AServerOverAChip, SetsAndClearsBreakpoints) {
-    EXPECT_EQ(Converse({"Z1,0,2", "Z1,0,2", "Z1,2,2", "Z1,4,2", "Z0,6,2", "Z1,8,2", "z1,4,2", "Z1,8,2", "Z2,0,4"}),
-              (Packets{"OK", "OK", "OK", "OK", "OK", "E01", "OK", "OK", ""}));
+    EXPECT_EQ(
+        Converse({"Z1,0,2", "Z1,0,2", "Z1,2,2", "Z1,4,2", "Z0,20000006,2", "Z1,8,2", "z1,4,2", "Z1,8,2", "Z2,0,4"}),
+        (Packets{"OK", "OK", "OK", "OK", "OK", "E01", "OK", "OK", ""}));
+}
+
+TEST_F(AServerOverAChip, PutsNoBreakpointInstructionIntoFlash) {
+    EXPECT_EQ(Converse({"Z0,100,2"}).back(), "E01");
+    EXPECT_TRUE(chip.breakpoints.empty());
+}
+
+TEST_F(AServerOverAChip, LetsTheTargetRunWhenItsClientDetaches) {
+    Converse({"Z1,100,2", "D"});
+
+    EXPECT_TRUE(chip.isRunning);
+    EXPECT_TRUE(chip.breakpoints.empty());
+}
+
+TEST_F(AServerOverAChip, LooksAroundWheneverTheClientIsSilent) {
+    int looks = 0;
+    onIdle = [&looks] { ++looks; };
+    chip.onAwaitStop = [&]() -> std::optional<CoreStop> {
+        current->isClosed = looks == 2;
+        return std::nullopt;
+    };
+
+    Receive(EncodePacket("c"));
+
+    EXPECT_EQ(looks, 2);
+}
+
+TEST_F(AServerOverAChip, EndsALoadWhenItMustEndItself) {
+    chip.onLoad = [this](Attention& attention) {
+        isLoading = true;
+        mustEnd = true;
+        attention.Look();
+        isLoading = false;
+    };
+
+    Converse({"vFlashErase:0,400", "vFlashDone"});
+
+    EXPECT_TRUE(isInterrupted);
 }
 
 TEST_F(AServerOverAChip, StepsAndTakesAnAddressToGoOnFrom) {
@@ -328,6 +371,15 @@ TEST_F(AServerOverAChip, TurnsStrangersAwayBeforeTheyReachAPacket) {
         EXPECT_EQ(chip.flash, untouched);
         EXPECT_THAT(said.back(), HasSubstr("Turned a client away"));
     }
+}
+
+TEST_F(AServerOverAChip, TurnsAClientAwayThatSaysNothing) {
+    staysSilent = true;
+
+    Receive("");
+
+    EXPECT_THAT(said, ElementsAre("Turned a client away that says nothing"));
+    EXPECT_EQ(clock.now, std::chrono::seconds(10));
 }
 
 TEST_F(AServerOverAChip, EndsWhenItMust) {
