@@ -42,6 +42,8 @@ public:
                                "ccfg --protect 0-3 --yes"));
         AddCommand(app, Command::Devices, "devices", "Lists the parts that are known.", "devices");
         AddValidatePlugin();
+        AddCommand(app, Command::Reset, "reset", "Resets the core and lets it run from its vectors.", "reset");
+        AddGdbServer();
     }
 
     ParsedCommandLine Parse(int argumentCount, const char* const* arguments) {
@@ -121,6 +123,13 @@ private:
             *AddCommand(app, Command::Program, "program", "Programs files into flash and verifies them.",
                         "program app.elf --verify readback");
         AddFiles(command);
+        AddLoad(command);
+        AddDryRun(command);
+        AddFlag(command, "--run", options.runsAfterwards, "Reset the core and let it run when all is done");
+    }
+
+    // How flash is programmed.
+    void AddLoad(CLI::App& command) {
         command.add_option("--erase", raw.erase, "necessary, retain, all, sectors:LIST or none")->capture_default_str();
         command.add_option("--verify", raw.verify, "crc, readback or none")->capture_default_str();
         command.add_option("--write", raw.write, "changed: only sectors that do not hold yet what they should; or all")
@@ -132,7 +141,6 @@ private:
         AddFlag(command, "--retain-ble", options.program.closing.retainBle, "Keep the secondary BLE address");
         AddFlag(command, "--retain-ieee", options.program.closing.retainIeee, "Keep the secondary IEEE address");
         AddClosing(command);
-        AddDryRun(command);
     }
 
     void AddDryRun(CLI::App& command) {
@@ -193,6 +201,17 @@ private:
         AddFlag(command, "--list", validation.isListing, "Show the checks, run none")->excludes(path);
         command.add_option("--time-limit", raw.timeLimit, "Seconds of computing for one check, 1 to 3600")
             ->capture_default_str();
+    }
+
+    void AddGdbServer() {
+        CLI::App& command = *AddCommand(app, Command::GdbServer, "gdbserver",
+                                        "Lets GDB, and what uses it, program and debug the chip.", "gdbserver");
+        command.add_option("--listen", options.server.listen, "HOST:PORT; port 0 takes a free one")
+            ->capture_default_str();
+        AddFlag(command, "--stdio", options.server.isStdio, "Speak over standard input and output");
+        AddFlag(command, "--once", options.server.isOnce, "End with the first client");
+        command.add_option("--packet-size", raw.packetSize, "Bytes of the longest packet")->capture_default_str();
+        AddLoad(command);
     }
 
     // Fills options that the command line does not have.

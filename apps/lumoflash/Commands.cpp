@@ -8,6 +8,8 @@
 #include <functional>
 
 #include "apps/lumoflash/FileParts.h"
+#include "apps/lumoflash/GdbServerCommand.h"
+#include "apps/lumoflash/LetRun.h"
 #include "apps/lumoflash/Locations.h"
 #include "apps/lumoflash/Outcome.h"
 #include "apps/lumoflash/Texts.h"
@@ -33,7 +35,11 @@ std::filesystem::path OrDefault(const std::filesystem::path& given, const std::f
 class Work {
 public:
     Work(const Options& commandOptions, View& commandView, const std::atomic<bool>& interruptFlag)
-        : options(commandOptions), view(commandView), isInterrupted(interruptFlag), locations(FindLocations()) {}
+        : options(commandOptions),
+          view(commandView),
+          isInterrupted(interruptFlag),
+          locations(FindLocations()),
+          clientObserver(commandView, isCancelled) {}
 
     Outcome Run() {
         if (options.command == Command::Devices) {
@@ -43,6 +49,9 @@ public:
             return {0, host::Counted(found.devices.size(), "part"), 0, {}};
         }
         RefuseFilesWithTwoParts(options);
+        if (options.command == Command::GdbServer) {
+            return ServeGdb();
+        }
         // Files first: a mistake in them is found without a chip.
         const bool hasFiles = options.command == Command::Program || options.command == Command::Verify;
         const host::ProgramImage image =
@@ -83,6 +92,12 @@ private:
     }
 
     void Connect() {
+        connection.emplace(Request(), view, isInterrupted);
+        session = &connection->GetSession();
+        view.Connected(*connection);
+    }
+
+    host::ConnectionRequest Request() const {
         host::ConnectionRequest request{
             .part = options.device,
             .devicesFolder = DevicesFolder(),
@@ -93,9 +108,19 @@ private:
             .notesFolder = FindNotesFolder(),
         };
         request.properties["FlashVerboseMode"] = std::string(options.isVerbose ? "1" : "0");
-        connection.emplace(request, view, isInterrupted);
-        session = &connection->GetSession();
-        view.Connected(*connection);
+        return request;
+    }
+
+    // Its clients interrupt the work on the chip, too.
+    Outcome ServeGdb() {
+        host::ConnectionRequest request = Request();
+        request.openProbe = [this](const auto& device) {
+            return MakeAttentive(OpenProbe(device), [this] { clientObserver.Look(); });
+        };
+        connection.emplace(request, clientObserver, isCancelled);
+        isChanging = true;
+        RunGdbServer(options, *connection, clientObserver, {isCancelled, isInterrupted});
+        return {0, "the server has ended", 0, {}};
     }
 
     std::unique_ptr<host::Probe> OpenProbe(const host::DeviceDescription& device) const {
@@ -134,6 +159,9 @@ private:
                 session->WriteAddress(options.addressKinds.front(), *options.newAddress);
                 view.ShowAddress(options.addressKinds.front(), options.newAddress->Text());
                 return {0, "written and read back", 0, {}};
+            case Command::Reset:
+                LetRunFromReset(connection->GetProbe());
+                return {0, "running from reset", 0, {}};
             default:
                 return ChangeCcfg();
         }
@@ -152,8 +180,12 @@ private:
         RequireAgreement(load.options.closing, load.plan.expected);
         isChanging = true;
         const host::LoadResult result = session->Program(load);
-        return {0, ProgramVerdict(result, options.program.verification) + LeftOut(load), result.programmedBytes,
-                planTime + result.elapsed};
+        if (options.runsAfterwards) {
+            LetRunFromReset(connection->GetProbe());
+        }
+        const char* const running = options.runsAfterwards ? "; running from reset" : "";
+        return {0, ProgramVerdict(result, options.program.verification) + LeftOut(load) + running,
+                result.programmedBytes, planTime + result.elapsed};
     }
 
     Outcome Verify(const host::ProgramImage& image) {
@@ -242,6 +274,8 @@ private:
     View& view;
     const std::atomic<bool>& isInterrupted;
     Locations locations;
+    std::atomic<bool> isCancelled{false};  // by a client of the GDB server
+    GdbServerObserver clientObserver;
     std::optional<host::Connection> connection;
     host::Session* session = nullptr;  // the connection's
     bool isChanging = false;           // from the first step on that may change the chip

@@ -14,7 +14,9 @@ std::string CommandName(Command command) {
                                                       {Command::MacWrite, "mac write"},
                                                       {Command::Ccfg, "ccfg"},
                                                       {Command::Devices, "devices"},
-                                                      {Command::ValidatePlugin, "validate-plugin"}};
+                                                      {Command::ValidatePlugin, "validate-plugin"},
+                                                      {Command::Reset, "reset"},
+                                                      {Command::GdbServer, "gdbserver"}};
     return names.at(command);
 }
 
@@ -24,6 +26,7 @@ bool ChangesChip(const Options& options) {
         case Command::Erase:
             return !options.isDryRun;
         case Command::MacWrite:
+        case Command::GdbServer:
             return true;
         case Command::Ccfg:
             return options.program.closing.IsAny() || options.lists.protect;

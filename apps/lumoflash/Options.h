@@ -18,7 +18,28 @@
 
 namespace flash::app {
 
-enum class Command { Program, Verify, Read, Erase, BlankCheck, Info, MacRead, MacWrite, Ccfg, Devices, ValidatePlugin };
+enum class Command {
+    Program,
+    Verify,
+    Read,
+    Erase,
+    BlankCheck,
+    Info,
+    MacRead,
+    MacWrite,
+    Ccfg,
+    Devices,
+    ValidatePlugin,
+    Reset,
+    GdbServer,
+};
+
+struct GdbServerOptions {
+    std::string listen = "127.0.0.1:3333";  // HOST:PORT
+    bool isStdio = false;
+    bool isOnce = false;
+    std::uint32_t packetBytes = 0x4000;
+};
 
 // "program", "mac read", …
 std::string CommandName(Command command);
@@ -41,12 +62,13 @@ struct Options {
     std::map<std::string, std::string> properties;  // host properties, by key
     bool isVerbose = false, isJson = false, isQuiet = false, isColorOff = false, isAgreed = false;
 
-    // program, verify
+    // program, verify; gdbserver has `program`, too
     std::vector<host::ProgramSource> files;
     host::ReadOptions fileOptions;
     host::ProgramOptions program;  // `closing` is also that of ccfg; both without the lists
     SectorLists lists;
     bool isDryRun = false;
+    bool runsAfterwards = false;
     host::VerifyBy verifyBy = host::VerifyBy::Target;
 
     // read
@@ -66,6 +88,8 @@ struct Options {
 
     // validate-plugin
     validator::ValidatePluginOptions validation;
+
+    GdbServerOptions server;
 };
 
 // Only such a command makes a chip where there is none, and keeps what became of it.

@@ -5,10 +5,12 @@
 
 #include <algorithm>
 #include <iterator>
+#include <stdexcept>
 #include <utility>
 
 #include "host/Numbers.h"
 #include "host/backends/OpenProbe.h"
+#include "host/gdb/Endpoint.h"
 
 namespace flash::app {
 namespace {
@@ -28,6 +30,7 @@ struct Bounds {
 constexpr Bounds kWord{0, 0xFFFF'FFFF};
 constexpr Bounds kByte{0, 0xFF};
 constexpr Bounds kTimeLimit{1, 3600};  // seconds
+constexpr Bounds kPacketBytes{512, 65536};
 
 std::uint32_t NumberIn(const std::string& text, Bounds bounds, const std::string& option) {
     const std::optional<std::uint32_t> number = host::ParseNumber(text);
@@ -74,6 +77,7 @@ public:
         FinishMac();
         FinishValidation();
         FinishErase();
+        FinishGdbServer();
     }
 
 private:
@@ -131,17 +135,19 @@ private:
         if (raw.keepCcfg || raw.replaceCcfg) {
             program.keepCcfg = raw.keepCcfg;
         }
-        if (Given(Command::Program, "--skip-pages")) {
+        const Command command = options.command == Command::GdbServer ? Command::GdbServer : Command::Program;
+        if (Given(command, "--skip-pages")) {
             options.lists.skipped = raw.skipPages;
         }
-        if (Given(Command::Program, "--skip-fill")) {
+        if (Given(command, "--skip-fill")) {
             program.skippedFill = static_cast<std::uint8_t>(NumberIn(raw.skipFill, kByte, "--skip-fill"));
         }
     }
 
     void FinishClosing() {
         host::ClosingChanges& closing = options.program.closing;
-        const Command command = options.command == Command::Ccfg ? Command::Ccfg : Command::Program;
+        const bool hasOwn = options.command == Command::Ccfg || options.command == Command::GdbServer;
+        const Command command = hasOwn ? options.command : Command::Program;
         if (Given(command, "--ble")) {
             closing.ble = host::ParseRadioAddress(raw.ble, host::kBleAddressBytes, Field::Ble);
         }
@@ -221,6 +227,18 @@ private:
             if (options.keepCcfg) {
                 Refuse("--keep-ccfg goes with erasing all of flash; with --sectors leave the last sector out instead");
             }
+        }
+    }
+
+    void FinishGdbServer() {
+        options.server.packetBytes = NumberIn(raw.packetSize, kPacketBytes, "--packet-size");
+        try {
+            host::gdb::ParseEndpoint(options.server.listen);
+        } catch (const std::invalid_argument& error) {
+            Refuse(fmt::format("--listen: {}", error.what()));
+        }
+        if (options.command == Command::GdbServer && options.isJson) {
+            Refuse("--json has nothing to tell of a gdbserver: its standard output is one line, or the protocol");
         }
     }
 

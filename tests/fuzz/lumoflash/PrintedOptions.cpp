@@ -22,6 +22,15 @@ public:
             case Command::Program:
                 PrintFileOptions();
                 PrintProgram();
+                PutFlag("dry-run", options.isDryRun);
+                PutFlag("run", options.runsAfterwards);
+                break;
+            case Command::GdbServer:
+                Put("listen", options.server.listen, Kind::Text);
+                PutFlag("stdio", options.server.isStdio);
+                PutFlag("once", options.server.isOnce);
+                Put("packet-size", std::to_string(options.server.packetBytes), Kind::Number);
+                PrintProgram();
                 break;
             case Command::Verify:
                 PrintFileOptions();
@@ -96,7 +105,6 @@ private:
         PutFlag("retain-ble", program.closing.retainBle);
         PutFlag("retain-ieee", program.closing.retainIeee);
         PrintClosing();
-        PutFlag("dry-run", options.isDryRun);
     }
 
     void PrintClosing() {
@@ -194,6 +202,10 @@ public:
         const auto& [erase, erased, keepCcfg, skippedSectors, skippedFill, verification, write, closing] = value;
         AddAll(erase, erased, keepCcfg, skippedSectors, skippedFill, verification, write, closing);
     }
+    void Add(const app::GdbServerOptions& value) {
+        const auto& [listen, isStdio, isOnce, packetBytes] = value;
+        AddAll(listen, isStdio, isOnce, packetBytes);
+    }
     void Add(const validator::ValidatePluginOptions& value) {
         const auto& [path, checks, isListing, limits] = value;
         AddAll(path, checks, isListing, limits.cpuSeconds, limits.wallSeconds);
@@ -259,12 +271,13 @@ std::vector<std::string> PrintWords(const Options& options) {
 std::string Describe(const Options& options) {
     const auto& [command, device, plugin, devicesFolder, dataFolder, traceFile, configFile, probe, faults, properties,
                  isVerbose, isJson, isQuiet, isColorOff, isAgreed, files, fileOptions, program, lists, isDryRun,
-                 verifyBy, outFile, outFormat, range, sectors, keepCcfg, addressKinds, newAddress, validation] =
-        options;
+                 runsAfterwards, verifyBy, outFile, outFormat, range, sectors, keepCcfg, addressKinds, newAddress,
+                 validation, server] = options;
     Description description;
     description.AddAll(command, device, plugin, devicesFolder, dataFolder, traceFile, probe, faults, properties,
                        isVerbose, isJson, isQuiet, isColorOff, isAgreed, files, fileOptions, program, lists, isDryRun,
-                       verifyBy, outFile, outFormat, range, sectors, keepCcfg, addressKinds, newAddress, validation);
+                       runsAfterwards, verifyBy, outFile, outFormat, range, sectors, keepCcfg, addressKinds, newAddress,
+                       validation, server);
     return description.Text();
 }
 

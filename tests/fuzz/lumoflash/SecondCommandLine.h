@@ -91,6 +91,7 @@ private:
         const Check erase = [](const std::string& value) {
             return value.starts_with("sectors:") || IsOneOf({"necessary", "retain", "all", "none"}, value);
         };
+        const Check packet = [](const std::string& value) { return SecondNumber(value, 512, 65536).has_value(); };
         const Check limit = [](const std::string& value) { return SecondNumber(value, 1, 3600).has_value(); };
         static const std::map<std::string, std::map<std::string, Check>> options{
             {"",
@@ -105,8 +106,28 @@ private:
               {"quiet", {}},
               {"no-color", {}},
               {"yes", {}}}},
+            {"reset", {}},
+            {"gdbserver",
+             {{"listen", IsGdbPlace},
+              {"stdio", {}},
+              {"once", {}},
+              {"packet-size", packet},
+              {"erase", erase},
+              {"verify", oneOf({"crc", "readback", "none"})},
+              {"write", oneOf({"changed", "all"})},
+              {"keep-ccfg", {}},
+              {"skip-pages", any},
+              {"skip-fill", byte},
+              {"retain-ble", {}},
+              {"retain-ieee", {}},
+              {"ble", ble},
+              {"ieee", ieee},
+              {"protect", any},
+              {"disable-bootloader", {}},
+              {"disable-debug", {}}}},
             {"program",
-             {{"base", number},
+             {{"run", {}},
+              {"base", number},
               {"format", format},
               {"erase", erase},
               {"verify", oneOf({"crc", "readback", "none"})},
@@ -204,6 +225,9 @@ private:
         }
         if (command == "erase") {
             return !given.contains("sectors") || !given.contains("keep-ccfg");
+        }
+        if (command == "gdbserver") {
+            return !given.contains("json");
         }
         const auto out = given.find("out");
         return command != "read" || (out != given.end() && (out->second != "-" || !given.contains("json")) &&

@@ -1,0 +1,63 @@
+#!/usr/bin/env python3
+"""Our client in front of our server: the same flash, the same words, the same exit codes as directly."""
+import unittest
+
+from served import Case
+
+
+class OwnProbe(Case):
+    def probe(self, address, *keys):
+        return ",".join([f"gdb:{address}", "id-code=0x10000001", "timeout=60", *keys])
+
+    def test_every_command_does_the_same_as_directly(self):
+        program = [(("program", None), 0), (("verify", None), 0)]
+        others = [(("blank-check",), 3), (("program", None, "--erase", "retain", "--verify", "readback"), 0),
+                  (("program", None, "--keep-ccfg", "--skip-pages", "1-2"), 0),
+                  (("mac", "write", "ble", "C2:00:00:00:00:07"), 0), (("mac", "read"), 0), (("ccfg",), 0),
+                  (("verify", None), 3), (("erase", "--sectors", "0-1"), 0),
+                  (("read", "--out", "-", "--range", "0:0x6000"), 0), (("erase",), 0),
+                  (("program", None, "--erase", "all"), 0)]
+        for part, commands in (("LumoD1F128", program + others), ("LumoF2F352", program)):
+            with self.subTest(part):
+                self.part = part
+                self.chip = self.path / f"{part}.bin"
+                server = self.probe(self.serve())
+                direct = self.path / f"{part}.direct.bin"
+                for command, code in commands:
+                    words = [str(self.example) if word is None else word for word in command]
+                    through = self.lumoflash(*words, code=code, probe=server)
+                    beside = self.lumoflash(*words, code=code, probe=f"virtual:{direct}")
+                    self.assertEqual(through.stdout, beside.stdout, words)
+                self.end_server()
+                through = self.flash()
+                self.chip = direct
+                self.assertEqual(through, self.flash())
+
+    def test_programs_and_lets_the_core_run(self):
+        server = self.probe(self.serve())
+        self.lumoflash("program", str(self.example), "--run", probe=server)
+        self.lumoflash("reset", probe=server)
+        self.lumoflash("verify", str(self.example), probe=server)
+
+    def test_reads_back_what_it_writes(self):
+        self.lumoflash("program", str(self.example), probe=self.probe(self.serve(), "check-writes=yes"))
+        self.end_server()
+        self.lumoflash("verify", str(self.example))
+
+    def test_tells_that_nobody_listens(self):
+        address = self.serve()
+        self.end_server()
+        self.assertIn(b"connection refused", self.lumoflash("info", probe=self.probe(address), code=4).stderr)
+
+    def test_a_debugger_loads_through_two_servers(self):
+        behind = self.serve()
+        address = self.serve(probe=self.probe(behind))
+        text = self.gdb(address, "load", "compare-sections", "monitor reset halt", "maintenance flush register-cache",
+                        "hbreak main", "continue", "print $pc == ((unsigned)&main & ~1)", "print g_start", "stepi",
+                        "detach", file=self.example)
+        self.assertNotIn("MIS-MATCHED", text)
+        self.assertEqual(self.values(text), ["1", "1000"])
+
+
+if __name__ == "__main__":
+    unittest.main()
