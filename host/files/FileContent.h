@@ -33,9 +33,6 @@ public:
     FileInTheMaking(const FileInTheMaking&) = delete;
     FileInTheMaking& operator=(const FileInTheMaking&) = delete;
 
-    // Where it lies until then.
-    const std::filesystem::path& Place() const { return fresh; }
-
     void Replace();    // what is there, if anything
     void PlaceAnew();  // fails when something is there
 

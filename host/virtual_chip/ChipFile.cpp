@@ -77,7 +77,7 @@ void ChipFile::RequireStillThere() const {
     }
 }
 
-// The new file is locked before it has the name, so that nobody comes in between.
+// The new file is another one to the system, and is locked anew.
 void ChipFile::Save(std::span<const std::uint8_t> content) {
     if (Exists()) {
         RequireStillThere();
@@ -86,18 +86,12 @@ void ChipFile::Save(std::span<const std::uint8_t> content) {
         }
     }
     FileInTheMaking file(path, content);
-    const int next = open(file.Place().c_str(), O_RDONLY | O_CLOEXEC);
-    flock(next, LOCK_EX | LOCK_NB);
-    try {
-        Exists() ? file.Replace() : file.PlaceAnew();
-    } catch (const Failure&) {
-        close(next);
-        throw;
-    }
+    Exists() ? file.Replace() : file.PlaceAnew();
     if (Exists()) {
         close(lock);
     }
-    lock = next;
+    lock = open(path.c_str(), O_RDONLY | O_CLOEXEC);
+    flock(lock, LOCK_EX | LOCK_NB);
 }
 
 }  // namespace flash::host

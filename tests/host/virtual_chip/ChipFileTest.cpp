@@ -41,7 +41,7 @@ TEST(ChipFile, OfANewChipIsNotSavedOverAnothersThatCameMeanwhile) {
     EXPECT_EQ(ChipFile(folder / "a.chip").Load(), Bytes{1});
 }
 
-TEST(ChipFile, IsSavedAgainAndAgainAndStaysItsOwners) {
+TEST(ChipFile, IsSavedAgainAndAgain) {
     const TemporaryFolder folder;
     for (const auto& path : {folder / "new.chip", folder.Write("old.chip", "chip")}) {
         SCOPED_TRACE(path);
@@ -51,7 +51,6 @@ TEST(ChipFile, IsSavedAgainAndAgainAndStaysItsOwners) {
             file.Save(content);
 
             EXPECT_EQ(file.Load(), content);
-            FailureOf(FailureKind::Unreachable, [&] { const ChipFile second(path); });
         }
     }
 }
