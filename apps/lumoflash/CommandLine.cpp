@@ -15,6 +15,7 @@
 #include "apps/lumoflash/OptionKinds.h"
 #include "apps/lumoflash/PropertyOptions.h"
 #include "apps/lumoflash/RawOptions.h"
+#include "apps/lumoflash/SharedOptions.h"
 #include "apps/lumoflash/Version.h"
 
 namespace flash::app {
@@ -35,11 +36,13 @@ public:
         AddVerify();
         AddRead();
         AddErase();
-        AddRange(*AddCommand(app, Command::BlankCheck, "blank-check", "Tells whether flash is erased.", "blank-check"));
+        AddRange(*AddCommand(app, Command::BlankCheck, "blank-check", "Tells whether flash is erased.", "blank-check"),
+                 raw);
         AddCommand(app, Command::Info, "info", "Shows what is connected.", "info");
         AddMac();
         AddClosing(*AddCommand(app, Command::Ccfg, "ccfg", "Shows the customer configuration area, or changes it.",
-                               "ccfg --protect 0-3 --yes"));
+                               "ccfg --protect 0-3 --yes"),
+                   options, raw);
         AddCommand(app, Command::Devices, "devices", "Lists the parts that are known.", "devices");
         AddValidatePlugin();
         AddCommand(app, Command::Reset, "reset", "Resets the core and lets it run from its vectors.", "reset");
@@ -100,71 +103,30 @@ private:
         AddFlag(app, "--yes,-y", options.isAgreed, "Agree to what cannot be taken back");
     }
 
-    void AddFiles(CLI::App& command) {
-        TakeAllWords(*command.add_option("FILE", raw.files,
-                                         "ELF, Intel HEX, Motorola S-record or raw binary; FILE@ADDRESS for a raw one, "
-                                         "- for standard input"))
-            .required();
-        command.add_option("--base", raw.base, "Address of the first byte of raw files without one of their own");
-        command.add_option("--format", raw.format, "elf, hex, srec or bin, instead of looking at the file");
-    }
-
-    void AddClosing(CLI::App& command) {
-        host::ClosingChanges& closing = options.program.closing;
-        command.add_option("--ble", raw.ble, "New secondary BLE address, for example C2:00:00:00:00:01");
-        command.add_option("--ieee", raw.ieee, "New secondary IEEE address of eight bytes");
-        command.add_option("--protect", raw.protect, "Write-protect pages, for example 0-3,7");
-        AddFlag(command, "--disable-bootloader", closing.disableBootloader, "Disable the boot loader");
-        AddFlag(command, "--disable-debug", closing.disableDebug, "Disable the debug port for good");
-    }
-
     void AddProgram() {
         CLI::App& command =
             *AddCommand(app, Command::Program, "program", "Programs files into flash and verifies them.",
                         "program app.elf --verify readback");
-        AddFiles(command);
-        AddLoad(command);
-        AddDryRun(command);
+        AddFiles(command, raw);
+        AddLoad(command, options, raw);
+        AddDryRun(command, options);
         AddFlag(command, "--run", options.runsAfterwards, "Reset the core and let it run when all is done");
-    }
-
-    // How flash is programmed.
-    void AddLoad(CLI::App& command) {
-        command.add_option("--erase", raw.erase, "necessary, retain, all, sectors:LIST or none")->capture_default_str();
-        command.add_option("--verify", raw.verify, "crc, readback or none")->capture_default_str();
-        command.add_option("--write", raw.write, "changed: only sectors that do not hold yet what they should; or all")
-            ->capture_default_str();
-        AddFlag(command, "--keep-ccfg", raw.keepCcfg, "Keep the chip's customer configuration area");
-        AddFlag(command, "--replace-ccfg", raw.replaceCcfg, "Do not keep it, even if the files have none");
-        command.add_option("--skip-pages", raw.skipPages, "Neither erase nor write these pages, for example 0-3,7");
-        command.add_option("--skip-fill", raw.skipFill, "Do not write sectors of only this byte value");
-        AddFlag(command, "--retain-ble", options.program.closing.retainBle, "Keep the secondary BLE address");
-        AddFlag(command, "--retain-ieee", options.program.closing.retainIeee, "Keep the secondary IEEE address");
-        AddClosing(command);
-    }
-
-    void AddDryRun(CLI::App& command) {
-        AddFlag(command, "--dry-run,-n", options.isDryRun, "Show the plan and touch nothing");
     }
 
     void AddVerify() {
         CLI::App& command =
             *AddCommand(app, Command::Verify, "verify", "Compares flash with files, byte by byte.", "verify app.elf");
-        AddFiles(command);
+        AddFiles(command, raw);
         command.add_option("--by", raw.by, "target: a routine of its own compares; or link: all is read")
             ->capture_default_str();
-        AddRange(command);
-    }
-
-    void AddRange(CLI::App& command) {
-        command.add_option("--range", raw.range, "ADDRESS:LENGTH, only these bytes of flash");
+        AddRange(command, raw);
     }
 
     void AddRead() {
         CLI::App& command = *AddCommand(app, Command::Read, "read", "Reads flash into a file.",
                                         "read --out flash.bin --range 0:0x2000");
         command.add_option("--out,-o", options.outFile, "The file; - for standard output (required)");
-        AddRange(command);
+        AddRange(command, raw);
         command.add_option("--format", raw.outFormat, "bin, hex or srec, instead of by the file's ending");
     }
 
@@ -173,7 +135,7 @@ private:
             *AddCommand(app, Command::Erase, "erase", "Erases all of flash, or some sectors.", "erase --sectors 4-7");
         command.add_option("--sectors", raw.sectors, "Only these, for example 0-3,7");
         AddFlag(command, "--keep-ccfg", options.keepCcfg, "Keep the customer configuration area");
-        AddDryRun(command);
+        AddDryRun(command, options);
     }
 
     void AddMac() {
@@ -211,7 +173,7 @@ private:
         AddFlag(command, "--stdio", options.server.isStdio, "Speak over standard input and output");
         AddFlag(command, "--once", options.server.isOnce, "End with the first client");
         command.add_option("--packet-size", raw.packetSize, "Bytes of the longest packet")->capture_default_str();
-        AddLoad(command);
+        AddLoad(command, options, raw);
     }
 
     // Fills options that the command line does not have.

@@ -7,6 +7,7 @@
 #include <cstdio>
 #include <functional>
 
+#include "apps/lumoflash/Agreement.h"
 #include "apps/lumoflash/FileParts.h"
 #include "apps/lumoflash/GdbServerCommand.h"
 #include "apps/lumoflash/LetRun.h"
@@ -177,7 +178,8 @@ private:
         if (options.isDryRun) {
             return {0, "nothing was touched", 0, {}};
         }
-        RequireAgreement(load.options.closing, load.plan.expected);
+        RequireAgreement(FindDangers(load.options.closing, load.plan.expected, session->Layout()), options.isAgreed,
+                         view, isInterrupted);
         isChanging = true;
         const host::LoadResult result = session->Program(load);
         if (options.runsAfterwards) {
@@ -208,22 +210,6 @@ private:
     }
 
     std::uint32_t SectorCount() const { return session->Info().geometry.sectorCount; }
-
-    void RequireAgreement(const host::ClosingChanges& changes, const std::vector<host::DataRun>& programmed) {
-        const std::vector<std::string> dangers = FindDangers(changes, programmed, session->Layout());
-        if (dangers.empty()) {
-            return;
-        }
-        if (options.isAgreed) {
-            std::for_each(dangers.begin(), dangers.end(), [this](const std::string& danger) { view.Warning(danger); });
-        } else if (!view.Agrees(dangers, isInterrupted)) {
-            if (isInterrupted) {
-                throw Failure(FailureKind::Interrupted, "Interrupted; nothing was touched");
-            }
-            throw Failure(FailureKind::BadInput,
-                          fmt::format("{}. Nothing was touched; agree with --yes", fmt::join(dangers, ".\n")));
-        }
-    }
 
     Outcome Read() {
         const auto range = options.range.value_or(std::pair{std::uint32_t{0}, session->Info().geometry.SizeBytes()});
@@ -263,7 +249,7 @@ private:
             view.ShowCcfg(session->ReadCcfg());
             return {0, "nothing was changed", 0, {}};
         }
-        RequireAgreement(changes, {});
+        RequireAgreement(FindDangers(changes, {}, session->Layout()), options.isAgreed, view, isInterrupted);
         isChanging = true;
         session->ChangeCcfg(changes);
         view.ShowCcfg(session->ReadCcfg());
