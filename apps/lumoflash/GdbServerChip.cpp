@@ -10,6 +10,7 @@
 #include "apps/lumoflash/GdbServerMonitor.h"
 #include "apps/lumoflash/Texts.h"
 #include "host/Failure.h"
+#include "host/Words.h"
 #include "host/plan/Dangers.h"
 
 namespace flash::app {
@@ -219,8 +220,8 @@ std::string GdbServerChip::Program(const host::gdb::FlashLoad& load) {
     try {
         const host::LoadResult result = session.Program(planned);
         Save();
-        return fmt::format("{}, {} bytes", ProgramVerdict(result, options.program.verification),
-                           result.programmedBytes);
+        return fmt::format("{}, {}", ProgramVerdict(result, options.program.verification),
+                           host::Counted(result.programmedBytes, "byte"));
     } catch (const Failure&) {
         Save();  // the file shows what the chip holds now
         throw;

@@ -7,10 +7,14 @@
 #include <iterator>
 #include <vector>
 
+#include "host/Words.h"
 #include "host/files/ElfReader.h"
 
 namespace flash::host {
 namespace {
+
+// Of one byte or of several.
+const char* End(std::uint64_t count) { return count == 1 ? "ends" : "end"; }
 
 std::string NameOfSegment(std::size_t index) { return fmt::format("program header {}", index); }
 
@@ -61,12 +65,14 @@ void LoadMap::RequireSound(std::size_t index) const {
     const Origin origin = reader.OriginOf(NameOfSegment(index));
     if (!reader.BytesAt(segment.p_offset, segment.p_filesz)) {
         throw ErrorAt(
-            origin, fmt::format("{} bytes at offset 0x{:X} for address 0x{:08X} end outside the file: it is truncated",
-                                segment.p_filesz, segment.p_offset, segment.p_paddr));
+            origin,
+            fmt::format("{} at offset 0x{:X} for address 0x{:08X} {} outside the file: it is truncated",
+                        Counted(segment.p_filesz, "byte"), segment.p_offset, segment.p_paddr, End(segment.p_filesz)));
     }
     if (segment.p_filesz > segment.p_memsz) {
-        throw ErrorAt(origin, fmt::format("{} bytes of file for {} bytes of memory at address 0x{:08X}",
-                                          segment.p_filesz, segment.p_memsz, segment.p_paddr));
+        throw ErrorAt(origin,
+                      fmt::format("{} of file for {} of memory at address 0x{:08X}", Counted(segment.p_filesz, "byte"),
+                                  Counted(segment.p_memsz, "byte"), segment.p_paddr));
     }
 }
 
@@ -132,8 +138,9 @@ void AddSectionsTo(ProgramImage& image, const ElfReader& reader, const LoadMap& 
         const Origin origin = reader.OriginOf(reader.NameOf(*section));
         const auto bytes = reader.BytesAt(section->header.sh_offset, section->header.sh_size);
         if (!bytes) {
-            throw ErrorAt(origin, fmt::format("{} bytes at offset 0x{:X} end outside the file: it is truncated",
-                                              section->header.sh_size, section->header.sh_offset));
+            throw ErrorAt(origin, fmt::format("{} at offset 0x{:X} {} outside the file: it is truncated",
+                                              Counted(section->header.sh_size, "byte"), section->header.sh_offset,
+                                              End(section->header.sh_size)));
         }
         AddBytes(image, loaded.AddressOf(section->header), *bytes, origin);
     }

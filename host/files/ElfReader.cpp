@@ -6,6 +6,8 @@
 #include <algorithm>
 #include <cstring>
 
+#include "host/Words.h"
+
 namespace flash::host {
 namespace {
 constexpr std::size_t kMostSectionNameBytes = 100;  // of a longer one, the rest is left out of messages
@@ -63,8 +65,8 @@ void ElfReader::CheckTable(std::string_view what, std::uint64_t offset, std::uin
         throw Error(fmt::format("{}s of {} bytes, expected {}", what, entrySize, expectedSize));
     }
     if (!BytesAt(offset, count * entrySize)) {
-        throw Error(fmt::format("{} {}s at offset 0x{:X} end outside the file of {} bytes: it is truncated", count,
-                                what, offset, content.size()));
+        throw Error(fmt::format("{} at offset 0x{:X} {} outside the file of {} bytes: it is truncated",
+                                Counted(count, what), offset, count == 1 ? "ends" : "end", content.size()));
     }
 }
 

@@ -5,6 +5,7 @@
 
 #include <algorithm>
 
+#include "host/Words.h"
 #include "host/gdb/Hex.h"
 
 namespace flash::host::gdb {
@@ -150,7 +151,7 @@ void Client::Detach() {
 // ---- Memory
 
 std::vector<std::uint8_t> Client::ReadMemory(std::uint32_t address, std::uint32_t lengthBytes) {
-    const std::string attempt = fmt::format("read {} bytes at 0x{:08X}", lengthBytes, address);
+    const std::string attempt = fmt::format("read {} at 0x{:08X}", Counted(lengthBytes, "byte"), address);
     const std::uint32_t most = (packetBytes - kFrameBytes) / 2 & ~3u;  // whole words, as registers want them
     std::vector<std::uint8_t> bytes;
     bytes.reserve(lengthBytes);
@@ -198,7 +199,7 @@ void Client::TryBinaryWrites(std::uint32_t address, std::size_t lengthBytes) {
 void Client::WriteBinaryPiece(std::uint32_t address, std::span<const std::uint8_t> bytes) {
     std::string payload = fmt::format("X{:x},{:x}:", address, bytes.size());
     AppendEscaped(payload, bytes);
-    const std::string attempt = fmt::format("write {} bytes at 0x{:08X}", bytes.size(), address);
+    const std::string attempt = fmt::format("write {} at 0x{:08X}", Counted(bytes.size(), "byte"), address);
     RequireOk(Exchange(payload, attempt), attempt);
 }
 
@@ -217,7 +218,7 @@ void Client::WritePieces(std::uint32_t address, std::span<const std::uint8_t> by
             WriteBinaryPiece(address, bytes.first(length));
         } else {
             length = length < bytes.size() ? length & ~std::size_t{3} : length;
-            const std::string attempt = fmt::format("write {} bytes at 0x{:08X}", length, address);
+            const std::string attempt = fmt::format("write {} at 0x{:08X}", Counted(length, "byte"), address);
             RequireOk(Exchange(fmt::format("M{:x},{:x}:{}", address, length, HexOf(bytes.first(length))), attempt),
                       attempt);
         }

@@ -4,6 +4,7 @@
 #include <algorithm>
 
 #include "host/Numbers.h"
+#include "host/Words.h"
 #include "host/gdb/Client.h"
 #include "host/gdb/Hex.h"
 
@@ -50,7 +51,8 @@ std::uint32_t Client::ReadRegister(const std::string& name) {
     const std::vector<std::uint8_t> all = ReadAllRegisters();
     const std::size_t offset = layout.OffsetOf(place);
     if (offset + kWordBytes > all.size()) {
-        throw ProbeError(fmt::format("Cannot {}: the server sends only {} bytes of registers", attempt, all.size()));
+        throw ProbeError(
+            fmt::format("Cannot {}: the server sends only {} of registers", attempt, Counted(all.size(), "byte")));
     }
     return LittleEndian(std::span(all).subspan(offset, kWordBytes));
 }
@@ -70,7 +72,8 @@ void Client::WriteRegister(const std::string& name, std::uint32_t value) {
     std::vector<std::uint8_t> all = ReadAllRegisters();
     const std::size_t offset = layout.OffsetOf(place);
     if (offset + kWordBytes > all.size()) {
-        throw ProbeError(fmt::format("Cannot {}: the server sends only {} bytes of registers", attempt, all.size()));
+        throw ProbeError(
+            fmt::format("Cannot {}: the server sends only {} of registers", attempt, Counted(all.size(), "byte")));
     }
     const std::array<std::uint8_t, kWordBytes> word = LittleEndianBytes(value);
     std::copy(word.begin(), word.end(), all.begin() + static_cast<std::ptrdiff_t>(offset));

@@ -6,6 +6,8 @@
 #include <algorithm>
 #include <stdexcept>
 
+#include "host/Words.h"
+
 namespace flash::host::gdb {
 namespace {
 constexpr std::uint8_t kErasedByte = 0xFF;
@@ -19,8 +21,8 @@ FlashLoad::FlashLoad(std::uint32_t flashBytes, std::uint32_t flashBlockBytes)
 
 std::size_t FlashLoad::RequireInside(std::uint32_t address, std::uint64_t lengthBytes) const {
     if (address + lengthBytes > content.size()) {
-        throw std::invalid_argument(fmt::format("{} bytes at 0x{:08X} are not inside the flash of {} bytes",
-                                                lengthBytes, address, content.size()));
+        throw std::invalid_argument(fmt::format("{} at 0x{:08X} outside of the flash of {} bytes",
+                                                Counted(lengthBytes, "byte"), address, content.size()));
     }
     return address;
 }

@@ -6,6 +6,7 @@
 #include <algorithm>
 
 #include "host/Numbers.h"
+#include "host/Words.h"
 
 namespace flash::host::gdb {
 namespace {
@@ -96,10 +97,10 @@ std::vector<std::uint8_t> GdbProbe::ReadWithCompany(std::uint32_t address, std::
         const auto blockBytes = static_cast<std::uint32_t>(written.size());
         std::vector<std::uint8_t> block = client.ReadMemory(start, blockBytes);
         if (IsAllZero(block) && IsAllZero(block = client.ReadMemory(start, blockBytes))) {
-            throw ProbeError(
-                fmt::format("Cannot read {} bytes at 0x{:08X}: the server answers with zeros, where 0x{:02X} "
-                            "was written; it seems not to reach the target's memory",
-                            blockBytes, start, *std::ranges::find_if(written, [](auto b) { return b != 0; })));
+            throw ProbeError(fmt::format(
+                "Cannot read {} at 0x{:08X}: the server answers with zeros, where 0x{:02X} "
+                "was written; it seems not to reach the target's memory",
+                Counted(blockBytes, "byte"), start, *std::ranges::find_if(written, [](auto b) { return b != 0; })));
         }
         const auto first = block.begin() + (address - start);
         return {first, first + lengthBytes};

@@ -168,7 +168,7 @@ TEST(ReadElf, RefusesWhatIsNoSoundExecutableForTheChip) {
         {"section headers of another size", [](TestElf& e) { e.header.e_shentsize = 64; },
          "a.elf: section headers of 64 bytes, expected 40"},
         {"program headers outside the file", [](TestElf& e) { e.header.e_phoff = 0x10000; },
-         "a.elf: 1 program headers at offset 0x10000 end outside the file of 580 bytes: it is truncated"},
+         "a.elf: 1 program header at offset 0x10000 ends outside the file of 580 bytes: it is truncated"},
         {"section headers outside the file", [](TestElf& e) { e.header.e_shoff = 0xFFFF'FFF0; },
          "a.elf: 6 section headers at offset 0xFFFFFFF0 end outside the file of 580 bytes: it is truncated"},
         {"segment outside the file", [](TestElf& e) { e.segments[0].p_offset = 0xFFFF'FFFF; },
@@ -197,6 +197,9 @@ TEST(ReadElf, RefusesWhatIsNoSoundExecutableForTheChip) {
          "a.elf, section .too: the byte at offset 0x107 belongs to section .data, too"},
         {"section outside the file", [](TestElf& e) { e.sections[1].header.sh_size = 0xFFFF'FFFF; },
          "a.elf, section .data: 4294967295 bytes at offset 0x104 end outside the file: it is truncated"},
+        {"one byte outside the file, of a section whose name moves the cursor",
+         [](TestElf& e) { e.sections.push_back(MakeSection(".\x1B[2Jx", SHT_PROGBITS, SHF_ALLOC, 0x10000, 1)); },
+         "a.elf, section .\\x1B[2Jx: 1 byte at offset 0x10000 ends outside the file: it is truncated"},
     };
     for (const Case& c : cases) {
         SCOPED_TRACE(c.name);
