@@ -120,15 +120,18 @@ FsmStatus FakeFlash::ProgramUnit(std::uint32_t address, const std::uint8_t* data
 using flash::current;
 
 extern "C" {
-void ClockStart() {}
+void ClockStart() { current->isClockRunning = true; }
 std::uint32_t ClockTicks() { return current->ticks & kClockMask; }
-void FlashPortBegin() { current->hasBegun = true; }
+void FlashPortBegin() { current->hasBegun = current->isClockRunning; }
 const FlashTraits* FlashPortTraits() { return &current->traits; }
 void FlashPortIdle() { ++current->idleCalls; }
 const std::uint8_t* FlashPortBytes() { return current->bytes.data(); }
 std::uint32_t FlashPortSectorCount() { return current->sectorCount; }
 bool FlashPortIsProtected(std::uint32_t sectorIndex) { return current->protectedSectors.contains(sectorIndex); }
-bool FlashPortIsBlank(std::uint32_t unitAddress) { return !current->usedUnits.contains(unitAddress); }
+// Wrong where units are rewritable: nobody asks there.
+bool FlashPortIsBlank(std::uint32_t unitAddress) {
+    return !current->traits.isRewritable && !current->usedUnits.contains(unitAddress);
+}
 FsmStatus FlashPortEraseSector(std::uint32_t sectorAddress) { return current->EraseSector(sectorAddress); }
 FsmStatus FlashPortEraseBank() { return current->EraseBank(); }
 FsmStatus FlashPortProgramUnits(std::uint32_t unitAddress, const std::uint8_t* bytes, std::uint32_t unitCount) {

@@ -38,7 +38,8 @@ public:
     std::uint32_t ticks = 0;              // of the clock
     std::uint32_t ticksPerOperation = 0;  // which each takes
     int idleCalls = 0;
-    bool hasBegun = false;
+    bool isClockRunning = false;
+    bool hasBegun = false;                            // with a running clock, by which a port may wait
     bool onlySaysErased = false;                      // an erase changes nothing and ends with success
     std::map<std::uint32_t, std::uint8_t> stuckBits;  // by address: bits that stay 1 although the status says success
     std::function<void()> duringOperation;            // looks at, or spoils, the world while the controller works

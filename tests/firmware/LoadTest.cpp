@@ -1,6 +1,9 @@
 // What a load begins with, what a port may leave out, and the time that a command may take.
 #include <gtest/gtest.h>
 
+#include <algorithm>
+#include <iterator>
+
 #include "firmware/deadline.h"
 #include "firmware/mailbox.h"
 #include "tests/firmware/Flashloader.h"
@@ -16,6 +19,23 @@ TEST(Load, BeginsWithThePort) {
 
     EXPECT_TRUE(loader.fake.hasBegun);
     EXPECT_EQ(loader.loadFault, 0u);
+}
+
+TEST(Load, HoldsNoSectorForFreshAndTouchesNothingBehindTheList) {
+    const Flashloader loader;
+    struct {
+        LoadState state;
+        std::uint32_t behind;
+    } memory;
+    std::fill(std::begin(memory.state.freshSectors), std::end(memory.state.freshSectors), 0xFFFF'FFFF);
+    memory.behind = 0x5A5A'5A5A;
+
+    ASSERT_EQ(BeginLoad(&memory.state, &loader.workspace), 0u);
+
+    for (const std::uint32_t word : memory.state.freshSectors) {
+        EXPECT_EQ(word, 0u);
+    }
+    EXPECT_EQ(memory.behind, 0x5A5A'5A5Au);
 }
 
 TEST(Load, RefusesAPortThatBreaksItsBounds) {
