@@ -176,5 +176,38 @@ TEST_F(Sums, OfWhatIsProgrammedTakeNothingFromElsewhere) {
     EXPECT_EQ(g_cfg[0].status, 0u);
 }
 
+// When the controller has its second word, the first one is in flash.
+TEST_F(Sums, DoNotBlameFlashForABufferThatChangesBehindTheController) {
+    loader.fake.duringOperation = [&] {
+        if (++operations == 2) {
+            loader.buffers[0][0] = static_cast<std::uint8_t>(~first[0]);
+        }
+    };
+    Post(0, 0x12, 0, first);
+
+    Poll();
+
+    EXPECT_EQ(g_cfg[0].status, 0u);
+    EXPECT_EQ(loader.FlashAt(0, first.size()), first);
+}
+
+TEST_F(Sums, AreLeftOutForChunksThatNobodyWantsChecked) {
+    Post(0, 0x3, 0, first);
+    Post(1, 0x3, kSector, second);
+    loader.fake.duringOperation = [&] { SumWhileBusy(loader.buffers[0].data(), 64, 4096); };
+
+    Poll();
+    Poll();
+
+    EXPECT_EQ(g_cfg[0].status, 0u);
+    EXPECT_EQ(g_cfg[1].status, 0u);
+    EXPECT_EQ(loader.FlashAt(kSector, second.size()), second);
+}
+
+TEST_F(Sums, LookAheadNowhereBeforeTheMailboxHasBeenLookedAt) {
+    EXPECT_EQ(loader.Program(0x13, 0, first), (Answer{0, 0}));
+    EXPECT_GT(operations, 0);
+}
+
 }  // namespace
 }  // namespace flash
