@@ -62,7 +62,8 @@ void RunGdbServer(const Options& options, host::Connection& connection, GdbServe
     serverOptions.packetBytes = options.server.packetBytes;
     serverOptions.say = Say;
     serverOptions.onIdle = [&listener] {
-        if (listener && listener->Accept(std::chrono::nanoseconds::zero())) {
+        // It is told before the second client's connection ends.
+        if (const auto second = listener ? listener->Accept(std::chrono::nanoseconds::zero()) : nullptr) {
             Say("Turned a second client away");
         }
     };

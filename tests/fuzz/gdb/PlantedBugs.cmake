@@ -46,4 +46,4 @@ plant_bug_in_server(NAME write_behind_flash FILE host/gdb/FlashLoad.cpp
     REASON "flash holds what|AddressSanitizer|Assertion")
 plant_bug_in_server(NAME flash_written_like_ram FILE host/gdb/VisitMemory.cpp
     RIGHT "address < region.address + region.lengthBytes &&" WRONG "address < region.address &&"
-    REASON "flash was written like RAM")
+    REASON "flash holds what the finished loads gave")
