@@ -29,6 +29,9 @@ std::size_t FlashLoad::RequireInside(std::uint32_t address, std::uint64_t length
 
 void FlashLoad::Erase(const AddressRange& range) {
     const std::size_t first = RequireInside(range.address, range.lengthBytes);
+    if (range.lengthBytes == 0) {
+        return;  // the block that the address lies in is not meant
+    }
     const std::size_t end = first + range.lengthBytes;
     for (std::size_t block = first / blockBytes; block * blockBytes < end; ++block) {
         erased[block] = true;

@@ -1,5 +1,6 @@
 // The GDB server under any packets: flash changes only by a load that was finished and lies inside flash, and then to
 // what a second reader of the same packets expects.
+#include <algorithm>
 #include <atomic>
 
 #include "host/gdb/Server.h"
@@ -17,7 +18,7 @@ using namespace host::gdb;
 class SecondFlash {
 public:
     void Erase(std::uint32_t address, std::uint32_t length) {
-        if (std::uint64_t{address} + length <= FakeChip::kFlashBytes) {
+        if (length != 0 && std::uint64_t{address} + length <= FakeChip::kFlashBytes) {
             const std::uint32_t block = FakeChip::kBlockBytes;
             for (std::uint32_t at = address / block * block; at < address + length; ++at) {
                 erased.insert(at / block);
@@ -119,8 +120,11 @@ std::string NextPacket(ByteSource& source, SecondFlash& model) {
             return kOthers[source.Below(std::size(kOthers))];
         }
         default: {
-            // Anything: but what begins like a packet of a load is left to the cases above.
+            // Anything: but what begins like a packet of a load is left to the cases above, and what ends a packet
+            // early to the target for framing: a first packet that is none is a stranger's, who is turned away.
             std::string text = source.Text(60);
+            std::replace_if(
+                text.begin(), text.end(), [](char byte) { return byte == '#' || byte == '$'; }, '.');
             if (text.starts_with("vFlash") || text.starts_with("D") || text == "k") {
                 text = "q" + text;
             }

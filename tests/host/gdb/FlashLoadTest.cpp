@@ -33,6 +33,15 @@ TEST(FlashLoad, ErasesWholeBlocks) {
     EXPECT_TRUE(load.Blocks(ErasedRest::Kept, Old).empty());
 }
 
+TEST(FlashLoad, ErasesNothingWhenTheLengthIsZero) {
+    for (const std::uint32_t address : {0u, 1u, kBlock - 1, kBlock, kFlash - 1, kFlash}) {
+        FlashLoad load(kFlash, kBlock);
+        load.Erase({address, 0});
+
+        EXPECT_TRUE(load.IsEmpty()) << address;
+    }
+}
+
 TEST(FlashLoad, JoinsNeighboursAndLetsLaterBytesWin) {
     FlashLoad load(kFlash, kBlock);
     load.Erase({16, 32});
