@@ -82,7 +82,10 @@ private:
                        "Part, for example LumoF2F352, or a clear abbreviation; see `lumoflash devices` (required for "
                        "what works with a chip)")
             ->envname("LUMOFLASH_DEVICE");
-        app.add_option("--probe", raw.probe, "virtual, virtual:FILE to keep the chip's state in FILE, or gdb:HOST:PORT")
+        app.add_option(
+               "--probe", raw.probe,
+               "virtual, virtual:FILE to keep the chip's state in FILE, virtual:FILE,identity=ADDRESS to choose a new "
+               "chip's primary IEEE address, or gdb:HOST:PORT")
             ->envname("LUMOFLASH_PROBE");
         app.add_option("--plugin", options.plugin, "The flash plug-in's module, instead of the installed one");
         app.add_option("--devices", options.devicesFolder, "Folder of device descriptions");

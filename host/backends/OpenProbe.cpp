@@ -9,6 +9,7 @@
 #include <system_error>
 
 #include "host/Failure.h"
+#include "host/ccfg/RadioAddress.h"
 #include "host/files/FileContent.h"
 #include "host/gdb/OpenGdbProbe.h"
 #include "host/virtual_chip/VirtualChipProbe.h"
@@ -23,10 +24,23 @@ struct BackEnd {
     std::unique_ptr<Probe> (*open)(const ProbeSpec& spec, const DeviceDescription& part);
 };
 
+constexpr const char* kIdentity = "identity";
+
+// Of a new virtual chip, if the user gives it one.
+std::optional<RadioAddress> IdentityIn(const ProbeSpec& spec) {
+    const auto given = spec.keys.find(kIdentity);
+    return given == spec.keys.end() ? std::nullopt
+                                    : std::optional(ParseRadioAddress(given->second, kIeeeAddressBytes, Field::Probe));
+}
+
 void CheckVirtualChip(const ProbeSpec& spec) {
-    if (!spec.keys.empty()) {
-        throw std::invalid_argument("a virtual chip has no keys");
+    for (const auto& [key, value] : spec.keys) {
+        if (key != kIdentity) {
+            throw std::invalid_argument(
+                fmt::format("behind virtual:FILE comes identity=ADDRESS, not \"{}={}\"", key, value));
+        }
     }
+    IdentityIn(spec);
 }
 
 std::unique_ptr<Probe> OpenServer(const ProbeSpec& spec, const DeviceDescription& part) {
@@ -41,7 +55,7 @@ std::unique_ptr<Probe> OpenServer(const ProbeSpec& spec, const DeviceDescription
 constexpr BackEnd kBackEnds[] = {
     {"virtual", true, &CheckVirtualChip,
      [](const ProbeSpec& spec, const DeviceDescription& part) -> std::unique_ptr<Probe> {
-         return VirtualChipProbe::Open(part, FileOf(spec));
+         return VirtualChipProbe::Open(part, FileOf(spec), IdentityIn(spec));
      }},
     {"gdb", false, [](const ProbeSpec& spec) { gdb::ReadGdbProbe(spec); }, &OpenServer},
 };

@@ -6,6 +6,7 @@
 #include <algorithm>
 
 #include "host/Failure.h"
+#include "host/virtual_chip/VirtualIdentity.h"
 
 namespace flash::host {
 namespace {
@@ -63,15 +64,24 @@ chip::Settings VirtualChipSettings(const DeviceDescription& device) {
 }
 
 std::unique_ptr<VirtualChipProbe> VirtualChipProbe::Open(const DeviceDescription& device,
-                                                         const std::optional<std::filesystem::path>& name) {
-    const chip::Settings wanted = VirtualChipSettings(device);
+                                                         const std::optional<std::filesystem::path>& name,
+                                                         const std::optional<RadioAddress>& identity) {
+    chip::Settings wanted = VirtualChipSettings(device);
     auto file = name ? std::make_unique<ChipFile>(*name) : nullptr;
+    if (file && !file->Exists()) {
+        SetIdentity(wanted, identity ? *identity : DrawIdentity());
+    }
     auto probe = std::make_unique<VirtualChipProbe>(file && file->Exists() ? ReadChip(*file, *name) : NewChip(wanted));
     const chip::Settings& found = probe->chip->GetSettings();
     if (found.generation != wanted.generation || found.sectorCount != wanted.sectorCount) {
         throw Failure(FailureKind::Unreachable, fmt::format("{} holds {}, which is no {}; choose the right ",
                                                             name->string(), probe->Describe(), device.name) +
                                                     Field::Device + " or another file");
+    }
+    if (identity && *identity != IdentityOf(found)) {
+        throw Failure(FailureKind::Unreachable,
+                      fmt::format("{} holds the chip {}, not {}; choose another file", name->string(),
+                                  IdentityOf(found).Text(), identity->Text()));
     }
     probe->file = std::move(file);
     return probe;

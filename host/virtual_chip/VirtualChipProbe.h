@@ -6,6 +6,7 @@
 #include <optional>
 
 #include "chip/VirtualChip.h"
+#include "host/ccfg/RadioAddress.h"
 #include "host/devices/DeviceDescription.h"
 #include "host/probe/Probe.h"
 #include "host/virtual_chip/ChipFile.h"
@@ -14,7 +15,7 @@
 
 namespace flash::host {
 
-// A new chip of a part: erased, with addresses of its own in factory data.
+// A new chip of a part: erased, with the addresses that every chip has which lives in memory only.
 chip::Settings VirtualChipSettings(const DeviceDescription& device);
 
 class VirtualChipProbe final : public Probe,
@@ -31,10 +32,12 @@ public:
         NameCommandLanes(*chip);
     }
 
-    // Powers up the chip of that file, or a new one when there is no such file. Throws Failure (Unreachable) when the
-    // file is in use, holds no chip, or one that does not fit the device.
+    // Powers up the chip of that file, or a new one when there is no such file. A new one in a file has this identity,
+    // its primary IEEE address, or draws one. Throws Failure (Unreachable) when the file is in use, holds no chip, or
+    // one that does not fit the device or the identity.
     static std::unique_ptr<VirtualChipProbe> Open(const DeviceDescription& device,
-                                                  const std::optional<std::filesystem::path>& name);
+                                                  const std::optional<std::filesystem::path>& name,
+                                                  const std::optional<RadioAddress>& identity = std::nullopt);
 
     chip::VirtualChip& Chip() { return *chip; }
 

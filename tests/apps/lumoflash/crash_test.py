@@ -21,6 +21,9 @@ class Crash(Case):
         self.run_chip(*WRITE)
         self.written_anew = self.chip.read_bytes()
 
+    def probe(self):
+        return f"virtual:{self.chip},identity=02:00:00:00:00:00:00:01"  # so that a new chip is the same each time
+
     def each_call(self, variable):
         """Runs the command with each of its calls cut, for a new and for an existing file, until none is left to be cut."""
         for before, after in ((None, self.written_anew), (self.old, self.written)):
@@ -31,7 +34,7 @@ class Crash(Case):
                     path.unlink()
                 if before is not None:
                     self.chip.write_bytes(before)
-                result = subprocess.run([PROGRAM, "--device", self.device, "--probe", f"virtual:{self.chip}", *WRITE], timeout=120,
+                result = subprocess.run([PROGRAM, "--device", self.device, "--probe", self.probe(), *WRITE], timeout=120,
                                         capture_output=True, cwd=self.path,
                                         env={**os.environ, "LD_PRELOAD": COUNTED_CALLS, variable: str(count)})
                 content = self.chip.read_bytes() if self.chip.exists() else None

@@ -62,7 +62,7 @@ class Case(unittest.TestCase):
         self.chip = self.path / "chip.bin"
         state = tempfile.TemporaryDirectory()
         self.addCleanup(state.cleanup)
-        os.environ["XDG_STATE_HOME"] = state.name  # all virtual chips have one address
+        os.environ["XDG_STATE_HOME"] = state.name  # whatever a test leaves behind is its own
 
     def file(self, name, content):
         path = self.path / name
@@ -76,8 +76,11 @@ class Case(unittest.TestCase):
         self.assertEqual(result.returncode, code, f"{arguments}\n{result.stdout[-2000:]}\n{result.stderr[-2000:]}")
         return result.stdout, result.stderr.decode()
 
+    def probe(self):
+        return f"virtual:{self.chip}"
+
     def run_chip(self, *arguments, code=0, **options):
-        return self.run_raw("--device", self.device, "--probe", f"virtual:{self.chip}", *arguments, code=code, **options)
+        return self.run_raw("--device", self.device, "--probe", self.probe(), *arguments, code=code, **options)
 
     def events(self, *arguments, code=0):
         out, _ = self.run_chip("--json", *arguments, code=code)

@@ -75,6 +75,15 @@ private:
         return false;
     }
 
+    // A file, or one with an identity of eight bytes as the last word.
+    static bool IsVirtualChip(const std::string& value) {
+        const std::string kind = "virtual:", key = ",identity=";
+        const std::size_t last = value.rfind(key);
+        const bool hasKey = last != std::string::npos && IsAddress(8, value.substr(last + key.size()));
+        const std::string rest = hasKey ? value.substr(0, last) : value;
+        return rest.starts_with(kind) && rest.size() > kind.size() && !HasKey(rest);
+    }
+
     // By command, "" for all. An option without a check is a flag.
     static const std::map<std::string, std::map<std::string, Check>>& Options() {
         const Check any = [](const std::string&) { return true; };
@@ -85,7 +94,7 @@ private:
         const Check ieee = std::bind_front(IsAddress, 8);
         const Check format = oneOf({"elf", "hex", "srec", "bin"});
         const Check probe = [](const std::string& value) {
-            return value == "virtual" || (value.starts_with("virtual:") && value.size() > 8 && !HasKey(value)) ||
+            return value == "virtual" || IsVirtualChip(value) ||
                    (value.starts_with("gdb:") && IsGdbProbe(value.substr(4)));
         };
         const Check erase = [](const std::string& value) {

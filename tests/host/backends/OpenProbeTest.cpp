@@ -28,6 +28,14 @@ TEST(ParseProbe, RefusesWhatIsNoProbe) {
     }
 }
 
+TEST(ParseProbe, TakesTheIdentityOfAVirtualChip) {
+    EXPECT_EQ(ParseProbe("virtual:a.chip,identity=02:00:00:00:00:00:00:01").keys.at("identity"),
+              "02:00:00:00:00:00:00:01");
+    EXPECT_EQ(FailureOf(FailureKind::BadInput, [] { ParseProbe("virtual:a.chip,identity=02:00"); }),
+              "\"probe\": \"02:00\" is not an address of 8 bytes, two hexadecimal digits each with ':' between, most "
+              "significant byte first");
+}
+
 TEST(ParseProbe, TakesAGdbServerWithItsKeys) {
     EXPECT_EQ(ParseProbe("gdb:[::1]:3333,reset=reset halt,id-code=0x10000001,timeout=30,background-access=yes,"
                          "check-writes=no")

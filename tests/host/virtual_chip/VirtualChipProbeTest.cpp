@@ -11,6 +11,7 @@
 
 #include "host/files/FileContent.h"
 #include "host/files/ProgramFile.h"
+#include "host/virtual_chip/VirtualIdentity.h"
 #include "tests/host/files/TemporaryFolder.h"
 #include "tests/host/support/Throws.h"
 
@@ -121,7 +122,9 @@ TEST_F(ChipInAFile, IsNewWhenThereIsNoFileAndLastsOnceSaved) {
 
     probe->Storage()->Save();
 
-    EXPECT_EQ(LoadFile(file), chip::VirtualChip(VirtualChipSettings(Device("LumoF2F352"))).SaveState());
+    chip::Settings settings = VirtualChipSettings(Device("LumoF2F352"));
+    SetIdentity(settings, IdentityOf(probe->Chip().GetSettings()));
+    EXPECT_EQ(LoadFile(file), chip::VirtualChip(settings).SaveState());
 }
 
 TEST_F(ChipInAFile, OfAnotherPartIsRefused) {
