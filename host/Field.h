@@ -39,6 +39,8 @@ enum class Field {
     Sectors,
     Range,
     Address,
+    // Of addresses from a pool.
+    ErasedChip,
 };
 
 // The host's own name: "devices folder".

@@ -42,6 +42,7 @@ constexpr NamedField kNames[] = {
     {Field::Sectors, "--sectors"},
     {Field::Range, "--range"},
     {Field::Address, "mac write"},
+    {Field::ErasedChip, "--was-erased"},
 };
 
 std::string EraseValue(const std::string& setting, const std::string& sectors) {
