@@ -1,0 +1,55 @@
+// How one chip gets its addresses and its record, as steps between which power may fail at any time: the caller reads
+// the chip, calls Lease, programs the addresses that it gets, reads the chip again, and calls Finish. A chip without
+// addresses from the pool needs Finish alone.
+#pragma once
+
+#include <memory>
+#include <optional>
+#include <string>
+#include <vector>
+
+#include "host/line/Database.h"
+#include "host/line/Journal.h"
+#include "host/line/Pool.h"
+#include "host/line/Record.h"
+#include "host/line/RecordStore.h"
+
+namespace flash::host::line {
+
+class Assignment {
+public:
+    // All must outlive it. The run's name must not have been used before.
+    Assignment(Database& lineDatabase, Journal& lineJournal, Place linePlace,
+               Clock lineClock = std::chrono::system_clock::now);
+
+    // What the journal has and the database has not. Gives what is wrong with the journal, one line each.
+    std::vector<std::string> CatchUp();
+
+    // CatchUp and the steps up to the first change of the chip: takes addresses in one transaction, and has them in the
+    // journal when it returns. Throws when the database is lost: without it no chip gets a new address.
+    const Addresses& Lease(const ChipFacts& chip, const LeaseRequest& request);
+    void TakeAddresses(const ChipFacts& chip, const LeaseRequest& request);  // its steps, for tests
+    void NoteAddresses();
+
+    // The record of the run and, if it is good, the confirmation of its addresses: first in the journal, then in the
+    // database. `carried` is what was read back from the chip. Null when both have it; else why the database has it
+    // not, which the next run makes good. Throws when the chip does not carry what it was to carry, and when the
+    // journal cannot be written: then the chip is not good.
+    std::optional<std::string> Finish(const Record& record, const Addresses& carried);
+    void NoteEnd(const Record& record, const Addresses& carried);  // its steps, for tests
+    void Store();
+
+private:
+    void Upload(const EndedEntry& entry);
+
+    Database& database;
+    Journal& journal;
+    Place place;
+    Clock clock;
+    std::unique_ptr<ChipLock> lock;
+    std::string chip;
+    Addresses addresses;
+    std::optional<EndedEntry> ended;
+};
+
+}  // namespace flash::host::line
