@@ -235,8 +235,12 @@ void FileInTheMaking::Discard() {
     if (!fresh.empty()) {
         unlink(fresh.c_str());
     }
-    close(file);
+    if (file >= 0) {
+        close(file);
+    }
 }
+
+int FileInTheMaking::TakeOver() { return std::exchange(file, -1); }
 
 void FileInTheMaking::Replace() {
     if (rename(fresh.c_str(), destination.c_str()) != 0) {

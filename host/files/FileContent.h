@@ -36,6 +36,9 @@ public:
     void Replace();    // what is there, if anything
     void PlaceAnew();  // fails when something is there
 
+    // The file itself, which was locked before it had its name and stays so until the caller closes it.
+    int TakeOver();
+
 private:
     void Discard();
 

@@ -77,7 +77,8 @@ void ChipFile::RequireStillThere() const {
     }
 }
 
-// The new file is another one to the system, and is locked anew.
+// The new file is another one to the system. It has been locked since before it had this name, so that it is nobody
+// else's for a moment.
 void ChipFile::Save(std::span<const std::uint8_t> content) {
     if (Exists()) {
         RequireStillThere();
@@ -90,8 +91,7 @@ void ChipFile::Save(std::span<const std::uint8_t> content) {
     if (Exists()) {
         close(lock);
     }
-    lock = open(path.c_str(), O_RDONLY | O_CLOEXEC);
-    flock(lock, LOCK_EX | LOCK_NB);
+    lock = file.TakeOver();
 }
 
 }  // namespace flash::host

@@ -38,7 +38,7 @@ TEST(ChipFile, OfANewChipIsNotSavedOverAnothersThatCameMeanwhile) {
     const std::string text = FailureOf(FailureKind::Operation, [&] { second.Save(Bytes{2}); });
 
     EXPECT_NE(text.find("File exists"), std::string::npos) << text;
-    EXPECT_EQ(ChipFile(folder / "a.chip").Load(), Bytes{1});
+    EXPECT_EQ(first.Load(), Bytes{1});
 }
 
 TEST(ChipFile, IsSavedAgainAndAgain) {
@@ -51,6 +51,20 @@ TEST(ChipFile, IsSavedAgainAndAgain) {
             file.Save(content);
 
             EXPECT_EQ(file.Load(), content);
+        }
+    }
+}
+
+TEST(ChipFile, StaysItsProgramsOwnWhenItWasSaved) {
+    const TemporaryFolder folder;
+    for (const auto& path : {folder / "new.chip", folder.Write("old.chip", "chip")}) {
+        SCOPED_TRACE(path);
+        ChipFile file(path);
+        for (const Bytes& content : {Bytes{1}, Bytes{2}}) {
+            file.Save(content);
+
+            const std::string text = FailureOf(FailureKind::Unreachable, [&] { const ChipFile second(path); });
+            EXPECT_NE(text.find("in use by another program"), std::string::npos) << text;
         }
     }
 }
