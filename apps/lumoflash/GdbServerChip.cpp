@@ -206,22 +206,34 @@ void GdbServerChip::PutBack(const std::map<std::uint32_t, std::uint8_t>& ram) {
     }
 }
 
+// A load that brings no CCFG has nothing to say about the chip's own, be it that its sector was erased for other bytes.
+// Without any bytes it is no load: what was erased is meant to be.
+std::uint32_t GdbServerChip::UnwrittenEnd(const host::gdb::FlashLoad& load) {
+    const host::CcfgInfo ccfg = session.ReadCcfg();
+    const bool bringsNone = load.WrittenEnd() != 0 && load.WrittenEnd() <= ccfg.address;
+    return options.program.keepCcfg.value_or(bringsNone) ? ccfg.address : session.Info().geometry.SizeBytes();
+}
+
 std::string GdbServerChip::Program(const host::gdb::FlashLoad& load) {
     const bool isRetaining = options.program.erase == host::EraseChoice::Retain;
     host::ProgramImage image;
     for (const auto& run :
-         load.Blocks(isRetaining ? host::gdb::ErasedRest::Kept : host::gdb::ErasedRest::Erased,
-                     [this](std::uint32_t address, std::uint32_t length) { return session.Read(address, length); })) {
+         load.Data(isRetaining ? host::gdb::ErasedRest::Kept : host::gdb::ErasedRest::Erased, UnwrittenEnd(load),
+                   [this](std::uint32_t address, std::uint32_t length) { return session.Read(address, length); })) {
         image.Add(run.address, run.bytes, {"the debugger", ""});
     }
+    if (image.IsEmpty()) {
+        return "nothing was written, and erased sectors keep what they hold";
+    }
+    const std::chrono::nanoseconds start = probe.Now();
     const std::uint32_t sectorCount = session.Info().geometry.sectorCount;
     const host::PlannedLoad planned = session.Plan(image, ProgramOptionsFor(options, sectorCount));
     RequireAgreement(planned);
     try {
         const host::LoadResult result = session.Program(planned);
         Save();
-        return fmt::format("{}, {}", ProgramVerdict(result, options.program.verification),
-                           host::Counted(result.programmedBytes, "byte"));
+        return VerdictText({0, ProgramVerdict(result, options.program.verification) + LeftOut(planned),
+                            result.programmedBytes, probe.Now() - start});
     } catch (const Failure&) {
         Save();  // the file shows what the chip holds now
         throw;

@@ -35,6 +35,7 @@ public:
     void Save();
 
 private:
+    std::uint32_t UnwrittenEnd(const host::gdb::FlashLoad& load);
     std::string Program(const host::gdb::FlashLoad& load);
     void RequireAgreement(const host::PlannedLoad& load);
     void PutBack(const std::map<std::uint32_t, std::uint8_t>& ram);

@@ -54,29 +54,38 @@ std::uint32_t FlashLoad::ErasedBlocks() const {
     return static_cast<std::uint32_t>(std::count(erased.begin(), erased.end(), true));
 }
 
+std::uint32_t FlashLoad::WrittenEnd() const {
+    return static_cast<std::uint32_t>(written.rend() - std::find(written.rbegin(), written.rend(), true));
+}
+
 bool FlashLoad::IsWritten(std::size_t block) const {
     const auto first = written.begin() + static_cast<std::ptrdiff_t>(block * blockBytes);
     return std::find(first, first + blockBytes, true) != first + blockBytes;
 }
 
-std::vector<FlashRun> FlashLoad::Blocks(ErasedRest rest, const ReadFlash& readFlash) const {
+// What the load makes of a block where nothing was written; empty for what stays its plan's matter.
+std::vector<std::uint8_t> FlashLoad::Rest(std::size_t block, ErasedRest rest, const ReadFlash& readFlash) const {
+    if (rest == ErasedRest::Kept || erased[block] == IsWritten(block)) {
+        return {};
+    }
+    return erased[block] ? std::vector<std::uint8_t>(blockBytes, kErasedByte)
+                         : readFlash(static_cast<std::uint32_t>(block * blockBytes), blockBytes);
+}
+
+std::vector<FlashRun> FlashLoad::Data(ErasedRest rest, std::uint32_t unwrittenEnd, const ReadFlash& readFlash) const {
     std::vector<FlashRun> runs;
     for (std::size_t block = 0; block < erased.size(); ++block) {
-        const bool isWritten = IsWritten(block);
-        if (!isWritten && (!erased[block] || rest == ErasedRest::Kept)) {
-            continue;
+        const std::vector<std::uint8_t> unwritten = Rest(block, rest, readFlash);
+        const std::size_t first = block * blockBytes;
+        for (std::size_t at = first; at < first + blockBytes; ++at) {
+            if (!written[at] && (unwritten.empty() || at >= unwrittenEnd)) {
+                continue;
+            }
+            if (runs.empty() || runs.back().address + runs.back().bytes.size() != at) {
+                runs.push_back({static_cast<std::uint32_t>(at), {}});
+            }
+            runs.back().bytes.push_back(written[at] ? content[at] : unwritten[at - first]);
         }
-        const auto address = static_cast<std::uint32_t>(block * blockBytes);
-        std::vector<std::uint8_t> bytes = erased[block] && rest == ErasedRest::Erased
-                                              ? std::vector<std::uint8_t>(blockBytes, kErasedByte)
-                                              : readFlash(address, blockBytes);
-        for (std::size_t i = 0; i < blockBytes; ++i) {
-            bytes[i] = written[address + i] ? content[address + i] : bytes[i];
-        }
-        if (runs.empty() || runs.back().address + runs.back().bytes.size() != address) {
-            runs.push_back({address, {}});
-        }
-        runs.back().bytes.insert(runs.back().bytes.end(), bytes.begin(), bytes.end());
     }
     return runs;
 }

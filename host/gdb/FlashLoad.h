@@ -11,7 +11,7 @@
 
 namespace flash::host::gdb {
 
-// Bytes of whole blocks, one run for all that are neighbours.
+// Bytes without a gap.
 struct FlashRun {
     std::uint32_t address;
     std::vector<std::uint8_t> bytes;
@@ -33,15 +33,18 @@ public:
     bool IsEmpty() const;
     std::uint32_t WrittenBytes() const;
     std::uint32_t ErasedBlocks() const;
+    std::uint32_t WrittenEnd() const;  // behind the last written byte; 0 for none
 
-    // Every block that was touched, as it is to be. A block that was written and not erased keeps its other bytes:
-    // debuggers forget to erase a block of which they write one byte. `readFlash` gives what a block holds.
+    // The bytes that flash is to get. Of an erased block these are the written ones, and erased bytes when nothing was
+    // written there. A block that was written and not erased keeps its other bytes: debuggers forget to erase a block
+    // of which they write one byte. Of bytes that nobody wrote only those below `unwrittenEnd` belong to the load.
     using ReadFlash = std::function<std::vector<std::uint8_t>(std::uint32_t address, std::uint32_t lengthBytes)>;
-    std::vector<FlashRun> Blocks(ErasedRest rest, const ReadFlash& readFlash) const;
+    std::vector<FlashRun> Data(ErasedRest rest, std::uint32_t unwrittenEnd, const ReadFlash& readFlash) const;
 
 private:
     std::size_t RequireInside(std::uint32_t address, std::uint64_t lengthBytes) const;
     bool IsWritten(std::size_t block) const;
+    std::vector<std::uint8_t> Rest(std::size_t block, ErasedRest rest, const ReadFlash& readFlash) const;
 
     std::uint32_t blockBytes;
     std::vector<std::uint8_t> content;

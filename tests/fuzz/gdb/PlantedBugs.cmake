@@ -40,7 +40,7 @@ endfunction()
 plant_bug_in_server(NAME half_a_load_programmed FILE host/gdb/Visit.cpp
     RIGHT "if (!IsPartOfLoad(request))" WRONG "if (false && !IsPartOfLoad(request))" REASON "flash holds what")
 plant_bug_in_server(NAME forgotten_block_garbled FILE host/gdb/FlashLoad.cpp
-    RIGHT "erased[block] && rest == ErasedRest::Erased" WRONG "rest == ErasedRest::Erased" REASON "flash holds what")
+    RIGHT "erased[block] == IsWritten(block)" WRONG "!erased[block] || IsWritten(block)" REASON "flash holds what")
 plant_bug_in_server(NAME write_behind_flash FILE host/gdb/FlashLoad.cpp
     RIGHT "address + lengthBytes > content.size()" WRONG "address > content.size()"
     REASON "flash holds what|AddressSanitizer|Assertion")

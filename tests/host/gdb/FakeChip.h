@@ -66,10 +66,7 @@ public:
         if (onLoad) {
             onLoad(attention);
         }
-        for (const FlashRun& run :
-             load.Blocks(rest, [this](auto address, auto length) { return ReadMemory(address, length); })) {
-            std::copy(run.bytes.begin(), run.bytes.end(), flash.begin() + run.address);
-        }
+        Program(load.Data(rest, kFlashBytes, [this](auto at, auto length) { return ReadMemory(at, length); }));
         ++loads;
         return "Programmed";
     }
@@ -91,6 +88,21 @@ public:
     int loads = 0, resets = 0;
 
 private:
+    // As a plan does: what a block gets no data for ends erased, or is kept.
+    void Program(const std::vector<FlashRun>& runs) {
+        std::set<std::uint32_t> erased;
+        for (const FlashRun& run : runs) {
+            for (std::uint32_t i = 0; i < run.bytes.size(); ++i) {
+                const std::uint32_t address = run.address + i;
+                if (rest == ErasedRest::Erased && erased.insert(address / kBlockBytes).second) {
+                    const auto block = flash.begin() + address / kBlockBytes * kBlockBytes;
+                    std::fill(block, block + kBlockBytes, std::uint8_t{0xFF});
+                }
+                flash[address] = run.bytes[i];
+            }
+        }
+    }
+
     std::pair<std::vector<std::uint8_t>*, std::ptrdiff_t> Find(std::uint32_t address, std::size_t length) {
         if (address + std::uint64_t{length} <= flash.size()) {
             return {&flash, address};

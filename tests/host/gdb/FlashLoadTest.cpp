@@ -9,6 +9,7 @@ namespace {
 
 constexpr std::uint32_t kFlash = 64;
 constexpr std::uint32_t kBlock = 16;
+constexpr std::uint32_t kAll = kFlash;  // bytes that nobody wrote belong to the load, too
 
 std::vector<std::uint8_t> Old(std::uint32_t, std::uint32_t length) { return std::vector<std::uint8_t>(length, 0x55); }
 
@@ -20,7 +21,8 @@ TEST(FlashLoad, TouchesNothingOfItsOwnAccord) {
     const FlashLoad load(kFlash, kBlock);
 
     EXPECT_TRUE(load.IsEmpty());
-    EXPECT_TRUE(load.Blocks(ErasedRest::Erased, Old).empty());
+    EXPECT_EQ(load.WrittenEnd(), 0u);
+    EXPECT_TRUE(load.Data(ErasedRest::Erased, kAll, Old).empty());
 }
 
 TEST(FlashLoad, ErasesWholeBlocks) {
@@ -29,8 +31,8 @@ TEST(FlashLoad, ErasesWholeBlocks) {
     load.Erase({0, 0});
 
     EXPECT_EQ(load.ErasedBlocks(), 1u);
-    EXPECT_EQ(load.Blocks(ErasedRest::Erased, Old), (std::vector{FlashRun{16, Bytes(16, 0xFF)}}));
-    EXPECT_TRUE(load.Blocks(ErasedRest::Kept, Old).empty());
+    EXPECT_EQ(load.Data(ErasedRest::Erased, kAll, Old), (std::vector{FlashRun{16, Bytes(16, 0xFF)}}));
+    EXPECT_TRUE(load.Data(ErasedRest::Kept, kAll, Old).empty());
 }
 
 TEST(FlashLoad, ErasesNothingWhenTheLengthIsZero) {
@@ -48,11 +50,9 @@ TEST(FlashLoad, JoinsNeighboursAndLetsLaterBytesWin) {
     load.Write(31, Bytes(2, 1));
     load.Write(32, Bytes(1, 2));
 
-    auto expected = Bytes(32, 0xFF);
-    expected[15] = 1;
-    expected[16] = 2;
-    EXPECT_EQ(load.Blocks(ErasedRest::Erased, Old), (std::vector{FlashRun{16, expected}}));
+    EXPECT_EQ(load.Data(ErasedRest::Erased, kAll, Old), (std::vector{FlashRun{31, {1, 2}}}));
     EXPECT_EQ(load.WrittenBytes(), 2u);
+    EXPECT_EQ(load.WrittenEnd(), 33u);
 }
 
 TEST(FlashLoad, KeepsWhatABlockHeldThatWasNotErased) {
@@ -62,17 +62,27 @@ TEST(FlashLoad, KeepsWhatABlockHeldThatWasNotErased) {
 
     auto last = Bytes(16, 0x55);
     last[0] = 7;
-    EXPECT_EQ(load.Blocks(ErasedRest::Erased, Old), (std::vector{FlashRun{0, Bytes(16, 0xFF)}, FlashRun{48, last}}));
+    EXPECT_EQ(load.Data(ErasedRest::Erased, kAll, Old),
+              (std::vector{FlashRun{0, Bytes(16, 0xFF)}, FlashRun{48, last}}));
 }
 
-TEST(FlashLoad, KeepsTheRestOfErasedBlocksWhereThatIsWanted) {
+TEST(FlashLoad, LeavesTheRestOfItsBlocksToThePlanWhereItIsToBeKept) {
     FlashLoad load(kFlash, kBlock);
-    load.Erase({0, 64});
+    load.Erase({0, 48});
     load.Write(20, Bytes(1, 7));
+    load.Write(50, Bytes(1, 8));
 
-    auto block = Bytes(16, 0x55);
-    block[4] = 7;
-    EXPECT_EQ(load.Blocks(ErasedRest::Kept, Old), (std::vector{FlashRun{16, block}}));
+    EXPECT_EQ(load.Data(ErasedRest::Kept, kAll, Old), (std::vector{FlashRun{20, {7}}, FlashRun{50, {8}}}));
+}
+
+TEST(FlashLoad, OwnsBytesThatNobodyWroteOnlyUpToTheirEnd) {
+    FlashLoad load(kFlash, kBlock);
+    load.Erase({32, 16});
+    load.Write(62, Bytes(2, 7));
+
+    auto unwritten = Bytes(16, 0xFF);
+    unwritten.resize(26, 0x55);
+    EXPECT_EQ(load.Data(ErasedRest::Erased, 58, Old), (std::vector{FlashRun{32, unwritten}, FlashRun{62, {7, 7}}}));
 }
 
 TEST(FlashLoad, RefusesWhatIsNotInsideFlashAndTakesNothingOfIt) {

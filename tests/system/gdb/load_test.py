@@ -3,7 +3,7 @@
 import subprocess
 import unittest
 
-from served import EXAMPLE, FLASH, GDB, LIMIT, PROGRAM, SECTOR, Case, pattern
+from served import EXAMPLE, FLASH, GDB, LIMIT, PROGRAM, SECTOR, Case, packet, pattern
 
 
 class Load(Case):
@@ -72,6 +72,44 @@ class Load(Case):
         expected[16:316] = pattern(300, seed=5)
         self.assertEqual(self.flash()[:sector], bytes(expected))
         self.assertIn("verified by reading back", self.log())
+
+    def test_only_what_differs_is_written(self):
+        sector = SECTOR[self.part]
+        first = self.elf("one", (0, pattern(3 * sector)))
+        second = self.elf("two", (0, pattern(2 * sector) + pattern(sector, seed=5)))
+        address = self.serve()
+        for image in (first, first, second):
+            self.assert_matched(self.gdb(address, "load", "compare-sections", file=image))
+        self.end_server()
+        self.gdb(self.serve("--write", "all"), "load", file=second)
+        verdicts = [line for line in self.log().splitlines() if line.startswith("programmed and verified")]
+        self.assertRegex(verdicts[0], r"^programmed and verified by CRC: 24576 bytes, ")
+        self.assertRegex(verdicts[1], ": 0 of 3 sectors written, 3 already right; ")
+        self.assertRegex(verdicts[2], ": 1 of 3 sectors written, 2 already right; 8192 bytes, ")
+        self.assertRegex(verdicts[3], r"^programmed and verified by CRC: 24576 bytes, ")
+
+    def test_ccfg_stays_unless_the_program_brings_one(self):
+        last, end = FLASH[self.part] - SECTOR[self.part], FLASH[self.part]
+        self.lumoflash("program", str(self.example))
+        area = self.flash()[end - 0x58:]
+        beside = self.elf("beside", (last + 16, pattern(300)))
+        address = self.serve()
+        self.gdb(address, "load", file=beside)
+        client = self.connect(address)
+        for words in (b"vFlashErase:%x,%x" % (last, SECTOR[self.part]), b"vFlashWrite:0:abcd", b"vFlashDone"):
+            client.sendall(b"+" + packet(words))
+            while b"$OK#9a" not in client.recv(1000):
+                pass
+        client.close()
+        self.assertEqual(self.log().count("The load brings no CCFG, so the chip's own is kept"), 2)
+        self.end_server()
+        flash = self.flash()
+        self.assertEqual(flash[:4], b"abcd")
+        self.assertEqual(set(flash[last:end - 0x58]), {0xFF})
+        self.assertEqual(flash[end - 0x58:], area)
+        self.gdb(self.serve("--replace-ccfg"), "load", file=beside)
+        self.end_server()
+        self.assertEqual(set(self.flash()[end - 0x58:]), {0xFF})
 
     def test_flash_is_erased_without_a_load(self):
         self.lumoflash("program", str(self.example))

@@ -59,11 +59,11 @@ class Case(unittest.TestCase):
 
     def serve(self, *arguments, before=("--yes",), probe=None):
         """A server in the background; its address, once it listens."""
-        self.server = subprocess.Popen(
-            [PROGRAM, "--device", self.part, "--probe", probe or f"virtual:{self.chip}", *before, "gdbserver",
-             "--listen", "127.0.0.1:0", *arguments],
-            stdout=subprocess.PIPE, stderr=(self.path / "server.log").open("ab"), stdin=subprocess.DEVNULL,
-            cwd=self.path)
+        with (self.path / "server.log").open("ab") as log:
+            self.server = subprocess.Popen(
+                [PROGRAM, "--device", self.part, "--probe", probe or f"virtual:{self.chip}", *before, "gdbserver",
+                 "--listen", "127.0.0.1:0", *arguments],
+                stdout=subprocess.PIPE, stderr=log, stdin=subprocess.DEVNULL, cwd=self.path)
         self.addCleanup(self.end_server, self.server)
         line = self.server.stdout.readline().decode()
         self.assertRegex(line, r"^listening on 127\.0\.0\.1:\d+\n$", self.log())
