@@ -12,10 +12,11 @@ namespace {
 constexpr std::uint32_t kXpsrThumb = 0x0100'0000;
 constexpr std::uint32_t kXpsrFlags = 0xF800'0000;
 
-constexpr std::array<int, 17> kEngineRegisters = {
-    UC_ARM_REG_R0,  UC_ARM_REG_R1, UC_ARM_REG_R2, UC_ARM_REG_R3, UC_ARM_REG_R4,  UC_ARM_REG_R5,
-    UC_ARM_REG_R6,  UC_ARM_REG_R7, UC_ARM_REG_R8, UC_ARM_REG_R9, UC_ARM_REG_R10, UC_ARM_REG_R11,
-    UC_ARM_REG_R12, UC_ARM_REG_SP, UC_ARM_REG_LR, UC_ARM_REG_PC, UC_ARM_REG_XPSR};
+constexpr std::array<int, 23> kEngineRegisters = {
+    UC_ARM_REG_R0,  UC_ARM_REG_R1,      UC_ARM_REG_R2,      UC_ARM_REG_R3,        UC_ARM_REG_R4,     UC_ARM_REG_R5,
+    UC_ARM_REG_R6,  UC_ARM_REG_R7,      UC_ARM_REG_R8,      UC_ARM_REG_R9,        UC_ARM_REG_R10,    UC_ARM_REG_R11,
+    UC_ARM_REG_R12, UC_ARM_REG_SP,      UC_ARM_REG_LR,      UC_ARM_REG_PC,        UC_ARM_REG_XPSR,   UC_ARM_REG_MSP,
+    UC_ARM_REG_PSP, UC_ARM_REG_PRIMASK, UC_ARM_REG_BASEPRI, UC_ARM_REG_FAULTMASK, UC_ARM_REG_CONTROL};
 
 }  // namespace
 

@@ -34,7 +34,31 @@ enum class Execution : std::uint8_t { SramOnly, FlashToo };
 
 inline constexpr std::size_t kHardwareBreakpointCount = 6;
 
-enum class CoreRegister : std::uint8_t { R0, R1, R2, R3, R4, R5, R6, R7, R8, R9, R10, R11, R12, Sp, Lr, Pc, Xpsr };
+enum class CoreRegister : std::uint8_t {
+    R0,
+    R1,
+    R2,
+    R3,
+    R4,
+    R5,
+    R6,
+    R7,
+    R8,
+    R9,
+    R10,
+    R11,
+    R12,
+    Sp,
+    Lr,
+    Pc,
+    Xpsr,
+    Msp,
+    Psp,
+    Primask,
+    Basepri,
+    Faultmask,
+    Control,  // `Sp` is `Msp` or `Psp`, as `Control` says
+};
 
 enum class CoreState : std::uint8_t {
     Halted,

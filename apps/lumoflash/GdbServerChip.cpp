@@ -104,6 +104,14 @@ void GdbServerChip::StandStill() {
     }
 }
 
+// Debuggers take both stack pointers, or none of these registers.
+std::vector<std::string> GdbServerChip::SystemRegisters() {
+    std::vector<std::string> names = core.SystemRegisters();
+    const bool hasStackPointers =
+        names.size() >= 2 && names[0] == host::kSystemRegisters[0] && names[1] == host::kSystemRegisters[1];
+    return hasStackPointers ? names : std::vector<std::string>();
+}
+
 std::uint32_t GdbServerChip::ReadRegister(std::uint32_t index) {
     StandStill();
     return core.ReadCoreRegister(index);

@@ -18,6 +18,7 @@ public:
     std::vector<host::gdb::MemoryRegion> MemoryMap() override;
     std::vector<std::uint8_t> ReadMemory(std::uint32_t address, std::uint32_t lengthBytes) override;
     void WriteMemory(std::uint32_t address, std::span<const std::uint8_t> bytes) override;
+    std::vector<std::string> SystemRegisters() override;
     std::uint32_t ReadRegister(std::uint32_t index) override;
     void WriteRegister(std::uint32_t index, std::uint32_t value) override;
     bool InsertBreakpoint(host::gdb::request::BreakpointKind kind, std::uint32_t address) override;

@@ -22,6 +22,8 @@ constexpr std::uint32_t kWriteHeaderBytes = sizeof "Xffffffff,ffff:" - 1;
 // Beyond the bound, a packet that has arrived in time is taken; a server that talks for ever is not listened to for
 // ever.
 constexpr std::chrono::seconds kPatience{1};
+// For the stop of a target that perhaps stands already.
+constexpr std::chrono::nanoseconds kDoubt = std::chrono::milliseconds(500);
 constexpr std::size_t kBytesToTryWith = 256;  // each value of a byte once
 
 constexpr const char* kGreeting = "qSupported:swbreak+;hwbreak+;vContSupported+;xmlRegisters=arm;error-message+";
@@ -49,16 +51,38 @@ void Client::Greet() {
     if (features.contains("QStartNoAckMode") && Exchange("QStartNoAckMode", "greet the server") == "OK") {
         channel.StopAcknowledging();
     }
-    const auto stop = ParseStopReply(Exchange("?", "ask why the target stands"));
-    if (stop && stop->kind == StopReply::Kind::Gone) {
-        throw ProbeError("The server has no target: it says that the program has ended");
-    }
+    LetTargetStand();
     if (features.contains("qXfer:features:read")) {
         if (auto described = ReadRegisterLayout([this](const std::string& annex) { return ReadAnnex(annex); })) {
             layout = std::move(*described);
         }
     }
     LearnResumeActions();
+}
+
+// A server that lets its target run when a client comes says nothing about why it stands, or nothing that is a reason.
+void Client::LetTargetStand() {
+    const auto reply = Talk([&] {
+        channel.Send("?");
+        const std::chrono::nanoseconds end = clock.Now() + timeout;
+        std::optional<std::string> packet = NextPacket(end);
+        while (packet && IsOutput(*packet)) {
+            packet = NextPacket(end);
+        }
+        return packet;
+    });
+    const auto stop = reply ? ParseStopReply(*reply) : std::nullopt;
+    if (stop && stop->kind == StopReply::Kind::Gone) {
+        throw ProbeError("The server has no target: it says that the program has ended");
+    }
+    if (stop && stop->signal != 0) {
+        return;
+    }
+    Talk([&] { channel.SendInterrupt(); });
+    wasRunning = AwaitStop(reply ? std::min(timeout, kDoubt) : timeout).has_value();
+    if (!reply && !wasRunning) {
+        Talk([&] { LoseForWantOfAnswer("ask why the target stands", 0); });
+    }
 }
 
 std::optional<std::string> Client::ReadAnnex(const std::string& annex) {
@@ -109,21 +133,32 @@ std::optional<std::string> Client::NextPacket(std::chrono::nanoseconds end) {
     return std::nullopt;
 }
 
-// A stop that is told now is an answer to an earlier interrupt, which a breakpoint had come before.
+void Client::LoseForWantOfAnswer(const std::string& attempt, std::uint64_t damagedBefore) {
+    const bool isDamaged = channel.GetTraffic().packetsDamaged != damagedBefore;
+    Lose(fmt::format("no {}answer within {} ms, in the attempt to {}", isDamaged ? "undamaged " : "",
+                     std::chrono::duration_cast<std::chrono::milliseconds>(timeout).count(), attempt));
+}
+
+// Of a target that stands it is the answer to an earlier interrupt, which a breakpoint had come before.
+void Client::KeepStop(const StopReply& stop) {
+    if (isResumed && stop.kind == StopReply::Kind::Stopped) {
+        earlyStop = stop;
+    }
+}
+
 std::string Client::Exchange(const std::string& payload, const std::string& attempt) {
     return Talk([&] {
         const std::uint64_t damagedBefore = channel.GetTraffic().packetsDamaged;
         channel.Send(payload);
-        const bool mayAnswerWithStop = payload == "?";
         const std::chrono::nanoseconds end = clock.Now() + timeout;
         while (auto reply = NextPacket(end)) {
-            if (!IsOutput(*reply) && (mayAnswerWithStop || !ParseStopReply(*reply))) {
+            if (const auto stop = ParseStopReply(*reply)) {
+                KeepStop(*stop);
+            } else if (!IsOutput(*reply)) {
                 return std::move(*reply);
             }
         }
-        const bool isDamaged = channel.GetTraffic().packetsDamaged != damagedBefore;
-        Lose(fmt::format("no {}answer within {} ms, in the attempt to {}", isDamaged ? "undamaged " : "",
-                         std::chrono::duration_cast<std::chrono::milliseconds>(timeout).count(), attempt));
+        LoseForWantOfAnswer(attempt, damagedBefore);
     });
 }
 

@@ -17,8 +17,12 @@ namespace flash::host::gdb {
 
 class Client {
 public:
-    // Greets the server and learns what it has. `timeout` bounds the wait for each answer.
+    // Greets the server and learns what it has; a target that runs is stopped. `timeout` bounds the wait for each
+    // answer.
     Client(std::unique_ptr<ByteStream> serverStream, Clock& clientClock, std::chrono::nanoseconds timeout);
+
+    // Before it was stopped for us.
+    bool WasRunning() const { return wasRunning; }
 
     // Lets go of the target, which may run on then. Never throws.
     void Detach();
@@ -62,6 +66,8 @@ private:
     enum class BinaryWrites { Untried, Proven, Refused };
 
     void Greet();
+    void LetTargetStand();
+    void KeepStop(const StopReply& stop);
     std::optional<std::string> ReadAnnex(const std::string& annex);
     void LearnResumeActions();
     std::string Exchange(const std::string& payload, const std::string& attempt);
@@ -71,6 +77,7 @@ private:
     void RequireOk(const std::string& reply, const std::string& attempt);
     [[noreturn]] void Refuse(const std::string& attempt, const std::string& reply);
     [[noreturn]] void Lose(const std::string& reason);
+    [[noreturn]] void LoseForWantOfAnswer(const std::string& attempt, std::uint64_t damagedBefore);
 
     void TryBinaryWrites(std::uint32_t address, std::size_t lengthBytes);
     void WritePieces(std::uint32_t address, std::span<const std::uint8_t> bytes);
@@ -85,8 +92,11 @@ private:
     std::map<std::string, std::string> features;
     RegisterLayout layout = RegisterLayout::Default();
     std::uint32_t packetBytes = 0;
-    bool hasActions = false;         // "vCont"
-    bool hasSingleRegisters = true;  // "p" and "P"
+    bool wasRunning = false;
+    bool isResumed = false;              // and has not told a stop since
+    std::optional<StopReply> earlyStop;  // told while something else was asked
+    bool hasActions = false;             // "vCont"
+    bool hasSingleRegisters = true;      // "p" and "P"
     BinaryWrites binaryWrites = BinaryWrites::Untried;
 };
 

@@ -2,6 +2,8 @@
 #include <fmt/format.h>
 
 #include <algorithm>
+#include <array>
+#include <utility>
 
 #include "host/Numbers.h"
 #include "host/Words.h"
@@ -15,12 +17,28 @@ constexpr std::size_t kWordBytes = 4;
 constexpr std::size_t kMostOutputBytes = std::size_t{1} << 16;
 constexpr const char* kNoSuchCall = "F-1,58";  // of the host, for a program on the target that asks it for a file
 
+// Servers give a register of one bit a byte of its own, or a word.
 RegisterPlace Require(const RegisterLayout& layout, const std::string& name) {
     const auto place = layout.Find(name);
-    if (!place || place->lengthBytes != kWordBytes) {
-        throw ProbeError(fmt::format("The server's target has no register \"{}\" of 32 bits", name));
+    if (!place || place->lengthBytes > kWordBytes) {
+        throw ProbeError(fmt::format("The server's target has no register \"{}\" of at most 32 bits", name));
     }
     return *place;
+}
+
+std::uint32_t ValueOf(std::span<const std::uint8_t> bytes) {
+    std::array<std::uint8_t, kWordBytes> word{};
+    std::ranges::copy(bytes, word.begin());
+    return LittleEndian(word);
+}
+
+std::span<std::uint8_t> PartOf(std::vector<std::uint8_t>& all, std::size_t offset, RegisterPlace place,
+                               const std::string& attempt) {
+    if (offset + place.lengthBytes > all.size()) {
+        throw ProbeError(
+            fmt::format("Cannot {}: the server sends only {} of registers", attempt, Counted(all.size(), "byte")));
+    }
+    return std::span(all).subspan(offset, place.lengthBytes);
 }
 
 }  // namespace
@@ -40,29 +58,25 @@ std::uint32_t Client::ReadRegister(const std::string& name) {
     const std::string attempt = fmt::format("read the register {}", name);
     if (hasSingleRegisters) {
         const std::string reply = Exchange(fmt::format("p{:x}", place.number), attempt);
-        if (const auto bytes = BytesOf(reply); bytes && bytes->size() == kWordBytes) {
-            return LittleEndian(*bytes);
+        if (const auto bytes = BytesOf(reply); bytes && bytes->size() == place.lengthBytes) {
+            return ValueOf(*bytes);
         }
         if (!reply.empty()) {
             Refuse(attempt, reply);
         }
         hasSingleRegisters = false;
     }
-    const std::vector<std::uint8_t> all = ReadAllRegisters();
-    const std::size_t offset = layout.OffsetOf(place);
-    if (offset + kWordBytes > all.size()) {
-        throw ProbeError(
-            fmt::format("Cannot {}: the server sends only {} of registers", attempt, Counted(all.size(), "byte")));
-    }
-    return LittleEndian(std::span(all).subspan(offset, kWordBytes));
+    std::vector<std::uint8_t> all = ReadAllRegisters();
+    return ValueOf(PartOf(all, layout.OffsetOf(place), place, attempt));
 }
 
 void Client::WriteRegister(const std::string& name, std::uint32_t value) {
     const RegisterPlace place = Require(layout, name);
     const std::string attempt = fmt::format("write the register {}", name);
+    const std::array<std::uint8_t, kWordBytes> word = LittleEndianBytes(value);
+    const auto bytes = std::span(word).first(place.lengthBytes);
     if (hasSingleRegisters) {
-        const std::string reply =
-            Exchange(fmt::format("P{:x}={}", place.number, HexOf(LittleEndianBytes(value))), attempt);
+        const std::string reply = Exchange(fmt::format("P{:x}={}", place.number, HexOf(bytes)), attempt);
         if (!reply.empty()) {
             RequireOk(reply, attempt);
             return;
@@ -70,13 +84,7 @@ void Client::WriteRegister(const std::string& name, std::uint32_t value) {
         hasSingleRegisters = false;
     }
     std::vector<std::uint8_t> all = ReadAllRegisters();
-    const std::size_t offset = layout.OffsetOf(place);
-    if (offset + kWordBytes > all.size()) {
-        throw ProbeError(
-            fmt::format("Cannot {}: the server sends only {} of registers", attempt, Counted(all.size(), "byte")));
-    }
-    const std::array<std::uint8_t, kWordBytes> word = LittleEndianBytes(value);
-    std::copy(word.begin(), word.end(), all.begin() + static_cast<std::ptrdiff_t>(offset));
+    std::ranges::copy(bytes, PartOf(all, layout.OffsetOf(place), place, attempt).begin());
     RequireOk(Exchange("G" + HexOf(all), attempt), attempt);
 }
 
@@ -94,14 +102,20 @@ std::vector<std::uint8_t> Client::ReadAllRegisters() {
 
 void Client::Continue() {
     Talk([&] { channel.Send(hasActions ? "vCont;c" : "c"); });
+    isResumed = true;
 }
 
 void Client::Step() {
     Talk([&] { channel.Send(hasActions ? "vCont;s" : "s"); });
+    isResumed = true;
 }
 
 std::optional<StopReply> Client::AwaitStop(std::chrono::nanoseconds bound) {
     return Talk([&]() -> std::optional<StopReply> {
+        if (earlyStop) {
+            isResumed = false;
+            return std::exchange(earlyStop, std::nullopt);
+        }
         const std::chrono::nanoseconds end = clock.Now() + bound;
         while (const auto payload = NextPacket(end)) {
             if (payload->starts_with('F')) {
@@ -116,6 +130,7 @@ std::optional<StopReply> Client::AwaitStop(std::chrono::nanoseconds bound) {
                 throw ProbeError("The server says that its target has ended");
             }
             if (reply) {
+                isResumed = false;
                 return reply;
             }
         }

@@ -4,6 +4,7 @@
 #include <fmt/format.h>
 
 #include <algorithm>
+#include <iterator>
 
 #include "host/Numbers.h"
 #include "host/Words.h"
@@ -38,7 +39,8 @@ GdbProbe::GdbProbe(std::unique_ptr<ByteStream> stream, Clock& probeClock, std::s
     : clock(probeClock),
       place(std::move(serverPlace)),
       options(std::move(probeOptions)),
-      client(std::move(stream), clock, options.timeout) {}
+      client(std::move(stream), clock, options.timeout),
+      isRunning(client.WasRunning()) {}
 
 GdbProbe::~GdbProbe() {
     try {
@@ -194,14 +196,28 @@ void GdbProbe::WriteRegister(std::uint32_t registerNumber, std::uint64_t value) 
 
 // ---- For debuggers
 
+std::vector<std::string> GdbProbe::SystemRegisters() const {
+    std::vector<std::string> names;
+    std::ranges::copy_if(kSystemRegisters, std::back_inserter(names),
+                         [this](const char* name) { return client.HasRegister(name); });
+    return names;
+}
+
+std::string GdbProbe::CoreRegisterName(std::uint32_t number) const {
+    if (number < kStatusRegister) {
+        return RegisterName(kFirstCoreRegister + number);
+    }
+    return number == kStatusRegister ? "xpsr" : SystemRegisters().at(number - kStatusRegister - 1);
+}
+
 std::uint32_t GdbProbe::ReadCoreRegister(std::uint32_t number) {
     StopToLook();
-    return client.ReadRegister(number == kStatusRegister ? "xpsr" : RegisterName(kFirstCoreRegister + number));
+    return client.ReadRegister(CoreRegisterName(number));
 }
 
 void GdbProbe::WriteCoreRegister(std::uint32_t number, std::uint32_t value) {
     StopToLook();
-    client.WriteRegister(number == kStatusRegister ? "xpsr" : RegisterName(kFirstCoreRegister + number), value);
+    client.WriteRegister(CoreRegisterName(number), value);
 }
 
 bool GdbProbe::InsertBreakpoint(BreakpointKind kind, std::uint32_t address) {

@@ -53,6 +53,7 @@ private:
     void StopWhereAnswered(std::optional<std::uint32_t> address) override;
 
     void Reset() override;
+    std::vector<std::string> SystemRegisters() const override;
     std::uint32_t ReadCoreRegister(std::uint32_t number) override;
     void WriteCoreRegister(std::uint32_t number, std::uint32_t value) override;
     bool InsertBreakpoint(BreakpointKind kind, std::uint32_t address) override;
@@ -80,6 +81,7 @@ private:
     void CheckWritten(std::uint32_t address, std::span<const std::uint8_t> bytes);
     bool TryReset(const std::string& command);
     std::string RegisterName(std::uint32_t registerNumber) const;
+    std::string CoreRegisterName(std::uint32_t number) const;
 
     Clock& clock;
     std::string place;

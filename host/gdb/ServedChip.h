@@ -37,7 +37,7 @@ protected:
     ~Attention() = default;
 };
 
-// Registers by index: r0 to r12, sp, lr, pc, xpsr.
+// Registers by index: r0 to r12, sp, lr, pc, xpsr, and then the system registers.
 inline constexpr std::uint32_t kCoreRegisterCount = 17;
 
 class ServedChip {
@@ -49,6 +49,7 @@ public:
 
     virtual std::vector<std::uint8_t> ReadMemory(std::uint32_t address, std::uint32_t lengthBytes) = 0;
     virtual void WriteMemory(std::uint32_t address, std::span<const std::uint8_t> bytes) = 0;  // never flash
+    virtual std::vector<std::string> SystemRegisters() = 0;  // their names; msp and psp first, if any
     virtual std::uint32_t ReadRegister(std::uint32_t index) = 0;
     virtual void WriteRegister(std::uint32_t index, std::uint32_t value) = 0;
 

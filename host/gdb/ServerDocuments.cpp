@@ -23,18 +23,26 @@ std::string MemoryMapDocument(const std::vector<MemoryRegion>& regions) {
     return text + "</memory-map>\n";
 }
 
-std::string TargetDocument() {
+std::string TargetDocument(const std::vector<std::string>& systemRegisters) {
     std::string text =
         "<?xml version=\"1.0\"?>\n<!DOCTYPE target SYSTEM \"gdb-target.dtd\">\n<target version=\"1.0\">\n"
         "  <architecture>arm</architecture>\n  <feature name=\"org.gnu.gdb.arm.m-profile\">\n";
     for (int number = 0; number < 13; ++number) {
         text += fmt::format("    <reg name=\"r{}\" bitsize=\"32\" regnum=\"{}\"/>\n", number, number);
     }
-    return text +
-           "    <reg name=\"sp\" bitsize=\"32\" regnum=\"13\" type=\"data_ptr\"/>\n"
-           "    <reg name=\"lr\" bitsize=\"32\" regnum=\"14\"/>\n"
-           "    <reg name=\"pc\" bitsize=\"32\" regnum=\"15\" type=\"code_ptr\"/>\n"
-           "    <reg name=\"xpsr\" bitsize=\"32\" regnum=\"25\"/>\n  </feature>\n</target>\n";
+    text +=
+        "    <reg name=\"sp\" bitsize=\"32\" regnum=\"13\" type=\"data_ptr\"/>\n"
+        "    <reg name=\"lr\" bitsize=\"32\" regnum=\"14\"/>\n"
+        "    <reg name=\"pc\" bitsize=\"32\" regnum=\"15\" type=\"code_ptr\"/>\n"
+        "    <reg name=\"xpsr\" bitsize=\"32\" regnum=\"25\"/>\n  </feature>\n";
+    if (!systemRegisters.empty()) {
+        text += "  <feature name=\"org.gnu.gdb.arm.m-system\">\n";
+        for (const std::string& name : systemRegisters) {  // numbered on from xpsr
+            text += fmt::format("    <reg name=\"{}\" bitsize=\"32\"/>\n", name);
+        }
+        text += "  </feature>\n";
+    }
+    return text + "</target>\n";
 }
 
 }  // namespace flash::host::gdb

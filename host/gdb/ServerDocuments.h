@@ -9,6 +9,6 @@
 namespace flash::host::gdb {
 
 std::string MemoryMapDocument(const std::vector<MemoryRegion>& regions);
-std::string TargetDocument();
+std::string TargetDocument(const std::vector<std::string>& systemRegisters);
 
 }  // namespace flash::host::gdb

@@ -141,7 +141,7 @@ Server::Visit::Reply Server::Visit::Answer(const request::ReadObject& read) {
     if (read.object == "memory-map" && read.annex.empty()) {
         document = MemoryMapDocument(Map());
     } else if (read.object == "features" && read.annex == "target.xml") {
-        document = TargetDocument();
+        document = TargetDocument(chip.SystemRegisters());
     } else {
         return "E00";  // no such document
     }

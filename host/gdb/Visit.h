@@ -54,6 +54,8 @@ private:
     bool HearsInterrupt();
     Reply AnswerOrError(const Request& request);
     Reply Failure(const std::string& words);
+    std::uint32_t RegisterCount();
+    std::optional<std::uint32_t> IndexOf(std::uint32_t number);
     std::string StopReply(const CoreStop& stop);
     CoreStop RunToStop();
     void GiveLoadUp();

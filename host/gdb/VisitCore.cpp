@@ -10,7 +10,7 @@ namespace {
 constexpr std::chrono::milliseconds kRunSlice{20};  // after which the server looks whether the client wants a stop
 constexpr std::size_t kWordBytes = 4;
 constexpr std::uint32_t kProgramCounter = 15;
-constexpr std::uint32_t kStatusRegister = 25;  // what the description calls it; the rest counts from 0
+constexpr std::uint32_t kStatusRegister = 25;  // what the description calls it; system registers follow
 
 std::vector<std::uint8_t> LittleEndian(std::uint32_t word) {
     return {static_cast<std::uint8_t>(word), static_cast<std::uint8_t>(word >> 8),
@@ -21,31 +21,34 @@ std::uint32_t WordOf(std::span<const std::uint8_t> bytes) {
     return bytes[0] | std::uint32_t{bytes[1]} << 8 | std::uint32_t{bytes[2]} << 16 | std::uint32_t{bytes[3]} << 24;
 }
 
-std::optional<std::uint32_t> IndexOf(std::uint32_t number) {
-    if (number == kStatusRegister) {
-        return kCoreRegisterCount - 1;
-    }
-    return number + 1 < kCoreRegisterCount ? std::optional(number) : std::nullopt;
-}
-
 }  // namespace
 
 // ---- Registers
 
+std::uint32_t Server::Visit::RegisterCount() {
+    return kCoreRegisterCount + static_cast<std::uint32_t>(chip.SystemRegisters().size());
+}
+
+std::optional<std::uint32_t> Server::Visit::IndexOf(std::uint32_t number) {
+    const std::uint32_t index = number < kStatusRegister ? number : number - kStatusRegister + kCoreRegisterCount - 1;
+    const bool isKnown = number <= kProgramCounter || (number >= kStatusRegister && index < RegisterCount());
+    return isKnown ? std::optional(index) : std::nullopt;
+}
+
 Server::Visit::Reply Server::Visit::Answer(const request::ReadRegisters&) {
     std::string all;
-    for (std::uint32_t index = 0; index < kCoreRegisterCount; ++index) {
+    for (std::uint32_t index = 0; index < RegisterCount(); ++index) {
         all += HexOf(LittleEndian(chip.ReadRegister(index)));
     }
     return all;
 }
 
 Server::Visit::Reply Server::Visit::Answer(const request::WriteRegisters& write) {
-    if (write.bytes.size() != kCoreRegisterCount * kWordBytes) {
-        return Failure(fmt::format("{} bytes of registers were sent, not {}", write.bytes.size(),
-                                   kCoreRegisterCount * kWordBytes));
+    const std::size_t expected = RegisterCount() * kWordBytes;
+    if (write.bytes.size() != expected) {
+        return Failure(fmt::format("{} bytes of registers were sent, not {}", write.bytes.size(), expected));
     }
-    for (std::uint32_t index = 0; index < kCoreRegisterCount; ++index) {
+    for (std::uint32_t index = 0; index < RegisterCount(); ++index) {
         chip.WriteRegister(index, WordOf(std::span(write.bytes).subspan(index * kWordBytes, kWordBytes)));
     }
     return "OK";

@@ -5,6 +5,7 @@
 #include <cstdint>
 #include <optional>
 #include <string>
+#include <vector>
 
 namespace flash::host {
 
@@ -14,6 +15,9 @@ struct DebugStop {
     std::string words;  // of a fault
 };
 
+// What a core has besides r0 to r15 and xpsr, at most.
+inline constexpr const char* kSystemRegisters[] = {"msp", "psp", "primask", "basepri", "faultmask", "control"};
+
 class DebugService {
 public:
     enum class BreakpointKind { Software, Hardware };
@@ -21,7 +25,10 @@ public:
     // The core begins anew from its vectors, and stands.
     virtual void Reset() = 0;
 
-    // r0 to r15 and, as number 16, xpsr. The core stands.
+    // Those of kSystemRegisters that the core has and the probe reaches.
+    virtual std::vector<std::string> SystemRegisters() const = 0;
+
+    // r0 to r15, xpsr as number 16, and from there on the system registers. The core stands.
     virtual std::uint32_t ReadCoreRegister(std::uint32_t number) = 0;
     virtual void WriteCoreRegister(std::uint32_t number, std::uint32_t value) = 0;
 

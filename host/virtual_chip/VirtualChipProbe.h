@@ -66,6 +66,9 @@ private:
     void Arm(const std::string& fault) override { ArmFault(*chip, fault); }
 
     void Reset() override;
+    std::vector<std::string> SystemRegisters() const override {
+        return {std::begin(kSystemRegisters), std::end(kSystemRegisters)};
+    }
     std::uint32_t ReadCoreRegister(std::uint32_t number) override;
     void WriteCoreRegister(std::uint32_t number, std::uint32_t value) override;
     bool InsertBreakpoint(BreakpointKind kind, std::uint32_t address) override;

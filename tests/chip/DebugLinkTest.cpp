@@ -151,6 +151,26 @@ TEST_F(DebugLinkTest, ReachesEveryCoreRegister) {
     EXPECT_EQ(chip.ReadCoreRegister(CoreRegister::Xpsr), 0xF100'0000U);
 }
 
+TEST_F(DebugLinkTest, ReachesTheRegistersThatAnOperatingSystemSets) {
+    const std::pair<CoreRegister, std::uint32_t> values[] = {
+        {CoreRegister::Msp, 0x2000'0100}, {CoreRegister::Psp, 0x2000'0200}, {CoreRegister::Primask, 1},
+        {CoreRegister::Basepri, 0x20},    {CoreRegister::Faultmask, 1},     {CoreRegister::Control, 2},
+    };
+    for (const auto& [number, value] : values) {
+        chip.WriteCoreRegister(number, value);
+    }
+    for (const auto& [number, value] : values) {
+        EXPECT_EQ(chip.ReadCoreRegister(number), value);
+    }
+    EXPECT_EQ(chip.ReadCoreRegister(CoreRegister::Sp), 0x2000'0200U);
+
+    chip.Reset();
+
+    for (const auto& [number, value] : values) {
+        EXPECT_EQ(chip.ReadCoreRegister(number), 0U);
+    }
+}
+
 TEST_F(DebugLinkTest, CoreRegistersNeedAHaltedCore) {
     RunCode({kEndlessLoop});
 

@@ -29,7 +29,7 @@ plant_bug_in_client(NAME binary_writes_believed FILE host/gdb/Client.cpp
 plant_bug_in_client(NAME lost_and_tried_again FILE host/gdb/Client.cpp
     RIGHT "lostBecause = reason;" WRONG "static_cast<void>(reason);" REASON "nothing is sent when the connection is lost")
 plant_bug_in_client(NAME half_a_register FILE host/gdb/ClientControl.cpp
-    RIGHT "bytes && bytes->size() == kWordBytes" WRONG "bytes" REASON "AddressSanitizer|Assertion")
+    RIGHT "bytes && bytes->size() == place.lengthBytes" WRONG "bytes" REASON "AddressSanitizer|Assertion")
 plant_bug_in_client(NAME asked_while_it_runs FILE host/gdb/GdbProbeRun.cpp
     RIGHT "if (isResumed && !HasStopped(nanoseconds::zero()))" WRONG "if (false)" REASON "nothing is asked while")
 

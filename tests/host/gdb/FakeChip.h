@@ -35,6 +35,7 @@ public:
         }
         std::copy(bytes.begin(), bytes.end(), memory->begin() + offset);
     }
+    std::vector<std::string> SystemRegisters() override { return {"msp", "psp", "control"}; }
     std::uint32_t ReadRegister(std::uint32_t index) override { return registers.at(index); }
     void WriteRegister(std::uint32_t index, std::uint32_t value) override { registers.at(index) = value; }
 
@@ -79,7 +80,7 @@ public:
 
     std::vector<std::uint8_t> flash = std::vector<std::uint8_t>(kFlashBytes, 0x55);
     std::vector<std::uint8_t> ram = std::vector<std::uint8_t>(kRamBytes, 0);
-    std::vector<std::uint32_t> registers = std::vector<std::uint32_t>(kCoreRegisterCount, 0);
+    std::vector<std::uint32_t> registers = std::vector<std::uint32_t>(kCoreRegisterCount + 3, 0);
     std::set<std::uint32_t> breakpoints;
     std::function<std::optional<CoreStop>()> onAwaitStop;
     std::function<void(Attention&)> onLoad;

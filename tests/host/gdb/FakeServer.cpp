@@ -74,7 +74,9 @@ std::unique_ptr<ByteStream> FakeServer::Stream() {
     isClosed = false;
     acknowledges = true;
     hasDescribed = false;
-    if (std::exchange(isRunning, false)) {
+    if (letsTargetRun) {
+        isRunning = true;
+    } else if (std::exchange(isRunning, false)) {
         onInterrupt(*this);
     }
     return std::make_unique<ServerStream>(*this);
@@ -168,11 +170,12 @@ std::string FakeServer::Answer(const std::string& request) {
         return "OK";
     }
     if (request == "?") {
-        return Has(Quirk::HasNoTarget) ? "W00" : "S05";
+        return Has(Quirk::HasNoTarget) ? "W00" : whyStopped;
     }
     if (request.starts_with("qXfer:features:read:")) {
         hasDescribed |= request.find("core.xml") != std::string::npos;
-        return std::string("l") + (request.find("core.xml") != std::string::npos ? kCoreFeature : kDescription);
+        return std::string("l") +
+               (request.find("core.xml") != std::string::npos ? kCoreFeature + systemFeature : kDescription);
     }
     if (request == "vCont?") {
         return Has(Quirk::KnowsNoActions) ? "" : "vCont;c;C;s;S";
@@ -241,6 +244,12 @@ std::string FakeServer::AnswerMemory(const std::string& request) {
     }
     std::uint32_t address = 0, length = 0;
     std::sscanf(request.c_str() + 1, "%x,%x", &address, &length);
+    if (isRunning && Has(Quirk::StopsWhileItIsRead)) {
+        isRunning = false;
+        Send("T0b");
+    } else if (isRunning && letsTargetRun) {
+        return "E0F";
+    }
     if (Has(Quirk::ReadsZeros)) {
         return std::string(std::size_t{2} * length, '0');
     }
@@ -270,7 +279,7 @@ std::string FakeServer::AnswerWrite(const std::string& request) {
 std::string FakeServer::AllRegisters() const {
     std::string all;
     for (const auto& [number, value] : registers) {
-        all += Gap(number) + LittleEndian(value);
+        all += Gap(number) + DigitsOf(number, value);
     }
     return all;
 }
@@ -278,6 +287,15 @@ std::string FakeServer::AllRegisters() const {
 // Without a description there are registers for floating point between the core's and the status.
 std::string FakeServer::Gap(std::uint32_t number) const {
     return Has(Quirk::KnowsNoDescription) && number == 25 ? std::string(200, 'x') : "";
+}
+
+std::string FakeServer::DigitsOf(std::uint32_t number, std::uint32_t value) const {
+    const auto bytes = registerBytes.find(number);
+    return LittleEndian(value).substr(0, bytes == registerBytes.end() ? 8 : 2 * bytes->second);
+}
+
+std::uint32_t FakeServer::ValueOf(std::uint32_t number, const std::string& digits) const {
+    return WordOf((digits.substr(0, DigitsOf(number, 0).size()) + "00000000").substr(0, 8));
 }
 
 std::string FakeServer::AnswerRegister(const std::string& request) {
@@ -294,9 +312,9 @@ std::string FakeServer::AnswerRegister(const std::string& request) {
     std::sscanf(request.c_str() + 1, "%x", &number);
     switch (request.front()) {
         case 'p':
-            return registers.contains(number) ? LittleEndian(registers[number]) : "E00";
+            return registers.contains(number) ? DigitsOf(number, registers[number]) : "E00";
         case 'P':
-            registers[number] = WordOf(request.substr(request.find('=') + 1));
+            registers[number] = ValueOf(number, request.substr(request.find('=') + 1));
             PutRegisters();
             return "OK";
         case 'g':
@@ -305,8 +323,8 @@ std::string FakeServer::AnswerRegister(const std::string& request) {
             std::size_t offset = 1;
             for (auto& [which, value] : registers) {
                 offset += Gap(which).size();
-                value = WordOf(request.substr(offset, 8));
-                offset += 8;
+                value = ValueOf(which, request.substr(offset));
+                offset += DigitsOf(which, 0).size();
             }
             PutRegisters();
             return "OK";

@@ -42,6 +42,7 @@ enum class Quirk {
     LocksUp,                  // as soon as the target is resumed
     StopsAtAnyByte,           // that arrives while the target runs
     ExplainsUnknownCommands,  // help for any monitor command that it does not know, and success
+    StopsWhileItIsRead,       // and tells both
     AnswersInterruptTwice,    // a stop at a breakpoint, and one for the interrupt that crossed it
 };
 
@@ -57,7 +58,7 @@ public:
     FakeServer(const FakeServer&) = delete;
     FakeServer& operator=(const FakeServer&) = delete;
 
-    // A new connection, which stops the target.
+    // A new connection, which stops the target unless the server lets it run.
     std::unique_ptr<ByteStream> Stream();
 
     void StoreWord(std::uint32_t address, std::uint32_t word);
@@ -73,7 +74,11 @@ public:
     std::optional<Onset> onset;  // of a quirk in the middle
     std::size_t packetBytes = 0x1000;
     std::string resetCommand = "reset halt";
-    std::map<std::uint32_t, std::uint8_t> memory;  // what is not in it cannot be read
+    bool letsTargetRun = false;      // when a client comes
+    std::string whyStopped = "S05";  // the answer to that question; "" for none while the target runs
+    std::string systemFeature;       // of the target description, beside that of the core
+    std::map<std::uint32_t, std::uint32_t> registerBytes;  // of those that have no four
+    std::map<std::uint32_t, std::uint8_t> memory;          // what is not in it cannot be read
     std::map<std::uint32_t, std::uint32_t> registers = {{0, 0}, {13, 0}, {14, 0}, {15, 0x100}, {25, 1u << 24}};
     std::set<std::string> breakpoints;  // "1,20000100"
     bool isRunning = false;
@@ -110,6 +115,8 @@ private:
     std::string Resumed();
     std::string AllRegisters() const;
     std::string Gap(std::uint32_t number) const;
+    std::string DigitsOf(std::uint32_t number, std::uint32_t value) const;
+    std::uint32_t ValueOf(std::uint32_t number, const std::string& digits) const;
 
     FrameDecoder decoder{1 << 20, RunLength::Keep};
     std::string output, lastAnswer;

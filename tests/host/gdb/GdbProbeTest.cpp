@@ -38,7 +38,7 @@ std::string ErrorText(Work work) {
 class AServer : public testing::Test {
 protected:
     AServer() {
-        for (std::uint32_t address = kRam; address < kRam + 0x8000; address += 4) {
+        for (std::uint32_t address = kRam; address < kRam + 0x2800; address += 4) {
             server.StoreWord(address, 0xA5A5'A5A5);
         }
         server.StoreWord(0, 0x2000'1000);
@@ -190,7 +190,7 @@ TEST_F(AServer, MayAnswerWithAStatusOfZero) {
 
 TEST_F(AServer, IsAskedForNoRegisterBeyondItsDescription) {
     EXPECT_EQ(ErrorText([&] { Probe().ReadRegister(kFirstCoreRegister + 5); }),
-              "The server's target has no register \"r5\" of 32 bits");
+              "The server's target has no register \"r5\" of at most 32 bits");
     EXPECT_EQ(server.Count("p"), 0u);
 }
 
@@ -202,7 +202,65 @@ TEST_F(AServer, HasItsCorePutIntoTheStateInWhichItRunsCode) {
     EXPECT_EQ(server.registers[25], 0x4100'0000u);
 }
 
+TEST_F(AServer, TellsItsSystemRegistersInItsDescription) {
+    server.systemFeature =
+        "<feature name=\"org.gnu.gdb.arm.m-system\"><reg name=\"msp\" bitsize=\"32\"/><reg name=\"psp\" "
+        "bitsize=\"32\"/><reg name=\"primask\" bitsize=\"1\"/><reg name=\"other\" bitsize=\"64\"/></feature>";
+    server.registers[26] = 0x2000'1000;
+    server.registers[27] = 0x2000'0800;
+    server.registers[28] = 0;
+    server.registers[29] = 0;
+    server.registerBytes = {{28, 1}, {29, 8}};
+    for (const bool hasSingle : {true, false}) {
+        SCOPED_TRACE(hasSingle);
+        probe.reset();
+        server.quirks = hasSingle ? std::set<Quirk>{} : std::set{Quirk::KnowsNoSingleRegister};
+        DebugService& core = *Probe().Debugging();
+
+        EXPECT_THAT(core.SystemRegisters(), testing::ElementsAre("msp", "psp", "primask"));
+        EXPECT_EQ(core.ReadCoreRegister(18), 0x2000'0800u);
+        core.WriteCoreRegister(19, 1);
+
+        EXPECT_EQ(core.ReadCoreRegister(19), 1u);
+        EXPECT_EQ(server.registers[28], 1u);
+        EXPECT_EQ(server.registers[26], 0x2000'1000u);
+        server.registers[28] = 0;
+    }
+}
+
 // ---- Running
+
+TEST_F(AServer, ThatLetsItsTargetRunHasItStoppedToBeLookedAtAndGoOn) {
+    for (const char* const answer : {"", "OK", "S00", "T00thread:1;"}) {
+        SCOPED_TRACE(answer);
+        probe.reset();
+        server.letsTargetRun = true;
+        server.whyStopped = answer;
+        server.interrupts = 0;
+        server.requests.clear();
+
+        EXPECT_EQ(ReadWord(kRam + 4), 0xA5A5'A5A5u);
+        EXPECT_EQ(server.interrupts, 1);
+        EXPECT_TRUE(Probe().ReadCoreState().isRunning);
+        EXPECT_EQ(server.Count("vCont;c"), 0u);
+        Probe().Pause(milliseconds(1));
+
+        EXPECT_EQ(server.Count("vCont;c"), 1u);
+        EXPECT_TRUE(server.isRunning);
+    }
+}
+
+TEST_F(AServer, WhoseTargetStandsForNoReasonIsNotTakenForOneThatRuns) {
+    for (const char* const answer : {"", "S00"}) {
+        SCOPED_TRACE(answer);
+        probe.reset();
+        server.whyStopped = answer;
+
+        EXPECT_EQ(ReadWord(kRam + 4), 0xA5A5'A5A5u);
+
+        EXPECT_FALSE(Probe().ReadCoreState().isRunning);
+    }
+}
 
 TEST_F(AServer, KeepsItsTargetStandingUntilTimeMustPass) {
     Probe().Run();
@@ -310,6 +368,19 @@ TEST_F(AServer, WithBackgroundAccessIsNotStopped) {
 
     EXPECT_EQ(server.interrupts, 0);
     EXPECT_TRUE(server.isRunning);
+}
+
+TEST_F(AServer, WithBackgroundAccessThatTellsAStopInTheMidstIsHeard) {
+    options.hasBackgroundAccess = true;
+    server.quirks = {Quirk::StopsWhileItIsRead};
+    Probe().Run();
+    Probe().Pause(milliseconds(1));
+
+    EXPECT_EQ(ReadWord(kRam), 0xA5A5'A5A5u);
+
+    EXPECT_EQ(Probe().ReadCoreState().note, "stopped by signal 11 at 0x00000100");
+    Probe().Halt();
+    EXPECT_EQ(server.interrupts, 0);
 }
 
 TEST_F(AServer, WhoseTargetLocksUpIsTold) {

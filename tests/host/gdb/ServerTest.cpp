@@ -103,19 +103,21 @@ TEST_F(AServerOverAChip, GivesItsDocumentsInPieces) {
 
     EXPECT_EQ(map, MemoryMapDocument(chip.MemoryMap()));
     packetBytes = 0x4000;
-    EXPECT_EQ(Converse({"qXfer:features:read:target.xml:0,3000"}).front(), "l" + TargetDocument());
+    EXPECT_EQ(Converse({"qXfer:features:read:target.xml:0,3000"}).front(),
+              "l" + TargetDocument({"msp", "psp", "control"}));
     EXPECT_EQ(Converse({"qXfer:features:read:other.xml:0,3000"}).front(), "E00");
     EXPECT_EQ(Converse({"qXfer:memory-map:read::ffffffff,ffffffff"}).front(), "l");
 }
 
 TEST_F(AServerOverAChip, GivesAndTakesRegisters) {
-    EXPECT_THAT(Converse({"Pf=04030201", "pf", "P19=00000001", "p19", "p10", "Pf=00"}),
-                ElementsAre("OK", "04030201", "OK", "00000001", "E01", "E01"));
+    EXPECT_THAT(Converse({"Pf=04030201", "pf", "P19=00000001", "p19", "p10", "Pf=00", "P1c=02000000", "p1c", "p1d"}),
+                ElementsAre("OK", "04030201", "OK", "00000001", "E01", "E01", "OK", "02000000", "E01"));
+    EXPECT_EQ(chip.registers[19], 2u);
     EXPECT_EQ(chip.registers[15], 0x0102'0304u);
     EXPECT_EQ(chip.registers[16], 0x0100'0000u);
     std::string all = Converse({"g"}).front();
-    EXPECT_EQ(all.size(), 17u * 8);
-    EXPECT_EQ(all.substr(15 * 8), "0403020100000001");
+    EXPECT_EQ(all.size(), 20u * 8);
+    EXPECT_EQ(all.substr(15 * 8), "0403020100000001000000000000000002000000");
 
     all.replace(0, 8, "78563412");
     EXPECT_EQ(Converse({"G" + all, "G00"}), (Packets{"OK", "E01"}));

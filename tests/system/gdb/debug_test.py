@@ -15,6 +15,27 @@ class Debug(Case):
         self.assertIn("Old value = 0", text)
         self.assertNotEqual(self.values(text)[4], "0")
 
+    def test_four_breakpoints_in_flash_and_runs_from_the_reset(self):
+        places = ("main", "*(main + 4)", "Stop", "Reset")
+        text = self.gdb(
+            self.serve(), "load", *[f"hbreak {place}" for place in places], "run", "print $pc == ((unsigned)&main & ~1)",
+            "continue", "print $pc == ((unsigned)&main & ~1) + 4", "run", "print $pc == ((unsigned)&main & ~1)",
+            "monitor reset halt", "maintenance flush register-cache", "print $pc == ((unsigned)&Reset & ~1)", "continue",
+            "print $pc == ((unsigned)&main & ~1)", "delete", "kill", file=self.example)
+        self.assertEqual(self.values(text), ["1"] * 5, text)
+
+    def test_a_breakpoint_that_is_one_too_many_is_refused(self):
+        breakpoints = [f"hbreak *{2 * index}" for index in range(7)]
+        text = self.gdb(self.serve(), "load", *breakpoints, "continue", file=self.example, code=1)
+        self.assertIn("Could not insert hardware breakpoint", text)
+
+    def test_the_registers_that_an_operating_system_sets(self):
+        text = self.gdb(self.serve(), "load", "monitor reset halt", "maintenance flush register-cache",
+                        "print/x $msp == *(int*)0", "set $psp = 0x20000800", "set $control = 2",
+                        "maintenance flush register-cache", "print/x $sp", "print/x $primask", "print/x $basepri",
+                        "print/x $faultmask", file=self.example)
+        self.assertEqual(self.values(text), ["0x1", "0x20000800", "0x0", "0x0", "0x0"])
+
     def test_a_breakpoint_in_code_in_ram(self):
         code = bytes.fromhex("00bf00bf00bf00bffee7")  # nop, four times, and a jump to itself
         image = self.elf("ram", (0x2000_0100, code), entry=0x2000_0100)
@@ -50,6 +71,12 @@ class Debug(Case):
         self.gdb(address, "load", "hbreak main", "run", "detach", file=self.example)
         text = self.gdb(address, "print $pc == ((unsigned)&main & ~1)", "print g_start", file=self.example)
         self.assertEqual(self.values(text)[1], "1000")
+
+    def test_a_killed_program_stands(self):
+        address = self.serve()
+        self.gdb(address, "load", "hbreak main", "run", "kill", file=self.example)
+        text = self.gdb(address, "print $pc == ((unsigned)&main & ~1)", "print g_start", file=self.example)
+        self.assertEqual(self.values(text), ["1", "1000"])
 
 
 class Commands(Case):
