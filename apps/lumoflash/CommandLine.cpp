@@ -87,6 +87,7 @@ private:
                "virtual, virtual:FILE to keep the chip's state in FILE, virtual:FILE,identity=ADDRESS to choose a new "
                "chip's primary IEEE address, or gdb:HOST:PORT")
             ->envname("LUMOFLASH_PROBE");
+        AddFlag(app, "--check-writes", options.checksWrites, "Read back whatever a GDB server writes into RAM");
         app.add_option("--plugin", options.plugin, "The flash plug-in's module, instead of the installed one");
         app.add_option("--devices", options.devicesFolder, "Folder of device descriptions");
         app.add_option("--data", options.dataFolder, "Folder whose `arm` holds the flashloader images");

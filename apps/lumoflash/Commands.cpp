@@ -125,7 +125,7 @@ private:
     }
 
     std::unique_ptr<host::Probe> OpenProbe(const host::DeviceDescription& device) const {
-        std::unique_ptr<host::Probe> probe = host::OpenProbe(options.probe, device, Use());
+        std::unique_ptr<host::Probe> probe = host::OpenProbe(ProbeOf(options), device, Use());
         host::FaultService* faults = probe->Faults();
         if (!options.faults.empty() && faults == nullptr) {
             throw host::BadInput(host::Field::Fault, "only a virtual chip breaks on demand");

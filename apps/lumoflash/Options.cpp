@@ -35,6 +35,19 @@ bool ChangesChip(const Options& options) {
     }
 }
 
+host::ProbeSpec ProbeOf(const Options& options) {
+    host::ProbeSpec spec = options.probe;
+    if (options.checksWrites && spec.kind != "gdb") {
+        throw host::Failure(
+            host::FailureKind::BadInput,
+            "--check-writes: what is written is in doubt only with a GDB server, --probe gdb:HOST:PORT");
+    }
+    if (options.checksWrites) {
+        spec.keys["check-writes"] = "yes";
+    }
+    return spec;
+}
+
 host::ProgramOptions ProgramOptionsFor(const Options& options, std::uint32_t sectorCount) {
     host::ProgramOptions program = options.program;
     if (program.erase == host::EraseChoice::Listed) {

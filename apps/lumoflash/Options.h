@@ -58,6 +58,7 @@ struct Options {
     std::filesystem::path plugin, devicesFolder, dataFolder, traceFile;
     std::filesystem::path configFile;
     host::ProbeSpec probe;
+    bool checksWrites = false;                      // of a GDB server
     std::vector<std::string> faults;                // of the virtual chip
     std::map<std::string, std::string> properties;  // host properties, by key
     bool isVerbose = false, isJson = false, isQuiet = false, isColorOff = false, isAgreed = false;
@@ -94,6 +95,9 @@ struct Options {
 
 // Only such a command makes a chip where there is none, and keeps what became of it.
 bool ChangesChip(const Options& options);
+
+// With what other options say about it. Throws BadInput for what it cannot do.
+host::ProbeSpec ProbeOf(const Options& options);
 
 // The options of a load or a change on a chip of so many sectors. Throws BadInput for a wrong list.
 host::ProgramOptions ProgramOptionsFor(const Options& options, std::uint32_t sectorCount);

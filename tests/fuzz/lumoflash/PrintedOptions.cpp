@@ -72,6 +72,7 @@ private:
         PutUnlessEmpty("devices", options.devicesFolder, Kind::Path);
         PutUnlessEmpty("data", options.dataFolder, Kind::Path);
         PutUnlessEmpty("trace", options.traceFile, Kind::Path);
+        PutFlag("check-writes", options.checksWrites);
         PutFlag("verbose", options.isVerbose);
         PutFlag("json", options.isJson);
         PutFlag("quiet", options.isQuiet);
@@ -269,15 +270,15 @@ std::vector<std::string> PrintWords(const Options& options) {
 }
 
 std::string Describe(const Options& options) {
-    const auto& [command, device, plugin, devicesFolder, dataFolder, traceFile, configFile, probe, faults, properties,
-                 isVerbose, isJson, isQuiet, isColorOff, isAgreed, files, fileOptions, program, lists, isDryRun,
-                 runsAfterwards, verifyBy, outFile, outFormat, range, sectors, keepCcfg, addressKinds, newAddress,
-                 validation, server] = options;
+    const auto& [command, device, plugin, devicesFolder, dataFolder, traceFile, configFile, probe, checksWrites, faults,
+                 properties, isVerbose, isJson, isQuiet, isColorOff, isAgreed, files, fileOptions, program, lists,
+                 isDryRun, runsAfterwards, verifyBy, outFile, outFormat, range, sectors, keepCcfg, addressKinds,
+                 newAddress, validation, server] = options;
     Description description;
-    description.AddAll(command, device, plugin, devicesFolder, dataFolder, traceFile, probe, faults, properties,
-                       isVerbose, isJson, isQuiet, isColorOff, isAgreed, files, fileOptions, program, lists, isDryRun,
-                       runsAfterwards, verifyBy, outFile, outFormat, range, sectors, keepCcfg, addressKinds, newAddress,
-                       validation, server);
+    description.AddAll(command, device, plugin, devicesFolder, dataFolder, traceFile, probe, checksWrites, faults,
+                       properties, isVerbose, isJson, isQuiet, isColorOff, isAgreed, files, fileOptions, program, lists,
+                       isDryRun, runsAfterwards, verifyBy, outFile, outFormat, range, sectors, keepCcfg, addressKinds,
+                       newAddress, validation, server);
     return description.Text();
 }
 

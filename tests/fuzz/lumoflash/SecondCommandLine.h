@@ -106,6 +106,7 @@ private:
             {"",
              {{"device", any},
               {"probe", probe},
+              {"check-writes", {}},
               {"plugin", any},
               {"devices", any},
               {"data", any},

@@ -1,5 +1,6 @@
 #!/usr/bin/env python3
 """Our client in front of our server: the same flash, the same words, the same exit codes as directly."""
+import re
 import shutil
 import unittest
 
@@ -10,13 +11,21 @@ class OwnProbe(Case):
     def probe(self, address, *keys):
         return ",".join([f"gdb:{address}", "id-code=0x10000001", "timeout=60", *keys])
 
+    def words(self, output):
+        """Without what differs: times, and what they make of speeds."""
+        return re.sub(r"(, )?[\d.]+ (s|ms|KiB/s)\b", "", output.decode())
+
     def test_every_command_does_the_same_as_directly(self):
-        program = [(("program", None), 0), (("verify", None), 0)]
+        program = [(("program", None), 0), (("verify", None), 0), (("program", None), 0)]
         others = [(("blank-check",), 3), (("program", None, "--erase", "retain", "--verify", "readback"), 0),
                   (("program", None, "--keep-ccfg", "--skip-pages", "1-2"), 0),
+                  (("program", None, "--write", "all", "--dry-run"), 0),
+                  (("program", None, "--erase", "none", "--base", "0", "--format", "bin"), 2),
                   (("mac", "write", "ble", "C2:00:00:00:00:07"), 0), (("mac", "read"), 0), (("ccfg",), 0),
-                  (("verify", None), 3), (("erase", "--sectors", "0-1"), 0),
-                  (("read", "--out", "-", "--range", "0:0x6000"), 0), (("erase",), 0),
+                  (("program", None, "--disable-debug"), 2), (("verify", None), 3), (("verify", None, "--by", "link"), 3),
+                  (("erase", "--sectors", "0-1"), 0), (("blank-check", "--range", "0:0x2000"), 0),
+                  (("read", "--out", "-", "--range", "0:0x6000"), 0), (("read", "--out", "-", "--range", "0:0x60000"), 2),
+                  (("erase", "--keep-ccfg"), 0), (("erase",), 0), (("blank-check",), 0),
                   (("program", None, "--erase", "all"), 0)]
         for part, commands in (("LumoD1F128", program + others), ("LumoF2F352", program)):
             with self.subTest(part):
@@ -31,6 +40,7 @@ class OwnProbe(Case):
                     through = self.lumoflash(*words, code=code, probe=server)
                     beside = self.lumoflash(*words, code=code, probe=f"virtual:{direct}")
                     self.assertEqual(through.stdout, beside.stdout, words)
+                    self.assertEqual(self.words(through.stderr), self.words(beside.stderr), words)
                 self.end_server()
                 through = self.flash()
                 self.chip = direct
@@ -43,9 +53,12 @@ class OwnProbe(Case):
         self.lumoflash("verify", str(self.example), probe=server)
 
     def test_reads_back_what_it_writes(self):
-        self.lumoflash("program", str(self.example), probe=self.probe(self.serve(), "check-writes=yes"))
+        self.lumoflash("--check-writes", "program", str(self.example), probe=self.probe(self.serve()))
         self.end_server()
         self.lumoflash("verify", str(self.example))
+
+    def test_only_a_servers_writes_are_in_doubt(self):
+        self.assertIn(b"--check-writes: ", self.lumoflash("--check-writes", "info", code=2).stderr)
 
     def test_tells_that_nobody_listens(self):
         address = self.serve()
