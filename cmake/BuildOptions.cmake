@@ -18,7 +18,7 @@ if(WIN32)
     target_link_options(flash_build_options INTERFACE
         -static -fstack-protector-strong -Wl,--dynamicbase,--nxcompat,--high-entropy-va,--no-insert-timestamp)
 else()
-    target_link_options(flash_build_options INTERFACE -Wl,-z,relro,-z,now,-z,noexecstack,-z,text)
+    target_link_options(flash_build_options INTERFACE -Wl,-z,relro,-z,now,-z,noexecstack,-z,text,--build-id=sha1)
 endif()
 
 if(FLASH_SANITIZE)
