@@ -1,22 +1,26 @@
 #include "firmware/equal.h"
 
-#include <stdbool.h>
-
 #include "firmware/load_word.h"
 
-static bool AreFourWordsEqual(const uint8_t* a, const uint8_t* b) {
-    return LoadWord(a) == LoadWord(b) && LoadWord(a + 4) == LoadWord(b + 4) && LoadWord(a + 8) == LoadWord(b + 8) &&
-           LoadWord(a + 12) == LoadWord(b + 12);
+static uint32_t DifferenceOfTwoWords(const uint8_t* a, const uint8_t* b) {
+    return (LoadWord(a) ^ LoadWord(b)) | (LoadWord(a + 4) ^ LoadWord(b + 4));
+}
+
+static uint32_t DifferenceOfFourWords(const uint8_t* a, const uint8_t* b) {
+    return DifferenceOfTwoWords(a, b) | DifferenceOfTwoWords(a + 8, b + 8);
 }
 
 // In big steps, then byte by byte.
 uint32_t EqualBytes(const uint8_t* a, const uint8_t* b, uint32_t length) {
-    uint32_t i = 0;
-    while (length - i >= 32 && AreFourWordsEqual(a + i, b + i) && AreFourWordsEqual(a + i + 16, b + i + 16)) {
-        i += 32;
+    const uint8_t* const begin = a;
+    const uint8_t* const end = a + length;
+    while (end - a >= 32 && (DifferenceOfFourWords(a, b) | DifferenceOfFourWords(a + 16, b + 16)) == 0) {
+        a += 32;
+        b += 32;
     }
-    while (i < length && a[i] == b[i]) {
-        ++i;
+    while (a != end && *a == *b) {
+        ++a;
+        ++b;
     }
-    return i;
+    return (uint32_t)(a - begin);
 }
