@@ -1,11 +1,14 @@
 #include "host/target/FlashDigest.h"
 
 #include <sodium.h>
+#include <unistd.h>
 
 #include <algorithm>
-#include <stdexcept>
+#include <cerrno>
+#include <system_error>
 
 #include "host/Numbers.h"
+#include "host/target/Routine.h"
 
 namespace flash::host {
 namespace {
@@ -34,12 +37,13 @@ private:
 }  // namespace
 
 DigestKeys DrawDigestKeys() {
-    if (sodium_init() < 0) {
-        throw std::runtime_error("The operating system gives no random numbers");
-    }
     DigestKeys keys{};
-    randombytes_buf(keys.ranges.data(), keys.ranges.size());
-    randombytes_buf(keys.summary.data(), keys.summary.size());
+    for (auto* key : {&keys.ranges, &keys.summary}) {
+        if (getentropy(key->data(), key->size()) != 0) {
+            throw RoutineError("The operating system gives no random numbers: " +
+                               std::generic_category().message(errno));
+        }
+    }
     return keys;
 }
 

@@ -14,7 +14,7 @@ struct DigestKeys {
     std::array<std::uint8_t, 32> summary;
 };
 
-// From the operating system. Never used for two questions.
+// From the operating system, or a RoutineError. Never used for two questions.
 DigestKeys DrawDigestKeys();
 
 FlashDigest DigestOf(const DigestKeys& keys, std::uint32_t address, std::span<const std::uint8_t> bytes);
