@@ -1,9 +1,24 @@
 // From the program's own path, and from the environment.
 #include "apps/lumoflash/Locations.h"
 
+#include <pwd.h>
+#include <unistd.h>
+
 #include <cstdlib>
 
 namespace flash::app {
+namespace {
+
+// "" when the user has none.
+std::filesystem::path HomeFolder() {
+    if (const char* home = std::getenv("HOME"); home != nullptr && *home == '/') {
+        return home;
+    }
+    const passwd* user = getpwuid(geteuid());
+    return user != nullptr && *user->pw_dir == '/' ? user->pw_dir : "";
+}
+
+}  // namespace
 
 Locations FindLocations() {
     std::error_code error;
@@ -18,9 +33,8 @@ std::filesystem::path FindNotesFolder() {
     if (const char* state = std::getenv("XDG_STATE_HOME"); state != nullptr && *state == '/') {
         return state / notes;
     }
-    const char* home = std::getenv("HOME");
-    return home != nullptr && *home == '/' ? home / std::filesystem::path(".local/state") / notes
-                                           : std::filesystem::path();
+    const std::filesystem::path home = HomeFolder();
+    return home.empty() ? home : home / ".local/state" / notes;
 }
 
 }  // namespace flash::app

@@ -167,8 +167,7 @@ void Session::NoteBegin(const SectorSet& touched) {
 
 void Session::NoteEnd(const SectorSet& touched) {
     if (interruptedLoads.AreKept() && !touched.IsEmpty()) {
-        WarnIfFails("The next load will take this one for failed",
-                    [&] { interruptedLoads.Finish(ChipName(), touched); });
+        WarnIfFails("The next load will take this one for failed", [&] { interruptedLoads.Finish(touched); });
     }
 }
 
