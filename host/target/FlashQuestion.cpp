@@ -130,8 +130,6 @@ void Ask(Probe& probe, const Routine& routine, const Question& question, const D
 
 }  // namespace
 
-std::uint32_t EndOfRoutine(const Routine& routine) { return routine.Find("g_stackTop"); }
-
 std::vector<bool> AskWhatFlashHolds(Probe& probe, const Routine& routine, std::span<const WantedRange> wanted,
                                     const std::function<DigestKeys()>& drawKeys) {
     std::vector<bool> isHeld;

@@ -19,9 +19,6 @@ struct WantedRange {
     std::span<const std::uint8_t> bytes;  // never empty
 };
 
-// The first SRAM address behind what the routine uses.
-std::uint32_t EndOfRoutine(const Routine& routine);
-
 // For each range, whether flash holds just these bytes: true is certain, false is what a routine that answers wrongly
 // would say. The ranges are ascending, without overlaps. Throws RoutineError or ProbeError when there is no answer; the
 // core is left halted. `drawKeys` gives new keys for each question, and there may be several.

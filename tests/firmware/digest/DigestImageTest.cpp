@@ -19,9 +19,15 @@ namespace {
 constexpr std::uint32_t kSramBytesAtMost = 2048;
 constexpr chip::Nanoseconds kBound = std::chrono::seconds(2);
 
+chip::Settings ChipOf(chip::Generation generation) {
+    chip::Settings settings;
+    settings.generation = generation;
+    return settings;
+}
+
 class DigestImage : public testing::TestWithParam<chip::Generation> {
 protected:
-    DigestImage() : chip(chip::Settings{.generation = GetParam()}) {
+    DigestImage() : chip(ChipOf(GetParam())) {
         const std::vector<std::uint8_t> content = host::LoadFile(DIGEST_IMAGE);
         image = host::ReadElf(content, DIGEST_IMAGE);
         symbols = host::ReadElfSymbols(content, DIGEST_IMAGE);
