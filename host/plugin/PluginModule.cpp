@@ -4,9 +4,7 @@
 #include <dlfcn.h>
 #include <fmt/format.h>
 
-#include <algorithm>
 #include <exception>
-#include <string_view>
 
 #include "host/Failure.h"
 
@@ -20,14 +18,10 @@ std::string LoaderError() {
     return text == nullptr ? "no reason given" : text;
 }
 
-// An exception of the standard library that a plug-in hands on speaks to programmers, of whatever library it was.
-std::string ForUsers(const std::string& text) {
-    static constexpr std::string_view kOfALibrary[] = {
-        "invalid vector", "invalid stoi", "invalid string position", "invalid map", "stoi", "stol",
-        "stoul",          "vector::",     "basic_string::",          "map::at",     "std::"};
-    const bool isOfALibrary =
-        std::ranges::any_of(kOfALibrary, [&](std::string_view start) { return text.starts_with(start); });
-    return isOfALibrary ? "it cannot use the value of a property, or what the chip answered" : text;
+// What a user may read of it, behind our own words.
+std::string Detail(const std::string& text) {
+    const std::string said = ReadPluginText(text).said;
+    return said.empty() ? "" : "\nThe plug-in said: " + said;
 }
 
 // Runs one operation; whatever comes back but null, and whatever it throws, is a PluginError.
@@ -37,12 +31,13 @@ void Call(const char* name, Operation operation) {
     try {
         error = operation();
     } catch (const std::exception& exception) {
-        throw PluginError(fmt::format("{} let an exception out: {}", name, exception.what()));
+        throw PluginError(
+            {fmt::format("the plug-in's {} let an exception out", name), ReadPluginText(exception.what()).said});
     } catch (...) {
-        throw PluginError(fmt::format("{} let an exception of unknown type out", name));
+        throw PluginError({fmt::format("the plug-in's {} let an exception of unknown type out", name), ""});
     }
     if (error != nullptr) {
-        throw PluginError(*error == '\0' ? fmt::format("{} failed without saying why", name) : ForUsers(error));
+        throw PluginError(ReadPluginText(error));
     }
 }
 
@@ -77,13 +72,14 @@ PluginDevice::PluginDevice(const PluginModule& module, const std::string& partNa
     try {
         error = module.GetFactory()(partName.c_str(), "", "", &host, &device);
     } catch (const std::exception& exception) {
-        FailUnreachable(
-            fmt::format("{}: {}. The sixth character of the name must be a digit", attempt, exception.what()));
+        FailUnreachable(attempt + ": it takes no such name, whose sixth character must be a digit" +
+                        Detail(exception.what()));
     } catch (...) {
         FailUnreachable(fmt::format("{}: its factory let an exception of unknown type out", attempt));
     }
     if (error != nullptr) {
-        FailUnreachable(fmt::format("{}: {}", attempt, error));
+        const PluginAnswer answer = ReadPluginText(error);
+        FailUnreachable(attempt + ": " + answer.cause + (answer.said == answer.cause ? "" : Detail(error)));
     }
     if (device == nullptr) {
         FailUnreachable(fmt::format("{}: its factory reported success but gave none", attempt));
@@ -102,7 +98,7 @@ std::string PluginDevice::Initialize() {
     const char* operations = nullptr;
     Call("Initialize", [&] { return device->Initialize(&isReady, &operations); });
     if (!isReady) {
-        throw PluginError("Initialize succeeded but the device is not ready");
+        throw PluginError({"the plug-in's device is not ready, although it says no error", ""});
     }
     return operations == nullptr ? "" : operations;
 }

@@ -4,9 +4,12 @@
 #include <cstdint>
 #include <filesystem>
 #include <memory>
+#include <stdexcept>
 #include <string>
+#include <utility>
 
 #include "flashdevice/interface/IFlashDevice2.h"
+#include "host/plugin/PluginTexts.h"
 
 namespace flash::host {
 
@@ -31,10 +34,16 @@ private:
     Factory factory;
 };
 
-// What failed in the plug-in, with its own text. The session adds what the chip answered.
+// What failed in the plug-in. The session adds what the chip answered.
 class PluginError : public std::runtime_error {
 public:
-    using std::runtime_error::runtime_error;
+    explicit PluginError(PluginAnswer pluginAnswer)
+        : std::runtime_error(pluginAnswer.cause), answer(std::move(pluginAnswer)) {}
+
+    const PluginAnswer& Answer() const { return answer; }
+
+private:
+    PluginAnswer answer;
 };
 
 // A device of the module, released at the end. Error texts become PluginError, and so does any exception that a module

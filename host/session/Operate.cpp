@@ -10,21 +10,21 @@ namespace flash::host {
 namespace {
 
 // The most telling of what is known: an answer of the flashloader, a service that failed, a flashloader that never
-// answered. What the plug-in says comes after all of them: it knows the least.
-FieldText CauseOf(PluginServices& services, const std::optional<MailboxReport>& report, const FieldText& said) {
+// answered. What else is known comes after all of them: a plug-in knows the least.
+FieldText CauseOf(PluginServices& services, const std::optional<MailboxReport>& report, const FieldText& otherwise) {
     if (report && report->isAnswer) {
         return report->cause;
     }
     if (services.Record().Refusal()) {
         return *services.Record().Refusal();
     }
-    return report && report->isFailure ? report->cause : said;
+    return report && report->isFailure ? report->cause : otherwise;
 }
 
-FieldText WithDetails(const std::string& attempt, const FieldText& cause, const FieldText& said,
+FieldText WithDetails(const std::string& attempt, const FieldText& cause, const std::string& said,
                       const std::optional<MailboxReport>& report) {
     FieldText text = attempt + ": " + cause;
-    if (said.Plain() != cause.Plain()) {
+    if (!said.empty() && said != cause.Plain()) {
         text += "\nThe plug-in said: " + said;
     }
     if (report) {
@@ -33,7 +33,7 @@ FieldText WithDetails(const std::string& attempt, const FieldText& cause, const 
     return text;
 }
 
-[[noreturn]] void FailOperation(PluginServices& services, const std::string& attempt, const std::string& pluginText) {
+[[noreturn]] void FailOperation(PluginServices& services, const std::string& attempt, const PluginAnswer& answer) {
     services.EndOperation();
     if (services.Record().wasInterrupted) {
         throw Failure(FailureKind::Interrupted,
@@ -42,7 +42,7 @@ FieldText WithDetails(const std::string& attempt, const FieldText& cause, const 
     const std::optional<MailboxReport> report = services.ExplainMailbox();
     const bool isDifference = report && (report->isVerification || services.Record().SawVerificationFailure());
     throw Failure(isDifference ? FailureKind::Difference : FailureKind::Operation,
-                  WithDetails(attempt, CauseOf(services, report, pluginText), pluginText, report));
+                  WithDetails(attempt, CauseOf(services, report, answer.cause), answer.said, report));
 }
 
 void RequireNoComplaints(PluginServices& services, const std::string& attempt) {
@@ -73,9 +73,9 @@ void Operate(PluginServices& services, const std::string& attempt, Stage stage, 
             services.Settle();
         }
     } catch (const PluginError& error) {
-        FailOperation(services, attempt, error.what());
+        FailOperation(services, attempt, error.Answer());
     } catch (const ProbeError& error) {
-        FailOperation(services, attempt, error.what());
+        FailOperation(services, attempt, {error.what(), ""});
     }
     services.EndOperation();
     RequireNoComplaints(services, attempt);

@@ -79,12 +79,12 @@ Session::Session(Equipment& equipment, Observer& hostObserver, const std::atomic
     try {
         info.operations = plugin.Initialize();
     } catch (const PluginError& error) {
-        const FieldText cause = services.Record().Refusal().value_or(FieldText(error.what()));
-        const bool isSame = cause.Plain() == error.what();
-        throw Failure(FailureKind::Unreachable,
-                      fmt::format("Cannot identify the chip ({}): ", probe.Describe()) + cause +
-                          ". Is it powered, and its debug port enabled?" +
-                          (isSame ? "" : fmt::format("\nThe plug-in said: {}", error.what())));
+        const PluginAnswer& answer = error.Answer();
+        const FieldText cause = services.Record().Refusal().value_or(FieldText(answer.cause));
+        const bool saysMore = !answer.said.empty() && cause.Plain() != answer.said;
+        throw Failure(FailureKind::Unreachable, fmt::format("Cannot identify the chip ({}): ", probe.Describe()) +
+                                                    cause + ". Is it powered, and its debug port enabled?" +
+                                                    (saysMore ? "\nThe plug-in said: " + answer.said : ""));
     }
     info.flashText = settings.Value("DeviceInfoFlashSize");
     info.ramText = settings.Value("DeviceInfoRAMSize");

@@ -60,10 +60,9 @@ TEST_F(Connecting, PropertiesGoBeforeThoseOfThePart) {
 TEST_F(Connecting, SaysNothingThatIsMeantForProgrammers) {
     request.properties = {{"DeviceInfoRevisionTranslation", ""}};
 
-    EXPECT_EQ(
-        FailureOf(FailureKind::Unreachable, [&] { Connect(); }),
-        "Cannot identify the chip (a virtual LumoD with 64 KiB of flash): it cannot use the value of a property, or "
-        "what the chip answered. Is it powered, and its debug port enabled?");
+    EXPECT_EQ(FailureOf(FailureKind::Unreachable, [&] { Connect(); }),
+              "Cannot identify the chip (a virtual LumoD with 64 KiB of flash): the plug-in cannot use the value of a "
+              "property, or what the chip answered. Is it powered, and its debug port enabled?");
 }
 
 TEST_F(Connecting, EndsAtTheFirstStepThatFails) {

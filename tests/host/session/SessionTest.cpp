@@ -469,7 +469,12 @@ TEST(Session, AFlashThatDoesNotGoWithTheDescriptionIsRefused) {
 TEST(Session, AChipThatCannotBeIdentifiedIsNotReachable) {
     Bench bench("LumoD1F64", FAKE_PLUGIN_MODULE, "Initialize fails");
 
-    EXPECT_NE(FailureOf(FailureKind::Unreachable, [&] { bench.Connect(); }).find("no chip answers"), std::string::npos);
+    const std::string text = FailureOf(FailureKind::Unreachable, [&] { bench.Connect(); });
+
+    EXPECT_TRUE(
+        text.ends_with("): the plug-in failed for a reason of its own. Is it powered, and its debug port enabled?\n"
+                       "The plug-in said: no chip answers"))
+        << text;
 }
 
 TEST(Session, WhatThePluginOnlyReportsFailsTheOperation) {
