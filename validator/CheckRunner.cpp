@@ -12,10 +12,10 @@
 #include <csignal>
 #include <cstring>
 #include <exception>
-#include <fstream>
 #include <system_error>
 
-#include "validator/Orphans.h"
+#include "validator/Expectation.h"
+#include "validator/StartedProcesses.h"
 
 namespace flash::validator {
 namespace {
@@ -115,10 +115,12 @@ public:
 
     // Takes what the process sends until it ends. That is more than the end of the pipe, which what the plug-in started
     // may hold open, and which the plug-in may close.
-    End Wait(const RunLimits& limits, const std::atomic<bool>& isInterrupted) {
+    End Wait(const StartedProcesses& started, const RunLimits& limits, const std::atomic<bool>& isInterrupted) {
         using Clock = std::chrono::steady_clock;
-        constexpr int kLookUpMilliseconds = 10;  // for an end or an interruption without a word, and for memory
+        constexpr int kLookUpMilliseconds = 10;                    // for an end or an interruption without a word
+        constexpr std::chrono::milliseconds kMeasureInterval(50);  // of memory, which takes its time
         const auto deadline = Clock::now() + std::chrono::seconds(limits.wallSeconds);
+        auto nextMeasure = Clock::now() + kMeasureInterval;
         while (!HasEnded()) {
             if (isInterrupted) {
                 return End::Interrupted;
@@ -126,8 +128,13 @@ public:
             if (Clock::now() >= deadline) {
                 return End::TimeOver;
             }
-            if (UsedMebibytes() > limits.mebibytes) {
-                return End::MemoryOver;
+            // A limit of the system would not do: each process has one of its own, and a sanitizer takes more address
+            // space than any.
+            if (Clock::now() >= nextMeasure) {
+                if (started.UsedMebibytes() > limits.mebibytes) {
+                    return End::MemoryOver;
+                }
+                nextMeasure = Clock::now() + kMeasureInterval;
             }
             Receive(isOpen ? kLookUpMilliseconds : 1);
         }
@@ -152,14 +159,6 @@ private:
     bool HasEnded() const {
         siginfo_t info{};
         return waitid(P_PID, static_cast<id_t>(process), &info, WEXITED | WNOHANG | WNOWAIT) == 0 && info.si_pid != 0;
-    }
-
-    // A limit of the system on address space would not do: under a sanitizer a process has more of that than any limit.
-    std::uint64_t UsedMebibytes() const {
-        std::ifstream file("/proc/" + std::to_string(process) + "/statm");
-        std::uint64_t mappedPages = 0, usedPages = 0;
-        file >> mappedPages >> usedPages;
-        return usedPages * static_cast<std::uint64_t>(sysconf(_SC_PAGESIZE)) >> 20;
     }
 
     // What comes within this time; false for nothing.
@@ -193,7 +192,7 @@ void ExplainEnd(int status, const RunLimits& limits, CheckResult& result) {
     result.expected = "the check to come to its end";
     if (WIFSIGNALED(status) && WTERMSIG(status) == SIGXCPU) {
         result.outcome = Outcome::Hung;
-        result.found = "nothing after " + std::to_string(limits.cpuSeconds) + " seconds of computing";
+        result.found = "nothing after " + Counted(limits.cpuSeconds, "second") + " of computing";
     } else if (WIFSIGNALED(status)) {
         result.outcome = Outcome::Crashed;
         result.found =
@@ -213,7 +212,7 @@ void Judge(End end, int status, const std::string& message, const RunLimits& lim
     if (end == End::TimeOver) {
         result.outcome = Outcome::Hung;
         result.expected = "the check to come to its end";
-        result.found = "nothing after " + std::to_string(limits.wallSeconds) + " seconds";
+        result.found = "nothing after " + Counted(limits.wallSeconds, "second");
     } else if (end == End::MemoryOver) {
         result.outcome = Outcome::Crashed;
         result.expected = "the check to come to its end";
@@ -231,11 +230,11 @@ const char* NameOf(Outcome outcome) { return kOutcomeNames[static_cast<std::size
 
 std::optional<CheckResult> RunCheck(const Check& check, const std::string& modulePath, const RunLimits& limits,
                                     const std::atomic<bool>& isInterrupted) {
-    const Orphans orphans;
+    const StartedProcesses started;
     CheckProcess process(check, modulePath, limits);
-    const End end = process.Wait(limits, isInterrupted);
+    const End end = process.Wait(started, limits, isInterrupted);
     const int status = process.Finish();
-    orphans.End();
+    started.End();
     if (end == End::Interrupted) {
         return std::nullopt;
     }

@@ -13,7 +13,7 @@ namespace flash::validator {
 struct RunLimits {
     unsigned cpuSeconds = 10;   // of the check's process
     unsigned wallSeconds = 60;  // for a plug-in that sleeps instead
-    unsigned mebibytes = 1024;  // of memory that the check's process uses
+    unsigned mebibytes = 1024;  // of memory that the check's process uses, with all that it has started
 };
 
 enum class Outcome { Passed, Failed, Crashed, Hung, NotLoaded };

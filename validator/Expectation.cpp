@@ -36,6 +36,10 @@ std::string Hex(std::uint64_t value) {
     return text;
 }
 
+std::string Counted(std::uint64_t count, const std::string& noun) {
+    return std::to_string(count) + " " + noun + (count == 1 ? "" : "s");
+}
+
 std::string HexBytes(std::span<const std::uint8_t> bytes) {
     std::string result;
     for (std::size_t i = 0; i < std::min(bytes.size(), kShownBytes); ++i) {
@@ -80,11 +84,11 @@ void ExpectBytes(const std::string& what, std::span<const std::uint8_t> expected
         std::mismatch(expected.begin(), expected.begin() + static_cast<std::ptrdiff_t>(common), found.begin());
     const auto index = static_cast<std::size_t>(difference.first - expected.begin());
     const bool isSame = expected.size() == found.size() && index == common;
-    Expect(isSame,
-           what + ": " + std::to_string(expected.size()) + " bytes, from byte " + std::to_string(index) + " " +
-               HexBytes(expected.subspan(index)),
-           std::to_string(found.size()) + " bytes, from byte " + std::to_string(index) + " " +
-               HexBytes(found.subspan(index)));
+    Expect(
+        isSame,
+        what + ": " + Counted(expected.size(), "byte") + ", from byte " + std::to_string(index) + " " +
+            HexBytes(expected.subspan(index)),
+        Counted(found.size(), "byte") + ", from byte " + std::to_string(index) + " " + HexBytes(found.subspan(index)));
 }
 
 }  // namespace flash::validator

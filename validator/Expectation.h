@@ -21,6 +21,7 @@ std::string Quoted(const char* text);  // "no text" for null
 std::string Quoted(const std::string& text);
 std::string Hex(std::uint64_t value);
 std::string HexBytes(std::span<const std::uint8_t> bytes);
+std::string Counted(std::uint64_t count, const std::string& noun);  // "1 byte", "2 bytes"
 
 void Expect(bool isMet, const std::string& expected, const std::string& found);
 void ExpectTrue(const std::string& what, bool value);

@@ -165,16 +165,20 @@ TEST(InterruptedValidation, EndsTheCheckThatNeverComesBack) {
     EXPECT_EQ(waitpid(-1, nullptr, WNOHANG), -1);
 }
 
-TEST(ModuleThatTakesAllMemory, IsEndedAtItsLimit) {
-    ValidatePluginOptions options = OptionsFor("takes-all-memory");
-    options.checkNames = {"erase-is-one-command"};
-    options.limits.mebibytes = 256;
+TEST(ModuleThatTakesAllMemory, IsEndedAtItsLimitWhicheverProcessTakesIt) {
+    for (const char* bug : {"takes-all-memory", "lets-others-take-memory"}) {
+        SCOPED_TRACE(bug);
+        ValidatePluginOptions options = OptionsFor(bug);
+        options.checkNames = {"erase-is-one-command"};
+        options.limits.mebibytes = 256;
 
-    const ValidationReport report = Validate(options);
+        const ValidationReport report = Validate(options);
 
-    ASSERT_EQ(report.results.size(), 1U);
-    EXPECT_EQ(report.results[0].outcome, Outcome::Crashed);
-    EXPECT_EQ(report.results[0].found, "a use of more than 256 MiB of memory");
+        ASSERT_EQ(report.results.size(), 1U);
+        EXPECT_EQ(report.results[0].outcome, Outcome::Crashed);
+        EXPECT_EQ(report.results[0].found, "a use of more than 256 MiB of memory");
+        EXPECT_EQ(waitpid(-1, nullptr, WNOHANG), -1) << "a process of the module is still there";
+    }
 }
 
 // Orphans come to this process, so that none can hide: it has no children when all have ended.

@@ -48,6 +48,23 @@ void TakeAllMemory() {
     }
 }
 
+// Each of them stays far below what one process may use, and leaves the group and session that it was started in.
+void LetOthersTakeMemory() {
+    constexpr std::size_t kEach = std::size_t{96} << 20;
+    for (int other = 0; other < 4; ++other) {
+        if (fork() == 0) {
+            setsid();
+            const std::vector<char> taken(kEach, 'x');
+            for (;;) {
+                pause();
+            }
+        }
+    }
+    for (;;) {
+        pause();
+    }
+}
+
 // Each word that is read, such as a status, is looked at and may be changed.
 void LookAtWords(Between& b, const std::function<const char*(std::uint32_t& word)>& look) {
     b.instead.readMemory = [&b, look](void* buffer, std::size_t count, std::uint64_t address, std::size_t elementSize) {
@@ -384,6 +401,15 @@ constexpr Bug kAnswerBugs[] = {
          b.instead.execute = [&b](const char* name) {
              if (std::strcmp(name, "MassErase()") == 0) {
                  TakeAllMemory();
+             }
+             return b.device->Execute(name);
+         };
+     }},
+    {"lets-others-take-memory",
+     [](Between& b) {
+         b.instead.execute = [&b](const char* name) {
+             if (std::strcmp(name, "MassErase()") == 0) {
+                 LetOthersTakeMemory();
              }
              return b.device->Execute(name);
          };
