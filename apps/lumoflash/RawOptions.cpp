@@ -132,10 +132,10 @@ private:
         if (raw.keepCcfg && raw.replaceCcfg) {
             Refuse("--keep-ccfg and --replace-ccfg exclude each other");
         }
-        if (raw.keepCcfg || raw.replaceCcfg) {
+        const Command command = options.command == Command::GdbServer ? Command::GdbServer : Command::Program;
+        if (raw.replaceCcfg || Given(command, "--keep-ccfg")) {
             program.keepCcfg = raw.keepCcfg;
         }
-        const Command command = options.command == Command::GdbServer ? Command::GdbServer : Command::Program;
         if (Given(command, "--skip-pages")) {
             options.lists.skipped = raw.skipPages;
         }

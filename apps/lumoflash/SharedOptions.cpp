@@ -30,7 +30,8 @@ void AddLoad(CLI::App& command, Options& options, RawOptions& raw) {
     command.add_option("--write", raw.write, "changed: only sectors that do not hold yet what they should; or all")
         ->capture_default_str();
     AddFlag(command, "--keep-ccfg", raw.keepCcfg, "Keep the chip's customer configuration area");
-    AddFlag(command, "--replace-ccfg", raw.replaceCcfg, "Do not keep it, even if the files have none");
+    AddFlag(command, "--replace-ccfg", raw.replaceCcfg,
+            "Do not keep it, even if the files have none; the same as --keep-ccfg=false");
     command.add_option("--skip-pages", raw.skipPages, "Neither erase nor write these pages, for example 0-3,7");
     command.add_option("--skip-fill", raw.skipFill, "Do not write sectors of only this byte value");
     AddFlag(command, "--retain-ble", options.program.closing.retainBle, "Keep the secondary BLE address");

@@ -137,6 +137,8 @@ std::vector<GivenField> FieldsOf(const std::map<std::string, std::string>& prope
         const Value value = option.value == nullptr ? std::nullopt : find(option.value);
         if (option.toggle == nullptr && value) {
             given.push_back({option.field, value});
+        } else if (option.value == nullptr && find(option.toggle) == "0") {
+            given.push_back({option.field, "false"});
         } else if (option.toggle != nullptr && find(option.toggle) == "1") {
             const char* standard = option.standard == nullptr ? "" : option.standard;
             given.push_back({option.field, option.value == nullptr ? std::nullopt : Value(value.value_or(standard))});

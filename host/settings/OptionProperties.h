@@ -30,7 +30,8 @@ std::vector<ScopedSettings::Change> PropertiesOf(const ClosingChanges& changes);
 
 struct GivenField {
     Field field;
-    std::optional<std::string> value;  // as the property has it; missing for what is only switched on
+    std::optional<std::string>
+        value;  // as the property has it; missing for what is only switched on, "false" for what is only switched off
 
     bool operator==(const GivenField&) const = default;
 };

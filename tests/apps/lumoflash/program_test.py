@@ -58,8 +58,10 @@ class Program:
         self.assertIn("; CCFG is replaced\n", replaced.decode())
         self.run_chip("program", self.file("c.bin", other), "--base", hex(end - 0x58))
         self.assertEqual(self.flash(end - 0x58), other)
-        replaced, _ = self.run_chip("program", app, "--base", hex(last), "--replace-ccfg", "--dry-run")
-        self.assertIn("; CCFG is replaced\n", replaced.decode())
+        config = self.file("no.toml", "[program]\nkeep-ccfg = false\n")
+        for giveUp in (["--replace-ccfg"], ["--keep-ccfg=false"], ["--set", "KeepCcfgSetting=off"], ["--config", config]):
+            replaced, err = self.run_chip("program", app, "--base", hex(last), "--dry-run", *giveUp)
+            self.assertIn("; CCFG is replaced\n", replaced.decode(), giveUp)
         self.run_chip("program", app, "--base", hex(last), "--replace-ccfg")
         self.assertEqual(self.flash(end - 0x58), b"\xff" * 0x58)
 

@@ -166,11 +166,17 @@ TEST(OptionProperties, OneThatIsOnButHasNoValueHasTheStandardOne) {
 }
 
 TEST(OptionProperties, OnlyAOneSwitchesAnOptionOn) {
-    for (const char* value : {"0", "", "2", "true", " 1"}) {
+    for (const char* value : {"", "2", "true", " 1"}) {
         EXPECT_EQ(FieldsOf({{"FlashPageToggle", value}, {"FlashPages", "1"}, {"DisableCpuDap", value}}), Given{})
             << value;
     }
     EXPECT_EQ(FieldsOf({{"FlashPages", "1"}, {"DeviceBleSecondary", "x"}, {"Unknown", "1"}}), Given{});
+}
+
+TEST(OptionProperties, AnOptionThatIsSwitchedOffIsGivenAsOff) {
+    EXPECT_EQ(FieldsOf({{"KeepCcfgSetting", "0"}}), (Given{{Field::KeptCcfg, "false"}}));
+    EXPECT_EQ(FieldsOf({{"DisableCpuDap", "0"}}), (Given{{Field::DebugPort, "false"}}));
+    EXPECT_EQ(FieldsOf({{"FlashPageToggle", "0"}, {"FlashPages", "1"}}), Given{});
 }
 
 TEST(DefaultSettings, AreThoseOfAPlainLoadThatIsNotCheckedAndNothingMore) {
