@@ -36,7 +36,7 @@ int CheckImage(const Image& image, const std::vector<std::string>& names) {
     if (run < std::max<std::size_t>(names.size(), 1)) {
         throw std::runtime_error("there is no check of that name");
     }
-    fmt::print("{} checks, {} failed\n", run, failed);
+    fmt::print("{} check{}, {} failed\n", run, run == 1 ? "" : "s", failed);
     return failed == 0 ? 0 : 1;
 }
 

@@ -7,6 +7,7 @@
 #include <stdexcept>
 
 #include "host/Failure.h"
+#include "host/Words.h"
 
 namespace flash::app {
 namespace {
@@ -37,7 +38,7 @@ Outcome ValidatePlugin(const validator::ValidatePluginOptions& options, View& vi
                       fmt::format("{} cannot be loaded: {}", options.modulePath, report.loadError));
     }
     const std::size_t passed = report.PassedCount();
-    const std::string verdict = fmt::format("{} of {} checks passed", passed, report.results.size());
+    const std::string verdict = fmt::format("{} of {} passed", passed, host::Counted(report.results.size(), "check"));
     if (passed != report.results.size()) {
         throw Failure(FailureKind::Operation, verdict);
     }
@@ -47,7 +48,7 @@ Outcome ValidatePlugin(const validator::ValidatePluginOptions& options, View& vi
 Outcome ListChecks(View& view) {
     const std::vector<validator::Check>& checks = validator::AllChecks();
     std::for_each(checks.begin(), checks.end(), [&](const auto& check) { view.ListCheck(check); });
-    return {0, fmt::format("{} checks", checks.size()), 0, {}};
+    return {0, host::Counted(checks.size(), "check"), 0, {}};
 }
 
 }  // namespace flash::app

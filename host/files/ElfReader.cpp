@@ -42,8 +42,8 @@ void ElfReader::CheckIdentification() const {
         throw Error("the file does not start with the ELF mark (7F 45 4C 46)");
     }
     if (content.size() < sizeof(Elf32_Ehdr)) {
-        throw Error(fmt::format("the file has {} bytes, the ELF header alone {}: it is truncated", content.size(),
-                                sizeof(Elf32_Ehdr)));
+        throw Error(fmt::format("the file has {}, the ELF header alone {}: it is truncated",
+                                Counted(content.size(), "byte"), sizeof(Elf32_Ehdr)));
     }
     if (content[EI_CLASS] != ELFCLASS32) {
         throw Error(fmt::format("ELF of class {}, expected {} (32-bit)", content[EI_CLASS], ELFCLASS32));
@@ -62,7 +62,7 @@ void ElfReader::CheckTable(std::string_view what, std::uint64_t offset, std::uin
         return;
     }
     if (entrySize != expectedSize) {
-        throw Error(fmt::format("{}s of {} bytes, expected {}", what, entrySize, expectedSize));
+        throw Error(fmt::format("{}s of {}, expected {}", what, Counted(entrySize, "byte"), expectedSize));
     }
     if (!BytesAt(offset, count * entrySize)) {
         throw Error(fmt::format("{} at offset 0x{:X} {} outside the file of {} bytes: it is truncated",

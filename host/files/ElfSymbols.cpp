@@ -3,6 +3,7 @@
 
 #include <cstring>
 
+#include "host/Words.h"
 #include "host/files/ElfFile.h"
 #include "host/files/ElfReader.h"
 
@@ -29,8 +30,8 @@ SymbolTable SymbolsOf(const ElfReader& reader, const Section& table) {
     const auto bytes = reader.BytesAt(table.header.sh_offset, table.header.sh_size);
     if (!bytes || table.header.sh_size % sizeof(Elf32_Sym) != 0) {
         throw ErrorAt(reader.OriginOf(reader.NameOf(table)),
-                      fmt::format("{} bytes of symbols at offset 0x{:X} are cut off or no whole number of entries",
-                                  table.header.sh_size, table.header.sh_offset));
+                      fmt::format("symbols of {} at offset 0x{:X} are cut off or no whole number of entries",
+                                  Counted(table.header.sh_size, "byte"), table.header.sh_offset));
     }
     SymbolTable symbols(reader.TextsOf(table.header.sh_link));
     for (std::size_t offset = 0; offset < bytes->size(); offset += sizeof(Elf32_Sym)) {

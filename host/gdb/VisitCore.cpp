@@ -1,6 +1,7 @@
 // Registers, running, breakpoints.
 #include <fmt/format.h>
 
+#include "host/Words.h"
 #include "host/gdb/Hex.h"
 #include "host/gdb/Visit.h"
 
@@ -46,7 +47,7 @@ Server::Visit::Reply Server::Visit::Answer(const request::ReadRegisters&) {
 Server::Visit::Reply Server::Visit::Answer(const request::WriteRegisters& write) {
     const std::size_t expected = RegisterCount() * kWordBytes;
     if (write.bytes.size() != expected) {
-        return Failure(fmt::format("{} bytes of registers were sent, not {}", write.bytes.size(), expected));
+        return Failure(fmt::format("Registers were sent in {}, not {}", Counted(write.bytes.size(), "byte"), expected));
     }
     for (std::uint32_t index = 0; index < RegisterCount(); ++index) {
         chip.WriteRegister(index, WordOf(std::span(write.bytes).subspan(index * kWordBytes, kWordBytes)));
@@ -63,7 +64,8 @@ Server::Visit::Reply Server::Visit::Answer(const request::ReadRegister& read) {
 Server::Visit::Reply Server::Visit::Answer(const request::WriteRegister& write) {
     const auto index = IndexOf(write.number);
     if (!index || write.bytes.size() != kWordBytes) {
-        return Failure(fmt::format("There is no register number {} of {} bytes", write.number, write.bytes.size()));
+        return Failure(
+            fmt::format("There is no register number {} of {}", write.number, Counted(write.bytes.size(), "byte")));
     }
     chip.WriteRegister(*index, WordOf(write.bytes));
     return "OK";

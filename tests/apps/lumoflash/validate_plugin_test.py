@@ -26,7 +26,7 @@ class ValidatePlugin(Case):
         broken = os.environ["BROKEN_PLUGIN"]
         out, err = self.run_raw("validate-plugin", broken, "--check", "crc-value", code=1)
         self.assertIn("expected: CRC of the digits 1 to 9: 3421780262 (0xCBF43926)\n", out.decode())
-        self.assertEqual(err, "error: 0 of 1 checks passed\n")
+        self.assertEqual(err, "error: 0 of 1 check passed\n")
         events = self.events("validate-plugin", broken, "--check", "crc-value", code=1)
         self.assertEqual(events[1]["outcome"], "failed")
 

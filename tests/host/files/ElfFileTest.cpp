@@ -408,7 +408,7 @@ TEST(ReadElfSymbols, ATableThatIsCutOffIsRefused) {
     elf.sections.push_back(MakeSection(".symtab", SHT_SYMTAB, 0, 0x8000, 16));
 
     EXPECT_EQ(ErrorOf([&] { ReadElfSymbols(elf.Bytes(), "a.elf"); }),
-              "a.elf, section .symtab: 16 bytes of symbols at offset 0x8000 are cut off or no whole number of entries");
+              "a.elf, section .symtab: symbols of 16 bytes at offset 0x8000 are cut off or no whole number of entries");
 }
 
 }  // namespace
