@@ -60,6 +60,8 @@ private:
     CoreStop RunToStop();
     void GiveLoadUp();
     FlashLoad& Load();
+    Reply Collect(const std::function<void()>& work);
+    std::string Program(const FlashLoad& finished);
     const std::vector<MemoryRegion>& Map();
     std::uint32_t FlashBytes();
     void RequireNoFlash(std::uint32_t address, std::uint64_t lengthBytes);
@@ -79,6 +81,7 @@ private:
     bool understandsHardwareStops = false;
     bool understandsSoftwareStops = false;
     std::optional<FlashLoad> load;  // collected, not programmed yet
+    std::string whyIncomplete;      // what a load that is finished lacks, in words; "" for nothing
     std::optional<std::vector<MemoryRegion>> map;
     std::map<std::uint32_t, request::BreakpointKind> breakpoints;  // that this client has set
     std::optional<CoreStop> lastStop;

@@ -103,27 +103,41 @@ FlashLoad& Server::Visit::Load() {
     return *load;
 }
 
+// A client that goes on after a part of its load was refused must not be told in the end that all is well.
+Server::Visit::Reply Server::Visit::Collect(const std::function<void()>& work) {
+    try {
+        work();
+        return "OK";
+    } catch (const std::exception& error) {
+        whyIncomplete = error.what();
+        return Failure(whyIncomplete);
+    }
+}
+
+// Debuggers erase first, so that a load begins anew with it.
 Server::Visit::Reply Server::Visit::Answer(const request::EraseFlash& erase) {
-    Load().Erase(erase.range);
-    return "OK";
+    whyIncomplete = load ? whyIncomplete : "";
+    return Collect([&] { Load().Erase(erase.range); });
 }
 
 Server::Visit::Reply Server::Visit::Answer(const request::WriteFlash& write) {
-    Load().Write(write.address, write.bytes);
-    return "OK";
+    return Collect([&] { Load().Write(write.address, write.bytes); });
 }
 
 Server::Visit::Reply Server::Visit::Answer(const request::FinishFlash&) {
-    if (!load || load->IsEmpty()) {
-        load.reset();
+    const std::optional<FlashLoad> finished = std::exchange(load, std::nullopt);
+    if (const std::string reason = std::exchange(whyIncomplete, ""); !reason.empty()) {
+        server.options.say(fmt::format("error: {}", reason));
+        return Failure(reason);
+    }
+    if (!finished || finished->IsEmpty()) {
         return "OK";
     }
-    const FlashLoad finished = *std::exchange(load, std::nullopt);
     channel.Flush();
     server.isInterrupted = false;
     lastStop.reset();
     try {
-        server.options.say(chip.Load(finished, *this));
+        server.options.say(Program(*finished));
         server.lastFailure.clear();
         return "OK";
     } catch (const StreamError&) {
@@ -134,12 +148,36 @@ Server::Visit::Reply Server::Visit::Answer(const request::FinishFlash&) {
     }
 }
 
-void Server::Visit::GiveLoadUp() {
-    if (load && !load->IsEmpty()) {
-        server.lastFailure = "The load was given up before it was complete; flash is as it was";
-        server.options.say(server.lastFailure);
+// Without the client's breakpoints: one in RAM may lie where a program for the load will be.
+std::string Server::Visit::Program(const FlashLoad& finished) {
+    for (const auto& [address, kind] : breakpoints) {
+        chip.RemoveBreakpoint(kind, address);
     }
-    load.reset();
+    struct Back {
+        Visit& visit;
+        ~Back() {
+            try {
+                for (const auto& [address, kind] : visit.breakpoints) {
+                    visit.chip.InsertBreakpoint(kind, address);
+                }
+            } catch (const std::exception& error) {
+                visit.server.options.say(error.what());
+            }
+        }
+    } const back{*this};
+    return chip.Load(finished, *this);
+}
+
+void Server::Visit::GiveLoadUp() {
+    const std::optional<FlashLoad> incomplete = std::exchange(load, std::nullopt);
+    if (!incomplete) {
+        return;
+    }
+    whyIncomplete = incomplete->IsEmpty() ? "" : "The load was given up before it was complete; flash is as it was";
+    if (!whyIncomplete.empty()) {
+        server.lastFailure = whyIncomplete;
+        server.options.say(whyIncomplete);
+    }
 }
 
 // ---- Words

@@ -18,6 +18,9 @@ using namespace host::gdb;
 class SecondFlash {
 public:
     void Erase(std::uint32_t address, std::uint32_t length) {
+        isBroken = isBroken && hasBegun;
+        hasBegun = true;
+        isBroken |= std::uint64_t{address} + length > FakeChip::kFlashBytes;
         if (length != 0 && std::uint64_t{address} + length <= FakeChip::kFlashBytes) {
             const std::uint32_t block = FakeChip::kBlockBytes;
             for (std::uint32_t at = address / block * block; at < address + length; ++at) {
@@ -26,6 +29,8 @@ public:
         }
     }
     void Write(std::uint32_t address, const std::string& bytes) {
+        hasBegun = true;
+        isBroken |= std::uint64_t{address} + bytes.size() > FakeChip::kFlashBytes;
         if (std::uint64_t{address} + bytes.size() <= FakeChip::kFlashBytes) {
             for (const char byte : bytes) {
                 written[address++] = static_cast<std::uint8_t>(byte);
@@ -33,22 +38,37 @@ public:
         }
     }
     void Finish() {
+        if (isBroken) {
+            Forget();
+            isBroken = false;
+            return;
+        }
         for (const std::uint32_t block : erased) {
             std::fill_n(content.begin() + block * FakeChip::kBlockBytes, FakeChip::kBlockBytes, std::uint8_t{0xFF});
         }
         for (const auto& [address, byte] : written) {
             content[address] = byte;
         }
-        GiveUp();
+        Forget();
     }
     void GiveUp() {
-        erased.clear();
-        written.clear();
+        if (hasBegun) {
+            isBroken = !erased.empty() || !written.empty();
+        }
+        Forget();
     }
 
     std::vector<std::uint8_t> content = FakeChip().flash;
 
 private:
+    void Forget() {
+        erased.clear();
+        written.clear();
+        hasBegun = false;
+    }
+
+    bool hasBegun = false;
+    bool isBroken = false;  // a part was refused, or it was given up
     std::set<std::uint32_t> erased;
     std::map<std::uint32_t, std::uint8_t> written;
 };

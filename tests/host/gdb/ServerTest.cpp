@@ -196,8 +196,38 @@ TEST_F(AServerOverAChip, LeavesFlashAloneWhenALoadIsGivenUp) {
 TEST_F(AServerOverAChip, RefusesALoadOutsideFlash) {
     EXPECT_EQ(Converse({"vFlashErase:2000,400", "vFlashErase:1c00,800", "vFlashWrite:1fff:ab", "vFlashErase:ffffffff,2",
                         "vFlashDone"}),
-              (Packets{"E01", "E01", "E01", "E01", "OK"}));
+              (Packets{"E01", "E01", "E01", "E01", "E01"}));
     EXPECT_EQ(chip.flash, untouched);
+}
+
+TEST_F(AServerOverAChip, NeverSaysThatALoadIsDoneOfWhichSomethingIsMissing) {
+    const Packets loads[] = {{"vFlashErase:0,400", "vFlashWrite:1fff:ab", "vFlashWrite:0:abc", "vFlashDone"},
+                             {"vFlashErase:2000,400", "vFlashErase:0,400", "vFlashWrite:0:abc", "vFlashDone"},
+                             {"vFlashErase:0,400", "vFlashWrite:0:abc", "m0,4", "vFlashWrite:3:def", "vFlashDone"},
+                             {"vFlashErase:0,400", "vFlashWrite:0:abc", "g", "vFlashDone"}};
+    for (const Packets& load : loads) {
+        EXPECT_EQ(Converse(load).back(), "E01");
+        EXPECT_EQ(chip.flash, untouched);
+    }
+
+    EXPECT_EQ(Converse({"vFlashErase:0,400", "g", "vFlashErase:0,400", "vFlashDone"}).back(), "OK");
+    EXPECT_EQ(chip.loads, 1);
+}
+
+TEST_F(AServerOverAChip, TakesItsClientsBreakpointsAwayWhileItPrograms) {
+    chip.onLoad = [this](Attention&) {
+        EXPECT_TRUE(chip.breakpoints.empty());
+        isLoading = true;
+    };
+    onIdle = [this] {
+        EXPECT_EQ(chip.breakpoints, std::set<std::uint32_t>{0x2000'0100});
+        isLoading = false;
+    };
+
+    Converse({"Z0,20000100,2", "vFlashErase:0,400", "vFlashDone"});
+
+    EXPECT_EQ(chip.loads, 1);
+    EXPECT_TRUE(chip.breakpoints.empty());
 }
 
 TEST_F(AServerOverAChip, KeepsTheWordsOfAFailedLoad) {
