@@ -33,6 +33,9 @@ Endpoint ParseEndpoint(std::string_view text) {
     if (colon == std::string_view::npos) {
         Refuse(text, "there is no port");
     }
+    if (text.front() == '[' && text.back() == ']') {
+        Refuse(text, "there is no port");
+    }
     std::string_view host = text.substr(0, colon);
     if (!host.empty() && host.front() == '[') {
         if (host.back() != ']') {

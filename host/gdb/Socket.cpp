@@ -34,8 +34,9 @@ bool Finish(asio::io_context& context, std::optional<asio::error_code>& error, s
 
 class SocketStream final : public ByteStream {
 public:
-    SocketStream(std::unique_ptr<asio::io_context> socketContext, tcp::socket connected)
-        : context(std::move(socketContext)), socket(std::move(connected)) {
+    SocketStream(std::unique_ptr<asio::io_context> socketContext, tcp::socket connected,
+                 std::chrono::nanoseconds patience)
+        : context(std::move(socketContext)), socket(std::move(connected)), longestWrite(patience) {
         asio::error_code ignored;  // slower, but no reason to give up
         socket.set_option(tcp::no_delay(true), ignored);
     }
@@ -63,17 +64,23 @@ public:
         return count;
     }
 
+    // Whoever takes nothing for so long will not, and would keep all others away.
     void Write(std::string_view bytes) override {
-        asio::error_code error;
-        asio::write(socket, asio::buffer(bytes.data(), bytes.size()), error);
-        if (error) {
-            throw StreamError(error.message());
+        std::optional<asio::error_code> error;
+        asio::async_write(socket, asio::buffer(bytes.data(), bytes.size()),
+                          [&](const asio::error_code& result, std::size_t) { error = result; });
+        if (!Finish(*context, error, longestWrite, [this] { socket.cancel(); })) {
+            throw StreamError("the other side takes nothing of what is sent");
+        }
+        if (*error) {
+            throw StreamError(error->message());
         }
     }
 
 private:
     std::unique_ptr<asio::io_context> context;
     tcp::socket socket;
+    std::chrono::nanoseconds longestWrite;
 };
 
 // Numbers as well as names; a name may stand for several addresses.
@@ -89,7 +96,8 @@ tcp::resolver::results_type Resolve(asio::io_context& context, const Endpoint& e
 
 }  // namespace
 
-std::unique_ptr<ByteStream> Connect(const Endpoint& endpoint, std::chrono::nanoseconds bound) {
+std::unique_ptr<ByteStream> Connect(const Endpoint& endpoint, std::chrono::nanoseconds bound,
+                                    std::chrono::nanoseconds longestWrite) {
     auto context = std::make_unique<asio::io_context>();
     const auto addresses = Resolve(*context, endpoint);
     tcp::socket socket(*context);
@@ -102,7 +110,7 @@ std::unique_ptr<ByteStream> Connect(const Endpoint& endpoint, std::chrono::nanos
     if (*error) {
         throw StreamError(*error == asio::error::connection_refused ? "connection refused" : error->message());
     }
-    return std::make_unique<SocketStream>(std::move(context), std::move(socket));
+    return std::make_unique<SocketStream>(std::move(context), std::move(socket), longestWrite);
 }
 
 struct Listener::State {
@@ -141,7 +149,7 @@ std::unique_ptr<ByteStream> Listener::Accept(std::chrono::nanoseconds bound) {
     if (*error) {
         throw StreamError(error->message());
     }
-    return std::make_unique<SocketStream>(std::move(context), std::move(socket));
+    return std::make_unique<SocketStream>(std::move(context), std::move(socket), kLongestWrite);
 }
 
 }  // namespace flash::host::gdb

@@ -10,8 +10,12 @@
 
 namespace flash::host::gdb {
 
+// For what is written to be taken by the other side.
+inline constexpr std::chrono::seconds kLongestWrite{5};
+
 // Tries each address that the host's name stands for. Throws StreamError: "connection refused", "timed out".
-std::unique_ptr<ByteStream> Connect(const Endpoint& endpoint, std::chrono::nanoseconds bound);
+std::unique_ptr<ByteStream> Connect(const Endpoint& endpoint, std::chrono::nanoseconds bound,
+                                    std::chrono::nanoseconds longestWrite = kLongestWrite);
 
 class Listener {
 public:

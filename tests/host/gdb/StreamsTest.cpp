@@ -75,6 +75,16 @@ TEST(Socket, SaysWhenTheOtherSideIsGone) {
     EXPECT_THROW(ReadText(*server, 1), StreamError);
 }
 
+TEST(Socket, IsNotKeptByAnOtherSideThatTakesNothing) {
+    Listener listener({"127.0.0.1", 0});
+    const auto client = Connect(listener.Local(), kLong, std::chrono::milliseconds(1));
+    const auto server = listener.Accept(kLong);
+    const std::string much(std::size_t{1} << 20, 'x');
+
+    EXPECT_THROW(
+        for (int i = 0; i < 100; ++i) { client->Write(much); }, StreamError);
+}
+
 TEST(Socket, SaysWhenNobodyListens) {
     Endpoint endpoint;
     {
