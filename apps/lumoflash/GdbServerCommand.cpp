@@ -21,6 +21,8 @@ using host::FailureKind;
 
 constexpr std::chrono::milliseconds kAcceptSlice{100};  // after which the server looks whether it must end
 
+constexpr const char* kErrorStart = "error: ";
+
 void Say(const std::string& text) { fmt::print(stderr, "{}\n", text); }
 
 host::gdb::Listener Listen(const host::gdb::Endpoint& endpoint) {
@@ -60,11 +62,15 @@ void RunGdbServer(const Options& options, host::Connection& connection, GdbServe
     std::optional<host::gdb::Listener> listener;
     host::gdb::ServerOptions serverOptions;
     serverOptions.packetBytes = options.server.packetBytes;
-    serverOptions.say = Say;
-    serverOptions.onIdle = [&listener] {
+    serverOptions.say = [&options](const std::string& text) {
+        if (!options.isQuiet || text.starts_with(kErrorStart)) {
+            Say(text);
+        }
+    };
+    serverOptions.onIdle = [&listener, &serverOptions] {
         // It is told before the second client's connection ends.
         if (const auto second = listener ? listener->Accept(std::chrono::nanoseconds::zero()) : nullptr) {
-            Say("Turned a second client away");
+            serverOptions.say("Turned a second client away");
         }
     };
     host::gdb::Server server(chip, clock, serverOptions, ends.isCancelled, ends.mustEnd);

@@ -5,6 +5,7 @@
 
 #include <map>
 #include <stdexcept>
+#include <vector>
 
 #include "apps/lumoflash/Texts.h"
 
@@ -26,10 +27,25 @@ std::string DescribePlan(const Options& options) {
         {host::Verification::ReadBack, "verifies by reading back"},
         {host::Verification::None, "does not verify"}};
     const host::ProgramOptions& program = options.program;
-    return fmt::format(
-        "The next load {}, {}{}{}\n", kErasing.at(program.erase), kVerifying.at(program.verification),
-        program.keepCcfg.value_or(false) ? ", keeps CCFG" : "",
-        options.isAgreed ? ", and is not refused if it locks the chip" : ", and is refused if it would lock the chip");
+    std::vector<std::string> parts = {
+        kErasing.at(program.erase),
+        program.write == host::WriteChoice::All ? "writes all of its sectors" : "writes only what differs",
+        kVerifying.at(program.verification),
+        !program.keepCcfg   ? "keeps CCFG unless the program brings one"
+        : *program.keepCcfg ? "keeps CCFG"
+                            : "replaces CCFG",
+    };
+    if (options.lists.skipped) {
+        parts.push_back("skips pages " + *options.lists.skipped);
+    }
+    if (program.skippedFill) {
+        parts.push_back(fmt::format("writes no sector of only 0x{:02X}", *program.skippedFill));
+    }
+    if (program.closing.IsAny() || options.lists.protect) {
+        parts.emplace_back("changes the last sector afterwards");
+    }
+    return fmt::format("The next load {}, and is {}refused if it would lock the chip\n", fmt::join(parts, ", "),
+                       options.isAgreed ? "not " : "");
 }
 
 std::string DescribeAddresses(host::Session& session) {

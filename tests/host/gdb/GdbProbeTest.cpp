@@ -94,6 +94,25 @@ TEST_F(EveryServer, IsGreetedOnceAndLetGoInTheEnd) {
     EXPECT_EQ(server.Count("k"), 0u);
 }
 
+TEST_F(EveryServer, HasItsTargetStandingAndWithoutOurBreakpointWhenItIsLetGo) {
+    for (const bool isRunning : {true, false}) {
+        SCOPED_TRACE(isRunning);
+        probe.reset();
+        Probe().Answers()->StopWhereAnswered(kAnswered);
+        Probe().Run();
+        Probe().Pause(milliseconds(1));
+        if (!isRunning) {
+            Probe().Halt();
+        }
+
+        probe.reset();
+
+        EXPECT_FALSE(server.isRunning);
+        EXPECT_TRUE(server.breakpoints.empty());
+        EXPECT_EQ(server.requests.back(), "D");  // whether it runs on is the server's matter
+    }
+}
+
 TEST_F(EveryServer, GivesAndTakesMemoryInPiecesThatFitItsPackets) {
     for (const std::size_t packetBytes : {std::size_t{0x40}, std::size_t{0x400}, std::size_t{0x4000}}) {
         SCOPED_TRACE(packetBytes);

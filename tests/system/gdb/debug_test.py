@@ -85,7 +85,8 @@ class Commands(Case):
                         "monitor blank-check", "monitor reset", "monitor reset init", "monitor reset run",
                         "monitor halt", "monitor why")
         for words in ("blank-check", "Flash        352 KB", "primary IEEE", "The next load erases the sectors",
-                      "verifies by CRC", "Erased all unprotected sectors", "Flash is blank", "Nothing has failed"):
+                      "writes only what differs", "keeps CCFG unless the program brings one", "verifies by CRC",
+                      "is not refused if it would lock", "Erased all unprotected sectors", "Flash is blank", "Nothing has failed"):
             self.assertIn(words, text)
 
     def test_fail_in_words(self):
@@ -96,8 +97,11 @@ class Commands(Case):
         self.assertIn("not blank", text)
 
     def test_plan_tells_the_options_of_the_server(self):
-        text = self.gdb(self.serve("--erase", "retain", "--verify", "none", "--keep-ccfg", before=()), "monitor plan")
-        for words in ("keeps what else its sectors hold", "does not verify", "keeps CCFG", "is refused if it would lock"):
+        text = self.gdb(self.serve("--erase", "retain", "--verify", "none", "--keep-ccfg", "--write", "all", "--skip-pages",
+                                   "1-2", "--skip-fill", "0", "--protect", "3", before=()), "monitor plan")
+        for words in ("keeps what else its sectors hold", "does not verify", "keeps CCFG, ", "is refused if it would lock",
+                      "writes all of its sectors", "skips pages 1-2", "writes no sector of only 0x00",
+                      "changes the last sector afterwards"):
             self.assertIn(words, text)
 
 

@@ -4,7 +4,7 @@ import signal
 import subprocess
 import unittest
 
-from served import FLASH, LIMIT, PROGRAM, SCRIPT, SECTOR, Case, Relay, pattern
+from served import FLASH, GDB, LIMIT, PROGRAM, SCRIPT, SECTOR, Case, Relay, pattern
 
 
 class FailedLoad(Case):
@@ -33,6 +33,17 @@ class FailedLoad(Case):
         image = self.elf("image", (0, pattern(300)))
         self.gdb(self.faulty("operation-fails@1"), "load", file=image, code=1)
         self.gdb(self.faulty("operation-fails@1"), f"source {SCRIPT}", "lumo-load", file=image, code=1)
+
+    def test_the_script_lets_a_plain_load_say_why(self):
+        image = self.elf("image", (0, pattern(300)))
+        chip = self.faulty("operation-fails@1")
+        text = self.gdb(chip, f"source {SCRIPT}", "load", file=image, code=1)
+        self.assertEqual(text.count("Programming: erasing sector 0 failed"), 2, text)  # by the server, and the script
+        result = subprocess.run(
+            [GDB, "-nx", "-q", str(image)], capture_output=True, cwd=self.path, timeout=LIMIT, text=True,
+            input=f"set confirm off\nsource {SCRIPT}\ntarget extended-remote {chip}\nload\nload\nquit\n")
+        self.assertEqual(result.stderr.count("Programming: erasing sector 0 failed"), 2, result)
+        self.assertNotIn("Nothing has failed", result.stdout + result.stderr)
 
     def test_a_load_that_would_lock_the_chip_is_refused_unless_agreed_to(self):
         area = bytearray(b"\xff" * 0x58)

@@ -1,12 +1,20 @@
 #!/usr/bin/env python3
 """Who else may find the server's port."""
 import http.client
+import socket
+import struct
 import unittest
 
 from served import LIMIT, PROGRAM, Case, packet
 
 
 class Strangers(Case):
+    def receive(self, client, packets):
+        received = b""
+        while received.count(b"#") < packets or received[-3:-2] != b"#":
+            received += client.recv(1000)
+        return received
+
     def test_a_web_page_reaches_no_packet(self):
         self.lumoflash("program", str(self.example))
         host, port = self.serve().split(":")
@@ -34,6 +42,38 @@ class Strangers(Case):
         client = self.connect(self.serve("--packet-size", "512"))
         client.sendall(b"$" + b"x" * 1000)
         self.assertEqual(client.recv(100), b"")
+
+    def test_a_slow_client_is_waited_for(self):
+        client = self.connect(self.serve())
+        for byte in b"+" + packet(b"qC"):
+            client.sendall(bytes([byte]))
+        self.assertIn(b"$QC1#c5", self.receive(client, 1))
+
+    def test_a_client_that_dies_in_a_write_changes_nothing(self):
+        self.lumoflash("program", str(self.example))
+        address = self.serve()
+        whole = packet(b"vFlashErase:0,2000") + packet(b"vFlashWrite:0:abc")
+        for bytes_sent in (whole[:-9], whole, whole + packet(b"vFlashDone")[:-1]):
+            client = self.connect(address)
+            client.sendall(b"+" + bytes_sent)
+            client.setsockopt(socket.SOL_SOCKET, socket.SO_LINGER, struct.pack("ii", 1, 0))  # as of a killed process
+            client.close()
+            other = self.connect(address)
+            other.sendall(b"+" + packet(b"qC"))
+            self.assertIn(b"$QC1#c5", self.receive(other, 1))
+            other.close()
+        self.end_server()
+        self.lumoflash("verify", str(self.example))
+
+    def test_a_quiet_server_tells_errors_alone(self):
+        address = self.serve(before=("--quiet",))
+        self.gdb(address, "load", file=self.example)
+        client = self.connect(address)
+        client.sendall(b"+" + packet(b"vFlashErase:0,2000") + packet(b"vFlashWrite:ffffff:a") + packet(b"vFlashDone"))
+        self.receive(client, 3)
+        client.close()
+        self.end_server()
+        self.assertRegex(self.log(), r"^error: 1 byte at 0x00FFFFFF outside of the flash[^\n]*\n$")
 
     def test_once_ends_with_the_first_client(self):
         self.connect(self.serve("--once")).close()
