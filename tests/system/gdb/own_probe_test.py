@@ -1,10 +1,11 @@
 #!/usr/bin/env python3
 """Our client in front of our server: the same flash, the same words, the same exit codes as directly."""
+import os
 import re
 import shutil
 import unittest
 
-from served import Case
+from served import FLASH, SECTOR, Case, pattern
 
 
 class OwnProbe(Case):
@@ -17,7 +18,16 @@ class OwnProbe(Case):
 
     def test_every_command_does_the_same_as_directly(self):
         program = [(("program", None), 0), (("verify", None), 0), (("program", None), 0)]
-        others = [(("blank-check",), 3), (("program", None, "--erase", "retain", "--verify", "readback"), 0),
+        raw, text, last = self.path / "raw.bin", self.path / "text.hex", FLASH["LumoD1F128"] - SECTOR["LumoD1F128"]
+        raw.write_bytes(pattern(9000))
+        text.write_text(":0401000001020304F1\n:00000001FF\n")
+        others = [(("program", f"{raw}@0x3000", str(text)), 0), (("program", f"{raw}@0x3000", "--write", "changed"), 0),
+                  (("program", f"{raw}@0x4001", "--erase", "sectors:4-9", "--skip-fill", "0xFF"), 0),
+                  (("program", f"{raw}@0x4002", "--erase", "none"), 2), (("verify", f"{raw}@0x4001", "--range", "0x5000:16"), 0),
+                  (("program", f"{raw}@{last - 8000}", "--ble", "C2:00:00:00:00:09", "--retain-ieee"), 0),
+                  (("program", f"{raw}@{last - 8000}", "--replace-ccfg", "--verify", "none"), 0), (("program", None), 0),
+                  (("ccfg", "--protect", "3", "--yes"), 0), (("program", f"{raw}@{last}"), 2),
+                  (("blank-check",), 3), (("program", None, "--erase", "retain", "--verify", "readback"), 0),
                   (("program", None, "--keep-ccfg", "--skip-pages", "1-2"), 0),
                   (("program", None, "--write", "all", "--dry-run"), 0),
                   (("program", None, "--erase", "none", "--base", "0", "--format", "bin"), 2),
@@ -45,6 +55,26 @@ class OwnProbe(Case):
                 through = self.flash()
                 self.chip = direct
                 self.assertEqual(through, self.flash())
+
+    def test_a_chip_that_fails_is_told_in_the_same_words(self):
+        image = self.path / "image.bin"
+        image.write_bytes(pattern(9000))
+        for fault, code in (("operation-fails@1", 1), ("operation-fails@5", 1), ("operation-does-nothing@9", 3)):
+            with self.subTest(fault):
+                chips = self.path / f"{fault}.bin", self.path / f"{fault}.direct.bin"
+                self.chip = chips[0]
+                self.lumoflash("erase")
+                shutil.copy(*chips)  # one identity
+                os.environ["XDG_STATE_HOME"] = str(self.path / fault)
+                command = "program", f"{image}@0"
+                server = self.probe(self.serve(before=("--fault", fault)))
+                through = self.lumoflash(*command, code=code, probe=server)
+                shutil.rmtree(self.path / fault)  # notes of the load, which the next one would heed
+                beside = self.lumoflash("--fault", fault, *command, code=code, probe=f"virtual:{chips[1]}")
+                self.assertEqual(self.words(through.stderr), self.words(beside.stderr))
+                self.lumoflash(*command, probe=server)
+                self.end_server()
+                self.lumoflash("verify", f"{image}@0")
 
     def test_programs_and_lets_the_core_run(self):
         server = self.probe(self.serve())
