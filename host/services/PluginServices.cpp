@@ -7,12 +7,14 @@
 #include <exception>
 #include <span>
 #include <string_view>
+#include <utility>
 
 #include "host/Failure.h"
 
 namespace flash::host {
 namespace {
 
+constexpr const char* kVerboseMode = "FlashVerboseMode";
 constexpr const char* kInterruptedText = "Interrupted by the user";
 
 std::string Slashes(std::string text) {
@@ -32,9 +34,10 @@ std::uint32_t NarrowAddress(std::uint64_t address) {
 
 }  // namespace
 
-PluginServices::PluginServices(const Means& means, Observer& observer, const std::atomic<bool>& interruptFlag)
+PluginServices::PluginServices(const Means& means, Observer& hostObserver, const std::atomic<bool>& interruptFlag)
     : probe(means.probe),
       settings(means.settings),
+      observer(hostObserver),
       // The plug-in goes two folders up and down into "arm"; the two folders need not exist.
       directoryText(std::filesystem::absolute(means.dataFolder).string() + "\\host\\bin\\"),
       sectorSizeBytes(means.sectorSizeBytes),
@@ -88,6 +91,7 @@ const char* PluginServices::GetDirectoryPath() { return directoryText.c_str(); }
 
 const char* PluginServices::LoadProgram(const char* fileName, const char*, const char* directory) {
     return Guarded([&] {
+        TakeCoreOver();
         const std::filesystem::path folder = Slashes(TextOf(directory));
         flashloader.Load((folder / Slashes(TextOf(fileName))).lexically_normal(), record.progress);
     });
@@ -104,6 +108,22 @@ const char* PluginServices::LookUpSymbol(const char* name, std::uint64_t* value)
 }
 
 // ---- The core
+
+// The plug-in's closing phase counts on what the core did before it, so a later reset would be one too many.
+void PluginServices::TakeCoreOver() {
+    DebugService* const core = std::exchange(isCoreOurs, true) ? nullptr : probe.Debugging();
+    if (core == nullptr) {
+        return;
+    }
+    try {
+        core->Reset();
+    } catch (const ProbeError& error) {
+        if (settings.Value(kVerboseMode) == "1") {
+            observer.Note(fmt::format("The core is only halted, not reset, before it is used: {}", error.what()));
+        }
+        probe.Halt();
+    }
+}
 
 const char* PluginServices::RunTarget() {
     return Guarded([&] { flashloader.Run(); });

@@ -46,6 +46,10 @@ public:
     // The mailbox in words; nothing when no flashloader was loaded.
     std::optional<MailboxReport> ExplainMailbox() { return flashloader.Explain(); }
 
+    // Before the first program of ours runs on the target, and once only: the core is reset and stands, whatever used
+    // it before. Where the probe cannot reset it, it is only halted.
+    void TakeCoreOver();
+
     // IFlashHost, in slot order.
     const char* GetProperty(const char* name) override;
     const char* SetProperty(const char* name, const char* value) override;
@@ -86,11 +90,13 @@ private:
 
     Probe& probe;
     Settings& settings;
+    Observer& observer;
     std::string directoryText;
     std::uint32_t sectorSizeBytes;
     const std::atomic<bool>& isInterrupted;
 
     std::string errorText;  // of the last failing call
+    bool isCoreOurs = false;
     Flashloader flashloader;
     OperationRecord record;
 };

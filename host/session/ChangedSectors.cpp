@@ -67,6 +67,7 @@ std::optional<std::vector<bool>> Session::AskTarget(const std::vector<DataRun>& 
         observer.Note(fmt::format("The target cannot say what flash holds, so it is read: {}", why));
     };
     try {
+        services.TakeCoreOver();
         return AskWhatFlashHolds(probe, ReadRoutine(dataFolder / "arm" / kDigestImage), RangesOf(wanted));
     } catch (const RoutineError& error) {
         hasNoAnswer(error.what());

@@ -18,9 +18,39 @@ constexpr std::uint32_t kSectors = 44;
 constexpr std::uint32_t kSectorBytes = 8192;
 constexpr std::uint32_t kFlashBytes = kSectors * kSectorBytes;
 
+// Leaves the core as unusable as an application can: memory protected so that nothing in SRAM may be executed,
+// unaligned accesses trapped, on a process stack that leads nowhere, faults masked. Then it says so, and stands still.
+constexpr std::uint32_t kApplicationStart = 0x8;
+constexpr std::uint32_t kApplicationDone = 0x400;
+constexpr std::uint16_t kApplication[] = {
+    0x1000, 0x2000, 0x0009, 0x0000,  // the vectors: stack, entry
+    0x4810, 0x2100, 0x6081,          // 08 ldr r0, =0xE000ED90; movs r1, #0; str r1, [r0, #8]: region 0,
+    0x60C1, 0x490F, 0x6101,          // 0E str r1, [r0, #12]: from 0 on; ldr r1, =0x0300003F; str r1, [r0, #16]
+    0x2101, 0x6081, 0x0749,          // 14 movs r1, #1; str r1, [r0, #8]: region 1; lsls r1, r1, #29
+    0x60C1, 0x490D, 0x6101,          // 1A str r1, [r0, #12]: from 0x20000000 on; ldr r1, =0x1300002B; str r1, [r0, #16]
+    0x2101, 0x6041, 0x490C,          // 20 movs r1, #1; str r1, [r0, #4]: on; ldr r1, =0xE000ED14
+    0x2218, 0x600A, 0x2110,          // 26 movs r2, #0x18; str r2, [r1]: trap; movs r1, #16
+    0xF381, 0x8809, 0x2102,          // 2C msr psp, r1; movs r1, #2
+    0xF381, 0x8814, 0xB671,          // 32 msr control, r1; cpsid f
+    0x2101, 0x0289, 0x6009,          // 38 movs r1, #1; lsls r1, r1, #10; str r1, [r1]
+    0xE7FE, 0xBF00, 0xBF00,          // 3E b .
+    0xBF00, 0xBF00, 0xBF00, 0xBF00,  // 44
+    0xED90, 0xE000, 0x003F, 0x0300, 0x002B, 0x1300, 0xED14, 0xE000};
+
+std::vector<std::uint8_t> RudeApplication() {
+    std::vector<std::uint8_t> bytes;
+    for (const std::uint16_t half : kApplication) {
+        bytes.push_back(static_cast<std::uint8_t>(half));
+        bytes.push_back(static_cast<std::uint8_t>(half >> 8));
+    }
+    bytes.resize(kApplicationDone + 4);
+    return bytes;
+}
+
 class ALoadOverQemu : public testing::Test {
 protected:
-    ALoadOverQemu() {
+    explicit ALoadOverQemu(std::vector<std::uint8_t> applicationBefore = {})
+        : application(std::move(applicationBefore)) {
         const ConnectionRequest request{
             .part = "LumoF2F352",
             .devicesFolder = FLASH_DEVICES_FOLDER,
@@ -30,6 +60,17 @@ protected:
             .openProbe = [this](const DeviceDescription& part) { return OpenProbe(part); },
         };
         connection = std::make_unique<Connection>(request, observer, isInterrupted);
+    }
+
+    void RunApplication(GdbProbe& opened) const {
+        if (application.empty()) {
+            return;
+        }
+        opened.WriteMemory(0, application, 1);
+        opened.WriteRegister(kProgramCounterRegister, kApplicationStart);
+        opened.Run();
+        EXPECT_TRUE(opened.PauseWhileWordIs(kApplicationDone, 0, kLong));
+        opened.Halt();
     }
 
     std::unique_ptr<Probe> OpenProbe(const DeviceDescription& part) {
@@ -42,6 +83,7 @@ protected:
         auto opened = std::make_unique<GdbProbe>(std::move(identity), clock, "qemu", options);
         client = &opened->Server();
         opened->WriteMemory(0, std::vector<std::uint8_t>(kFlashBytes, 0xFF), 1);  // an erased chip
+        RunApplication(*opened);
         return opened;
     }
 
@@ -56,6 +98,7 @@ protected:
         return image;
     }
 
+    std::vector<std::uint8_t> application;
     QemuServer qemu;
     SteadyClock clock;
     RecordingObserver observer;
@@ -75,6 +118,22 @@ TEST_F(ALoadOverQemu, ProgramsVerifiesAndReadsBack) {
     EXPECT_EQ(result.programmedBytes, 20u * kSectorBytes);
     EXPECT_EQ(session.Verify(image), image.ByteCount());
     EXPECT_EQ(session.Read(0, 20 * kSectorBytes), image.Runs().front().bytes);
+}
+
+class ALoadOverQemuAfterAnApplication : public ALoadOverQemu {
+protected:
+    ALoadOverQemuAfterAnApplication() : ALoadOverQemu(RudeApplication()) {}
+};
+
+TEST_F(ALoadOverQemuAfterAnApplication, WorksWhateverThatHasMadeOfTheCore) {
+    const ProgramImage image = RandomImage(2 * kSectorBytes);
+    Session& session = connection->GetSession();
+    const ProgramOptions options;
+
+    session.Program(session.Plan(image, options));
+
+    EXPECT_EQ(session.Read(0, 2 * kSectorBytes), image.Runs().front().bytes);
+    EXPECT_EQ(observer.notes, std::vector<std::string>{});
 }
 
 // This server knows no binary writes, so each byte travels as two digits. What every load takes, however short, is not

@@ -106,6 +106,47 @@ TEST_F(Services, TheImageIsWrittenToTheTargetWithItsSymbols) {
     EXPECT_EQ(observer.stages.back().substr(0, 8), "end load");
 }
 
+TEST_F(Services, TheCoreIsResetBeforeTheFirstImageAndNeverAgain) {
+    probe.canReset = true;
+    std::vector<std::string> resetsAndWrites;
+    probe.onCall = [&](const std::string& call) {
+        if ((call == "reset" || call == "write") && (resetsAndWrites.empty() || resetsAndWrites.back() != call)) {
+            resetsAndWrites.push_back(call);
+        }
+    };
+
+    LoadFlashloader();
+    services.TakeCoreOver();
+    LoadFlashloader();
+
+    EXPECT_EQ(resetsAndWrites, (Lines{"reset", "write"}));
+}
+
+TEST_F(Services, ACoreThatWasTakenOverForAnotherProgramIsNotResetForTheFlashloader) {
+    probe.canReset = true;
+    services.TakeCoreOver();
+    probe.onCall = [](const std::string& call) { EXPECT_NE(call, "reset"); };
+
+    LoadFlashloader();
+}
+
+TEST_F(Services, ACoreThatCannotBeResetIsHaltedAndThatIsToldToWhoWantsToKnowAll) {
+    probe.canReset = true;
+    probe.failingCall = "reset";
+    for (const bool isVerbose : {false, true}) {
+        settings.Set("FlashVerboseMode", isVerbose ? "1" : "0");
+        PluginServices fresh({probe, settings, HOST_DATA_FOLDER, kSectorSize}, observer, isInterrupted);
+        probe.calls.clear();
+
+        fresh.TakeCoreOver();
+
+        EXPECT_EQ(probe.calls, (Lines{"reset", "halt"}));
+        EXPECT_EQ(observer.notes, isVerbose ? Lines{"The core is only halted, not reset, before it is used: reset "
+                                                    "refused by the fake"}
+                                            : Lines{});
+    }
+}
+
 TEST_F(Services, AMissingImageAndAMissingSymbolAreErrors) {
     std::uint64_t value = 7;
 

@@ -12,7 +12,7 @@ namespace {
 using Texts = std::vector<std::string>;
 
 // A chip with CCFG and all that lies beside it in the last sector, in which CCFG protects sector 1 from the next
-// power-up on.
+// reset on.
 class Calls : public testing::Test {
 protected:
     Calls() {
@@ -118,9 +118,9 @@ TEST_F(Calls, OfNamedOperationsHaveNoOptionButTheirOwn) {
         {"erase", [](Session& s) { s.EraseAll(); }, {"Execute Erase"}},
         {"erase sectors",
          [](Session& s) {
-             s.EraseSectors(SectorsOf({1, 2, 5}));
+             s.EraseSectors(SectorsOf({2, 3, 5}));
          },
-         {"Execute EraseSectors; StandaloneEraseSpecificText=1-2,5"}},
+         {"Execute EraseSectors; StandaloneEraseSpecificText=2-3,5"}},
         {"addresses",
          [](Session& s) {
              for (const AddressKind kind : {AddressKind::PrimaryBle, AddressKind::SecondaryBle,
@@ -191,8 +191,8 @@ TEST_F(Calls, FindThePropertiesAsTheyWereBeforeTheLastOperation) {
     Program(*session, TwoSectors(), options);
     Told();
 
-    EXPECT_EQ(ToldBy([](Session& s) { s.EraseSectors(SectorsOf({1})); }),
-              Texts{"Execute EraseSectors; FlashEraseSetting=All Unprotected Sectors; StandaloneEraseSpecificText=1"});
+    EXPECT_EQ(ToldBy([](Session& s) { s.EraseSectors(SectorsOf({2})); }),
+              Texts{"Execute EraseSectors; FlashEraseSetting=All Unprotected Sectors; StandaloneEraseSpecificText=2"});
 }
 
 }  // namespace

@@ -337,6 +337,42 @@ TEST(Session, AnInterruptionBeforeAnOperationIsHonouredAndNothingIsTouched) {
     }
 }
 
+std::size_t ResetsOf(const chip::VirtualChip& chip) {
+    return static_cast<std::size_t>(std::ranges::count(chip.Timeline(), chip::EventKind::Reset, &chip::Event::kind));
+}
+
+// What an application has set up in the core is seen in its registers: unaligned accesses trapped, memory protected.
+TEST(Session, ACoreThatSomethingElseUsedIsResetOnceBeforeOurFirstProgramOnIt) {
+    for (const WriteChoice write : {WriteChoice::Changed, WriteChoice::All}) {
+        SCOPED_TRACE(static_cast<int>(write));
+        Bench bench("LumoF2F352");
+        bench.Chip().WriteWord(0xE000'ED14, 0x18);
+        bench.Chip().WriteWord(0xE000'ED94, 1);
+        ProgramOptions options;
+        options.write = write;
+        Session& session = bench.Connect();
+
+        Program(session, ImageOf({{0x104, Pattern(9000)}}), options);
+        session.Verify(ImageOf({{0x104, Pattern(9000)}}));
+        Program(session, ImageOf({{0x104, Pattern(9000, 2)}}), options);
+
+        EXPECT_EQ(ResetsOf(bench.Chip()), 1U);
+        EXPECT_EQ(bench.Chip().ReadWord(0xE000'ED14), 0U);
+        EXPECT_EQ(bench.Chip().ReadWord(0xE000'ED94), 0U);
+        EXPECT_EQ(bench.Flash(0x104, 9000), Pattern(9000, 2));
+    }
+}
+
+TEST(Session, LookingAtAChipLeavesItsCoreAlone) {
+    Bench bench("LumoD1F64");
+
+    Session& session = bench.Connect();
+    session.Read(0, 64);
+    session.ReadCcfg();
+
+    EXPECT_EQ(ResetsOf(bench.Chip()), 0U);
+}
+
 TEST_P(BothGenerations, EraseAndBlankCheckAndSectors) {
     Bench bench(GetParam());
     Session& session = bench.Connect();

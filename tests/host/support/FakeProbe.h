@@ -11,7 +11,7 @@
 
 namespace flash::host {
 
-class FakeProbe : public Probe, private TimelineService {
+class FakeProbe : public Probe, private TimelineService, private DebugService {
 public:
     struct Access {
         std::uint32_t address;
@@ -77,6 +77,7 @@ public:
     }
     std::chrono::nanoseconds Now() override { return now; }
     TimelineService* Timeline() override { return hasTimeline ? this : nullptr; }
+    DebugService* Debugging() override { return canReset ? this : nullptr; }
 
     std::map<std::uint32_t, std::uint8_t> memory;
     std::vector<std::string> calls;
@@ -89,11 +90,23 @@ public:
     std::chrono::nanoseconds now{0};
     bool isRunning = false;
     bool hasTimeline = false;
+    bool canReset = false;
     std::vector<std::uint32_t> watchedBlocks;
 
 private:
     void WatchCommandBlocks(std::uint32_t address) override { watchedBlocks.push_back(address); }
     std::string TraceJson() const override { return ""; }
+
+    void Reset() override { Called("reset"); }
+    std::vector<std::string> SystemRegisters() const override { return {}; }
+    std::uint32_t ReadCoreRegister(std::uint32_t) override { return 0; }
+    void WriteCoreRegister(std::uint32_t, std::uint32_t) override {}
+    bool InsertBreakpoint(BreakpointKind, std::uint32_t) override { return false; }
+    void RemoveBreakpoint(BreakpointKind, std::uint32_t) override {}
+    void Resume() override {}
+    void Step() override {}
+    std::optional<DebugStop> AwaitStop(std::chrono::nanoseconds) override { return std::nullopt; }
+    void Interrupt() override {}
 
     void Called(const std::string& call) {
         calls.push_back(call);
