@@ -148,7 +148,8 @@ private:
             Fail(root.offset_debug(), "needs exactly one <chip>");
         }
         RefuseOthers(chip,
-                     {"sectorSize", "sectors", "referenceFlashSize", "ramSizeCode", "revisionCode", "ccfgSizeRegister"},
+                     {"sectorSize", "sectors", "referenceFlashSize", "ramSizeCode", "revisionCode", "ccfgSizeRegister",
+                      "controller"},
                      {});
         description.sectorSizeBytes = Number(chip, "sectorSize", 256, 0x10000);
         description.sectorCount = Number(chip, "sectors", 1, 128);
@@ -156,6 +157,7 @@ private:
         description.ramSizeCode = Number(chip, "ramSizeCode", 0, 3);
         description.revisionCode = Number(chip, "revisionCode", 0, 15);
         description.ccfgSizeRegister = Number(chip, "ccfgSizeRegister", 0, 0xFFFF'FFFC);
+        description.controller = chip.attribute("controller").empty() ? "" : Attribute(chip, "controller");
     }
 
     void ReadProperties(const pugi::xml_node& root, DeviceDescription& description) const {

@@ -28,6 +28,7 @@ struct DeviceDescription {
     std::uint32_t ramSizeCode;              // 0 to 3, as the chip reports it
     std::uint32_t revisionCode;             // 0 to 15, of a new virtual chip
     std::uint32_t ccfgSizeRegister;         // its upper half is the size of CCFG in bytes
+    std::string controller;                 // in words, of a virtual chip; empty for the usual one
     std::map<std::string, std::string> properties;
 
     std::uint32_t FlashSizeBytes() const { return sectorSizeBytes * sectorCount; }

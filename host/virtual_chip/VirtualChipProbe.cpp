@@ -6,6 +6,7 @@
 #include <algorithm>
 
 #include "host/Failure.h"
+#include "host/virtual_chip/ControllerText.h"
 #include "host/virtual_chip/VirtualIdentity.h"
 
 namespace flash::host {
@@ -49,6 +50,15 @@ std::shared_ptr<chip::VirtualChip> NewChip(const chip::Settings& settings) {
     }
 }
 
+chip::ControllerKind ControllerOf(const DeviceDescription& device) {
+    try {
+        return ReadController(device.controller);
+    } catch (const std::invalid_argument& error) {
+        throw Failure(FailureKind::BadInput,
+                      fmt::format("{}: controller=\"{}\": {}", device.file.string(), device.controller, error.what()));
+    }
+}
+
 }  // namespace
 
 chip::Settings VirtualChipSettings(const DeviceDescription& device) {
@@ -60,6 +70,7 @@ chip::Settings VirtualChipSettings(const DeviceDescription& device) {
     // Of the ranges for private use, so that they are nobody's.
     settings.primaryIeeeAddress = {0x08, 0x07, 0x06, 0x05, 0x04, 0x03, 0x02, 0x02};
     settings.primaryBleAddress = {0x06, 0x05, 0x04, 0x03, 0x02, 0xC2};
+    settings.controller = ControllerOf(device);
     return settings;
 }
 
@@ -82,6 +93,11 @@ std::unique_ptr<VirtualChipProbe> VirtualChipProbe::Open(const DeviceDescription
         throw Failure(FailureKind::Unreachable,
                       fmt::format("{} holds the chip {}, not {}; choose another file", name->string(),
                                   IdentityOf(found).Text(), identity->Text()));
+    }
+    if (found.controller != wanted.controller) {
+        throw Failure(FailureKind::Unreachable,
+                      fmt::format("{} holds a chip whose flash controller is not that of {}; choose another file",
+                                  name->string(), device.name));
     }
     probe->file = std::move(file);
     return probe;

@@ -52,10 +52,10 @@ std::optional<DeviceDescription> ReadText(const std::string& text) {
 }
 
 bool AreSame(const DeviceDescription& a, const DeviceDescription& b) {
-    const auto& [name, summary, file, sectorSize, sectors, reference, ram, revision, ccfg, properties] = a;
+    const auto& [name, summary, file, sectorSize, sectors, reference, ram, revision, ccfg, controller, properties] = a;
     return name == b.name && summary == b.summary && sectorSize == b.sectorSizeBytes && sectors == b.sectorCount &&
            reference == b.referenceFlashSizeBytes && ram == b.ramSizeCode && revision == b.revisionCode &&
-           ccfg == b.ccfgSizeRegister && properties == b.properties;
+           ccfg == b.ccfgSizeRegister && controller == b.controller && properties == b.properties;
 }
 
 std::string Escaped(const std::string& value) {
@@ -89,7 +89,8 @@ std::string Print(const DeviceDescription& device) {
         "<flashProperties" + Attribute("device", device.name) + Attribute("summary", device.summary) + "><chip" +
         Attribute("sectorSize", device.sectorSizeBytes) + Attribute("sectors", device.sectorCount) +
         Attribute("referenceFlashSize", device.referenceFlashSizeBytes) + Attribute("ramSizeCode", device.ramSizeCode) +
-        Attribute("revisionCode", device.revisionCode) + Attribute("ccfgSizeRegister", device.ccfgSizeRegister) + "/>";
+        Attribute("revisionCode", device.revisionCode) + Attribute("ccfgSizeRegister", device.ccfgSizeRegister) +
+        (device.controller.empty() ? "" : Attribute("controller", device.controller)) + "/>";
     for (const auto& [key, value] : device.properties) {
         text += "<property" + Attribute("key", key) + Attribute("value", value) + "/>";
     }

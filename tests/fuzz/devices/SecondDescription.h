@@ -63,7 +63,9 @@ private:
     }
 
     void ReadChip(const Element& chip) {
-        Demand(chip.attributes.size() == 6);
+        const bool hasController = chip.Attribute("controller") != nullptr;
+        Demand(chip.attributes.size() == (hasController ? 7U : 6U));
+        description.controller = hasController ? Value(chip, "controller") : "";
         description.sectorSizeBytes = Number(chip, "sectorSize", 256, 65'536);
         description.sectorCount = Number(chip, "sectors", 1, 128);
         description.referenceFlashSizeBytes = Number(chip, "referenceFlashSize", 256, 16'777'216);

@@ -75,6 +75,12 @@ TEST(DeviceDescription, HasTheFilesProperties) {
     EXPECT_EQ(device.properties.at("DeviceFlashloaderFile"), "lumod-flashloader.elf");
 }
 
+TEST(DeviceDescription, MayNameTheControllerOfAVirtualChip) {
+    EXPECT_EQ(LoadDeviceDescription(FileWith(kGood)).controller, "");
+    EXPECT_EQ(LoadDeviceDescription(FileWith(GoodWith("sectors=", "controller=\"unit=8\" sectors="))).controller,
+              "unit=8");
+}
+
 TEST(DeviceDescription, RefusesWhatIsWrongWithFileAndLine) {
     struct Case {
         const char* name;
@@ -103,6 +109,8 @@ TEST(DeviceDescription, RefusesWhatIsWrongWithFileAndLine) {
         {"two chips", GoodWith("<chip", "<chip/><chip"), ":2: needs exactly one <chip>"},
         {"no sectors", GoodWith("sectors=\"32\"", "sectors=\"0\""), ":3: sectors=\"0\" is not a number from 1 to 128"},
         {"too many sectors", GoodWith("sectors=\"32\"", "sectors=\"129\""), ":3: sectors=\"129\""},
+        {"empty controller", GoodWith("sectors=", "controller=\"\" sectors="),
+         ":3: <chip> needs the attribute controller"},
         {"no number", GoodWith("\"4096\"", "\"4K\""), ":3: sectorSize=\"4K\" is not a number"},
         {"unknown key", GoodWith("DisableCpuDapLoc", "DisableCpuDap"), ":12: the property DisableCpuDap is not known"},
         {"missing key", GoodWith("    <property key=\"DisableCpuDapLoc\" value=\"0x1FFD7:1\"/>\n", ""),

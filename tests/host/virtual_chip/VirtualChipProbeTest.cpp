@@ -147,6 +147,27 @@ TEST_F(ChipInAFile, OfAnotherPartIsRefused) {
     }
 }
 
+TEST_F(ChipInAFile, WithAnotherFlashControllerIsRefused) {
+    chip::Settings settings = VirtualChipSettings(Device("LumoF2F352"));
+    settings.controller.unitBytes = 8;
+    const std::vector<std::uint8_t> state = chip::VirtualChip(settings).SaveState();
+    folder.Write("a.chip", std::string(state.begin(), state.end()));
+
+    EXPECT_EQ(FailureOf(FailureKind::Unreachable, [&] { Open(); }),
+              file.string() + " holds a chip whose flash controller is not that of LumoF2F352; choose another file");
+}
+
+TEST(VirtualChipProbe, SaysWhatIsWrongWithAPartsController) {
+    DeviceDescription device = Device("LumoF2F352");
+    device.controller = "unit=7 ";
+    EXPECT_EQ(FailureOf(FailureKind::Unreachable, [&] { VirtualChipProbe::Open(device, std::nullopt); }),
+              "Cannot power up a virtual chip: There is no such chip: a unit of flash has 4, 8, 16 or 32 bytes.");
+    device.controller = "units=8";
+    const std::string text = FailureOf(FailureKind::BadInput, [&] { VirtualChipSettings(device); });
+    EXPECT_EQ(text.find(device.file.string() + ": controller=\"units=8\": \"units=8\" is none of unit=BYTES"), 0U)
+        << text;
+}
+
 TEST_F(ChipInAFile, ThatIsNoneIsRefused) {
     folder.Write("a.chip", "no chip");
 
