@@ -6,6 +6,7 @@
 #include "firmware/blank.h"
 #include "firmware/crc32.h"
 #include "firmware/deadline.h"
+#include "firmware/equal.h"
 #include "firmware/flash_port.h"
 #include "firmware/locks.h"
 #include "firmware/sums.h"
@@ -89,6 +90,17 @@ static void Compose(uint8_t* scratch, const Slice* slice, const Slice* sector, u
     }
 }
 
+// Nobody else looks at what a rewritten sector keeps, and it was right before: so no controller is believed that only
+// says that it is back.
+static bool HasKeptTheRest(const Slice* slice, const Slice* sector) {
+    const uint8_t* flash = FlashPortBytes() + sector->address;
+    const uint32_t before = slice->address - sector->address;
+    const uint32_t end = before + slice->length;
+    const uint32_t behind = sector->length - end;
+    return EqualBytes(flash, sector->data, before) == before &&
+           EqualBytes(flash + end, sector->data + end, behind) == behind;
+}
+
 // The sector is as fresh afterwards as it was before, because what it keeps may be older than the load. Only when the
 // slice is all of it nothing is kept.
 static uint32_t Rewrite(LoadState* state, const Slice* slice, uint8_t maySet) {
@@ -103,7 +115,8 @@ static uint32_t Rewrite(LoadState* state, const Slice* slice, uint8_t maySet) {
     if (maySet != 0 && slice->length == workspace->sectorBytes) {
         MarkFresh(state, sectorIndex);
     }
-    return ProgramInPlace(&whole);
+    const uint32_t programmed = ProgramInPlace(&whole);
+    return programmed == kStatusSuccess && !HasKeptTheRest(slice, &whole) ? ProgramFailure(kFsmSuccess) : programmed;
 }
 
 // Without an erase where the controller lets it be. Where units are written once, and one of them holds the end of one

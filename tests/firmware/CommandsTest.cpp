@@ -527,6 +527,30 @@ TEST(ProgramRetainCommand, SaysWhichStepFailed) {
     EXPECT_EQ(loader.Program(4, 3 * kSector, kDigits).status, ProgramFailed(kFsmBusy));
 }
 
+TEST(ProgramRetainCommand, BelievesNoControllerThatOnlySaysThatTheRestIsBack) {
+    const struct {
+        const char* name;
+        std::uint32_t address;  // of a byte that stays as the erase has left it
+        std::uint32_t status;
+    } cases[] = {
+        {"the sector's first byte", kSector, ProgramFailed(kFsmSuccess)},
+        {"the byte in front of the chunk", kSector + 7, ProgramFailed(kFsmSuccess)},
+        {"the chunk's first byte, which only flag 0x10 looks at", kSector + 8, 0},
+        {"the chunk's last byte", kSector + 11, 0},
+        {"the byte behind the chunk", kSector + 12, ProgramFailed(kFsmSuccess)},
+        {"the sector's last byte", 2 * kSector - 1, ProgramFailed(kFsmSuccess)},
+        {"a byte of the next sector", 2 * kSector, 0},
+    };
+    for (const auto& c : cases) {
+        SCOPED_TRACE(c.name);
+        Flashloader loader;
+        loader.SetFlash(kSector, Bytes(kSector + 4, 0x00));
+        loader.fake.stuckBits[c.address] = 0xFF;
+
+        EXPECT_EQ(loader.Program(4, kSector + 8, Bytes(4, 0x5A)).status, c.status);
+    }
+}
+
 TEST(ProgramRetainCommand, FailsOnAProtectedSector) {
     Flashloader loader;
     loader.SetFlash(0, Bytes(kSector, 0x00));

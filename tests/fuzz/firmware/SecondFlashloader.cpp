@@ -215,7 +215,15 @@ std::uint32_t SecondFlashloader::ProgramSector(std::uint32_t code, std::uint32_t
     if (erasesFirst || (rewrites && code == 4 && part.size() == flash.sectorBytes)) {
         fresh.insert(sector);
     }
-    return rewrites ? ProgramLocksLast(sectorBegin, after) : ProgramLocksLast(begin, part);
+    if (!rewrites) {
+        return ProgramLocksLast(begin, part);
+    }
+    const std::uint32_t status = ProgramLocksLast(sectorBegin, after);
+    Bytes expected = before;
+    const Bytes now = Content(sectorBegin, flash.sectorBytes);
+    const auto there = now.begin() + (begin - sectorBegin);
+    std::copy_n(there, part.size(), expected.begin() + (begin - sectorBegin));
+    return status == 0 && now != expected ? ProgramFailed(kFsmSuccess) : status;
 }
 
 std::vector<std::uint32_t> SecondFlashloader::Locks(std::uint32_t begin, const Bytes& part) const {
