@@ -66,9 +66,9 @@ void VirtualChip::Machine::AdvanceTo(Nanoseconds target) {
 
 // To the target, or to something that happens before.
 void VirtualChip::Machine::Step(Nanoseconds target) {
-    Nanoseconds reached = std::min(target, controller.NextEvent());
+    Nanoseconds reached = std::min(target, controller->NextEvent());
     if (state == CoreState::Running) {
-        reached = core->RunUntil(std::min(reached, controller.WatchdogBites(runStart)));
+        reached = core->RunUntil(std::min(reached, controller->WatchdogBites(runStart)));
     }
     now = std::max(now, reached);
     if (const std::optional<SramWrite> write = core->TakeObservedWrite()) {
@@ -82,12 +82,14 @@ void VirtualChip::Machine::Step(Nanoseconds target) {
         LockUp(trouble->address, trouble->text);
     }
     Obey(std::exchange(pendingSignals, {}));
-    Obey(controller.AdvanceTo(now));
-    LetTheWatchdogBite();
+    Obey(controller->AdvanceTo(now));
+    if (now >= controller->WatchdogBites(runStart)) {
+        LetTheWatchdogBite();
+    }
 }
 
 void VirtualChip::Machine::LetTheWatchdogBite() {
-    if (state == CoreState::Running && now >= controller.WatchdogBites(runStart)) {
+    if (state == CoreState::Running) {
         log.AddViolation(Violation::WatchdogBite, core->Register(CoreRegister::Pc), now);
         Reset();
     }
@@ -96,6 +98,9 @@ void VirtualChip::Machine::LetTheWatchdogBite() {
 void VirtualChip::Machine::Obey(const ControllerSignals& signals) {
     if (signals.coreStops) {
         LockUp(core->Register(CoreRegister::Pc), "The core stopped answering.");
+    }
+    if (signals.watchdogBites) {
+        LetTheWatchdogBite();
     }
     if (signals.powerIsLost) {
         LosePower();

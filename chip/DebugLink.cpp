@@ -36,13 +36,13 @@ void RequireElements(const std::string& access, std::uint32_t address, std::size
     }
 }
 
-bool IsInRegisterPage(std::uint32_t address, std::size_t bytes) {
-    return std::ranges::any_of(kRegisterPages, [&](std::uint32_t page) {
+}  // namespace
+
+bool VirtualChip::Machine::IsInRegisterPage(std::uint32_t address, std::size_t bytes) const {
+    return std::ranges::any_of(registerPages, [&](std::uint32_t page) {
         return address >= page && std::uint64_t{address - page} + bytes <= kRegisterPageBytes;
     });
 }
-
-}  // namespace
 
 void VirtualChip::Machine::ReadMemory(std::uint32_t address, std::span<std::uint8_t> bytes, std::uint32_t elementSize) {
     if (bytes.empty()) {
@@ -188,7 +188,7 @@ void VirtualChip::Machine::CheckRead(const Place& place, std::uint32_t address) 
         if (!sram.IsWritten(place.offset, static_cast<std::uint32_t>(place.bytes.size()))) {
             log.AddViolation(Violation::ProbeReadOfUnwrittenSram, address, now);
         }
-    } else if (place.region != Region::Factory && controller.IsBusy()) {
+    } else if (place.region != Region::Factory && controller->IsBusy()) {
         log.AddViolation(Violation::FlashReadWhileBusy, address, now);
     }
 }

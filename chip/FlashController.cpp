@@ -66,8 +66,8 @@ ControllerSignals FlashController::Store(std::uint32_t address, std::uint32_t va
     }
 }
 
-Nanoseconds FlashController::StatusStall(Nanoseconds now) const {
-    if (!operation || operation->saysReadyEarly) {
+Nanoseconds FlashController::LoadStall(std::uint32_t address, Nanoseconds now) const {
+    if (address != kStatusRegister || !operation || operation->saysReadyEarly) {
         return Nanoseconds::zero();
     }
     return operation->neverEnds ? timing.busyStall : std::min(timing.busyStall, operation->end - now);

@@ -6,6 +6,7 @@
 #include <optional>
 
 #include "chip/ChipLog.h"
+#include "chip/Controller.h"
 #include "chip/FaultPlan.h"
 #include "chip/FlashArray.h"
 #include "chip/FlashOperation.h"
@@ -15,7 +16,7 @@
 
 namespace flash::chip {
 
-class FlashController {
+class FlashController final : public Controller {
 public:
     // Refers to all of them; they must live as long.
     FlashController(FlashArray& flashArray, const Settings& settings, FaultPlan& plan, ChipLog& chipLog, Random& torn)
@@ -26,28 +27,22 @@ public:
           log(chipLog),
           random(torn) {}
 
-    // Samples the protection words from CCFG. Whatever ran before must have been aborted.
-    void PowerUp();
+    std::vector<std::uint32_t> RegisterPages() const override { return {kControllerPage}; }
 
-    // An address that is no register of the controller, or not in this direction, is a misuse: reads as 0, does
-    // nothing.
-    std::uint32_t Load(std::uint32_t address, Nanoseconds now);
-    ControllerSignals Store(std::uint32_t address, std::uint32_t value, Nanoseconds now);
+    // Samples the protection words from CCFG.
+    void PowerUp() override;
 
-    // An operation changes flash right now, whatever STATUS says.
-    bool IsBusy() const { return operation.has_value(); }
-    // How long a read of STATUS by the core is held up.
-    Nanoseconds StatusStall(Nanoseconds now) const;
+    std::uint32_t Load(std::uint32_t address, Nanoseconds now) override;
+    ControllerSignals Store(std::uint32_t address, std::uint32_t value, Nanoseconds now) override;
 
-    // When the core has run for too long unfed since then; `Nanoseconds::max()` without a watchdog.
-    Nanoseconds WatchdogBites(Nanoseconds runningSince) const;
+    bool IsBusy() const override { return operation.has_value(); }
+    // Of a read of STATUS.
+    Nanoseconds LoadStall(std::uint32_t address, Nanoseconds now) const override;
+    Nanoseconds WatchdogBites(Nanoseconds runningSince) const override;
 
-    // When the running operation ends; `Nanoseconds::max()` if none does.
-    Nanoseconds NextEvent() const;
-    // Ends the running operation if its time has come.
-    ControllerSignals AdvanceTo(Nanoseconds now);
-    // Tears the running operation, if any: a reset or a loss of power from outside.
-    void Abort(Nanoseconds now);
+    Nanoseconds NextEvent() const override;
+    ControllerSignals AdvanceTo(Nanoseconds now) override;
+    void Abort(Nanoseconds now) override;
 
 private:
     ControllerSignals Command(std::uint32_t value, Nanoseconds now);

@@ -5,16 +5,11 @@
 #include <cstdint>
 #include <vector>
 
+#include "chip/Controller.h"
 #include "chip/MemoryMap.h"
 #include "chip/VirtualChip.h"
 
 namespace flash::chip {
-
-// What a step of the controller asks of the rest of the chip.
-struct ControllerSignals {
-    bool powerIsLost = false;
-    bool coreStops = false;
-};
 
 using UnitWords = std::array<std::uint32_t, kMostUnitWords>;
 

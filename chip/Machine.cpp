@@ -8,28 +8,32 @@
 
 namespace flash::chip {
 
-VirtualChip::Machine::Machine(const Settings& chipSettings)
+VirtualChip::Machine::Machine(const Settings& chipSettings, std::unique_ptr<Controller> otherController)
     : settings(Completed(chipSettings)),
       random(settings.seed),
       log(settings.sectorCount),
       flashArray(settings.sectorCount, SectorSizeOf(settings.generation)),
       factory(kFactoryBytes),
       sram(settings.ramBytes),
-      controller(flashArray, settings, faults, log, random) {
+      controller(otherController ? std::move(otherController)
+                                 : std::make_unique<FlashController>(flashArray, settings, faults, log, random)) {
     const std::vector<std::uint8_t> initial = std::exchange(settings.initialFlash, {});
     std::ranges::copy(initial, flashArray.Bytes().begin());
     flashArray.MarkWhatIsNotOnes(0, initial.size());
     flashArray.MarkProgrammed(std::exchange(settings.initiallyProgrammed, {}));
+    controller->Attach(flashArray.Bytes());
     std::ranges::fill(factory.Bytes(), std::uint8_t{0xFF});
     std::ranges::copy(settings.primaryIeeeAddress, factory.Bytes().begin() + (kPrimaryIeeeAddress - kFactoryBase));
     std::ranges::copy(settings.primaryBleAddress, factory.Bytes().begin() + (kPrimaryBleAddress - kFactoryBase));
     sram.Lose(random);
     const std::vector<ReadOnlyMemory> memories = {
-        {kFlashBase, flashArray.Bytes()},
+        {controller->FlashAddress(), flashArray.Bytes()},
         {kCcfgWindowBase, flashArray.Bytes().last(flashArray.SectorSize())},
         {kFactoryBase, factory.Bytes()},
     };
-    core = std::make_unique<EmulatedCore>(*this, sram, memories, kRegisterPages, settings.timing.coreClockHz);
+    registerPages = controller->RegisterPages();
+    registerPages.insert(registerPages.end(), kRegisterPages.begin(), kRegisterPages.end());
+    core = std::make_unique<EmulatedCore>(*this, sram, memories, registerPages, settings.timing.coreClockHz);
     PowerOn();
 }
 
@@ -56,11 +60,18 @@ void VirtualChip::Machine::PlaceInFlash(std::uint32_t address, std::span<const s
     }
     std::ranges::copy(bytes, flashArray.Bytes().begin() + address);
     flashArray.MarkWhatIsNotOnes(address, bytes.size());
+    controller->Place(address, bytes);
 }
 
 const Counters& VirtualChip::Machine::GetCounters() {
     log.counters.instructions = core->Instructions();
     return log.counters;
+}
+
+void VirtualChip::Machine::Arm(Fault fault, std::uint64_t at) {
+    if (!controller->Arm(fault, at)) {
+        faults.Arm(fault, at);
+    }
 }
 
 void VirtualChip::Machine::ArmBit(void (FlashArray::*defect)(std::uint32_t, unsigned), std::uint32_t address,
@@ -78,9 +89,7 @@ std::uint32_t VirtualChip::Machine::LoadRegister(std::uint32_t address, std::uin
         return 0;
     }
     const std::uint32_t value = LoadRegisterWord(address, at);
-    if (address == kStatusRegister) {
-        core->Stall(controller.StatusStall(at));
-    }
+    core->Stall(controller->LoadStall(address, at));
     return value;
 }
 
@@ -91,12 +100,14 @@ void VirtualChip::Machine::StoreRegister(std::uint32_t address, std::uint32_t si
         return;
     }
     const ControllerSignals signals = StoreRegisterWord(address, value, at);
+    core->Stall(controller->StoreStall(at));
     pendingSignals.powerIsLost |= signals.powerIsLost;
     pendingSignals.coreStops |= signals.coreStops;
-    if (signals.powerIsLost || signals.coreStops) {
+    pendingSignals.watchdogBites |= signals.watchdogBites;
+    if (signals.powerIsLost || signals.coreStops || signals.watchdogBites) {
         core->StopAfterThisInstruction();
-    } else if (controller.NextEvent() != Nanoseconds::max()) {
-        core->StopAt(controller.NextEvent());
+    } else if (controller->NextEvent() != Nanoseconds::max()) {
+        core->StopAt(controller->NextEvent());
     }
 }
 
@@ -105,7 +116,7 @@ void VirtualChip::Machine::OnUnalignedRegisterAccess(std::uint32_t address) {
 }
 
 void VirtualChip::Machine::OnReadOnlyMemoryRead(std::uint32_t address) {
-    if (controller.IsBusy() && Find(address, 1).region != Region::Factory) {
+    if (controller->IsBusy() && Find(address, 1).region != Region::Factory) {
         log.AddViolation(Violation::FlashReadWhileBusy, address, core->Now());
     }
 }
@@ -126,11 +137,11 @@ std::uint32_t VirtualChip::Machine::LoadRegisterWord(std::uint32_t address, Nano
         return settings.ramSizeCode;
     }
     const std::optional<std::uint32_t> own = coreControl.Load(address, CycleAt(at));
-    return own ? *own : controller.Load(address, at);
+    return own ? *own : controller->Load(address, at);
 }
 
 ControllerSignals VirtualChip::Machine::StoreRegisterWord(std::uint32_t address, std::uint32_t value, Nanoseconds at) {
-    return coreControl.Store(address, value, CycleAt(at)) ? ControllerSignals{} : controller.Store(address, value, at);
+    return coreControl.Store(address, value, CycleAt(at)) ? ControllerSignals{} : controller->Store(address, value, at);
 }
 
 VirtualChip::Machine::Place VirtualChip::Machine::Find(std::uint32_t address, std::size_t length) const {
@@ -140,7 +151,7 @@ VirtualChip::Machine::Place VirtualChip::Machine::Find(std::uint32_t address, st
         std::span<const std::uint8_t> bytes;
     } regions[] = {
         {Region::Sram, kSramBase, sram.Bytes()},
-        {Region::Flash, kFlashBase, flashArray.Bytes()},
+        {Region::Flash, controller->FlashAddress(), flashArray.Bytes()},
         {Region::CcfgWindow, kCcfgWindowBase, flashArray.Bytes().last(flashArray.SectorSize())},
         {Region::Factory, kFactoryBase, factory.Bytes()},
     };

@@ -2,10 +2,12 @@
 #pragma once
 
 #include <functional>
+#include <memory>
 #include <optional>
 #include <string>
 
 #include "chip/ChipLog.h"
+#include "chip/Controller.h"
 #include "chip/CoreControl.h"
 #include "chip/EmulatedCore.h"
 #include "chip/FaultPlan.h"
@@ -20,7 +22,7 @@ namespace flash::chip {
 
 class VirtualChip::Machine final : public CoreBus {
 public:
-    explicit Machine(const Settings& chipSettings);
+    explicit Machine(const Settings& chipSettings, std::unique_ptr<Controller> otherController = nullptr);
 
     // The debug link (DebugLink.cpp)
     void ReadMemory(std::uint32_t address, std::span<std::uint8_t> bytes, std::uint32_t elementSize);
@@ -56,6 +58,7 @@ public:
     void PlaceInFlash(std::uint32_t address, std::span<const std::uint8_t> bytes);
     const Counters& GetCounters();
     void ObserveSram(std::uint32_t address, std::uint32_t length, std::function<void(const SramWrite&)> newObserver);
+    void Arm(Fault fault, std::uint64_t at);
     void ArmBit(void (FlashArray::*defect)(std::uint32_t, unsigned), std::uint32_t address, unsigned bit);
 
     Settings settings;  // complete, without the initial flash
@@ -97,6 +100,7 @@ private:
     Place Find(std::uint32_t address, std::size_t length) const;
 
     // The link
+    bool IsInRegisterPage(std::uint32_t address, std::size_t bytes) const;
     void RequireReachable(const Transfer& transfer) const;
     void Perform(const Transfer& transfer);
     Nanoseconds DurationOf(const Transfer& transfer) const;
@@ -123,7 +127,8 @@ private:
 
     PageBytes factory;
     Sram sram;
-    FlashController controller;
+    std::unique_ptr<Controller> controller;
+    std::vector<std::uint32_t> registerPages;
     std::unique_ptr<EmulatedCore> core;
     Nanoseconds runStart{0};
     std::uint32_t runAddress = 0;

@@ -20,8 +20,8 @@ inline constexpr std::uint32_t kPrimaryBleAddress = 0x5000'1208;   // 6 bytes
 inline constexpr std::uint32_t kRegisterPageBytes = 0x1000;
 inline constexpr std::uint32_t kControllerPage = 0x4003'0000;
 inline constexpr std::uint32_t kSystemPage = 0x4008'2000;
-inline constexpr std::uint32_t kCorePage = 0xE000'E000;  // the core's own registers
-inline constexpr std::array kRegisterPages = {kControllerPage, kSystemPage, kCorePage};
+inline constexpr std::uint32_t kCorePage = 0xE000'E000;                 // the core's own registers
+inline constexpr std::array kRegisterPages = {kSystemPage, kCorePage};  // besides the controller's
 
 // Registers, 32 bits each.
 inline constexpr std::uint32_t kSizeRegister = 0x4003'002C;       // R   bits 7..0: number of sectors

@@ -25,14 +25,14 @@ void VirtualChip::Machine::Reset() {
     if (!isPowered) {
         return;
     }
-    controller.Abort(now);
+    controller->Abort(now);
     StopCore(CoreState::Halted);
     log.AddInstant(EventKind::Reset, now);
     Boot();
 }
 
 void VirtualChip::Machine::LosePower() {
-    controller.Abort(now);
+    controller->Abort(now);
     StopCore(CoreState::Halted);
     isPowered = false;
     log.AddInstant(EventKind::PowerOff, now);
@@ -42,7 +42,7 @@ void VirtualChip::Machine::LosePower() {
 }
 
 void VirtualChip::Machine::Boot() {
-    controller.PowerUp();
+    controller->PowerUp();
     core->ClearRegisters();
     troubleText.clear();
     coreControl.Reset();

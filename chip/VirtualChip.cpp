@@ -8,6 +8,8 @@
 namespace flash::chip {
 
 VirtualChip::VirtualChip(const Settings& settings) : machine(std::make_unique<Machine>(settings)) {}
+VirtualChip::VirtualChip(const Settings& settings, std::unique_ptr<Controller> controller)
+    : machine(std::make_unique<Machine>(settings, std::move(controller))) {}
 VirtualChip::~VirtualChip() = default;
 VirtualChip::VirtualChip(VirtualChip&&) noexcept = default;
 VirtualChip& VirtualChip::operator=(VirtualChip&&) noexcept = default;
@@ -76,7 +78,7 @@ const std::string& VirtualChip::TroubleText() const { return machine->troubleTex
 bool VirtualChip::IsPowered() const { return machine->isPowered; }
 bool VirtualChip::IsDebugPortDisabled() const { return machine->isDebugPortDisabled; }
 
-void VirtualChip::Arm(Fault fault, std::uint64_t at) { machine->faults.Arm(fault, at); }
+void VirtualChip::Arm(Fault fault, std::uint64_t at) { machine->Arm(fault, at); }
 
 void VirtualChip::ArmBitThatWillNotProgram(std::uint32_t address, unsigned bit) {
     machine->ArmBit(&FlashArray::WeakenBit, address, bit);

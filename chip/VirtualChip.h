@@ -158,10 +158,14 @@ struct SramWrite {
     std::uint32_t length;
 };
 
+class Controller;
+
 class VirtualChip {
 public:
     // Powered up, with the core halted and nothing in SRAM. Throws `ChipError` for settings that make no chip.
     explicit VirtualChip(const Settings& settings);
+    // The same with another controller (chip/Controller.h) than the settings tell.
+    VirtualChip(const Settings& settings, std::unique_ptr<Controller> controller);
     ~VirtualChip();
     VirtualChip(VirtualChip&&) noexcept;
     VirtualChip& operator=(VirtualChip&&) noexcept;
