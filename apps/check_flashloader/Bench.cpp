@@ -13,18 +13,29 @@ constexpr std::chrono::seconds kHostWaits{2};
 constexpr std::uint32_t kSmallSectorBytes = 4096;
 constexpr std::uint32_t kSmallSram = 0x5000;
 constexpr std::uint32_t kThumbBit = 1;
+constexpr std::uint32_t kProtectionFromEnd = 0x20;
+constexpr std::uint32_t kFewestSectors = 6;
+constexpr std::uint32_t kMostSectors = 255;
 
 chip::Settings ChipFor(const Image& image, const Bytes& flash) {
     chip::Settings settings;
     settings.generation = image.generation;
     settings.controller = image.controller;
-    settings.sectorCount = kSectors;
+    settings.sectorCount = image.sectorCount;
     settings.initialFlash = flash;
     settings.ramBytes = image.generation == chip::Generation::LumoD ? kSmallSram : 0;
     settings.timing.linkBytesPerSecond = 20'000'000;
     settings.timing.linkLatency = std::chrono::microseconds(2);
     settings.timing.sectorErase = std::chrono::milliseconds(2);
+    settings.timing.busyStall = std::chrono::microseconds(100);  // so that few looks are emulated
+    if (image.model != nullptr) {
+        settings.timing.coreClockHz = std::uint64_t{1000} * image.model->ticksPerMillisecond();
+    }
     return settings;
+}
+
+std::unique_ptr<chip::Controller> ModelOf(const Image& image) {
+    return image.model == nullptr ? nullptr : ControllerFrom(*image.model, image.symbols.Find("g_flash").value_or(0));
 }
 
 Bytes Encode(const Block& block) {
@@ -50,7 +61,7 @@ std::uint32_t Image::Find(const std::string& symbol) const {
 Image ReadImage(const std::filesystem::path& file, const chip::ControllerKind& controller) {
     const Bytes content = host::LoadFile(file);
     Image image{host::ReadElf(content, file.string()), host::ReadElfSymbols(content, file.string()),
-                chip::Generation::LumoD, controller, 1};
+                chip::Generation::LumoD, controller};
     const auto first = image.symbols.Find("g_buf1");
     const auto second = image.symbols.Find("g_buf2");
     const bool isLarge = first && second && std::max(*first, *second) - std::min(*first, *second) > kSmallSectorBytes;
@@ -58,8 +69,22 @@ Image ReadImage(const std::filesystem::path& file, const chip::ControllerKind& c
     return image;
 }
 
+void UseModel(Image& image, const ModelLibrary& model) {
+    const std::uint32_t sectorBytes = image.generation == chip::Generation::LumoF ? 8192 : 4096;
+    image.model = &model;
+    image.sectorCount = model.flashBytes() / model.sectorBytes();
+    if (model.sectorBytes() != sectorBytes) {
+        throw std::runtime_error(fmt::format("the image has buffers of {} bytes, and the model sectors of {}",
+                                             sectorBytes, model.sectorBytes()));
+    }
+    if (image.sectorCount < kFewestSectors || image.sectorCount > kMostSectors) {
+        throw std::runtime_error(fmt::format("the model has {} sectors; {} to {} are needed", image.sectorCount,
+                                             kFewestSectors, kMostSectors));
+    }
+}
+
 Bench::Bench(const Image& flashloaderImage, const Bytes& flash)
-    : image(flashloaderImage), chip(ChipFor(flashloaderImage, flash)) {
+    : image(flashloaderImage), chip(ChipFor(flashloaderImage, flash), ModelOf(flashloaderImage)) {
     Load();
     Start();
 }
@@ -95,7 +120,33 @@ Answer Bench::Program(std::uint32_t command, std::uint32_t address, const Bytes&
     return Run({address, static_cast<std::uint32_t>(chunk.size()), command, Crc32(chunk)});
 }
 
+std::uint64_t Bench::Operations() const {
+    return image.model == nullptr ? chip.GetCounters().flashOperations : image.model->operations();
+}
+
+void Bench::ProtectSector(std::uint32_t index) {
+    if (image.model != nullptr) {
+        image.model->protectSector(index * SectorBytes());
+    } else {
+        chip.PlaceInFlash(chip.FlashBytes() - kProtectionFromEnd, Bytes{static_cast<std::uint8_t>(~(1U << index))});
+    }
+    chip.Reset();
+    Load();
+    Start();
+}
+
+void Bench::FlipABitOf(std::uint32_t address) {
+    if (image.model != nullptr) {
+        image.model->arm(2, kOperationFlipsABit);
+    } else {
+        chip.ArmBitThatFlips(address, 4);
+    }
+}
+
 void Bench::RequireNoViolation() const {
+    if (image.model != nullptr) {
+        RequireEqual(image.model->rulesBroken(), 0, "rules of the controller that were broken");
+    }
     for (std::size_t i = 0; i < chip::kViolationCount; ++i) {
         const auto violation = static_cast<chip::Violation>(i);
         Require(chip.Count(violation) == 0, "no breach of the chip's rules",

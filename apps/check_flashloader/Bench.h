@@ -7,6 +7,7 @@
 #include <string>
 #include <vector>
 
+#include "apps/check_flashloader/PortModel.h"
 #include "chip/VirtualChip.h"
 #include "host/files/ElfFile.h"
 
@@ -25,19 +26,24 @@ struct Image {
     host::SymbolTable symbols;
     chip::Generation generation;  // by the size of its buffers
     chip::ControllerKind controller;
+    const ModelLibrary* model = nullptr;  // in the place of the chip's own controller
+    std::uint32_t sectorCount = 6;
     std::uint64_t stride = 1;  // of a load's operations one in so many fails or loses its power
+    std::uint32_t loads = 20;  // of each alignment by each command
 
     std::uint32_t Find(const std::string& symbol) const;  // throws Broken
 };
 
 Image ReadImage(const std::filesystem::path& file, const chip::ControllerKind& controller);
 
+// For that model. Throws std::runtime_error when the two do not go together.
+void UseModel(Image& image, const ModelLibrary& model);
+
 struct Answer {
     std::uint32_t status;
     std::uint32_t address;  // as left in the block
 };
 
-inline constexpr std::uint32_t kSectors = 6;
 inline constexpr std::uint32_t kNotDone = 0xFFFF'FFFF;
 
 // What the host writes of a block, but for the status.
@@ -64,7 +70,9 @@ public:
     std::uint32_t BufferAddress(std::uint32_t index) const { return image.Find(index == 0 ? "g_buf1" : "g_buf2"); }
     std::uint32_t SectorBytes() const { return chip.SectorSize(); }
     Bytes Flash() const { return Bytes(chip.Flash().begin(), chip.Flash().end()); }
-    std::uint64_t Operations() const { return chip.GetCounters().flashOperations; }
+    std::uint64_t Operations() const;
+    void ProtectSector(std::uint32_t index);  // and loads anew
+    void FlipABitOf(std::uint32_t address);   // in one of the next operations, which reports success
     std::uint32_t Next() const { return next; }
 
     // The rules of the controller and of memory were kept; what a host provoked is left out.

@@ -2,13 +2,13 @@
 #include <fmt/format.h>
 
 #include <algorithm>
+#include <random>
 
 #include "apps/check_flashloader/Checks.h"
 
 namespace flash::flashloader_check {
 namespace {
 
-constexpr std::uint32_t kProtectionFromEnd = 0x20;
 constexpr std::uint32_t kProgramCommands[] = {2, 3, 4, 0x12, 0x13, 0x14};
 
 std::string Name(std::uint32_t command, std::uint32_t address, std::size_t length) {
@@ -29,6 +29,45 @@ void ChunksEndAnywhere(const Image& image) {
         }
         RequireFlash(bench, expected, fmt::format("abutting chunks by command 0x{:X}", command));
         bench.RequireNoViolation();
+    }
+}
+
+void EraseSectorAt(Bytes& flash, std::uint32_t address, std::uint32_t size) {
+    std::fill_n(flash.begin() + address / size * size, size, std::uint8_t{0xFF});
+}
+
+// As a host sends a load: each chunk goes on where the last one ended, and all end at multiples of `alignment`.
+void LoadAscending(Bench& bench, std::uint32_t command, std::uint32_t alignment, std::mt19937& random) {
+    const std::uint32_t size = bench.SectorBytes();
+    Bytes expected = bench.Flash();
+    std::uint32_t address = size - 8 * (1 + static_cast<std::uint32_t>(random() % 24));
+    if (command == 3) {
+        EraseSectorAt(expected, address, size);
+    }
+    for (int chunk = 0; chunk < 5; ++chunk) {
+        const auto length = alignment * (1 + static_cast<std::uint32_t>(random() % (80 / alignment)));
+        const Bytes data = Pattern(length, static_cast<std::uint32_t>(random()));
+        RequireEqual(bench.Program(command | 0x10, address, data).status, 0, Name(command, address, length));
+        for (const std::uint8_t byte : data) {
+            if (command == 3 && address % size == 0) {
+                EraseSectorAt(expected, address, size);
+            }
+            expected[address++] = byte;
+        }
+    }
+    RequireFlash(bench, expected, fmt::format("a load by command {} in multiples of {}", command, alignment));
+}
+
+void LoadsOfEveryAlignment(const Image& image) {
+    std::mt19937 random(1);
+    for (const std::uint32_t command : {2u, 3u, 4u}) {
+        for (const std::uint32_t alignment : {1u, 2u, 4u, 8u}) {
+            for (std::uint32_t load = 0; load < image.loads; ++load) {
+                Bench bench(image, command == 2 ? Bytes{} : OldFlash(image));
+                LoadAscending(bench, command, alignment, random);
+                bench.RequireNoViolation();
+            }
+        }
     }
 }
 
@@ -104,7 +143,7 @@ void ChecksForBlank(const Image& image) {
 
 void RefusesWhatIsNotAllowed(const Image& image) {
     const std::uint32_t size = SectorBytesOf(image);
-    const std::uint32_t end = kSectors * size;
+    const std::uint32_t end = image.sectorCount * size;
     const struct {
         Block block;
         std::uint32_t status;
@@ -132,9 +171,9 @@ void ChecksTheCrcFirst(const Image& image) {
 
 void LeavesProtectedSectorsAlone(const Image& image) {
     for (const std::uint32_t command : {1u, 3u, 4u, 5u}) {
-        Bytes flash = OldFlash(image);
-        flash[flash.size() - kProtectionFromEnd] = 0xFD;
-        Bench bench(image, flash);
+        Bench bench(image, OldFlash(image));
+        bench.ProtectSector(1);
+        const Bytes flash = bench.Flash();
         const std::uint32_t size = bench.SectorBytes();
         const Block whole = command == 1 ? Block{0, 0, 1} : Block{size, command == 5 ? size - 1 : size, command};
         bench.chip.WriteMemory(bench.BufferAddress(0), Pattern(size, 1));
@@ -152,6 +191,8 @@ void LeavesProtectedSectorsAlone(const Image& image) {
 std::vector<Check> CommandChecks() {
     return {
         {"chunks-end-anywhere", "Commands 2, 3 and 4 take chunks of any alignment.", ChunksEndAnywhere},
+        {"loads-of-every-alignment",
+         "Loads of abutting chunks leave the file in flash, whatever they are multiples of.", LoadsOfEveryAlignment},
         {"whole-sectors", "A chunk of a whole sector is programmed.", WholeSectors},
         {"erases-or-keeps", "Command 3 erases the sectors that it touches, command 4 keeps the rest.", ErasesOrKeeps},
         {"erases-once-per-load", "Commands 3 and 5 erase a sector once per load.", ErasesOncePerLoad},

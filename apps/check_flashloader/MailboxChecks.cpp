@@ -27,17 +27,17 @@ void StandsStillAtFirst(const Image& image) {
     }
     bench.Post(0, {0, 16, 6});
     bench.Start();
-    bench.chip.Pause(std::chrono::milliseconds(100));
+    bench.chip.Pause(std::chrono::milliseconds(20));
     RequireEqual(bench.StatusOf(0), 0, "status of a command that was posted before the core runs");
 }
 
 void TakesTheBlocksInTurn(const Image& image) {
     Bench bench(image);
     bench.Post(1, {0, 16, 6});
-    bench.chip.Pause(std::chrono::milliseconds(50));
+    bench.chip.Pause(std::chrono::milliseconds(10));
     RequireEqual(bench.StatusOf(1), kNotDone, "status of block 1 while block 0 was not posted");
     bench.Post(0, {0, 16, 6});
-    bench.chip.Pause(std::chrono::milliseconds(50));
+    bench.chip.Pause(std::chrono::milliseconds(10));
     for (const std::uint32_t block : {0u, 1u}) {
         RequireEqual(bench.StatusOf(block), 0, fmt::format("status of block {} when both are posted", block));
     }
@@ -108,7 +108,7 @@ std::vector<Check> AllChecks() {
 std::uint32_t SectorBytesOf(const Image& image) { return image.generation == chip::Generation::LumoF ? 8192 : 4096; }
 
 Bytes OldFlash(const Image& image) {
-    Bytes flash(kSectors * SectorBytesOf(image), 0xFF);
+    Bytes flash(image.sectorCount * SectorBytesOf(image), 0xFF);
     std::fill_n(flash.begin(), 4 * SectorBytesOf(image), std::uint8_t{0x5A});
     return flash;
 }

@@ -16,6 +16,7 @@ void PortIsUsable() {
     Expect(loader.Load(), 0u, "fault at the beginning of a load (firmware/commands.h)");
     Expect(FlashPortSectorCount(), ModelFlashBytes() / ModelSectorBytes(), "number of sectors");
     Expect(FlashPortBytes() == ModelFlash(), true, "flash is read where it is");
+    Expect(FlashPortTraits()->ticksPerMillisecond, ModelTicksPerMillisecond(), "ticks per millisecond");
 }
 
 void ChunksEndAnywhere() {

@@ -1,5 +1,6 @@
 # `flash_add_port_check(NAME SOURCES port model … [INCLUDE folder…])`: a program that runs the checks of this folder on a
 # flash port over a model of its controller, on the workstation.
+include_guard(GLOBAL)
 cmake_path(GET CMAKE_CURRENT_LIST_DIR PARENT_PATH flashloader)
 foreach(name mailbox load commands blank deadline equal locks sums units crc32)
     list(APPEND portCheckSources ${flashloader}/${name}.c)
@@ -7,7 +8,8 @@ endforeach()
 foreach(name PortCheck ProgrammingChecks MishapChecks check_port)
     list(APPEND portCheckSources ${flashloader}/check/${name}.cpp)
 endforeach()
-cmake_path(GET flashloader PARENT_PATH portCheckTop)
+cmake_path(GET flashloader PARENT_PATH top)
+set(portCheckTop ${top} CACHE INTERNAL "What the flashloader's includes count from")
 
 # Power is lost by an exception, through functions in C. Optimised, because the model counts each look at a register.
 add_library(port_checks OBJECT ${portCheckSources})
@@ -20,6 +22,17 @@ else()
     target_compile_options(port_checks PUBLIC -fsanitize=address,undefined)
     target_link_options(port_checks PUBLIC -fsanitize=address,undefined)
 endif()
+
+# `flash_add_port_model(NAME SOURCES model … [INCLUDE folder…])`: the model as a shared library NAME.so, for
+# scripts/check-flashloader. Power is lost by an exception of the program that loads it, hence the option.
+function(flash_add_port_model NAME)
+    cmake_parse_arguments(PARSE_ARGV 1 ARG "" "" "SOURCES;INCLUDE")
+    add_library(${NAME} MODULE ${ARG_SOURCES})
+    target_include_directories(${NAME} PRIVATE ${portCheckTop} ${ARG_INCLUDE})
+    target_compile_options(${NAME} PRIVATE -Wall -Wextra -g -O1 -fexceptions)
+    target_compile_features(${NAME} PRIVATE c_std_11)
+    set_target_properties(${NAME} PROPERTIES PREFIX "")
+endfunction()
 
 function(flash_add_port_check NAME)
     cmake_parse_arguments(PARSE_ARGV 1 ARG "" "" "SOURCES;INCLUDE")

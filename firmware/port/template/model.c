@@ -13,6 +13,8 @@ static const uint64_t kPageErase = 20000000;
 static const uint64_t kProgram = 90000;
 static const uint64_t kWatchdog = 100000000;
 static const uint64_t kNever = UINT64_MAX;
+enum { kTicksPerMillisecond = 16000 };  // of the core's timer
+static const uint32_t kRegisterPages[] = {0x40022000, 0x40023000, 0};
 
 static struct {
     uint8_t flash[kFlashBytes];
@@ -134,7 +136,10 @@ static void Operate(uint32_t control) {
     if (strikes && model.mishap == kPowerLostBefore) {
         ModelPowerIsLost();
     }
-    Carry(control, address, strikes && (model.mishap == kPowerLostInside || model.mishap == kOperationFails));
+    if (!strikes || model.mishap != kOperationDoesNothing) {
+        Carry(control, address, strikes && (model.mishap == kPowerLostInside || model.mishap == kOperationFails));
+    }
+    model.flash[address] ^= strikes && model.mishap == kOperationFlipsABit ? 1 : 0;
     if (strikes && (model.mishap == kPowerLostInside || model.mishap == kPowerLostAfter)) {
         ModelPowerIsLost();
     }
@@ -174,6 +179,8 @@ void WriteRegister(uint32_t address, uint32_t value) {
 
 const uint8_t* FlashMemory(void) { return model.flash; }
 
-// The core's timer, of 16 MHz.
+uint32_t ModelTicksPerMillisecond(void) { return kTicksPerMillisecond; }
+const uint32_t* ModelRegisterPages(void) { return kRegisterPages; }
+
 void ClockStart(void) {}
-uint32_t ClockTicks(void) { return (uint32_t)(model.now * 16 / 1000) & kClockMask; }
+uint32_t ClockTicks(void) { return (uint32_t)(model.now * kTicksPerMillisecond / 1000000) & kClockMask; }

@@ -79,8 +79,10 @@ void ModelBegin() {
 void ModelPowerUp() { model->PowerUp(); }
 
 void ModelArm(std::uint32_t operation, Mishap mishap) {
-    constexpr Fault kFaults[] = {Fault::OperationFails, Fault::StuckBusy, Fault::PowerLossBeforeOperation,
-                                 Fault::PowerLossInsideOperation, Fault::PowerLossAfterOperation};
+    constexpr Fault kFaults[] = {Fault::OperationFails,           Fault::StuckBusy,
+                                 Fault::PowerLossBeforeOperation, Fault::PowerLossInsideOperation,
+                                 Fault::PowerLossAfterOperation,  Fault::OperationDoesNothing,
+                                 Fault::OperationDoesNothing};
     model->faults.Arm(kFaults[mishap], operation);
 }
 
@@ -119,7 +121,14 @@ void WriteRegister(std::uint32_t address, std::uint32_t value) {
 
 const std::uint8_t* FlashMemory() { return model->array.Bytes().data(); }
 
-// The core's timer, of 48 MHz.
+std::uint32_t ModelTicksPerMillisecond() { return 48'000; }
+const std::uint32_t* ModelRegisterPages() {
+    static constexpr std::uint32_t kPages[] = {kControllerPage, 0};
+    return kPages;
+}
+
 void ClockStart() {}
-std::uint32_t ClockTicks() { return static_cast<std::uint32_t>(ModelNanoseconds() * 48 / 1000) & kClockMask; }
+std::uint32_t ClockTicks() {
+    return static_cast<std::uint32_t>(ModelNanoseconds() * ModelTicksPerMillisecond() / 1'000'000) & kClockMask;
+}
 }
