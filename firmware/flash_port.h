@@ -38,8 +38,8 @@ typedef struct {
     const FlashLock* locks;        // in the order in which they are closed, after all else
 } FlashTraits;
 
-// Once, before anything else of the port: unlocks the controller, clears errors that the application left behind, sets
-// up clocks, caches and wait states.
+// Once, before anything else of the port, whose registers are reached by firmware/registers.h: unlocks the controller,
+// clears errors that the application left behind, sets up clocks, caches and wait states.
 void FlashPortBegin(void);
 
 // Stays as it is from `FlashPortBegin` on.
@@ -64,9 +64,10 @@ bool FlashPortIsProtected(uint32_t sectorIndex);
 // may have been programmed with ones.
 bool FlashPortIsBlank(uint32_t unitAddress);
 
-// Each operation waits until the controller is idle, runs, and waits for its end. While it waits it asks
-// `DeadlineHasPassed` (firmware/deadline.h) every millisecond or more often, and returns kFsmBusy when that says so.
-// The controller is idle on return unless the result is kFsmBusy.
+// Errors that stay are cleared before an operation, and what an ECC has put right is none; the result is the
+// operation's own, 0 to 4. Each operation waits until the controller is idle, runs, and waits for its end. While it
+// waits it asks `DeadlineHasPassed` (firmware/deadline.h) every millisecond or more often, and returns kFsmBusy when
+// that says so. The controller is idle on return unless the result is kFsmBusy.
 FsmStatus FlashPortEraseSector(uint32_t sectorAddress);
 FsmStatus FlashPortEraseBank(void);  // every sector that is not protected; kFsmNotSupported if the controller cannot
 
