@@ -159,15 +159,26 @@ LoadResult Session::Program(const PlannedLoad& load) {
 }
 
 void Session::NoteBegin(const SectorSet& touched) {
-    if (interruptedLoads.AreKept() && !touched.IsEmpty()) {
-        WarnIfFails("Should this load fail, the next one will not know of it; let it write all",
-                    [&] { interruptedLoads.Begin(ChipName(), touched); });
+    if (!touched.IsEmpty()) {
+        KeepNote("Should this load fail, the next one will not know of it; let it write all",
+                 [&] { interruptedLoads.Begin(ChipName(), touched); });
     }
 }
 
 void Session::NoteEnd(const SectorSet& touched) {
-    if (interruptedLoads.AreKept() && !touched.IsEmpty()) {
-        WarnIfFails("The next load will take this one for failed", [&] { interruptedLoads.Finish(touched); });
+    if (!touched.IsEmpty()) {
+        KeepNote("The next load will take this one for failed", [&] { interruptedLoads.Finish(touched); });
+    }
+}
+
+// A load is no worse without its note, and whoever is told can do without it.
+void Session::KeepNote(const std::string& otherwise, const std::function<void()>& work) {
+    try {
+        if (interruptedLoads.AreKept()) {
+            work();
+        }
+    } catch (const Failure& failure) {
+        observer.Warning(otherwise + ": " + failure.Text());
     }
 }
 

@@ -97,6 +97,7 @@ private:
     void LeaveOutUnchanged(PlannedLoad& load, const CcfgInfo& ccfg);
     void NoteBegin(const SectorSet& touched);
     void NoteEnd(const SectorSet& touched);
+    void KeepNote(const std::string& otherwise, const std::function<void()>& work);
 
     // The order of a load.
     void Write(const PlannedLoad& load, ScopedSettings& scope);

@@ -43,6 +43,12 @@ class Places(Case):
         self.chip = self.path / "none" / "chip.bin"
         self.assertIn("chip.bin", self.run_chip("erase", code=1)[1])
 
+    def test_a_load_whose_note_cannot_be_kept_says_so_and_goes_on(self):
+        state = {"XDG_STATE_HOME": self.file("state", "a file in the place of the folder")}
+        _, err = self.run_chip("program", self.file("a.bin", pattern(100)), "--base", "0", environment=state)
+        self.assertIn("warning: Should this load fail, the next one will not know of it; let it write all: ", err)
+        self.assertIn("state/lumo-flash/loads: Not a directory", err)
+
     def test_every_failure_is_told_and_by_itself_reads_well(self):
         self.new_chip()
         _, err = self.run_chip("--trace", "/nowhere/t.json", "info", code=1)
