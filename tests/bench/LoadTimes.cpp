@@ -4,16 +4,21 @@
 // flash need alone, whichever is longer, and the way of the first chunk. Then how
 // long it takes when the chip holds the image already, all of it or in part.
 //
+// Fails when a load has become slower than it must be.
+//
 // Usage: load_times PLUGIN DATA_FOLDER [--json]
 #include <fmt/format.h>
 
 #include <nlohmann/json.hpp>
+#include <string>
+#include <utility>
 #include <vector>
 
 #include "host/files/ElfFile.h"
 #include "host/files/FileContent.h"
 #include "host/files/ProgramFile.h"
 #include "host/services/Mailbox.h"
+#include "tests/bench/Aims.h"
 #include "tests/bench/ChangedLoads.h"
 #include "tests/bench/LoadBench.h"
 
@@ -160,6 +165,65 @@ void PrintRow(const DeviceDescription& device, std::uint64_t bytesPerSecond, con
                times.OfBoundWithCrc(), times.CostOfCrc(), Seconds(times.singleBuffered).count(), times.Gain());
 }
 
+std::vector<std::string> MissedAims(const DeviceDescription& device, std::uint64_t bytesPerSecond, const Times& times) {
+    constexpr double kLeastOfBound = 0.98, kMostCostOfCrc = 1.02;
+    std::vector<std::string> missed;
+    if (times.OfBound() < kLeastOfBound) {
+        missed.push_back(fmt::format("{} at {} B/s: {:.3f} of the bound, at least {} is wanted", device.name,
+                                     bytesPerSecond, times.OfBound(), kLeastOfBound));
+    }
+    if (times.CostOfCrc() > kMostCostOfCrc) {
+        missed.push_back(fmt::format("{} at {} B/s: the check takes a load {:.4f} times as long, at most {} is wanted",
+                                     device.name, bytesPerSecond, times.CostOfCrc(), kMostCostOfCrc));
+    }
+    return missed;
+}
+
+class Report {
+public:
+    Report(Installed installedFiles, bool isForMachines) : installed(std::move(installedFiles)), isJson(isForMachines) {
+        if (!isJson) {
+            PrintHead();
+        }
+    }
+
+    void Add(const DeviceDescription& device, LinkSpeed link, std::uint64_t speed) {
+        const Times times = Measure(installed, device, speed);
+        if (!isJson) {
+            PrintRow(device, speed, times);
+        }
+        loads.push_back(Row(device, speed, times));
+        Miss(MissedAims(device, speed, times));
+        for (const CaseResult& result : MeasureChangedLoads(installed, device, speed)) {
+            changed.push_back(result);
+            changedLoads.push_back(AsJson(result));
+            Miss(MissedAims(result, link, device.FlashSizeBytes()));
+        }
+    }
+
+    // Whether every aim is reached.
+    bool End() const {
+        if (isJson) {
+            fmt::print("{}\n", nlohmann::json{{"loads", loads}, {"changedLoads", changedLoads}}.dump(2));
+        } else {
+            PrintTable(changed);
+        }
+        for (const std::string& text : missed) {
+            fmt::print(stderr, "too slow: {}\n", text);
+        }
+        return missed.empty();
+    }
+
+private:
+    void Miss(const std::vector<std::string>& texts) { missed.insert(missed.end(), texts.begin(), texts.end()); }
+
+    Installed installed;
+    bool isJson;
+    nlohmann::json loads = nlohmann::json::array(), changedLoads = nlohmann::json::array();
+    std::vector<CaseResult> changed;
+    std::vector<std::string> missed;
+};
+
 }  // namespace
 
 int main(int argumentCount, char** arguments) {
@@ -167,33 +231,15 @@ int main(int argumentCount, char** arguments) {
         fmt::print(stderr, "Usage: load_times PLUGIN DATA_FOLDER [--json]\n");
         return 2;
     }
-    const bool isJson = argumentCount > 3 && std::string(arguments[3]) == "--json";
     const Installed installed{arguments[1], arguments[2]};
     const std::vector<DeviceDescription> devices = LoadDeviceDescriptions(installed.dataFolder / "devices").devices;
-    nlohmann::json results = nlohmann::json::array(), changedRows = nlohmann::json::array();
-    std::vector<CaseResult> changed;
-    if (!isJson) {
-        PrintHead();
-    }
+    Report report(installed, argumentCount > 3 && std::string(arguments[3]) == "--json");
     for (const char* name : {"LumoD1F128", "LumoF2F352"}) {
         const DeviceDescription& device = FindDevice(devices, name);
         const std::uint64_t balanced = BalancedSpeed(device);
-        for (const std::uint64_t speed : {balanced / 4, balanced, balanced * 4}) {
-            const Times times = Measure(installed, device, speed);
-            if (!isJson) {
-                PrintRow(device, speed, times);
-            }
-            results.push_back(Row(device, speed, times));
-            for (const CaseResult& result : MeasureChangedLoads(installed, device, speed)) {
-                changed.push_back(result);
-                changedRows.push_back(AsJson(result));
-            }
-        }
+        report.Add(device, LinkSpeed::Slow, balanced / 4);
+        report.Add(device, LinkSpeed::Balanced, balanced);
+        report.Add(device, LinkSpeed::Fast, balanced * 4);
     }
-    if (isJson) {
-        fmt::print("{}\n", nlohmann::json{{"loads", results}, {"changedLoads", changedRows}}.dump(2));
-    } else {
-        PrintTable(changed);
-    }
-    return 0;
+    return report.End() ? 0 : 1;
 }
