@@ -187,6 +187,7 @@ void GdbProbe::StopWhereAnswered(std::optional<std::uint32_t> address) {
 
 void GdbProbe::ClearAnswerPoint() {
     if (answerPoint) {
+        StopToLook();
         client.RemoveBreakpoint(answerPointKind, *answerPoint);
     }
     answerPoint.reset();

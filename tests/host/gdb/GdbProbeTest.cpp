@@ -378,6 +378,18 @@ TEST_F(AServer, LosesItsBreakpointWhenItIsWrittenOverAndWhenItIsLeft) {
     EXPECT_TRUE(server.breakpoints.empty());
 }
 
+TEST_F(AServer, HasARunningTargetStoppedBeforeItsBreakpointIsCleared) {
+    Probe().Answers()->StopWhereAnswered(kAnswered);
+    Probe().Run();
+    Probe().Pause(milliseconds(1));
+
+    Probe().Debugging()->Resume();
+
+    EXPECT_EQ(server.interrupts, 1);
+    EXPECT_TRUE(server.breakpoints.empty());
+    EXPECT_TRUE(server.isRunning);
+}
+
 TEST_F(AServer, WithBackgroundAccessIsNotStopped) {
     options.hasBackgroundAccess = true;
     Probe().Run();
