@@ -20,8 +20,6 @@ int Unwatched(int value) { return NOT_CHANGED(value) * 2; }
 
 int InModule(int value) { return value / 2; }
 
-int Slowly(int value) { return value ^ 5; }
-
 int First(const std::vector<int>& values) { return values.empty() ? 0 : values[0]; }
 
 void Fill(char* text, int length) {
