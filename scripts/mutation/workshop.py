@@ -21,7 +21,7 @@ SOURCES = {".c", ".cpp", ".h"}
 LENIENT = ["-g0", "-Wno-error", "-Werror=return-type"]
 # A variable that nobody set holds a pattern, so that no change survives by a lucky zero.
 PATTERN = ["-ftrivial-auto-var-init=pattern"]
-RUN_ENVIRONMENT = {"GTEST_FAIL_FAST": "1", "GTEST_BRIEF": "1", "ASAN_OPTIONS": "hard_rss_limit_mb=4096",
+RUN_ENVIRONMENT = {"GTEST_FAIL_FAST": "1", "GTEST_BRIEF": "1", "ASAN_OPTIONS": "hard_rss_limit_mb=4096:quarantine_size_mb=16",
                    "CCACHE_DISABLE": "1"}
 LEAST_SECONDS = 1  # of processor time for one run, however quick the unchanged program is
 TIMES_SLOWER = 10  # than the unchanged program; the wall clock gets as much again, other work may hold the processor
