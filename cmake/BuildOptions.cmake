@@ -40,3 +40,20 @@ if(FLASH_COVERAGE)
     target_compile_options(flash_build_options INTERFACE -fprofile-instr-generate -fcoverage-mapping)
     target_link_options(flash_build_options INTERFACE -fprofile-instr-generate)
 endif()
+
+# What most of the host's sources read of fmt and of the standard library, parsed once for each library that asks. With
+# Clang only, which builds all that there is for the tests; what is released is compiled by GCC without it. REUSE_FROM names
+# a library that is compiled with the same options.
+function(flash_precompile_headers TARGET)
+    cmake_parse_arguments(ARG "" "REUSE_FROM" "" ${ARGN})
+    if(NOT CMAKE_CXX_COMPILER_ID MATCHES "Clang")
+        return()
+    endif()
+    if(ARG_REUSE_FROM)
+        target_precompile_headers(${TARGET} REUSE_FROM ${ARG_REUSE_FROM})
+        return()
+    endif()
+    target_precompile_headers(${TARGET} PRIVATE
+        <fmt/format.h> <algorithm> <array> <chrono> <cstdint> <cstring> <filesystem> <fstream> <functional> <map> <memory>
+        <optional> <set> <span> <sstream> <stdexcept> <string> <string_view> <utility> <vector>)
+endfunction()

@@ -161,6 +161,7 @@ class Workshop:
         source, command = self.tree.commands[old]
         command = [new if word == old else word for word in command]
         if source == path:
+            command = without_precompiled_header(command)
             command[command.index("-c") + 1] = sources / path
         pattern = [] if "-include-pch" in command else PATTERN
         return self.succeeds([command[0], f"-I{sources}", *command[1:], *LENIENT, *pattern])
@@ -198,6 +199,17 @@ class Workshop:
             return Verdict(TIME_LIMIT)
         failed = re.search(r"\[  FAILED  \] ([\w./]+)|^(?:FAIL|ERROR): (\w+)", output, re.MULTILINE)
         return Verdict(outcome_of(process.returncode, output), next(filter(None, failed.groups())) if failed else "")
+
+
+def without_precompiled_header(command):
+    """As CMake gives it to Clang: `-Xclang -include-pch -Xclang FILE`, then the header itself in the same way. Compiled for
+    other values of fresh variables, it would be refused."""
+    command = list(command)
+    for word in ("-include-pch", "-include"):
+        while word in command:
+            at = command.index(word)
+            del command[at - 1:at + 3]
+    return command
 
 
 def outcome_of(code, output):
