@@ -98,7 +98,9 @@ const BrokenHost kBrokenServices[] = {
     {Rule::MemoryReadsBack,
      [](WorkingHost& host) {
          host.onRead = [](Memory memory, const Bytes&) {
-             *memory.bytes ^= memory.address == simulation::kBuffers[0] ? 1 : 0;
+             if (memory.address == simulation::kBuffers[0]) {
+                 *memory.bytes = static_cast<unsigned char>(~*memory.bytes);
+             }
          };
      }},
     {Rule::RegisterValue, [](WorkingHost& host) { host.onReadRegister = [](std::uint64_t*) { return nullptr; }; }},

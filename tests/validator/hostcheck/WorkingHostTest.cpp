@@ -115,7 +115,7 @@ INSTANTIATE_TEST_SUITE_P(All, FailedHosts,
                          testing::Values(FailedHost{"initialize", "recover-from-initialize"},
                                          FailedHost{"phase1", "recover-from-phase-one"},
                                          FailedHost{"write", "recover-from-write"}),
-                         [](const auto& info) { return std::string(info.param.place); });
+                         [](const auto& tested) { return std::string(tested.param.place); });
 
 TEST(WorkingHost, IsToldThatAFailureWasMeant) {
     Check(FailingAt("create"), [](Work& work, WorkingHost&) {
