@@ -7,6 +7,7 @@
 #include <algorithm>
 #include <iterator>
 #include <map>
+#include <memory>
 
 #include "apps/lumoflash/Config.h"
 #include "apps/lumoflash/ConfigChoice.h"
@@ -47,6 +48,7 @@ public:
         AddValidatePlugin();
         AddCommand(app, Command::Reset, "reset", "Resets the core and lets it run from its vectors.", "reset");
         AddGdbServer();
+        AddLine();
     }
 
     ParsedCommandLine Parse(int argumentCount, const char* const* arguments) {
@@ -64,6 +66,19 @@ public:
         }
         Finish();
         return {options, std::nullopt};
+    }
+
+    // Reads the value as if the entry's command were given, so that a mistake shows before the day on which it counts.
+    void Try(const ConfigEntry& entry) {
+        ApplyValues(OptionOf(entry), entry.values, entry.place);
+        // Another one would ask for what the file need not say.
+        options.command = entry.command == CommandName(Command::Ccfg) ? Command::Ccfg : Command::Devices;
+        options.device = "any";
+        try {
+            Finish();
+        } catch (const host::Failure& failure) {
+            Refuse(fmt::format("{}: {}", entry.place, InWords(failure.Text())));
+        }
     }
 
 private:
@@ -180,6 +195,19 @@ private:
         AddLoad(command, options, raw);
     }
 
+    void AddLine() {
+        CLI::App* line = app.add_subcommand("line", "Programs many chips at once, as a job says.");
+        line->require_subcommand(1);
+        line->fallthrough();
+        line->footer("Example:\n  lumoflash line run job.toml");
+        CLI::App& run =
+            *AddCommand(*line, Command::LineRun, "run", "Works on chip after chip in every slot of a job.", "");
+        run.footer("Example:\n  lumoflash line run job.toml");
+        run.add_option("JOB", options.line.job, "The job, a TOML file")->required();
+        run.add_option("--operator", options.line.operatorName, "Who is there, for the records; instead of the job's");
+        run.add_option("--station", options.line.station, "This machine's name in them; instead of the job's");
+    }
+
     // Fills options that the command line does not have.
     void ApplyConfig() {
         const std::optional<ConfigChoice> config = ChooseConfig(raw.config);
@@ -187,16 +215,14 @@ private:
             return;
         }
         options.configFile = config->file;
+        options.isConfigNamed = config->isNamed;
         CommandLine trial;
         for (const ConfigEntry& entry : ReadConfig(config->file)) {
             if (!config->isNamed) {
                 RequireNoCode(entry, config->file);
             }
             CLI::App& owner = OwnerOf(entry);
-            CLI::Option* option = owner.get_option_no_throw("--" + entry.option);
-            if (option == nullptr || entry.option == "config" || entry.option == "help" || entry.option == "version") {
-                RefuseUnknownOption(entry, owner);
-            }
+            CLI::Option* option = &OptionOf(entry);
             if (entry.option == "yes") {
                 Refuse(entry.place + ": yes is said on the command line alone, by whoever starts the command");
             }
@@ -214,17 +240,13 @@ private:
         }
     }
 
-    // Reads the value as if the entry's command were given, so that a mistake shows before the day on which it counts.
-    void Try(const ConfigEntry& entry) {
-        ApplyValues(*OwnerOf(entry).get_option("--" + entry.option), entry.values, entry.place);
-        // Another one would ask for what the file need not say.
-        options.command = entry.command == CommandName(Command::Ccfg) ? Command::Ccfg : Command::Devices;
-        options.device = "any";
-        try {
-            Finish();
-        } catch (const host::Failure& failure) {
-            Refuse(fmt::format("{}: {}", entry.place, InWords(failure.Text())));
+    CLI::Option& OptionOf(const ConfigEntry& entry) {
+        CLI::App& owner = OwnerOf(entry);
+        CLI::Option* option = owner.get_option_no_throw("--" + entry.option);
+        if (option == nullptr || entry.option == "config" || entry.option == "help" || entry.option == "version") {
+            RefuseUnknownOption(entry, owner);
         }
+        return *option;
     }
 
     void Finish() {
@@ -244,17 +266,6 @@ private:
             }
         }
         Refuse(fmt::format("{}: there is no command {}", entry.place, entry.command));
-    }
-
-    static void ApplyValues(CLI::Option& option, const std::vector<std::string>& values, const std::string& source) {
-        try {
-            for (const std::string& value : values) {
-                option.add_result(value);
-            }
-            option.run_callback();
-        } catch (const CLI::ParseError& error) {
-            Refuse(fmt::format("{}: {}", source, error.what()));
-        }
     }
 
     // Where the command has an option for a property; one that is given by its name wins.
@@ -278,6 +289,10 @@ private:
 
 ParsedCommandLine ParseCommandLine(int argumentCount, const char* const* arguments) {
     return CommandLine().Parse(argumentCount, arguments);
+}
+
+std::function<void(const ConfigEntry& entry)> MakeEntryCheck() {
+    return [trial = std::make_shared<CommandLine>()](const ConfigEntry& entry) { trial->Try(entry); };
 }
 
 }  // namespace flash::app

@@ -1,9 +1,11 @@
 // The command line of lumoflash, parsed and checked; nothing is touched yet.
 #pragma once
 
+#include <functional>
 #include <optional>
 #include <string>
 
+#include "apps/lumoflash/Config.h"
 #include "apps/lumoflash/Options.h"
 
 namespace flash::app {
@@ -16,5 +18,9 @@ struct ParsedCommandLine {
 
 // Throws Failure (BadInput) for whatever is wrong.
 ParsedCommandLine ParseCommandLine(int argumentCount, const char* const* arguments);
+
+// For entries that are to become options of a command later. Throws Failure (BadInput) for one that is none, or has a
+// wrong value, also together with those before.
+std::function<void(const ConfigEntry& entry)> MakeEntryCheck();
 
 }  // namespace flash::app

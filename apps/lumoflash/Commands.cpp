@@ -11,6 +11,7 @@
 #include "apps/lumoflash/FileParts.h"
 #include "apps/lumoflash/GdbServerCommand.h"
 #include "apps/lumoflash/LetRun.h"
+#include "apps/lumoflash/LineCommand.h"
 #include "apps/lumoflash/Locations.h"
 #include "apps/lumoflash/Outcome.h"
 #include "apps/lumoflash/Texts.h"
@@ -271,10 +272,11 @@ private:
 
 int RunCommand(const Options& options, View& view, const std::atomic<bool>& isInterrupted) {
     view.Started(options);
-    if (options.command == Command::ValidatePlugin) {
+    if (options.command == Command::ValidatePlugin || options.command == Command::LineRun) {
         const Outcome outcome = OutcomeOf([&] {
-            return options.validation.isListing ? ListChecks(view)
-                                                : ValidatePlugin(options.validation, view, isInterrupted);
+            return options.command == Command::LineRun ? RunLine(options, isInterrupted)
+                   : options.validation.isListing      ? ListChecks(view)
+                                                       : ValidatePlugin(options.validation, view, isInterrupted);
         });
         view.Finished(outcome);
         return outcome.exitCode;

@@ -28,6 +28,17 @@ CLI::Option* AddFlag(CLI::App& command, const std::string& names, bool& isOn, co
     return command.add_flag(names, isOn, description)->check(NeitherTrueNorFalse);
 }
 
+void ApplyValues(CLI::Option& option, const std::vector<std::string>& values, const std::string& source) {
+    try {
+        for (const std::string& value : values) {
+            option.add_result(value);
+        }
+        option.run_callback();
+    } catch (const CLI::ParseError& error) {
+        Refuse(fmt::format("{}: {}", source, error.what()));
+    }
+}
+
 // The library cannot tell "--option=" from "--option" and takes the next argument for the value.
 void RequireValuesBehindEquals(const std::vector<std::string>& arguments) {
     for (const std::string& argument : arguments) {

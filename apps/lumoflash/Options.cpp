@@ -16,7 +16,8 @@ std::string CommandName(Command command) {
                                                       {Command::Devices, "devices"},
                                                       {Command::ValidatePlugin, "validate-plugin"},
                                                       {Command::Reset, "reset"},
-                                                      {Command::GdbServer, "gdbserver"}};
+                                                      {Command::GdbServer, "gdbserver"},
+                                                      {Command::LineRun, "line run"}};
     return names.at(command);
 }
 

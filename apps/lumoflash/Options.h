@@ -32,6 +32,7 @@ enum class Command {
     ValidatePlugin,
     Reset,
     GdbServer,
+    LineRun,
 };
 
 struct GdbServerOptions {
@@ -39,6 +40,11 @@ struct GdbServerOptions {
     bool isStdio = false;
     bool isOnce = false;
     std::uint32_t packetBytes = 0x4000;
+};
+
+struct LineOptions {
+    std::filesystem::path job;
+    std::string operatorName, station;  // instead of the job's
 };
 
 // "program", "mac read", …
@@ -57,6 +63,7 @@ struct Options {
     std::string device;
     std::filesystem::path plugin, devicesFolder, dataFolder, traceFile;
     std::filesystem::path configFile;
+    bool isConfigNamed = false;  // by the user, not only found
     host::ProbeSpec probe;
     bool checksWrites = false;                      // of a GDB server
     std::vector<std::string> faults;                // of the virtual chip
@@ -91,6 +98,7 @@ struct Options {
     validator::ValidatePluginOptions validation;
 
     GdbServerOptions server;
+    LineOptions line;
 };
 
 // Only such a command makes a chip where there is none, and keeps what became of it.

@@ -88,7 +88,8 @@ private:
         if (options.isJson && options.isQuiet) {
             Refuse("--json and --quiet exclude each other");
         }
-        const bool needsPart = options.command != Command::Devices && options.command != Command::ValidatePlugin;
+        const bool needsPart = options.command != Command::Devices && options.command != Command::ValidatePlugin &&
+                               options.command != Command::LineRun;
         if (options.device.empty() && needsPart) {
             Refuse("Which part is it? Give --device NAME; `lumoflash devices` lists them");
         }

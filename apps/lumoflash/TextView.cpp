@@ -5,13 +5,12 @@
 
 #include <algorithm>
 #include <cstdio>
-#include <cstdlib>
 #include <iostream>
-#include <string_view>
 #include <utility>
 
 #include "apps/lumoflash/FieldOptions.h"
 #include "apps/lumoflash/ProgressLine.h"
+#include "apps/lumoflash/TerminalKind.h"
 #include "apps/lumoflash/Texts.h"
 #include "apps/lumoflash/View.h"
 #include "host/Failure.h"
@@ -26,14 +25,6 @@ constexpr const char* kRed = "\x1b[31m";
 constexpr const char* kYellow = "\x1b[33m";
 constexpr const char* kGreen = "\x1b[32m";
 constexpr const char* kPlain = "\x1b[0m";
-
-// By the environment or an option: no escape sequences at all.
-bool MayEscape(const Options& options) {
-    const char* noColor = std::getenv("NO_COLOR");
-    const char* terminal = std::getenv("TERM");
-    return !options.isColorOff && (noColor == nullptr || *noColor == '\0') &&
-           (terminal == nullptr || std::string_view(terminal) != "dumb");
-}
 
 // The plug-in's answers to these are results of their own.
 bool HasAnswer(Command command) {
@@ -70,8 +61,8 @@ public:
           isQuiet(options.isQuiet),
           isVerbose(options.isVerbose),
           hasAnswer(HasAnswer(options.command)),
-          hasColor(isTerminal && MayEscape(options)),
-          progress(MayEscape(options)) {}
+          hasColor(isTerminal && MayEscape(options.isColorOff)),
+          progress(MayEscape(options.isColorOff)) {}
 
     void Started(const Options&) override {}
     void Connected(const host::Connection& connection) override {

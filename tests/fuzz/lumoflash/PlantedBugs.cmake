@@ -12,7 +12,7 @@ plant_bug_in_command_line(NAME rest_behind_an_address FILE host/Numbers.cpp
 plant_bug_in_command_line(NAME first_sector_forgotten FILE apps/lumoflash/RawOptions.cpp
     RIGHT "raw.erase.substr(kListedSectors.size())" WRONG "raw.erase.substr(kListedSectors.size() + 1)"
     REASON "same options|out_of_range|a refusal is a Failure")
-plant_bug_in_command_line(NAME flag_always_on FILE apps/lumoflash/Config.cpp
+plant_bug_in_command_line(NAME flag_always_on FILE apps/lumoflash/TomlFile.cpp
     RIGHT "*isOn ? \"true\" : \"false\"" WRONG "*isOn ? \"true\" : \"true\""
     REASON "a configuration file gives the same options")
 plant_bug_in_command_line(NAME path_from_elsewhere FILE apps/lumoflash/Config.cpp

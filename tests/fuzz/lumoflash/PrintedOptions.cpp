@@ -32,6 +32,10 @@ public:
                 Put("packet-size", std::to_string(options.server.packetBytes), Kind::Number);
                 PrintProgram();
                 break;
+            case Command::LineRun:
+                PutUnlessEmpty("operator", options.line.operatorName, Kind::Text);
+                PutUnlessEmpty("station", options.line.station, Kind::Text);
+                break;
             case Command::Verify:
                 PrintFileOptions();
                 Put("by", options.verifyBy == host::VerifyBy::Link ? "link" : "target", Kind::Text);
@@ -97,8 +101,10 @@ private:
         Put("erase", erases[static_cast<int>(program.erase)] + options.lists.erased, Kind::Text);
         Put("verify", verifications[static_cast<int>(program.verification)], Kind::Text);
         Put("write", program.write == host::WriteChoice::All ? "all" : "changed", Kind::Text);
-        PutFlag("keep-ccfg", program.keepCcfg == true);
-        PutFlag("replace-ccfg", program.keepCcfg == false);
+        if (program.keepCcfg) {  // switched off it says something, too: the same as --replace-ccfg
+            PutFlag("keep-ccfg", *program.keepCcfg);
+        }
+        PutFlag("replace-ccfg", false);
         Put("skip-pages", options.lists.skipped);
         if (program.skippedFill) {
             Put("skip-fill", std::to_string(*program.skippedFill), Kind::Number);
@@ -207,6 +213,10 @@ public:
         const auto& [listen, isStdio, isOnce, packetBytes] = value;
         AddAll(listen, isStdio, isOnce, packetBytes);
     }
+    void Add(const app::LineOptions& value) {
+        const auto& [job, operatorName, station] = value;
+        AddAll(job, operatorName, station);
+    }
     void Add(const validator::ValidatePluginOptions& value) {
         const auto& [path, checks, isListing, limits] = value;
         AddAll(path, checks, isListing, limits.cpuSeconds, limits.wallSeconds);
@@ -263,6 +273,9 @@ std::vector<std::string> PrintWords(const Options& options) {
         words.push_back(options.addressKinds.at(0) == host::AddressKind::SecondaryBle ? "ble" : "ieee");
         words.push_back(options.newAddress.value().Text());
     }
+    if (options.command == Command::LineRun) {
+        words.push_back(options.line.job);
+    }
     if (!options.validation.modulePath.empty()) {
         words.push_back(options.validation.modulePath);
     }
@@ -270,15 +283,15 @@ std::vector<std::string> PrintWords(const Options& options) {
 }
 
 std::string Describe(const Options& options) {
-    const auto& [command, device, plugin, devicesFolder, dataFolder, traceFile, configFile, probe, checksWrites, faults,
-                 properties, isVerbose, isJson, isQuiet, isColorOff, isAgreed, files, fileOptions, program, lists,
-                 isDryRun, runsAfterwards, verifyBy, outFile, outFormat, range, sectors, keepCcfg, addressKinds,
-                 newAddress, validation, server] = options;
+    const auto& [command, device, plugin, devicesFolder, dataFolder, traceFile, configFile, isConfigNamed, probe,
+                 checksWrites, faults, properties, isVerbose, isJson, isQuiet, isColorOff, isAgreed, files, fileOptions,
+                 program, lists, isDryRun, runsAfterwards, verifyBy, outFile, outFormat, range, sectors, keepCcfg,
+                 addressKinds, newAddress, validation, server, line] = options;
     Description description;
     description.AddAll(command, device, plugin, devicesFolder, dataFolder, traceFile, probe, checksWrites, faults,
                        properties, isVerbose, isJson, isQuiet, isColorOff, isAgreed, files, fileOptions, program, lists,
                        isDryRun, runsAfterwards, verifyBy, outFile, outFormat, range, sectors, keepCcfg, addressKinds,
-                       newAddress, validation, server);
+                       newAddress, validation, server, line);
     return description.Text();
 }
 

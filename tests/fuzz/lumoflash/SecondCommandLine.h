@@ -162,6 +162,8 @@ private:
             {"mac", {}},
             {"mac read", {}},
             {"mac write", {}},
+            {"line", {}},
+            {"line run", {{"operator", any}, {"station", any}}},
             {"ccfg",
              {{"ble", ble}, {"ieee", ieee}, {"protect", any}, {"disable-bootloader", {}}, {"disable-debug", {}}}},
             {"devices", {}},
@@ -180,6 +182,9 @@ private:
         return nullptr;
     }
 
+    // Of commands, and none by itself.
+    bool IsGroup() const { return command == "mac" || command == "line"; }
+
     bool IsFlag(const std::string& option) const {
         const Check* check = Find(option);
         return check != nullptr && !*check;
@@ -188,7 +193,7 @@ private:
     void TakeWord(const std::string& word) {
         isPlain = isPlain && !word.empty() && !word.starts_with('-') && !word.starts_with('[') &&
                   word.find_first_of("{}") == std::string::npos;
-        if (command.empty() || command == "mac") {
+        if (command.empty() || IsGroup()) {
             const std::string name = command.empty() ? word : command + " " + word;
             isGood = isGood && word.find(' ') == std::string::npos && Options().contains(name);
             command = isGood ? name : command;
@@ -223,9 +228,9 @@ private:
     }
 
     bool IsSound() const {
-        const bool needsPart = command != "devices" && command != "validate-plugin";
+        const bool needsPart = command != "devices" && command != "validate-plugin" && command != "line run";
         const bool isQuietAndLoud = given.contains("json") && given.contains("quiet");
-        return isGood && !command.empty() && command != "mac" && (!needsPart || given.contains("device")) &&
+        return isGood && !command.empty() && !IsGroup() && (!needsPart || given.contains("device")) &&
                !isQuietAndLoud && AreWordsSound() && AreOptionsSound();
     }
 
@@ -266,6 +271,9 @@ private:
         if (command == "mac write") {
             return words.size() == 2 && IsOneOf({"ble", "ieee"}, words[0]) &&
                    IsAddress(words[0] == "ble" ? 6 : 8, words[1]);
+        }
+        if (command == "line run") {
+            return words.size() == 1;
         }
         if (command == "validate-plugin") {
             return words.size() == (given.contains("list") ? 0 : 1);
