@@ -8,27 +8,6 @@
 namespace flash::host {
 namespace {
 
-// The bytes of one run that lie in one sector.
-struct Piece {
-    std::uint32_t sector;
-    DataRun bytes;
-};
-
-std::vector<Piece> CutAtSectors(const std::vector<DataRun>& runs, std::uint32_t sectorSize) {
-    std::vector<Piece> pieces;
-    for (const DataRun& run : runs) {
-        const std::span bytes(run.bytes);
-        for (std::size_t offset = 0; offset < bytes.size();) {
-            const auto address = run.address + static_cast<std::uint32_t>(offset);
-            const std::size_t length = std::min<std::size_t>(sectorSize - address % sectorSize, bytes.size() - offset);
-            const std::span piece = bytes.subspan(offset, length);
-            pieces.push_back({address / sectorSize, {address, {piece.begin(), piece.end()}}});
-            offset += length;
-        }
-    }
-    return pieces;
-}
-
 void Append(std::vector<DataRun>& runs, const DataRun& run) {
     if (!runs.empty() && runs.back().address + runs.back().bytes.size() == run.address) {
         runs.back().bytes.insert(runs.back().bytes.end(), run.bytes.begin(), run.bytes.end());
@@ -62,13 +41,25 @@ SectorSet WithoutTheWriteThatErases(const WritePlan& plan, const SectorSet& unch
 
 }  // namespace
 
+std::vector<SectorContent> CutAtSectors(const std::vector<DataRun>& runs, std::uint32_t sectorSize) {
+    std::vector<SectorContent> pieces;
+    for (const DataRun& run : runs) {
+        const std::span bytes(run.bytes);
+        for (std::size_t offset = 0; offset < bytes.size();) {
+            const auto address = run.address + static_cast<std::uint32_t>(offset);
+            const std::size_t length = std::min<std::size_t>(sectorSize - address % sectorSize, bytes.size() - offset);
+            const std::span piece = bytes.subspan(offset, length);
+            pieces.push_back({address / sectorSize, {address, {piece.begin(), piece.end()}}});
+            offset += length;
+        }
+    }
+    return pieces;
+}
+
 std::vector<SectorContent> ContentsAfter(const WritePlan& plan, const std::optional<std::uint32_t>& keptCcfgAddress) {
     assert(plan.erase != EraseChoice::All);
     const std::uint32_t sectorSize = plan.geometry.sectorSizeBytes;
-    std::vector<SectorContent> contents;
-    for (Piece& piece : CutAtSectors(plan.writes, sectorSize)) {
-        contents.push_back({piece.sector, std::move(piece.bytes)});
-    }
+    std::vector<SectorContent> contents = CutAtSectors(plan.writes, sectorSize);
     for (std::uint32_t index = 0; index < plan.geometry.sectorCount; ++index) {
         if (IsOnlyErased(plan.sectors[index])) {
             contents.push_back({index, {index * sectorSize, std::vector<std::uint8_t>(sectorSize, kErasedByte)}});
@@ -86,13 +77,13 @@ std::vector<SectorContent> ContentsAfter(const WritePlan& plan, const std::optio
 WritePlan LeaveOut(WritePlan plan, const SectorSet& unchanged) {
     const SectorSet leftOut = WithoutTheWriteThatErases(plan, unchanged);
     std::vector<DataRun> writes;
-    for (const Piece& piece : CutAtSectors(std::exchange(plan.writes, {}), plan.geometry.sectorSizeBytes)) {
+    for (const SectorContent& piece : CutAtSectors(std::exchange(plan.writes, {}), plan.geometry.sectorSizeBytes)) {
         if (!leftOut.Contains(piece.sector)) {
-            Append(plan.writes, piece.bytes);
+            Append(plan.writes, piece.content);
         }
     }
-    for (const Piece& piece : CutAtSectors(std::exchange(plan.expected, {}), plan.geometry.sectorSizeBytes)) {
-        Append(leftOut.Contains(piece.sector) ? plan.alreadyRight : plan.expected, piece.bytes);
+    for (const SectorContent& piece : CutAtSectors(std::exchange(plan.expected, {}), plan.geometry.sectorSizeBytes)) {
+        Append(leftOut.Contains(piece.sector) ? plan.alreadyRight : plan.expected, piece.content);
     }
     for (std::uint32_t index = 0; index < plan.geometry.sectorCount; ++index) {
         SectorPlan& sector = plan.sectors[index];

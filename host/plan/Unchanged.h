@@ -11,13 +11,16 @@
 
 namespace flash::host {
 
-// What a sector holds after the load: all of it, or up to where the chip keeps its own CCFG.
+// What one sector holds, or some of it.
 struct SectorContent {
     std::uint32_t sector;
     DataRun content;
 };
 
-// Of every sector that the plan touches, ascending. Not for a plan that erases all of flash.
+std::vector<SectorContent> CutAtSectors(const std::vector<DataRun>& runs, std::uint32_t sectorSize);
+
+// What every sector that the plan touches holds after the load, ascending: all of it, or up to where the chip keeps its
+// own CCFG. Not for a plan that erases all of flash.
 std::vector<SectorContent> ContentsAfter(const WritePlan& plan, const std::optional<std::uint32_t>& keptCcfgAddress);
 
 // The plan without these sectors: they are neither erased nor written. Sectors of a list are erased with the first

@@ -3,6 +3,7 @@
 #include <fmt/format.h>
 
 #include <algorithm>
+#include <utility>
 
 #include "host/Failure.h"
 #include "host/plan/Unchanged.h"
@@ -18,22 +19,6 @@ std::vector<WantedRange> RangesOf(const std::vector<DataRun>& runs) {
     std::vector<WantedRange> ranges;
     std::for_each(runs.begin(), runs.end(), [&](const DataRun& run) { ranges.push_back({run.address, run.bytes}); });
     return ranges;
-}
-
-// One run for each sector that the data touches.
-std::vector<DataRun> CutAtSectors(const std::vector<DataRun>& runs, std::uint32_t sectorSize) {
-    std::vector<DataRun> pieces;
-    for (const DataRun& run : runs) {
-        const std::span bytes(run.bytes);
-        for (std::size_t offset = 0; offset < bytes.size();) {
-            const auto address = run.address + static_cast<std::uint32_t>(offset);
-            const std::size_t length = std::min<std::size_t>(sectorSize - address % sectorSize, bytes.size() - offset);
-            const std::span piece = bytes.subspan(offset, length);
-            pieces.push_back({address, {piece.begin(), piece.end()}});
-            offset += length;
-        }
-    }
-    return pieces;
 }
 
 // The content of the last sector with the fields that the closing phase replaces.
@@ -136,7 +121,10 @@ std::string Session::ChipName() {
 
 std::size_t Session::Verify(const ProgramImage& image, VerifyBy by) {
     RequireInside(image, 0, info.geometry.SizeBytes(), "flash");
-    const std::vector<DataRun> wanted = CutAtSectors(image.Runs(), info.geometry.sectorSizeBytes);
+    std::vector<DataRun> wanted;
+    for (SectorContent& piece : CutAtSectors(image.Runs(), info.geometry.sectorSizeBytes)) {
+        wanted.push_back(std::move(piece.content));
+    }
     const auto held = by == VerifyBy::Target ? AskTarget(wanted) : std::nullopt;
     if (!held) {
         return reader.Compare(image.Runs(), image.ByteCount());
