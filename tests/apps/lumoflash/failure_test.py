@@ -1,11 +1,9 @@
 """Failures: the cause first, details behind it, and nothing that moves a cursor."""
-import json
 import re
 import signal
-import subprocess
 import unittest
 
-from lumoflash import FLASH, PROGRAM, SECTOR, Case, pattern
+from lumoflash import FLASH, SECTOR, Case, pattern
 
 
 class Failure(Case):
@@ -39,16 +37,9 @@ class Failure(Case):
 
     def test_ctrl_c_is_told_as_such_and_nothing_else(self):
         self.device = "LumoF2F352"
-        data = self.file("a.bin", pattern(FLASH[self.device] - SECTOR[self.device]))
-        process = subprocess.Popen([PROGRAM, "--device", self.device, "--probe", f"virtual:{self.chip}", "--json", "program",
-                                    f"{data}@0"], stdout=subprocess.PIPE, stderr=subprocess.PIPE)
-        for line in process.stdout:
-            event = json.loads(line)
-            if event["event"] == "phase" and event["phase"] == "program" and event["state"] == "progress":
-                process.send_signal(signal.SIGINT)
-                break
-        _, err = process.communicate(timeout=120)
-        self.assertEqual((process.returncode, err), (130, b"error: Programming: interrupted; the same command again starts anew\n"))
+        image = self.file("a.bin", pattern(FLASH[self.device] - SECTOR[self.device]))
+        code, _, err = self.signal_while_it_programs(image, signal.SIGINT)
+        self.assertEqual((code, err), (130, b"error: Programming: interrupted; the same command again starts anew\n"))
 
     def test_texts_of_files_are_shown_with_control_characters_escaped(self):
         name = "a\x1b[31m\nb.bin"

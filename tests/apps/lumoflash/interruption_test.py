@@ -12,22 +12,14 @@ class Interruption(Case):
     device = "LumoF2F352"
 
     def test_ctrl_c_stops_at_a_safe_point_and_the_same_command_succeeds(self):
-        data = pattern(FLASH[self.device] - SECTOR[self.device])
-        arguments = [PROGRAM, "--device", self.device, "--probe", f"virtual:{self.chip}", "--json", "program",
-                     self.file("a.bin", data), "--base", "0"]
-        process = subprocess.Popen(arguments, cwd=self.path, stdout=subprocess.PIPE, stderr=subprocess.PIPE)
-        for line in process.stdout:
-            event = json.loads(line)
-            if event["event"] == "phase" and event["phase"] == "program" and event["state"] == "progress":
-                process.send_signal(signal.SIGINT)
-                break
-        out, err = process.communicate(timeout=120)
-        self.assertEqual(process.returncode, 130, err)
+        image = self.file("a.bin", pattern(FLASH[self.device] - SECTOR[self.device]))
+        code, out, err = self.signal_while_it_programs(image, signal.SIGINT)
+        self.assertEqual(code, 130, err)
         self.assertIn(b"nterrupted", err)
         self.assertEqual(json.loads(out.splitlines()[-1])["exitCode"], 130)
-        self.run_chip("verify", self.file("a.bin", data), "--base", "0", code=3)
-        self.run_chip("program", self.file("a.bin", data), "--base", "0")
-        self.run_chip("verify", self.file("a.bin", data), "--base", "0")
+        self.run_chip("verify", image, "--base", "0", code=3)
+        self.run_chip("program", image, "--base", "0")
+        self.run_chip("verify", image, "--base", "0")
 
     def test_what_a_killed_load_was_to_touch_is_not_believed(self):
         data = pattern(6 * SECTOR[self.device])
@@ -36,34 +28,18 @@ class Interruption(Case):
         changed = bytearray(data)
         for page in (1, 2, 4):
             changed[page * SECTOR[self.device]] ^= 1
-        process = subprocess.Popen([PROGRAM, "--device", self.device, "--probe", f"virtual:{self.chip}", "--json", "program",
-                                    self.file("b.bin", bytes(changed)), "--base", "0"], cwd=self.path, stdout=subprocess.PIPE,
-                                   stderr=subprocess.DEVNULL)
-        for line in process.stdout:
-            event = json.loads(line)
-            if event["event"] == "phase" and event["phase"] == "program" and event["state"] == "progress":
-                process.kill()
-                break
-        process.communicate(timeout=120)
-        self.assertEqual(process.returncode, -signal.SIGKILL)
-        for expected in ({"touched by a load that did not end well": [1, 2, 4], "already right": [0, 3, 5]}, {"already right": [0, 1, 2, 3, 4, 5]}):
+        code, _, err = self.signal_while_it_programs(self.file("b.bin", bytes(changed)), signal.SIGKILL)
+        self.assertEqual(code, -signal.SIGKILL, err)
+        for expected in ({"touched by a load that did not end well": [1, 2, 4], "already right": [0, 3, 5]},
+                         {"already right": [0, 1, 2, 3, 4, 5]}):
             plan = next(event for event in self.events("program", image, "--base", "0") if event["event"] == "plan")
             reasons = {reason["reason"]: reason["pages"] for reason in plan["reasons"]}
             self.assertEqual({key: reasons.get(key) for key in expected}, expected)
 
     def test_a_closed_terminal_is_told_twice_and_stops_at_a_safe_point(self):
-        data = pattern(FLASH[self.device] - SECTOR[self.device])
-        image = self.file("a.bin", data)
-        process = subprocess.Popen([PROGRAM, "--device", self.device, "--probe", f"virtual:{self.chip}", "--json", "program", image,
-                                    "--base", "0"], cwd=self.path, stdout=subprocess.PIPE, stderr=subprocess.PIPE)
-        for line in process.stdout:
-            event = json.loads(line)
-            if event["event"] == "phase" and event["phase"] == "program" and event["state"] == "progress":
-                process.send_signal(signal.SIGHUP)
-                process.send_signal(signal.SIGHUP)
-                break
-        _, err = process.communicate(timeout=120)
-        self.assertEqual(process.returncode, 130, err)
+        image = self.file("a.bin", pattern(FLASH[self.device] - SECTOR[self.device]))
+        code, _, err = self.signal_while_it_programs(image, signal.SIGHUP, signal.SIGHUP)
+        self.assertEqual(code, 130, err)
         self.run_chip("verify", image, "--base", "0", code=3)
 
     def test_a_second_ctrl_c_ends_even_what_never_comes_back(self):

@@ -92,6 +92,19 @@ class Case(unittest.TestCase):
         self.assertEqual(events[-1]["exitCode"], code)
         return events
 
+    def signal_while_it_programs(self, image, *signals):
+        """Starts a load of the file, sends the signals when data is on its way, and gives the end: code, output, errors."""
+        process = subprocess.Popen([PROGRAM, "--device", self.device, "--probe", f"virtual:{self.chip}", "--json", "program", image,
+                                    "--base", "0"], cwd=self.path, stdout=subprocess.PIPE, stderr=subprocess.PIPE)
+        for line in process.stdout:
+            event = json.loads(line)
+            if event["event"] == "phase" and event["phase"] == "program" and event["state"] == "progress":
+                for number in signals:
+                    process.send_signal(number)
+                break
+        out, err = process.communicate(timeout=120)
+        return process.returncode, out, err
+
     def new_chip(self):
         self.run_chip("erase")
 

@@ -44,6 +44,14 @@ struct RefusedCase {
     const char* error;
 };
 
+// What a writer of records is given, and the text that it makes of it.
+struct PrintedCase {
+    const char* name;
+    std::vector<DataRun> runs;
+    std::optional<std::uint32_t> entryPoint;
+    std::string text;
+};
+
 // `read(bytes)` gives a `ProgramImage`.
 template <std::size_t Count, typename Read>
 void ExpectRead(const ReadCase (&cases)[Count], Read read) {
@@ -62,6 +70,21 @@ void ExpectRefused(const RefusedCase (&cases)[Count], Read read) {
     for (const RefusedCase& c : cases) {
         SCOPED_TRACE(c.name);
         EXPECT_EQ(ErrorOf([&] { read(AsBytes(c.text)); }), c.error);
+    }
+}
+
+// `print(image)` gives a text.
+template <std::size_t Count, typename Print>
+void ExpectPrinted(const PrintedCase (&cases)[Count], Print print) {
+    for (const PrintedCase& c : cases) {
+        SCOPED_TRACE(c.name);
+        ProgramImage image;
+        for (const DataRun& run : c.runs) {
+            image.Add(run.address, run.bytes, {"a", ""});
+        }
+        image.entryPoint = c.entryPoint;
+
+        EXPECT_EQ(print(image), c.text);
     }
 }
 

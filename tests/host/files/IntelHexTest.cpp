@@ -3,7 +3,6 @@
 
 #include <gtest/gtest.h>
 
-#include <optional>
 #include <string>
 #include <vector>
 
@@ -11,8 +10,6 @@
 
 namespace flash::host {
 namespace {
-
-using Runs = std::vector<DataRun>;
 
 ProgramImage ReadNamed(std::span<const std::uint8_t> content) { return ReadIntelHex(content, "a.hex"); }
 
@@ -125,13 +122,7 @@ TEST(ReadIntelHex, RefusesWhatIsNotWholeAndCorrect) {
 }
 
 TEST(PrintIntelHex, WritesLinesOfSixteenBytesWithBasesWhereTheyChange) {
-    struct Case {
-        const char* name;
-        Runs runs;
-        std::optional<std::uint32_t> entryPoint;
-        std::string text;
-    };
-    const Case cases[] = {
+    const PrintedCase cases[] = {
         {"nothing", {}, {}, ":00000001FF\n"},
         {"17 bytes",
          {{0, {0, 1, 2, 3, 4, 5, 6, 7, 8, 9, 10, 11, 12, 13, 14, 15, 16}}},
@@ -143,16 +134,7 @@ TEST(PrintIntelHex, WritesLinesOfSixteenBytesWithBasesWhereTheyChange) {
         {"last address", {{0xFFFF'FFFF, {0x11}}}, {}, ":02000004FFFFFC\n:01FFFF0011F0\n:00000001FF\n"},
         {"entry point", {}, 0x101, ":0400000500000101F5\n:00000001FF\n"},
     };
-    for (const Case& c : cases) {
-        SCOPED_TRACE(c.name);
-        ProgramImage image;
-        for (const DataRun& run : c.runs) {
-            image.Add(run.address, run.bytes, {"a", ""});
-        }
-        image.entryPoint = c.entryPoint;
-
-        EXPECT_EQ(PrintIntelHex(image), c.text);
-    }
+    ExpectPrinted(cases, PrintIntelHex);
 }
 
 }  // namespace

@@ -104,13 +104,7 @@ TEST(ReadSRecord, TakesWhatEditorsAndOldSystemsAdd) {
 }
 
 TEST(PrintSRecord, WritesRecordsOfSixteenBytesWithAddressesOf32Bits) {
-    struct Case {
-        const char* name;
-        std::vector<DataRun> runs;
-        std::optional<std::uint32_t> entryPoint;
-        const char* text;
-    };
-    const Case cases[] = {
+    const PrintedCase cases[] = {
         {"nothing", {}, {}, "S0030000FC\nS70500000000FA\n"},
         {"17 bytes",
          {{0, {0, 1, 2, 3, 4, 5, 6, 7, 8, 9, 10, 11, 12, 13, 14, 15, 16}}},
@@ -123,16 +117,7 @@ TEST(PrintSRecord, WritesRecordsOfSixteenBytesWithAddressesOf32Bits) {
         {"last address", {{0xFFFF'FFFF, {0x11}}}, {}, "S0030000FC\nS306FFFFFFFF11EC\nS70500000000FA\n"},
         {"entry point", {}, 0x101, "S0030000FC\nS70500000101F8\n"},
     };
-    for (const Case& c : cases) {
-        SCOPED_TRACE(c.name);
-        ProgramImage image;
-        for (const DataRun& run : c.runs) {
-            image.Add(run.address, run.bytes, {"a", ""});
-        }
-        image.entryPoint = c.entryPoint;
-
-        EXPECT_EQ(PrintSRecord(image), c.text);
-    }
+    ExpectPrinted(cases, PrintSRecord);
 }
 
 }  // namespace
