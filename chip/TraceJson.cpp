@@ -1,6 +1,7 @@
 // The timeline in the JSON of Chrome trace events: complete events and instants, times in microseconds.
 #include <cinttypes>
 #include <cstdio>
+#include <utility>
 
 #include "chip/ChipLog.h"
 
@@ -117,6 +118,54 @@ std::string LaneNameLine(Lane lane, const std::string& name) {
            ",\"args\":{\"name\":" + Quoted(name) + "}}";
 }
 
+// What has been done so far, as curves: a point behind each transfer, and one behind each run of words.
+class Curves {
+public:
+    // The points that come before the event is over, each with a comma and a new line in front.
+    std::string PointsUpTo(const Event& event) {
+        std::string points = event.kind == EventKind::ProgramWord ? "" : WordsPoint();
+        switch (event.kind) {
+            case EventKind::TransferRead:
+                bytesRead += event.value;
+                points += BytesPoint(event.end);
+                break;
+            case EventKind::TransferWrite:
+                bytesWritten += event.value;
+                points += BytesPoint(event.end);
+                break;
+            case EventKind::ProgramWord:
+                ++words;
+                lastWord = event.end;
+                isWordPending = true;
+                break;
+            default:
+                break;
+        }
+        return points;
+    }
+
+    std::string WordsPoint() {
+        return std::exchange(isWordPending, false)
+                   ? Point("words programmed", lastWord, "\"words\":" + std::to_string(words))
+                   : "";
+    }
+
+private:
+    std::string BytesPoint(Nanoseconds at) const {
+        return Point("bytes on the link", at,
+                     "\"read\":" + std::to_string(bytesRead) + ",\"written\":" + std::to_string(bytesWritten));
+    }
+
+    static std::string Point(const char* name, Nanoseconds at, const std::string& values) {
+        return ",\n{\"name\":" + Quoted(name) + R"(,"ph":"C","pid":1,"ts":)" + Microseconds(at) + ",\"args\":{" +
+               values + "}}";
+    }
+
+    std::uint64_t bytesRead = 0, bytesWritten = 0, words = 0;
+    Nanoseconds lastWord{};
+    bool isWordPending = false;
+};
+
 }  // namespace
 
 std::string TraceJson(const ChipLog& log) {
@@ -129,10 +178,12 @@ std::string TraceJson(const ChipLog& log) {
     for (const auto& [lane, name] : lanes) {
         json += name.empty() ? "" : ",\n" + LaneNameLine(lane, name);
     }
+    Curves curves;
     for (const Event& event : log.timeline) {
+        json += curves.PointsUpTo(event);
         json += ",\n" + Line(event);
     }
-    return json + "\n]}\n";
+    return json + curves.WordsPoint() + "\n]}\n";
 }
 
 }  // namespace flash::chip

@@ -136,7 +136,7 @@ TEST_F(TimelineTest, ExportsEveryEventAsATraceEvent) {
     for (const nlohmann::json& event : events) {
         EXPECT_TRUE(event.at("name").is_string());
         EXPECT_EQ(event.at("pid"), 1);
-        shown += event.at("ph") == "M" ? 0U : 1U;
+        shown += event.at("ph") == "M" || event.at("ph") == "C" ? 0U : 1U;
     }
     EXPECT_EQ(shown, chip.Timeline().size());
     const nlohmann::json& note = events.back();
@@ -144,6 +144,29 @@ TEST_F(TimelineTest, ExportsEveryEventAsATraceEvent) {
     EXPECT_EQ(note.at("ph"), "X");
     EXPECT_DOUBLE_EQ(note.at("ts").get<double>(), 1.5);
     EXPECT_DOUBLE_EQ(note.at("dur").get<double>(), 1.25);
+}
+
+TEST_F(TimelineTest, CurvesCountBytesAndWords) {
+    std::vector<std::uint8_t> bytesOfSram(8);
+    chip.WriteMemory(kDataAddress, bytesOfSram);
+    chip.ReadMemory(kDataAddress, bytesOfSram);
+    Finish(kProgramWordCode, 0x40, 0x12);
+    Finish(kProgramWordCode, 0x44, 0x12);
+
+    const nlohmann::json trace = nlohmann::json::parse(chip.TimelineJson());
+
+    std::vector<nlohmann::json> bytes, words;
+    for (const nlohmann::json& event : trace.at("traceEvents")) {
+        if (event.at("ph") == "C") {
+            (event.at("name") == "bytes on the link" ? bytes : words).push_back(event);
+        }
+    }
+    ASSERT_GE(bytes.size(), 2U);
+    EXPECT_EQ(bytes.back().at("args").at("written"), chip.GetCounters().bytesWritten);
+    EXPECT_EQ(bytes.back().at("args").at("read"), chip.GetCounters().bytesRead);
+    ASSERT_FALSE(words.empty());
+    EXPECT_EQ(words.back().at("name"), "words programmed");
+    EXPECT_EQ(words.back().at("args").at("words"), 2U);
 }
 
 TEST_F(TimelineTest, ATraceEventNamesAddressAndWord) {
