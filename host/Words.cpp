@@ -18,6 +18,11 @@ struct Lead {
 constexpr Lead kLeads[] = {
     {0x80, 0x00, 0, 0}, {0xE0, 0xC0, 1, 0x80}, {0xF0, 0xE0, 2, 0x800}, {0xF8, 0xF0, 3, 0x1'0000}};
 
+// Halves of pairs in another encoding, what lies behind the last character, and two that mark errors.
+bool IsNoCharacter(std::uint32_t code) {
+    return (code >= 0xD800 && code < 0xE000) || code > 0x10'FFFF || code == 0xFFFE || code == 0xFFFF;
+}
+
 // The bytes of the character at the front; 0 when it is none, or one that is not shown.
 std::size_t PrintableBytes(std::string_view text) {
     for (const Lead& lead : kLeads) {
@@ -35,7 +40,7 @@ std::size_t PrintableBytes(std::string_view text) {
         }
         const bool isControl =
             character < kFirstPrintable || (character >= kDelete && character < kEndOfSecondControls);
-        return isControl || character < lead.least ? 0 : lead.following + 1;
+        return isControl || character < lead.least || IsNoCharacter(character) ? 0 : lead.following + 1;
     }
     return 0;
 }

@@ -130,6 +130,8 @@ private:
         AddLoad(command, options, raw);
         AddDryRun(command, options);
         AddFlag(command, "--run", options.runsAfterwards, "Reset the core and let it run when all is done");
+        command.add_option("--picture", options.pictureFile, "Write a picture of what happens to flash here, as SVG");
+        command.add_option("--report", options.reportFile, "Write a page about the run here, as HTML");
     }
 
     void AddVerify() {

@@ -14,6 +14,9 @@
 #include "apps/lumoflash/LineCommand.h"
 #include "apps/lumoflash/Locations.h"
 #include "apps/lumoflash/Outcome.h"
+#include "apps/lumoflash/Picture.h"
+#include "apps/lumoflash/Report.h"
+#include "apps/lumoflash/RunRecorder.h"
 #include "apps/lumoflash/Texts.h"
 #include "apps/lumoflash/Validation.h"
 #include "host/Failure.h"
@@ -76,10 +79,12 @@ public:
     void SaveTrace() const {
         const host::TimelineService* timeline = connection ? connection->GetProbe().Timeline() : nullptr;
         if (timeline != nullptr && !options.traceFile.empty()) {
-            const std::string trace = timeline->TraceJson();
-            host::SaveFile(options.traceFile,
-                           std::span(reinterpret_cast<const std::uint8_t*>(trace.data()), trace.size()));
+            SaveText(options.traceFile, timeline->TraceJson());
         }
+    }
+
+    void SaveReport(const Outcome& outcome) {
+        app::SaveReport(options, outcome, connection ? &*connection : nullptr, {picture, recorder.Phases()});
     }
 
 private:
@@ -94,8 +99,7 @@ private:
     }
 
     void Connect() {
-        connection.emplace(Request(), view, isInterrupted);
-        session = &connection->GetSession();
+        session = &connection.emplace(Request(), recorder, isInterrupted).GetSession();
         view.Connected(*connection);
     }
 
@@ -127,11 +131,7 @@ private:
 
     std::unique_ptr<host::Probe> OpenProbe(const host::DeviceDescription& device) const {
         std::unique_ptr<host::Probe> probe = host::OpenProbe(ProbeOf(options), device, Use());
-        host::FaultService* faults = probe->Faults();
-        if (!options.faults.empty() && faults == nullptr) {
-            throw host::BadInput(host::Field::Fault, "only a virtual chip breaks on demand");
-        }
-        std::ranges::for_each(options.faults, [&](const std::string& fault) { faults->Arm(fault); });
+        host::ArmFaults(*probe, options.faults);
         return probe;
     }
 
@@ -173,6 +173,7 @@ private:
         const auto planStart = connection->GetProbe().Now();
         const host::PlannedLoad load = session->Plan(image, ProgramOptionsFor(options, SectorCount()));
         const auto planTime = connection->GetProbe().Now() - planStart;
+        picture = DrawPicture(options, connection->PartName(), image, load, session->Layout());
         if (options.isDryRun || options.isJson) {
             view.ShowPlan(load.plan);
         }
@@ -197,8 +198,7 @@ private:
         if (part.IsEmpty()) {
             throw host::BadInput(host::Field::Range, "no byte of the files lies in it");
         }
-        const std::size_t bytes = session->Verify(part, options.verifyBy);
-        return {0, "verified, no difference", bytes, {}};
+        return {0, "verified, no difference", session->Verify(part, options.verifyBy), {}};
     }
 
     Outcome BlankCheck() {
@@ -261,6 +261,8 @@ private:
     View& view;
     const std::atomic<bool>& isInterrupted;
     Locations locations;
+    RunRecorder recorder{view};
+    std::string picture;                   // of the load, when one is wanted
     std::atomic<bool> isCancelled{false};  // by a client of the GDB server
     GdbServerObserver clientObserver;
     std::optional<host::Connection> connection;
@@ -275,8 +277,7 @@ int RunCommand(const Options& options, View& view, const std::atomic<bool>& isIn
     if (options.command == Command::ValidatePlugin || options.command == Command::LineRun) {
         const Outcome outcome = OutcomeOf([&] {
             return options.command == Command::LineRun ? RunLine(options, isInterrupted)
-                   : options.validation.isListing      ? ListChecks(view)
-                                                       : ValidatePlugin(options.validation, view, isInterrupted);
+                                                       : Validate(options.validation, view, isInterrupted);
         });
         view.Finished(outcome);
         return outcome.exitCode;
@@ -291,6 +292,7 @@ int RunCommand(const Options& options, View& view, const std::atomic<bool>& isIn
         KeepTrying(outcome, [&] { work.SaveChip(); });
         KeepTrying(outcome, [&] { work.SaveTrace(); });
     }
+    KeepTrying(outcome, [&] { work.SaveReport(outcome); });
     view.Finished(outcome);
     return outcome.exitCode;
 }

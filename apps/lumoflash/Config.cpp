@@ -47,7 +47,7 @@ private:
 
     // Paths are meant from the file's folder, wherever the program is called.
     std::string MeantFromHere(const std::string& text, const std::string& name) const {
-        static const std::set<std::string> paths{"plugin", "devices", "data", "trace", "out"};
+        static const std::set<std::string> paths{"plugin", "devices", "data", "trace", "out", "picture", "report"};
         if (const auto probe = host::ParseProbeSpec(text); probe && name == "probe") {
             return PrintProbeSpec(MeantFrom(file.Folder(), *probe));
         }

@@ -26,6 +26,8 @@ Parts Written(const Options& options) {
     Parts parts;
     AddUnlessEmpty(parts, "--out", options.outFile == "-" ? "" : options.outFile);
     AddUnlessEmpty(parts, "--trace", options.traceFile);
+    AddUnlessEmpty(parts, "--picture", options.pictureFile);
+    AddUnlessEmpty(parts, "--report", options.reportFile);
     AddUnlessEmpty(parts, "--probe", ChangesChip(options) ? FileOf(options.probe).value_or("") : "");
     return parts;
 }

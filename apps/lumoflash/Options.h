@@ -77,6 +77,7 @@ struct Options {
     SectorLists lists;
     bool isDryRun = false;
     bool runsAfterwards = false;
+    std::filesystem::path pictureFile, reportFile;
     host::VerifyBy verifyBy = host::VerifyBy::Target;
 
     // read

@@ -25,8 +25,6 @@ validator::ValidationReport RunChecks(const validator::ValidatePluginOptions& op
     }
 }
 
-}  // namespace
-
 Outcome ValidatePlugin(const validator::ValidatePluginOptions& options, View& view,
                        const std::atomic<bool>& isInterrupted) {
     const validator::ValidationReport report = RunChecks(options, view, isInterrupted);
@@ -49,6 +47,12 @@ Outcome ListChecks(View& view) {
     const std::vector<validator::Check>& checks = validator::AllChecks();
     std::for_each(checks.begin(), checks.end(), [&](const auto& check) { view.ListCheck(check); });
     return {0, host::Counted(checks.size(), "check"), 0, {}};
+}
+
+}  // namespace
+
+Outcome Validate(const validator::ValidatePluginOptions& options, View& view, const std::atomic<bool>& isInterrupted) {
+    return options.isListing ? ListChecks(view) : ValidatePlugin(options, view, isInterrupted);
 }
 
 }  // namespace flash::app

@@ -8,8 +8,7 @@
 
 namespace flash::app {
 
-Outcome ValidatePlugin(const validator::ValidatePluginOptions& options, View& view,
-                       const std::atomic<bool>& isInterrupted);
-Outcome ListChecks(View& view);
+// Runs the checks, or lists them.
+Outcome Validate(const validator::ValidatePluginOptions& options, View& view, const std::atomic<bool>& isInterrupted);
 
 }  // namespace flash::app

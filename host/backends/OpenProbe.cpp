@@ -117,4 +117,12 @@ std::unique_ptr<Probe> OpenProbe(const ProbeSpec& spec, const DeviceDescription&
     return BackEndOf(spec)->open(spec, part);
 }
 
+void ArmFaults(Probe& probe, const std::vector<std::string>& faults) {
+    FaultService* const service = probe.Faults();
+    if (!faults.empty() && service == nullptr) {
+        throw BadInput(Field::Fault, "only a virtual chip breaks on demand");
+    }
+    std::ranges::for_each(faults, [&](const std::string& fault) { service->Arm(fault); });
+}
+
 }  // namespace flash::host

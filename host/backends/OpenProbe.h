@@ -5,7 +5,9 @@
 #include <filesystem>
 #include <memory>
 #include <optional>
+#include <string>
 #include <string_view>
+#include <vector>
 
 #include "host/devices/DeviceDescription.h"
 #include "host/probe/Probe.h"
@@ -27,5 +29,8 @@ enum class ChipUse { Look, Plan, Change };
 
 // Reaches for a chip of this part. Throws Failure (Unreachable).
 std::unique_ptr<Probe> OpenProbe(const ProbeSpec& spec, const DeviceDescription& part, ChipUse use = ChipUse::Change);
+
+// Lets the probe's chip break as the texts say. Throws BadInput when it does not do so on demand.
+void ArmFaults(Probe& probe, const std::vector<std::string>& faults);
 
 }  // namespace flash::host

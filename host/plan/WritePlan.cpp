@@ -145,19 +145,6 @@ std::size_t ByteCount(const std::vector<DataRun>& runs) {
                            [](std::size_t sum, const DataRun& run) { return sum + run.bytes.size(); });
 }
 
-char MapCharacter(const SectorPlan& sector) {
-    if (sector.isSkipped || sector.isOnlyFill) {
-        return sector.isErased ? 'e' : 's';
-    }
-    if (sector.isUnchanged) {
-        return '=';
-    }
-    if (sector.isWritten) {
-        return sector.isErased ? '#' : sector.keepsRest ? '+' : 'w';
-    }
-    return sector.isErased ? 'e' : '.';
-}
-
 }  // namespace
 
 std::size_t WritePlan::WrittenBytes() const { return ByteCount(writes); }
@@ -210,13 +197,33 @@ std::vector<std::pair<std::string_view, SectorSet>> SectorsByReason(const WriteP
     return groups;
 }
 
+SectorFate FateOf(const SectorPlan& sector) {
+    if (sector.isSkipped || sector.isOnlyFill) {
+        return sector.isErased ? SectorFate::Erased : SectorFate::Skipped;
+    }
+    if (sector.isUnchanged) {
+        return SectorFate::AlreadyRight;
+    }
+    if (sector.isWritten) {
+        return sector.isErased    ? SectorFate::ErasedAndWritten
+               : sector.keepsRest ? SectorFate::WrittenWithRestKept
+                                  : SectorFate::Written;
+    }
+    return sector.isErased ? SectorFate::Erased : SectorFate::Untouched;
+}
+
+char MapCharacter(SectorFate fate) {
+    constexpr std::string_view kCharacters = ".=w#+es";  // in the order of the fates
+    return kCharacters[static_cast<std::size_t>(fate)];
+}
+
 std::string DrawFlashMap(const WritePlan& plan) {
     std::string map;
     for (std::uint32_t first = 0; first < plan.geometry.sectorCount; first += kSectorsPerMapRow) {
         const std::uint32_t end = std::min(plan.geometry.sectorCount, first + kSectorsPerMapRow);
         map += fmt::format("0x{:08X} |", first * plan.geometry.sectorSizeBytes);
         for (std::uint32_t index = first; index < end; ++index) {
-            map += MapCharacter(plan.sectors[index]);
+            map += MapCharacter(FateOf(plan.sectors[index]));
         }
         map += fmt::format("| 0x{:08X}\n", end * plan.geometry.sectorSizeBytes - 1);
     }

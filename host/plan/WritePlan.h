@@ -66,6 +66,14 @@ std::string_view ReasonFor(const WritePlan& plan, std::uint32_t sector);
 // Every sector under its reason, the reasons in the order of their first sectors.
 std::vector<std::pair<std::string_view, SectorSet>> SectorsByReason(const WritePlan& plan);
 
+// What the load does to a sector, in one word.
+enum class SectorFate { Untouched, AlreadyRight, Written, ErasedAndWritten, WrittenWithRestKept, Erased, Skipped };
+
+SectorFate FateOf(const SectorPlan& sector);
+
+// As the map shows it.
+char MapCharacter(SectorFate fate);
+
 // One character per sector with a legend: '#' erased and written, '+' written with the rest kept, 'w' written without
 // erasing, 'e' only erased, 's' skipped, '=' already right,
 // '.' untouched.

@@ -257,6 +257,8 @@ private:
                                       : name == "devices" ? expected.devicesFolder
                                       : name == "data"    ? expected.dataFolder
                                       : name == "trace"   ? expected.traceFile
+                                      : name == "picture" ? expected.pictureFile
+                                      : name == "report"  ? expected.reportFile
                                                           : expected.outFile;
         if (name != "out" || path != "-") {
             path = anchored(path.string());

@@ -24,6 +24,8 @@ public:
                 PrintProgram();
                 PutFlag("dry-run", options.isDryRun);
                 PutFlag("run", options.runsAfterwards);
+                PutUnlessEmpty("picture", options.pictureFile, Kind::Path);
+                PutUnlessEmpty("report", options.reportFile, Kind::Path);
                 break;
             case Command::GdbServer:
                 Put("listen", options.server.listen, Kind::Text);
@@ -285,13 +287,13 @@ std::vector<std::string> PrintWords(const Options& options) {
 std::string Describe(const Options& options) {
     const auto& [command, device, plugin, devicesFolder, dataFolder, traceFile, configFile, isConfigNamed, probe,
                  checksWrites, faults, properties, isVerbose, isJson, isQuiet, isColorOff, isAgreed, files, fileOptions,
-                 program, lists, isDryRun, runsAfterwards, verifyBy, outFile, outFormat, range, sectors, keepCcfg,
-                 addressKinds, newAddress, validation, server, line] = options;
+                 program, lists, isDryRun, runsAfterwards, pictureFile, reportFile, verifyBy, outFile, outFormat, range,
+                 sectors, keepCcfg, addressKinds, newAddress, validation, server, line] = options;
     Description description;
     description.AddAll(command, device, plugin, devicesFolder, dataFolder, traceFile, probe, checksWrites, faults,
                        properties, isVerbose, isJson, isQuiet, isColorOff, isAgreed, files, fileOptions, program, lists,
-                       isDryRun, runsAfterwards, verifyBy, outFile, outFormat, range, sectors, keepCcfg, addressKinds,
-                       newAddress, validation, server, line);
+                       isDryRun, runsAfterwards, pictureFile, reportFile, verifyBy, outFile, outFormat, range, sectors,
+                       keepCcfg, addressKinds, newAddress, validation, server, line);
     return description.Text();
 }
 

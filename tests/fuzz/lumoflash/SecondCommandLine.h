@@ -137,6 +137,8 @@ private:
               {"disable-debug", {}}}},
             {"program",
              {{"run", {}},
+              {"picture", any},
+              {"report", any},
               {"base", number},
               {"format", format},
               {"erase", erase},

@@ -1,0 +1,104 @@
+#include "apps/lumoflash/Report.h"
+
+#include <algorithm>
+#include <cmath>
+#include <map>
+#include <nlohmann/json.hpp>
+
+#include "apps/lumoflash/Picture.h"
+#include "apps/lumoflash/Texts.h"
+#include "apps/lumoflash/Version.h"
+#include "host/Failure.h"
+#include "host/files/FileHash.h"
+
+namespace flash::app {
+namespace {
+
+using nlohmann::json;
+
+std::chrono::nanoseconds NanosecondsOf(const json& microseconds) {
+    return std::chrono::nanoseconds(std::llround(microseconds.get<double>() * 1000));
+}
+
+// A report is no reason to fail because a file has gone meanwhile.
+std::string HashOrReason(const std::filesystem::path& file) {
+    try {
+        return "SHA-256 " + host::FileHash(file);
+    } catch (const host::Failure& failure) {
+        return failure.what();
+    }
+}
+
+host::ReportFacts ChipFacts(const host::Connection& connection) {
+    const host::ChipInfo& info = connection.GetSession().Info();
+    return {{"Part", connection.PartName() + ", " + connection.Device().summary},
+            {"Connected to", connection.GetProbe().Describe()},
+            {"Flash", info.flashText},
+            {"RAM", info.ramText},
+            {"Revision", info.revisionText}};
+}
+
+host::ReportFacts Versions(const Options& options, const host::Connection* connection) {
+    host::ReportFacts facts{{"lumoflash", VersionText()}};
+    for (const host::ProgramSource& file : options.files) {
+        facts.emplace_back(file.IsStandardInput() ? "standard input" : file.path.string(),
+                           file.IsStandardInput() ? "not kept" : HashOrReason(file.path));
+    }
+    if (connection != nullptr) {
+        const std::filesystem::path plugin = connection->Plugin().Path();
+        facts.emplace_back(plugin.string(), HashOrReason(plugin));
+    }
+    return facts;
+}
+
+host::RunReport MakeReport(const Options& options, const Outcome& outcome, const host::Connection* connection,
+                           const RunParts& parts) {
+    host::RunReport report;
+    report.title = PictureTitle(connection == nullptr ? options.device : connection->PartName(), options);
+    report.verdict = outcome.exitCode == 0 ? VerdictText(outcome) : outcome.text;
+    report.exitCode = outcome.exitCode;
+    report.bytes = outcome.bytes;
+    report.elapsed = outcome.elapsed;
+    report.picture = parts.picture;
+    report.phases = parts.phases;
+    report.versions = Versions(options, connection);
+    if (connection != nullptr) {
+        report.chip = ChipFacts(*connection);
+        const host::TimelineService* timeline = connection->GetProbe().Timeline();
+        report.lanes = timeline == nullptr ? std::vector<host::ReportLane>() : LanesOf(timeline->TraceJson());
+    }
+    return report;
+}
+
+}  // namespace
+
+std::vector<host::ReportLane> LanesOf(const std::string& traceJson) {
+    std::map<int, host::ReportLane> lanes;
+    const json trace = json::parse(traceJson);
+    for (const json& event : trace.at("traceEvents")) {
+        const std::string kind = event.at("ph");
+        if (kind == "M" && event.at("name") == "thread_name") {
+            lanes[event.at("tid")].name = event.at("args").at("name");
+        } else if (kind == "X") {
+            const std::chrono::nanoseconds start = NanosecondsOf(event.at("ts"));
+            lanes[event.at("tid")].slices.push_back({start, start + NanosecondsOf(event.at("dur"))});
+        }
+    }
+    std::vector<host::ReportLane> filled;
+    for (auto& [number, lane] : lanes) {
+        std::ranges::sort(lane.slices, {}, &host::ReportSlice::start);
+        if (!lane.slices.empty()) {
+            filled.push_back(std::move(lane));
+        }
+    }
+    return filled;
+}
+
+void SaveReport(const Options& options, const Outcome& outcome, const host::Connection* connection,
+                const RunParts& parts) {
+    if (!options.reportFile.empty()) {
+        SaveText(options.reportFile, host::DrawRunReport(MakeReport(options, outcome, connection, parts)));
+    }
+}
+
+}  // namespace flash::app

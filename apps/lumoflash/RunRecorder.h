@@ -1,0 +1,37 @@
+// Hands on what happens to the view, and keeps of it what a report tells.
+#pragma once
+
+#include <vector>
+
+#include "apps/lumoflash/View.h"
+#include "host/picture/RunReport.h"
+
+namespace flash::app {
+
+class RunRecorder final : public host::Observer {
+public:
+    explicit RunRecorder(View& shownView) : view(shownView) {}
+
+    // The stages that have ended.
+    const std::vector<host::ReportPhase>& Phases() const { return phases; }
+
+    void StageStarted(host::Stage stage, std::uint64_t totalBytes) override { view.StageStarted(stage, totalBytes); }
+    void StageAdvanced(host::Stage stage, std::uint64_t doneBytes, std::chrono::nanoseconds elapsed) override {
+        view.StageAdvanced(stage, doneBytes, elapsed);
+    }
+    void StageFinished(host::Stage stage, std::uint64_t doneBytes, std::chrono::nanoseconds elapsed) override {
+        phases.push_back({std::string(host::StageName(stage)), doneBytes, elapsed});
+        view.StageFinished(stage, doneBytes, elapsed);
+    }
+    void PluginMessage(const std::string& text) override { view.PluginMessage(text); }
+    void PluginError(const std::string& text) override { view.PluginError(text); }
+    void Note(const std::string& text) override { view.Note(text); }
+    void Warning(const host::FieldText& text) override { view.Warning(text); }
+    void Consequence(const host::FieldText& text) override { view.Consequence(text); }
+
+private:
+    View& view;
+    std::vector<host::ReportPhase> phases;
+};
+
+}  // namespace flash::app
