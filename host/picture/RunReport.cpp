@@ -22,7 +22,7 @@ section{background:#fff;border:1px solid #ccc;border-radius:6px;padding:16px;mar
 .done{background:#e3f1e0;border-color:#2a7a2a}.failed{background:#fae3df;border-color:#b02a1a}
 table{border-collapse:collapse;width:100%}th,td{text-align:left;padding:4px 12px 4px 0;vertical-align:top}
 td.number{text-align:right;white-space:nowrap}td.bar{width:45%}.hash{overflow-wrap:anywhere}
-th{font-weight:600;white-space:nowrap}
+th{font-weight:600;white-space:nowrap}.facts th{width:25%;min-width:12em;white-space:normal;overflow-wrap:anywhere}
 </style>
 )";
 
@@ -66,7 +66,7 @@ std::string FactsTable(const ReportFacts& facts) {
     for (const auto& [name, value] : facts) {
         rows += fmt::format("<tr><th>{}</th><td class=\"hash\">{}</td></tr>\n", XmlText(name), XmlText(value));
     }
-    return rows.empty() ? "" : "<table>\n" + rows + "</table>\n";
+    return rows.empty() ? "" : "<table class=\"facts\">\n" + rows + "</table>\n";
 }
 
 // As wide as the phase's part of the longest one.
