@@ -84,7 +84,7 @@ protected:
 };
 
 INSTANTIATE_TEST_SUITE_P(Linkers, ElfLayout, testing::Values("arm-none-eabi-ld", "ld.lld"),
-                         [](const auto& info) { return info.index == 0 ? "Gnu" : "Lld"; });
+                         [](const auto& row) { return row.index == 0 ? "Gnu" : "Lld"; });
 
 TEST_P(ElfLayout, HoldsWhatObjcopyTakesOutOfIt) {
     constexpr const char* kPages[] = {"-n", "", "-z max-page-size=0x10000", "-z max-page-size=0x1000"};
