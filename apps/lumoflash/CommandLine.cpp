@@ -14,6 +14,7 @@
 #include "apps/lumoflash/FieldOptions.h"
 #include "apps/lumoflash/Help.h"
 #include "apps/lumoflash/OptionKinds.h"
+#include "apps/lumoflash/PoolOptions.h"
 #include "apps/lumoflash/PropertyOptions.h"
 #include "apps/lumoflash/RawOptions.h"
 #include "apps/lumoflash/SharedOptions.h"
@@ -49,6 +50,10 @@ public:
         AddCommand(app, Command::Reset, "reset", "Resets the core and lets it run from its vectors.", "reset");
         AddGdbServer();
         AddLine();
+        const auto add = [this](auto& parent, auto command, const auto&... texts) {
+            return AddCommand(parent, command, texts...);
+        };
+        AddPool(app, add, options, raw);
     }
 
     ParsedCommandLine Parse(int argumentCount, const char* const* arguments) {
@@ -129,6 +134,7 @@ private:
         AddFiles(command, raw);
         AddLoad(command, options, raw);
         AddDryRun(command, options);
+        AddRecording(command, options, raw);
         AddFlag(command, "--run", options.runsAfterwards, "Reset the core and let it run when all is done");
         command.add_option("--picture", options.pictureFile, "Write a picture of what happens to flash here, as SVG");
         command.add_option("--report", options.reportFile, "Write a page about the run here, as HTML");

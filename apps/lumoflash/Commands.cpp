@@ -8,17 +8,19 @@
 #include <functional>
 
 #include "apps/lumoflash/Agreement.h"
+#include "apps/lumoflash/ChipRecording.h"
+#include "apps/lumoflash/ChiplessCommands.h"
 #include "apps/lumoflash/FileParts.h"
 #include "apps/lumoflash/GdbServerCommand.h"
 #include "apps/lumoflash/LetRun.h"
-#include "apps/lumoflash/LineCommand.h"
 #include "apps/lumoflash/Locations.h"
 #include "apps/lumoflash/Outcome.h"
 #include "apps/lumoflash/Picture.h"
+#include "apps/lumoflash/PoolCommands.h"
+#include "apps/lumoflash/ReadCommand.h"
 #include "apps/lumoflash/Report.h"
 #include "apps/lumoflash/RunRecorder.h"
 #include "apps/lumoflash/Texts.h"
-#include "apps/lumoflash/Validation.h"
 #include "host/Failure.h"
 #include "host/Words.h"
 #include "host/backends/OpenProbe.h"
@@ -32,10 +34,6 @@ namespace {
 using host::Failure;
 using host::FailureKind;
 
-std::filesystem::path OrDefault(const std::filesystem::path& given, const std::filesystem::path& standard) {
-    return given.empty() ? standard : given;
-}
-
 // Everything that a command needs, in the order in which it is made and unmade.
 class Work {
 public:
@@ -47,26 +45,21 @@ public:
           clientObserver(commandView, isCancelled) {}
 
     Outcome Run() {
-        if (options.command == Command::Devices) {
-            const host::DeviceDescriptions found = host::LoadDeviceDescriptions(DevicesFolder());
-            std::ranges::for_each(found.problems, [this](const host::FieldText& text) { view.Warning(text); });
-            view.ShowDevices(found.devices);
-            return {0, host::Counted(found.devices.size(), "part"), 0, {}};
-        }
         RefuseFilesWithTwoParts(options);
         if (options.command == Command::GdbServer) {
             return ServeGdb();
         }
+        if (!options.recording.database.empty() && !options.isDryRun) {
+            recording.emplace(options, view);
+        }
         // Files first: a mistake in them is found without a chip.
-        const bool hasFiles = options.command == Command::Program || options.command == Command::Verify;
-        const host::ProgramImage image =
-            hasFiles ? host::ReadProgramFiles(options.files, options.fileOptions) : host::ProgramImage();
-        Connect();
-        host::Probe& probe = connection->GetProbe();
-        const auto start = probe.Now();
-        Outcome outcome = RunOnChip(image);
-        outcome.elapsed = outcome.elapsed.count() != 0 ? outcome.elapsed : probe.Now() - start;
-        return outcome;
+        const host::ProgramImage image = ReadFiles();
+        if (!recording) {
+            return RunConnected(image);
+        }
+        Outcome outcome = OutcomeOf([&] { return RunConnected(image); });
+        KeepTrying(outcome, [&] { SaveChip(); });  // what is confirmed must not be lost with this program
+        return recording->End(outcome);
     }
 
     void SaveChip() const {
@@ -88,9 +81,25 @@ public:
     }
 
 private:
-    std::filesystem::path DevicesFolder() const {
-        return OrDefault(options.devicesFolder, locations.dataFolder / "devices");
+    host::ProgramImage ReadFiles() {
+        host::ReadOptions reading = options.fileOptions;
+        if (recording) {
+            reading.onContent = [this](const auto& name, auto content) { recording->NoteFile(name, content); };
+        }
+        const bool hasFiles = options.command == Command::Program || options.command == Command::Verify;
+        return hasFiles ? host::ReadProgramFiles(options.files, reading) : host::ProgramImage();
     }
+
+    Outcome RunConnected(const host::ProgramImage& image) {
+        Connect();
+        host::Probe& probe = connection->GetProbe();
+        const auto start = probe.Now();
+        Outcome outcome = RunOnChip(image);
+        outcome.elapsed = outcome.elapsed.count() != 0 ? outcome.elapsed : probe.Now() - start;
+        return outcome;
+    }
+
+    std::filesystem::path DevicesFolder() const { return DevicesFolderFor(options, locations); }
 
     host::ChipUse Use() const {
         return ChangesChip(options) ? host::ChipUse::Change
@@ -142,7 +151,7 @@ private:
             case Command::Verify:
                 return Verify(image);
             case Command::Read:
-                return Read();
+                return ReadFlash(options, *session);
             case Command::Erase:
                 return Erase();
             case Command::BlankCheck:
@@ -161,6 +170,8 @@ private:
                 session->WriteAddress(options.addressKinds.front(), *options.newAddress);
                 view.ShowAddress(options.addressKinds.front(), options.newAddress->Text());
                 return {0, "written and read back", 0, {}};
+            case Command::PoolReconcile:
+                return ReconcileWithChip(options.pool, *connection, view);
             case Command::Reset:
                 LetRunFromReset(connection->GetProbe());
                 return {0, "running from reset", 0, {}};
@@ -171,7 +182,11 @@ private:
 
     Outcome Program(const host::ProgramImage& image) {
         const auto planStart = connection->GetProbe().Now();
-        const host::PlannedLoad load = session->Plan(image, ProgramOptionsFor(options, SectorCount()));
+        host::ProgramOptions wanted = ProgramOptionsFor(options, SectorCount());
+        if (recording) {
+            recording->Begin(*connection, wanted.closing);
+        }
+        const host::PlannedLoad load = session->Plan(image, wanted);
         const auto planTime = connection->GetProbe().Now() - planStart;
         picture = DrawPicture(options, connection->PartName(), image, load, session->Layout());
         if (options.isDryRun || options.isJson) {
@@ -184,6 +199,9 @@ private:
                          view, isInterrupted);
         isChanging = true;
         const host::LoadResult result = session->Program(load);
+        if (recording) {
+            recording->ReadBack(*connection);
+        }
         if (options.runsAfterwards) {
             LetRunFromReset(connection->GetProbe());
         }
@@ -211,20 +229,6 @@ private:
     }
 
     std::uint32_t SectorCount() const { return session->Info().geometry.sectorCount; }
-
-    Outcome Read() {
-        const auto range = options.range.value_or(std::pair{std::uint32_t{0}, session->Info().geometry.SizeBytes()});
-        const std::vector<std::uint8_t> bytes = session->Read(range.first, range.second);
-        host::ProgramImage image;
-        image.Add(range.first, bytes, {"flash", ""});
-        const std::vector<std::uint8_t> content = host::PrintProgram(image, options.outFormat);
-        if (options.outFile == "-") {
-            std::fwrite(content.data(), 1, content.size(), stdout);
-        } else {
-            host::SaveFile(options.outFile, content);
-        }
-        return {0, "read", bytes.size(), {}};
-    }
 
     Outcome Erase() {
         const auto sectors =
@@ -265,6 +269,7 @@ private:
     std::string picture;                   // of the load, when one is wanted
     std::atomic<bool> isCancelled{false};  // by a client of the GDB server
     GdbServerObserver clientObserver;
+    std::optional<ChipRecording> recording;  // of one chip of the line
     std::optional<host::Connection> connection;
     host::Session* session = nullptr;  // the connection's
     bool isChanging = false;           // from the first step on that may change the chip
@@ -274,21 +279,14 @@ private:
 
 int RunCommand(const Options& options, View& view, const std::atomic<bool>& isInterrupted) {
     view.Started(options);
-    if (options.command == Command::ValidatePlugin || options.command == Command::LineRun) {
-        const Outcome outcome = OutcomeOf([&] {
-            return options.command == Command::LineRun ? RunLine(options, isInterrupted)
-                                                       : Validate(options.validation, view, isInterrupted);
-        });
+    if (IsChipless(options)) {
+        const Outcome outcome = OutcomeOf([&] { return RunChipless(options, view, isInterrupted); });
         view.Finished(outcome);
         return outcome.exitCode;
     }
     Work work(options, view, isInterrupted);
     Outcome outcome = OutcomeOf([&] { return work.Run(); });
-    const auto isTouched = [&] {
-        return outcome.exitCode != static_cast<int>(FailureKind::BadInput) &&
-               outcome.exitCode != static_cast<int>(FailureKind::Unreachable);
-    };
-    if (isTouched()) {
+    if (MayHaveTouchedTheChip(outcome)) {
         KeepTrying(outcome, [&] { work.SaveChip(); });
         KeepTrying(outcome, [&] { work.SaveTrace(); });
     }

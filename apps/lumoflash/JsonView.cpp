@@ -99,6 +99,30 @@ public:
                   {"sectors", device.sectorCount}});
         }
     }
+    void ShowPool(const PoolCounts& counts) override {
+        for (const auto& [kind, states] : counts) {
+            json event{{"event", "pool"}, {"kind", host::line::KindName(kind)}};
+            for (const host::line::AddressState state : host::line::kAddressStates) {
+                const auto count = states.find(state);
+                event[std::string(host::line::StateName(state))] = count == states.end() ? 0 : count->second;
+            }
+            Emit(event);
+        }
+    }
+    void ShowPoolAddress(const host::line::PoolAddress& address) override {
+        Emit({{"event", "pool address"},
+              {"kind", host::line::KindName(address.kind)},
+              {"address", address.address.Text()},
+              {"state", host::line::StateName(address.state)},
+              {"chip", address.chip.value_or("")},
+              {"station", address.station.value_or("")},
+              {"time", address.time.value_or("")},
+              {"note", address.note.value_or("")}});
+    }
+    void ShowRecord(const host::line::Record& record) override {
+        Emit({{"event", "record"}, {"record", json::parse(host::line::RecordJson(record))}});
+    }
+    void Tell(const std::string& change) override { EmitMessage("host", "info", change); }
     void ListCheck(const validator::Check& check) override {
         Emit({{"event", "check"}, {"topic", check.topic}, {"name", check.name}, {"demand", check.demand}});
     }

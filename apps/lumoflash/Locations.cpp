@@ -6,6 +6,8 @@
 
 #include <cstdlib>
 
+#include "host/Failure.h"
+
 namespace flash::app {
 namespace {
 
@@ -18,6 +20,16 @@ std::filesystem::path HomeFolder() {
     return user != nullptr && *user->pw_dir == '/' ? user->pw_dir : "";
 }
 
+std::filesystem::path InStateFolder(const char* name) {
+    const std::filesystem::path inIt = std::filesystem::path("lumo-flash") / name;
+    // A relative path counts for none.
+    if (const char* state = std::getenv("XDG_STATE_HOME"); state != nullptr && *state == '/') {
+        return state / inIt;
+    }
+    const std::filesystem::path home = HomeFolder();
+    return home.empty() ? home : home / ".local/state" / inIt;
+}
+
 }  // namespace
 
 Locations FindLocations() {
@@ -27,14 +39,15 @@ Locations FindLocations() {
     return {prefix / LUMOFLASH_PLUGIN_FOLDER / "libflashdevice.so", prefix / LUMOFLASH_DATA_FOLDER};
 }
 
-std::filesystem::path FindNotesFolder() {
-    const std::filesystem::path notes = std::filesystem::path("lumo-flash") / "loads";
-    // A relative path counts for none.
-    if (const char* state = std::getenv("XDG_STATE_HOME"); state != nullptr && *state == '/') {
-        return state / notes;
+std::filesystem::path FindNotesFolder() { return InStateFolder("loads"); }
+
+std::filesystem::path JournalFolder() {
+    const std::filesystem::path folder = InStateFolder("line");
+    if (folder.empty()) {
+        throw host::Failure(host::FailureKind::BadInput,
+                            "There is no place for the journal: neither XDG_STATE_HOME nor HOME names a folder");
     }
-    const std::filesystem::path home = HomeFolder();
-    return home.empty() ? home : home / ".local/state" / notes;
+    return folder;
 }
 
 }  // namespace flash::app

@@ -12,7 +12,12 @@ struct Locations {
 
 Locations FindLocations();
 
+inline std::filesystem::path OrDefault(const std::filesystem::path& given, const std::filesystem::path& standard) {
+    return given.empty() ? standard : given;
+}
+
 // In the user's folder for state that lasts, as the XDG base directories have it; empty when there is no such folder.
-std::filesystem::path FindNotesFolder();
+std::filesystem::path FindNotesFolder();  // of loads that have not ended well
+std::filesystem::path JournalFolder();    // of the line; throws Failure instead
 
 }  // namespace flash::app

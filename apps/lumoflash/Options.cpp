@@ -17,7 +17,13 @@ std::string CommandName(Command command) {
                                                       {Command::ValidatePlugin, "validate-plugin"},
                                                       {Command::Reset, "reset"},
                                                       {Command::GdbServer, "gdbserver"},
-                                                      {Command::LineRun, "line run"}};
+                                                      {Command::LineRun, "line run"},
+                                                      {Command::PoolCreate, "pool create"},
+                                                      {Command::PoolImport, "pool import"},
+                                                      {Command::PoolStatus, "pool status"},
+                                                      {Command::PoolShow, "pool show"},
+                                                      {Command::PoolReconcile, "pool reconcile"},
+                                                      {Command::PoolExport, "pool export"}};
     return names.at(command);
 }
 

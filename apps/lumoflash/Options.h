@@ -11,6 +11,7 @@
 
 #include "host/ccfg/RadioAddress.h"
 #include "host/files/ProgramFile.h"
+#include "host/line/Pool.h"
 #include "host/probe/ProbeSpec.h"
 #include "host/session/Session.h"
 #include "host/settings/ProgramOptions.h"
@@ -33,6 +34,12 @@ enum class Command {
     Reset,
     GdbServer,
     LineRun,
+    PoolCreate,
+    PoolImport,
+    PoolStatus,
+    PoolShow,
+    PoolReconcile,
+    PoolExport,
 };
 
 struct GdbServerOptions {
@@ -45,6 +52,26 @@ struct GdbServerOptions {
 struct LineOptions {
     std::filesystem::path job;
     std::string operatorName, station;  // instead of the job's
+};
+
+// Of program: addresses from a pool, and the record of the chip.
+struct RecordingOptions {
+    std::string database;                      // empty for neither
+    std::vector<host::line::PoolKind> assign;  // empty for a record alone
+    bool wasErased = false;
+    host::line::Place place;
+    std::string operatorName;
+};
+
+// Of the commands of pool.
+struct PoolOptions {
+    std::string database, address;
+    std::vector<host::line::AddressRange> ranges;
+    std::filesystem::path file;  // that is read or written
+    bool hasRecords = false;     // instead of the addresses
+    bool isJournalAlone = false;
+    std::vector<std::string> burned;
+    std::string station;
 };
 
 // "program", "mac read", …
@@ -100,6 +127,8 @@ struct Options {
 
     GdbServerOptions server;
     LineOptions line;
+    RecordingOptions recording;
+    PoolOptions pool;
 };
 
 // Only such a command makes a chip where there is none, and keeps what became of it.

@@ -16,6 +16,11 @@ namespace flash::app {
 using host::Failure;
 using host::FailureKind;
 
+bool MayHaveTouchedTheChip(const Outcome& outcome) {
+    return outcome.exitCode != static_cast<int>(FailureKind::BadInput) &&
+           outcome.exitCode != static_cast<int>(FailureKind::Unreachable);
+}
+
 std::string WordsOf(const std::exception& error) {
     if (const auto* file = dynamic_cast<const std::filesystem::filesystem_error*>(&error)) {
         return fmt::format("{}: {}", file->path1().string(), file->code().message());

@@ -16,6 +16,9 @@ struct Outcome {
     std::chrono::nanoseconds elapsed{};  // on the chip's clock
 };
 
+// False when the work ended before it could.
+bool MayHaveTouchedTheChip(const Outcome& outcome);
+
 // What the exception says; texts that the standard library has for programmers are put into words for users.
 std::string WordsOf(const std::exception& error);
 

@@ -8,6 +8,7 @@
 #include <stdexcept>
 #include <utility>
 
+#include "apps/lumoflash/PoolOptions.h"
 #include "host/Numbers.h"
 #include "host/backends/OpenProbe.h"
 #include "host/gdb/Endpoint.h"
@@ -78,6 +79,7 @@ public:
         FinishValidation();
         FinishErase();
         FinishGdbServer();
+        FinishPoolOptions(raw, options);
     }
 
 private:
@@ -89,7 +91,7 @@ private:
             Refuse("--json and --quiet exclude each other");
         }
         const bool needsPart = options.command != Command::Devices && options.command != Command::ValidatePlugin &&
-                               options.command != Command::LineRun;
+                               options.command != Command::LineRun && !IsOfPool(options.command);
         if (options.device.empty() && needsPart) {
             Refuse("Which part is it? Give --device NAME; `lumoflash devices` lists them");
         }

@@ -9,6 +9,7 @@
 #include <utility>
 
 #include "apps/lumoflash/FieldOptions.h"
+#include "apps/lumoflash/PoolTexts.h"
 #include "apps/lumoflash/ProgressLine.h"
 #include "apps/lumoflash/TerminalKind.h"
 #include "apps/lumoflash/Texts.h"
@@ -130,6 +131,13 @@ public:
                   device.sectorCount, device.sectorSizeBytes, device.summary);
         }
     }
+
+    void ShowPool(const PoolCounts& counts) override { Print(stdout, "{}", PoolText(counts)); }
+    void ShowPoolAddress(const host::line::PoolAddress& address) override {
+        Print(stdout, "{}", PoolAddressText(address));
+    }
+    void ShowRecord(const host::line::Record& record) override { Print(stdout, "{}", RecordText(record)); }
+    void Tell(const std::string& change) override { Print(stdout, "{}\n", change); }
 
     void ListCheck(const validator::Check& check) override {
         Print(stdout, "{} ({}): {}\n", check.name, check.topic, check.demand);

@@ -3,6 +3,8 @@
 
 #include <atomic>
 #include <chrono>
+#include <cstdint>
+#include <map>
 #include <memory>
 #include <string>
 #include <vector>
@@ -10,6 +12,7 @@
 #include "apps/lumoflash/Options.h"
 #include "apps/lumoflash/Outcome.h"
 #include "host/devices/DeviceDescription.h"
+#include "host/line/Record.h"
 #include "host/plan/WritePlan.h"
 #include "host/services/Observer.h"
 #include "host/session/Connection.h"
@@ -17,6 +20,8 @@
 #include "validator/CheckRunner.h"
 
 namespace flash::app {
+
+using PoolCounts = std::map<host::line::PoolKind, std::map<host::line::AddressState, std::uint64_t>>;
 
 class View : public host::Observer {
 public:
@@ -26,6 +31,10 @@ public:
     virtual void ShowAddress(host::AddressKind kind, const std::string& address) = 0;
     virtual void ShowCcfg(const host::CcfgInfo& ccfg) = 0;
     virtual void ShowInfo(const host::Connection& connection) = 0;
+    virtual void ShowPool(const PoolCounts& counts) = 0;
+    virtual void ShowPoolAddress(const host::line::PoolAddress& address) = 0;
+    virtual void ShowRecord(const host::line::Record& record) = 0;
+    virtual void Tell(const std::string& change) = 0;  // of the pool
     virtual void ListCheck(const validator::Check& check) = 0;
     virtual void ShowCheck(const validator::CheckResult& result) = 0;
     virtual void ShowDevices(const std::vector<host::DeviceDescription>& devices) = 0;

@@ -180,6 +180,9 @@ ProgramImage ReadProgramFiles(std::span<const ProgramSource> sources, const Read
         const std::string name = source.IsStandardInput() ? std::string(kStandardInputName) : source.path.string();
         const std::vector<std::uint8_t> content =
             source.IsStandardInput() ? LoadStandardInput() : LoadFile(source.path);
+        if (options.onContent) {
+            options.onContent(name, content);
+        }
         ReadOptions own = options;
         own.binaryBase = source.address ? source.address : options.binaryBase;
         const bool isBinary = FormatOf(content, name, own) == FileFormat::Binary;

@@ -4,6 +4,7 @@
 #include <cstddef>
 #include <cstdint>
 #include <filesystem>
+#include <functional>
 #include <optional>
 #include <span>
 #include <string>
@@ -47,6 +48,8 @@ struct ReadOptions {
     std::optional<FileFormat> format = std::nullopt;  // instead of detection
     // Required by the binary format, refused for what shows to be another one. What shows nothing is raw with it.
     std::optional<std::uint32_t> binaryBase = std::nullopt;
+    // Sees each file's bytes as they are read, under the name that texts use.
+    std::function<void(const std::string& name, std::span<const std::uint8_t> content)> onContent = {};
 };
 
 // The image of a file's content. A file without a single byte to program is refused.

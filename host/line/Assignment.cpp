@@ -2,45 +2,14 @@
 
 #include <fmt/format.h>
 
-#include <algorithm>
-#include <set>
-
 #include "host/Failure.h"
+#include "host/line/Upload.h"
 
 namespace flash::host::line {
-namespace {
-
-// Runs of which the journal says that the database has them.
-std::set<std::string> StoredRuns(const JournalContent& content) {
-    std::set<std::string> runs;
-    for (const JournalEntry& entry : content.entries) {
-        if (const auto* stored = std::get_if<StoredEntry>(&entry)) {
-            runs.insert(stored->run);
-        }
-    }
-    return runs;
-}
-
-}  // namespace
-
 Assignment::Assignment(Database& lineDatabase, Journal& lineJournal, Place linePlace, Clock lineClock)
     : database(lineDatabase), journal(lineJournal), place(std::move(linePlace)), clock(std::move(lineClock)) {}
 
-std::vector<std::string> Assignment::CatchUp() {
-    const std::uint64_t begin = journal.Uploaded();
-    const JournalContent content = journal.Read(begin);
-    const std::set<std::string> stored = StoredRuns(content);
-    for (const JournalEntry& entry : content.entries) {
-        const auto* missing = std::get_if<EndedEntry>(&entry);
-        if (missing != nullptr && !stored.contains(missing->record.run)) {
-            Upload(*missing);
-        }
-    }
-    if (content.end != begin) {
-        journal.SetUploaded(content.end);
-    }
-    return content.damages;
-}
+std::vector<std::string> Assignment::CatchUp() { return line::CatchUp(database, clock, journal); }
 
 const Addresses& Assignment::Lease(const ChipFacts& facts, const LeaseRequest& request) {
     TakeAddresses(facts, request);
@@ -80,24 +49,13 @@ void Assignment::NoteEnd(const Record& record, const Addresses& carried) {
 }
 
 void Assignment::Store() {
-    Upload(*ended);
-    journal.AppendSoon(StoredEntry{place.run});
-}
-
-// One transaction: a record of a good chip is there if and only if its addresses are confirmed.
-void Assignment::Upload(const EndedEntry& entry) {
-    Pool pool(database, clock);
-    RecordStore records(database);
-    const Record& record = entry.record;
-    Transaction transaction(database);
-    if (records.Append(record) && !record.chip.empty()) {
-        if (record.isGood) {
-            pool.Confirm(record.chip, {record.run, record.station, record.slot}, entry.addresses);
-        } else {
-            pool.EndInVain(record.chip, record.run);
-        }
+    if (const std::optional<std::string> complaint = UploadEnd(database, clock, *ended)) {
+        ended->record.isGood = false;
+        ended->record.cause = *complaint;
+        journal.Append(*ended);
+        throw Failure(FailureKind::Operation, *complaint);
     }
-    transaction.Commit();
+    journal.AppendSoon(StoredEntry{place.run});
 }
 
 }  // namespace flash::host::line

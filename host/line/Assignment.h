@@ -25,23 +25,22 @@ public:
     // What the journal has and the database has not. Gives what is wrong with the journal, one line each.
     std::vector<std::string> CatchUp();
 
-    // CatchUp and the steps up to the first change of the chip: takes addresses in one transaction, and has them in the
+    // The steps up to the first change of the chip: takes addresses in one transaction, and has them in the
     // journal when it returns. Throws when the database is lost: without it no chip gets a new address.
     const Addresses& Lease(const ChipFacts& chip, const LeaseRequest& request);
     void TakeAddresses(const ChipFacts& chip, const LeaseRequest& request);  // its steps, for tests
     void NoteAddresses();
+    const Addresses& Given() const { return addresses; }
 
     // The record of the run and, if it is good, the confirmation of its addresses: first in the journal, then in the
     // database. `carried` is what was read back from the chip. Null when both have it; else why the database has it
-    // not, which the next run makes good. Throws when the chip does not carry what it was to carry, and when the
-    // journal cannot be written: then the chip is not good.
+    // not, which the next run makes good. Throws when the chip does not carry what it was to carry, when the journal
+    // cannot be written, and when the database has given an address away meanwhile: then the chip is not good.
     std::optional<std::string> Finish(const Record& record, const Addresses& carried);
     void NoteEnd(const Record& record, const Addresses& carried);  // its steps, for tests
     void Store();
 
 private:
-    void Upload(const EndedEntry& entry);
-
     Database& database;
     Journal& journal;
     Place place;

@@ -18,8 +18,8 @@ using Row = std::vector<Cell>;
 
 enum class Dialect { Sqlite, Postgres };
 
-// The database cannot be reached now, or is kept by someone else: what was tried has not happened, or it is not known
-// whether it has. Trying again later is right. Every other trouble is a plain Failure (Operation).
+// The database cannot be reached, read or written now, or is kept by someone else: what was tried has not happened, or
+// it is not known whether it has. Trying again later is right. Every other trouble is a plain Failure.
 class DatabaseLost : public Failure {
 public:
     explicit DatabaseLost(const FieldText& why) : Failure(FailureKind::Unreachable, why) {}

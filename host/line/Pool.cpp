@@ -159,7 +159,7 @@ RadioAddress Pool::TakeFree(PoolKind kind, const ChipFacts& chip, const Place& p
     return ParseRadioAddress(*taken[0][0], BytesOf(kind), Field::Address);
 }
 
-void Pool::Confirm(const std::string& chip, const Place& place, const Addresses& addresses) {
+std::optional<std::string> Pool::Confirm(const std::string& chip, const Place& place, const Addresses& addresses) {
     database.Run(Kept(database, "SELECT identity FROM pool_chip WHERE identity = $1"), {chip});
     for (const auto& [kind, address] : addresses) {
         const std::vector<Row> confirmed = database.Run(
@@ -167,12 +167,13 @@ void Pool::Confirm(const std::string& chip, const Place& place, const Addresses&
             " WHERE kind = $3 AND address = $4 AND chip = $5 AND state IN ('LEASED', 'CONFIRMED') RETURNING address",
             {place.station, Now(), std::string(KindName(kind)), address.Text(), chip});
         if (confirmed.empty()) {
-            Refuse(fmt::format("{}: the {} address {} is not the chip {}'s any more", database.Name(), KindName(kind),
-                               address.Text(), chip));
+            return fmt::format("{}: the {} address {} is not the chip {}'s any more", database.Name(), KindName(kind),
+                               address.Text(), chip);
         }
     }
     database.Run("UPDATE pool_chip SET state = 'DONE', time = $1 WHERE identity = $2 AND run = $3",
                  {Now(), chip, place.run});
+    return std::nullopt;
 }
 
 void Pool::EndInVain(const std::string& chip, const std::string& run) {

@@ -60,9 +60,9 @@ public:
     // that is in work at another station or was seen with other factory data, and an empty pool.
     Addresses Lease(const ChipFacts& chip, const Place& place, const LeaseRequest& request);
 
-    // In the caller's transaction: the chip has been read back and carries them; its work is done. Throws Failure when
-    // one of them is not the chip's own. May be repeated.
-    void Confirm(const std::string& chip, const Place& place, const Addresses& addresses);
+    // In the caller's transaction: the chip has been read back and carries them; its work is done. May be repeated.
+    // Null, or why one of them is not the chip's own.
+    std::optional<std::string> Confirm(const std::string& chip, const Place& place, const Addresses& addresses);
 
     // In the caller's transaction: the run on the chip has ended without a confirmation. Its addresses stay as they
     // are.

@@ -24,6 +24,9 @@ std::size_t BytesOf(PoolKind kind);
 // never given out again. Nothing leads back to Free.
 enum class AddressState { Free, Leased, Confirmed, Burned };
 
+inline constexpr AddressState kAddressStates[] = {AddressState::Free, AddressState::Leased, AddressState::Confirmed,
+                                                  AddressState::Burned};
+
 // "FREE", …
 std::string_view StateName(AddressState state);
 std::optional<AddressState> ParseState(std::string_view name);

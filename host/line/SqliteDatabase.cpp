@@ -5,7 +5,9 @@
 #include <fmt/format.h>
 #include <sqlite3.h>
 
+#include <algorithm>
 #include <chrono>
+#include <iterator>
 #include <map>
 #include <system_error>
 
@@ -31,6 +33,12 @@ std::string Reason(const SQLite::Exception& error) {
         default:
             return error.what();
     }
+}
+
+bool IsOfTheFile(const SQLite::Exception& error) {
+    constexpr int kCodes[] = {SQLITE_FULL,    SQLITE_READONLY, SQLITE_CANTOPEN, SQLITE_NOTADB,
+                              SQLITE_CORRUPT, SQLITE_IOERR,    SQLITE_PERM};
+    return std::ranges::find(kCodes, error.getErrorCode()) != std::end(kCodes);
 }
 
 bool IsBusy(const SQLite::Exception& error) {
@@ -125,7 +133,10 @@ private:
                 throw DatabaseLost(
                     fmt::format("{}: another program has kept it for more than {} s", name, kBusyTimeout.count()));
             }
-            throw Failure(FailureKind::Operation, fmt::format("{}: {}", name, Reason(error)));
+            if (IsOfTheFile(error)) {
+                throw DatabaseLost(fmt::format("{}: {}", name, Reason(error)));
+            }
+            throw Failure(FailureKind::Operation, fmt::format("{}: {}", name, error.what()));
         }
     }
 

@@ -112,11 +112,6 @@ void Session::LeaveOutUnchanged(PlannedLoad& load, const CcfgInfo& ccfg) {
     plan = LeaveOut(std::move(plan), unchanged);
 }
 
-std::string Session::ChipName() {
-    const FieldLocation address = device.Location("DeviceIeeePrimary", info.geometry.SizeBytes());
-    return RadioAddress(reader.Bytes(address.address, address.lengthBytes)).Text();
-}
-
 // ---- Comparing with files
 
 std::size_t Session::Verify(const ProgramImage& image, VerifyBy by) {

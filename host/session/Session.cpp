@@ -202,6 +202,11 @@ std::string Session::ReadAddress(AddressKind kind) {
     return address;
 }
 
+RadioAddress Session::PrimaryAddress(AddressKind kind) {
+    const FieldLocation address = device.Location(NamesOf(kind).property, info.geometry.SizeBytes());
+    return RadioAddress(reader.Bytes(address.address, address.lengthBytes));
+}
+
 void Session::WriteAddress(AddressKind kind, const RadioAddress& address) {
     const AddressNames& names = NamesOf(kind);
     if (names.writeOperation == nullptr) {

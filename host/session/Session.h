@@ -86,12 +86,15 @@ public:
     void BlankCheck(std::uint32_t address, std::uint32_t lengthBytes);
 
     std::string ReadAddress(AddressKind kind);
+
+    // Factory data, read by this side: no flashloader, nothing of the plug-in.
+    RadioAddress PrimaryAddress(AddressKind kind);
     void WriteAddress(AddressKind kind, const RadioAddress& address);
     void ChangeCcfg(const ClosingChanges& changes);
 
 private:
     // What the chip holds already.
-    std::string ChipName();
+    std::string ChipName() { return PrimaryAddress(AddressKind::PrimaryIeee).Text(); }
     std::optional<std::vector<bool>> AskTarget(const std::vector<DataRun>& wanted);
     std::vector<bool> FindHeld(const std::vector<DataRun>& wanted);
     void LeaveOutUnchanged(PlannedLoad& load, const CcfgInfo& ccfg);
