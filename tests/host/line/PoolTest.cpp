@@ -26,10 +26,11 @@ protected:
         return pool.Lease(chip, {"run", station, ""}, {kBoth});
     }
 
-    void Confirm(const ChipFacts& chip, const Addresses& addresses) {
+    std::string Confirm(const ChipFacts& chip, const Addresses& addresses) {
         Transaction transaction(*database);
-        pool.Confirm(chip.identity.Text(), {"run", "here", ""}, addresses);
+        const auto complaint = pool.Confirm(chip.identity.Text(), {"run", "here", ""}, addresses);
         transaction.Commit();
+        return complaint.value_or("");
     }
 
     std::vector<std::string> Reconcile(const ChipFacts& chip) {
@@ -77,8 +78,8 @@ TEST_P(PoolOnAnyDatabase, GivesAKindThatWasNotAskedForToNobody) {
 TEST_P(PoolOnAnyDatabase, ConfirmsOnceAndAgain) {
     const Addresses addresses = Lease(Chip(1));
 
-    Confirm(Chip(1), addresses);
-    Confirm(Chip(1), addresses);
+    EXPECT_EQ(Confirm(Chip(1), addresses), "");
+    EXPECT_EQ(Confirm(Chip(1), addresses), "");
 
     EXPECT_EQ(StateOf(1), AddressState::Confirmed);
     EXPECT_EQ(pool.OfChip(Chip(1).identity.Text()).size(), 2);
@@ -87,7 +88,7 @@ TEST_P(PoolOnAnyDatabase, ConfirmsOnceAndAgain) {
 TEST_P(PoolOnAnyDatabase, ConfirmsNothingForAnotherChip) {
     const Addresses addresses = Lease(Chip(1));
 
-    EXPECT_THAT(TextOf([&] { Confirm(Chip(2), addresses); }), HasSubstr("02:00:00:00:00:00:00:01 is not the chip"));
+    EXPECT_THAT(Confirm(Chip(2), addresses), HasSubstr("02:00:00:00:00:00:00:01 is not the chip"));
     EXPECT_EQ(StateOf(1), AddressState::Leased);
 }
 
