@@ -6,7 +6,7 @@
 namespace flash::host {
 
 std::string_view FieldName(Field field) {
-    static constexpr std::array<std::string_view, 26> kNames = {
+    static constexpr std::array<std::string_view, 27> kNames = {
         "device",
         "devices folder",
         "probe",
@@ -32,6 +32,7 @@ std::string_view FieldName(Field field) {
         "sectors",
         "range",
         "address",
+        "only chip",
         "erased chip",
     };
     return kNames.at(static_cast<std::size_t>(field));

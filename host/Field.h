@@ -35,10 +35,11 @@ enum class Field {
     Protect,
     Bootloader,
     DebugPort,
-    // Of an erase alone, of reading alone, of a new address alone.
+    // Of an erase alone, of reading alone, of a new address alone, of a load for certain chips.
     Sectors,
     Range,
     Address,
+    OnlyChip,
     // Of addresses from a pool.
     ErasedChip,
 };

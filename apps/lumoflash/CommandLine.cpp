@@ -13,6 +13,7 @@
 #include "apps/lumoflash/ConfigChoice.h"
 #include "apps/lumoflash/FieldOptions.h"
 #include "apps/lumoflash/Help.h"
+#include "apps/lumoflash/LineOptions.h"
 #include "apps/lumoflash/OptionKinds.h"
 #include "apps/lumoflash/PoolOptions.h"
 #include "apps/lumoflash/PropertyOptions.h"
@@ -49,11 +50,11 @@ public:
         AddValidatePlugin();
         AddCommand(app, Command::Reset, "reset", "Resets the core and lets it run from its vectors.", "reset");
         AddGdbServer();
-        AddLine();
         const auto add = [this](auto& parent, auto command, const auto&... texts) {
             return AddCommand(parent, command, texts...);
         };
         AddPool(app, add, options, raw);
+        AddLine(app, add, options);
     }
 
     ParsedCommandLine Parse(int argumentCount, const char* const* arguments) {
@@ -135,6 +136,8 @@ private:
         AddLoad(command, options, raw);
         AddDryRun(command, options);
         AddRecording(command, options, raw);
+        TakeOneAtATime(*command.add_option("--only-chip", raw.onlyChips,
+                                           "Program no chip but that of this primary IEEE address; may be repeated"));
         AddFlag(command, "--run", options.runsAfterwards, "Reset the core and let it run when all is done");
         command.add_option("--picture", options.pictureFile, "Write a picture of what happens to flash here, as SVG");
         command.add_option("--report", options.reportFile, "Write a page about the run here, as HTML");
@@ -201,19 +204,6 @@ private:
         AddFlag(command, "--once", options.server.isOnce, "End with the first client");
         command.add_option("--packet-size", raw.packetSize, "Bytes of the longest packet")->capture_default_str();
         AddLoad(command, options, raw);
-    }
-
-    void AddLine() {
-        CLI::App* line = app.add_subcommand("line", "Programs many chips at once, as a job says.");
-        line->require_subcommand(1);
-        line->fallthrough();
-        line->footer("Example:\n  lumoflash line run job.toml");
-        CLI::App& run =
-            *AddCommand(*line, Command::LineRun, "run", "Works on chip after chip in every slot of a job.", "");
-        run.footer("Example:\n  lumoflash line run job.toml");
-        run.add_option("JOB", options.line.job, "The job, a TOML file")->required();
-        run.add_option("--operator", options.line.operatorName, "Who is there, for the records; instead of the job's");
-        run.add_option("--station", options.line.station, "This machine's name in them; instead of the job's");
     }
 
     // Fills options that the command line does not have.

@@ -8,6 +8,7 @@
 #include <functional>
 
 #include "apps/lumoflash/Agreement.h"
+#include "apps/lumoflash/ChipIdentity.h"
 #include "apps/lumoflash/ChipRecording.h"
 #include "apps/lumoflash/ChiplessCommands.h"
 #include "apps/lumoflash/FileParts.h"
@@ -181,6 +182,7 @@ private:
     }
 
     Outcome Program(const host::ProgramImage& image) {
+        IdentifyChip(options, *session, view);
         const auto planStart = connection->GetProbe().Now();
         host::ProgramOptions wanted = ProgramOptionsFor(options, SectorCount());
         if (recording) {

@@ -42,6 +42,7 @@ constexpr NamedField kNames[] = {
     {Field::Sectors, "--sectors"},
     {Field::Range, "--range"},
     {Field::Address, "mac write"},
+    {Field::OnlyChip, "--only-chip"},
     {Field::ErasedChip, "--was-erased"},
 };
 

@@ -27,8 +27,8 @@ constexpr std::int64_t kMostChips = 1'000'000'000;
 constexpr std::size_t kHashDigits = 64;
 
 // What the line tells each program by itself.
-const std::set<std::string> kOwnOptions{"assign",  "assign-from", "record", "operator",
-                                        "station", "slot",        "run-id", "dry-run"};
+const std::set<std::string> kOwnOptions{"assign", "assign-from", "record",  "operator", "station",
+                                        "slot",   "run-id",      "dry-run", "only-chip"};
 
 class JobReader {
 public:

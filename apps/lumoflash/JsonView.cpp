@@ -143,6 +143,9 @@ public:
     void Finished(const Outcome& outcome) override {
         json event{{"event", "result"},    {"ok", outcome.exitCode == 0}, {"exitCode", outcome.exitCode},
                    {"text", outcome.text}, {"bytes", outcome.bytes},      {"seconds", Seconds(outcome.elapsed)}};
+        if (outcome.stopsSlot) {
+            event["stopsSlot"] = true;
+        }
         if (outcome.bytes != 0 && outcome.elapsed.count() > 0) {
             event["bytesPerSecond"] = static_cast<double>(outcome.bytes) / Seconds(outcome.elapsed);
         }

@@ -10,8 +10,11 @@
 #include "apps/lumoflash/CommandLine.h"
 #include "apps/lumoflash/JobFile.h"
 #include "apps/lumoflash/LineInput.h"
+#include "apps/lumoflash/LineRecord.h"
+#include "apps/lumoflash/LineReport.h"
 #include "apps/lumoflash/LineTexts.h"
 #include "apps/lumoflash/LineView.h"
+#include "apps/lumoflash/PoolOptions.h"
 #include "host/Failure.h"
 #include "host/Words.h"
 #include "host/backends/OpenProbe.h"
@@ -76,7 +79,7 @@ private:
         return {.programFor = [this](const Slot& slot) { return ProgramFor(slot); },
                 .labelFor = [this](const Slot& slot) { return LabelFor(slot); },
                 .checkFiles = [this] { CheckFiles(); },
-                .record = [](const Slot&) {},
+                .record = [this](const Slot& slot) { RecordBadChip(GetJob(), hashes, slot); },
                 .drawRunId = host::line::DrawRunName,
                 .view = view,
                 .interrupts = interrupts,
@@ -99,6 +102,9 @@ private:
         std::ranges::copy(SharedWords(options), std::back_inserter(words));
         words.emplace_back("program");
         std::ranges::copy(job.programOptions, std::back_inserter(words));
+        for (const std::string& identity : job.pinnedIdentities) {
+            Append(words, "--only-chip", identity);
+        }
         AppendRecording(words, slot);
         words.emplace_back("--");
         std::ranges::copy(job.files, std::back_inserter(words));
@@ -169,13 +175,15 @@ Job JobOf(const Options& options) {
     Job job = ReadJob(options.line.job, MakeEntryCheck());
     job.operatorName = options.line.operatorName.empty() ? job.operatorName : options.line.operatorName;
     job.station = options.line.station.empty() ? job.station : options.line.station;
+    job.station = job.station.empty() ? HostName() : job.station;
     return job;
 }
 
 }  // namespace
 
 Outcome RunLine(const Options& options, const std::atomic<bool>& isInterrupted) {
-    return LineRun(options, JobOf(options)).Run(isInterrupted);
+    return options.command == Command::LineReport ? WriteLineReport(options.line)
+                                                  : LineRun(options, JobOf(options)).Run(isInterrupted);
 }
 
 }  // namespace flash::app

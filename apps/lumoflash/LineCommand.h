@@ -1,4 +1,4 @@
-// `lumoflash line run`: many chips at once, each by a run of this program in a process of its own.
+// The commands of `line`. `run`: many chips at once, each by a run of this program in a process of its own.
 #pragma once
 
 #include <atomic>
@@ -8,7 +8,7 @@
 
 namespace flash::app {
 
-// Until all chips are done or the user wants an end.
+// `run` lasts until all chips are done or the user wants an end.
 Outcome RunLine(const Options& options, const std::atomic<bool>& isInterrupted);
 
 }  // namespace flash::app

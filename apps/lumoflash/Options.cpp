@@ -18,6 +18,7 @@ std::string CommandName(Command command) {
                                                       {Command::Reset, "reset"},
                                                       {Command::GdbServer, "gdbserver"},
                                                       {Command::LineRun, "line run"},
+                                                      {Command::LineReport, "line report"},
                                                       {Command::PoolCreate, "pool create"},
                                                       {Command::PoolImport, "pool import"},
                                                       {Command::PoolStatus, "pool status"},

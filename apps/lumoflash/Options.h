@@ -34,6 +34,7 @@ enum class Command {
     Reset,
     GdbServer,
     LineRun,
+    LineReport,
     PoolCreate,
     PoolImport,
     PoolStatus,
@@ -52,7 +53,11 @@ struct GdbServerOptions {
 struct LineOptions {
     std::filesystem::path job;
     std::string operatorName, station;  // instead of the job's
+    std::string database;
+    std::filesystem::path out;  // of the report
 };
+
+inline bool IsOfLine(Command command) { return command == Command::LineRun || command == Command::LineReport; }
 
 // Of program: addresses from a pool, and the record of the chip.
 struct RecordingOptions {
@@ -104,6 +109,7 @@ struct Options {
     SectorLists lists;
     bool isDryRun = false;
     bool runsAfterwards = false;
+    std::vector<host::RadioAddress> onlyChips;  // by their primary IEEE addresses; empty for any
     std::filesystem::path pictureFile, reportFile;
     host::VerifyBy verifyBy = host::VerifyBy::Target;
 

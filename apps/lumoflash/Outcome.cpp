@@ -10,6 +10,7 @@
 
 #include "apps/lumoflash/FieldOptions.h"
 #include "host/Failure.h"
+#include "host/line/Pool.h"
 
 namespace flash::app {
 
@@ -39,10 +40,14 @@ std::string WordsOf(const std::exception& error) {
 
 Outcome OutcomeOf(const std::function<Outcome()>& work) {
     const auto failed = [](FailureKind kind, const std::string& text) {
-        return Outcome{static_cast<int>(kind), text, 0, {}};
+        return Outcome{static_cast<int>(kind), text, 0, {}, false};
     };
     try {
         return work();
+    } catch (const host::line::SuspectChip& failure) {
+        Outcome outcome = failed(failure.Kind(), InWords(failure.Text()));
+        outcome.stopsSlot = true;
+        return outcome;
     } catch (const Failure& failure) {
         return failed(failure.Kind(), InWords(failure.Text()));
     } catch (const std::exception& error) {

@@ -14,6 +14,7 @@ struct Outcome {
     std::string text;  // the verdict, or what went wrong and what to do: its first line is the cause
     std::size_t bytes = 0;
     std::chrono::nanoseconds elapsed{};  // on the chip's clock
+    bool stopsSlot = false;              // a person must look at the chip before the next one
 };
 
 // False when the work ended before it could.

@@ -41,11 +41,6 @@ std::vector<PoolKind> ParseKinds(const std::string& text) {
     return kinds;
 }
 
-std::string HostName() {
-    std::array<char, HOST_NAME_MAX + 1> name{};
-    return gethostname(name.data(), name.size() - 1) == 0 ? name.data() : "unnamed";
-}
-
 // It ends up in files that people and other programs read line by line.
 void RequireName(const std::string& name, const std::string& option) {
     const bool isPlain =
@@ -92,6 +87,11 @@ void RequireDatabase(const std::string& name) {
 }
 
 }  // namespace
+
+std::string HostName() {
+    std::array<char, HOST_NAME_MAX + 1> name{};
+    return gethostname(name.data(), name.size() - 1) == 0 ? name.data() : "unnamed";
+}
 
 void AddPool(CLI::App& app, const CommandAdder& addCommand, Options& options, RawOptions& raw) {
     CLI::App* pool = app.add_subcommand("pool", "Keeps radio addresses, each for one chip.");

@@ -19,6 +19,9 @@ void AddRecording(CLI::App& command, Options& options, RawOptions& raw);
 
 bool IsOfPool(Command command);
 
+// What a station is called that has no other name.
+std::string HostName();
+
 // Throws Failure (BadInput) for whatever is wrong.
 void FinishPoolOptions(const RawOptions& raw, Options& options);
 

@@ -72,6 +72,7 @@ public:
         FinishGlobal();
         FinishFiles();
         FinishProgram();
+        FinishChips();
         FinishClosing();
         FinishRead();
         FinishRange();
@@ -91,7 +92,7 @@ private:
             Refuse("--json and --quiet exclude each other");
         }
         const bool needsPart = options.command != Command::Devices && options.command != Command::ValidatePlugin &&
-                               options.command != Command::LineRun && !IsOfPool(options.command);
+                               !IsOfLine(options.command) && !IsOfPool(options.command);
         if (options.device.empty() && needsPart) {
             Refuse("Which part is it? Give --device NAME; `lumoflash devices` lists them");
         }
@@ -144,6 +145,12 @@ private:
         }
         if (Given(command, "--skip-fill")) {
             program.skippedFill = static_cast<std::uint8_t>(NumberIn(raw.skipFill, kByte, "--skip-fill"));
+        }
+    }
+
+    void FinishChips() {
+        for (const std::string& text : raw.onlyChips) {
+            options.onlyChips.push_back(host::ParseRadioAddress(text, host::kIeeeAddressBytes, Field::OnlyChip));
         }
     }
 

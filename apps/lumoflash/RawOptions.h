@@ -17,7 +17,7 @@ struct PropertyTexts {
 
 struct RawOptions {
     PropertyTexts properties, configProperties;  // of the command line, of the configuration file
-    std::vector<std::string> files, kinds;
+    std::vector<std::string> files, kinds, onlyChips;
     std::string probe = "virtual", config, base, format, erase = "necessary", verify = "crc", write = "changed",
                 by = "target", skipPages, skipFill, ble, ieee, protect;
     bool keepCcfg = false, replaceCcfg = false;  // of a load

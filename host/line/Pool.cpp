@@ -25,13 +25,13 @@ std::string KeptUnlessTaken(const Database& database, const std::string& select)
 
 void RequireIdentity(const RadioAddress& identity) {
     if (IsNoAddress(identity)) {
-        Refuse(fmt::format("The chip's primary IEEE address is {}: it has no identity, so it gets no address",
-                           identity.Text()));
+        throw SuspectChip(fmt::format(
+            "The chip's primary IEEE address is {}: it has no identity, so it gets no address", identity.Text()));
     }
 }
 
 [[noreturn]] void RefuseForeign(const PoolAddress& carried, const ChipFacts& chip) {
-    Refuse(
+    throw SuspectChip(
         fmt::format("The chip {} carries the {} address {}, which is recorded for the chip {}. Put it aside: two "
                     "chips must not have one address",
                     chip.identity.Text(), KindName(carried.kind), carried.address.Text(), *carried.chip));
@@ -85,7 +85,7 @@ bool Pool::BeginWork(const ChipFacts& chip, const Place& place) {
 void Pool::RequireNotElsewhere(const Row& known, const ChipFacts& chip, const Place& place) const {
     const std::string identity = chip.identity.Text();
     if (known[0] != chip.factory) {
-        Refuse(
+        throw SuspectChip(
             fmt::format("The identity {} was seen on another chip: its factory data were {}, and this one has {}. "
                         "Put it aside",
                         identity, *known[0], chip.factory));
@@ -126,11 +126,11 @@ RadioAddress Pool::LeaseOne(PoolKind kind, const ChipFacts& chip, const Place& p
     }
     const PoolAddress known = AddressOfRow(own[0]);
     if (known.state == AddressState::Confirmed && !mayLack && chip.Carried(kind) != known.address) {
-        throw Failure(FailureKind::Operation,
-                      fmt::format("The chip {} was given the {} address {} and does not carry it: this is another chip "
-                                  "of the same identity, or it was erased since; if you know that it was, say so with ",
-                                  identity, KindName(kind), known.address.Text()) +
-                          FieldText(Field::ErasedChip));
+        throw SuspectChip(
+            fmt::format("The chip {} was given the {} address {} and does not carry it: this is another chip "
+                        "of the same identity, or it was erased since; if you know that it was, say so with ",
+                        identity, KindName(kind), known.address.Text()) +
+            FieldText(Field::ErasedChip));
     }
     return known.address;
 }

@@ -44,6 +44,12 @@ struct LeaseRequest {
 // How long a chip counts as in work at another station that does not say how it ended.
 inline constexpr std::chrono::minutes kLongestWork{10};
 
+// The chip cannot be trusted to be the one that it says: a person must look at it before anything else is done with it.
+class SuspectChip : public Failure {
+public:
+    explicit SuspectChip(const FieldText& why) : Failure(FailureKind::Operation, why) {}
+};
+
 class Pool {
 public:
     // The database must outlive the pool. Throws Failure when it has no schema of this version.

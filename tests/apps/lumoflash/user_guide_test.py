@@ -17,6 +17,8 @@ def without_times(text):
 
 
 class UserGuide(Case):
+    page, least_commands = "docs/user-guide.md", 40
+
     """A block of `sh` is run line by line, one of `toml` with a file's name becomes that file. A comment on a line of its own is
     the last line of the command before on standard error, but for times, which are not promised."""
 
@@ -25,13 +27,13 @@ class UserGuide(Case):
         self.folder_now = self.path
         self.environment = {**os.environ, "PATH": f"{os.path.dirname(PROGRAM)}:{os.environ['PATH']}"}
         commands = 0
-        for language, name, text in BLOCK.findall((SOURCE / "docs/user-guide.md").read_text()):
+        for language, name, text in BLOCK.findall((SOURCE / self.page).read_text()):
             if name:
                 self.file(name, text)
             for line in text.splitlines() if language == "sh" else []:
                 with self.subTest(line=line):
                     commands += self.run_line(line)
-        self.assertGreater(commands, 40)
+        self.assertGreater(commands, self.least_commands)
 
     def run_line(self, line):
         """What stays from line to line is done here, the rest by the shell. Returns 1 for a command."""
@@ -52,6 +54,10 @@ class UserGuide(Case):
             self.assertEqual(result.returncode, int(code[1]) if code else 0, result.stderr.decode())
             self.last_line = result.stderr.decode().strip().split("\n")[-1]
         return 1
+
+
+class LineGuide(UserGuide):
+    page, least_commands = "docs/line.md", 8
 
 
 if __name__ == "__main__":

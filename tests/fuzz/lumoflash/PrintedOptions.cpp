@@ -38,6 +38,9 @@ public:
                 PutUnlessEmpty("operator", options.line.operatorName, Kind::Text);
                 PutUnlessEmpty("station", options.line.station, Kind::Text);
                 break;
+            case Command::LineReport:
+                Put("out", options.line.out.string(), Kind::Text);
+                break;
             case Command::Verify:
                 PrintFileOptions();
                 Put("by", options.verifyBy == host::VerifyBy::Link ? "link" : "target", Kind::Text);
@@ -200,7 +203,7 @@ public:
     }
     void Add(const host::ProgramSource& value) { AddAll(value.path, value.address); }
     void Add(const host::ReadOptions& value) {
-        const auto& [format, base] = value;
+        const auto& [format, base, onContent] = value;
         AddAll(format, base);
     }
     void Add(const host::ClosingChanges& value) {
@@ -216,8 +219,8 @@ public:
         AddAll(listen, isStdio, isOnce, packetBytes);
     }
     void Add(const app::LineOptions& value) {
-        const auto& [job, operatorName, station] = value;
-        AddAll(job, operatorName, station);
+        const auto& [job, operatorName, station, database, out] = value;
+        AddAll(job, operatorName, station, database, out);
     }
     void Add(const validator::ValidatePluginOptions& value) {
         const auto& [path, checks, isListing, limits] = value;
@@ -278,6 +281,9 @@ std::vector<std::string> PrintWords(const Options& options) {
     if (options.command == Command::LineRun) {
         words.push_back(options.line.job);
     }
+    if (options.command == Command::LineReport) {
+        words.push_back(options.line.database);
+    }
     if (!options.validation.modulePath.empty()) {
         words.push_back(options.validation.modulePath);
     }
@@ -285,10 +291,12 @@ std::vector<std::string> PrintWords(const Options& options) {
 }
 
 std::string Describe(const Options& options) {
+    // Where a run is recorded has a name that is drawn, and which chips it is for is not printed.
     const auto& [command, device, plugin, devicesFolder, dataFolder, traceFile, configFile, isConfigNamed, probe,
                  checksWrites, faults, properties, isVerbose, isJson, isQuiet, isColorOff, isAgreed, files, fileOptions,
-                 program, lists, isDryRun, runsAfterwards, pictureFile, reportFile, verifyBy, outFile, outFormat, range,
-                 sectors, keepCcfg, addressKinds, newAddress, validation, server, line] = options;
+                 program, lists, isDryRun, runsAfterwards, onlyChips, pictureFile, reportFile, verifyBy, outFile,
+                 outFormat, range, sectors, keepCcfg, addressKinds, newAddress, validation, server, line, recording,
+                 pool] = options;
     Description description;
     description.AddAll(command, device, plugin, devicesFolder, dataFolder, traceFile, probe, checksWrites, faults,
                        properties, isVerbose, isJson, isQuiet, isColorOff, isAgreed, files, fileOptions, program, lists,

@@ -166,6 +166,7 @@ private:
             {"mac write", {}},
             {"line", {}},
             {"line run", {{"operator", any}, {"station", any}}},
+            {"line report", {{"out", any}}},
             {"ccfg",
              {{"ble", ble}, {"ieee", ieee}, {"protect", any}, {"disable-bootloader", {}}, {"disable-debug", {}}}},
             {"devices", {}},
@@ -230,7 +231,7 @@ private:
     }
 
     bool IsSound() const {
-        const bool needsPart = command != "devices" && command != "validate-plugin" && command != "line run";
+        const bool needsPart = command != "devices" && command != "validate-plugin" && !command.starts_with("line");
         const bool isQuietAndLoud = given.contains("json") && given.contains("quiet");
         return isGood && !command.empty() && !IsGroup() && (!needsPart || given.contains("device")) &&
                !isQuietAndLoud && AreWordsSound() && AreOptionsSound();
@@ -273,6 +274,9 @@ private:
         if (command == "mac write") {
             return words.size() == 2 && IsOneOf({"ble", "ieee"}, words[0]) &&
                    IsAddress(words[0] == "ble" ? 6 : 8, words[1]);
+        }
+        if (command == "line report") {
+            return words.size() == 1 && given.contains("out");
         }
         if (command == "line run") {
             return words.size() == 1;
