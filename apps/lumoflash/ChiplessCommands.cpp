@@ -23,7 +23,7 @@ Outcome ListDevices(const Options& options, View& view) {
 
 bool IsChipless(const Options& options) {
     return options.command == Command::ValidatePlugin || options.command == Command::Devices ||
-           options.command == Command::LineRun || (IsOfPool(options.command) && options.pool.isJournalAlone);
+           IsOfLine(options.command) || (IsOfPool(options.command) && options.pool.isJournalAlone);
 }
 
 Outcome RunChipless(const Options& options, View& view, const std::atomic<bool>& isInterrupted) {
@@ -33,7 +33,7 @@ Outcome RunChipless(const Options& options, View& view, const std::atomic<bool>&
     if (options.command == Command::ValidatePlugin) {
         return Validate(options.validation, view, isInterrupted);
     }
-    if (options.command == Command::LineRun) {
+    if (IsOfLine(options.command)) {
         return RunLine(options, isInterrupted);
     }
     return RunPool(options.pool, options.command, view);
