@@ -9,54 +9,24 @@
 #include <system_error>
 
 #include "host/Failure.h"
-#include "host/ccfg/RadioAddress.h"
+#include "host/backends/BackEnd.h"
 #include "host/files/FileContent.h"
 #include "host/gdb/OpenGdbProbe.h"
-#include "host/virtual_chip/VirtualChipProbe.h"
 
 namespace flash::host {
 namespace {
 
-struct BackEnd {
-    std::string_view kind;
-    bool keepsFile;                        // the place is a file
-    void (*check)(const ProbeSpec& spec);  // throws std::invalid_argument
-    std::unique_ptr<Probe> (*open)(const ProbeSpec& spec, const DeviceDescription& part);
-};
-
-constexpr const char* kIdentity = "identity";
-
-// Of a new virtual chip, if the user gives it one.
-std::optional<RadioAddress> IdentityIn(const ProbeSpec& spec) {
-    const auto given = spec.keys.find(kIdentity);
-    return given == spec.keys.end() ? std::nullopt
-                                    : std::optional(ParseRadioAddress(given->second, kIeeeAddressBytes, Field::Probe));
-}
-
-void CheckVirtualChip(const ProbeSpec& spec) {
-    for (const auto& [key, value] : spec.keys) {
-        if (key != kIdentity) {
-            throw std::invalid_argument(
-                fmt::format("behind virtual:FILE comes identity=ADDRESS, not \"{}={}\"", key, value));
-        }
-    }
-    IdentityIn(spec);
-}
-
 std::unique_ptr<Probe> OpenServer(const ProbeSpec& spec, const DeviceDescription& part) {
     try {
-        return gdb::OpenGdbProbe(spec, VirtualChipSettings(part).identificationCode);
+        return gdb::OpenGdbProbe(spec, IdentificationCode(part));
     } catch (const ProbeError& error) {
         throw Failure(FailureKind::Unreachable,
                       fmt::format("Cannot reach the GDB server at {}: {}", spec.place, error.what()));
     }
 }
 
-constexpr BackEnd kBackEnds[] = {
-    {"virtual", true, &CheckVirtualChip,
-     [](const ProbeSpec& spec, const DeviceDescription& part) -> std::unique_ptr<Probe> {
-         return VirtualChipProbe::Open(part, FileOf(spec), IdentityIn(spec));
-     }},
+const BackEnd kBackEnds[] = {
+    VirtualChipBackEnd(),
     {"gdb", false, [](const ProbeSpec& spec) { gdb::ReadGdbProbe(spec); }, &OpenServer},
 };
 

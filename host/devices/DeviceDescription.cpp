@@ -58,6 +58,11 @@ bool StartsWith(std::string_view text, std::string_view start) {
 
 }  // namespace
 
+std::uint32_t IdentificationCode(const DeviceDescription& part) {
+    constexpr std::uint32_t kFirstRevisionBit = 28;
+    return part.revisionCode << kFirstRevisionBit | 1;
+}
+
 bool SelectsGeneration(const std::string& partName) {
     return partName.size() > kGenerationPosition && partName[kGenerationPosition] >= '0' &&
            partName[kGenerationPosition] <= '9';

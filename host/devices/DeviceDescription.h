@@ -56,6 +56,9 @@ DeviceDescriptions LoadDeviceDescriptions(const std::filesystem::path& folder);
 // The description of that name, or of the only one that it abbreviates, without regard to case.
 const DeviceDescription& FindDevice(const std::vector<DeviceDescription>& devices, const std::string& partName);
 
+// What the debug router of a chip of this part gives.
+std::uint32_t IdentificationCode(const DeviceDescription& part);
+
 // Whether the plug-in can choose a generation from this name: its sixth character is a digit.
 bool SelectsGeneration(const std::string& partName);
 

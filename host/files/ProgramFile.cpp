@@ -146,6 +146,14 @@ std::optional<FileFormat> FileFormatOfName(std::string_view fileName) {
     return Lookup(kExtensions, LowerCase(std::filesystem::path(fileName).extension().string()));
 }
 
+std::vector<std::string> ProgramFileEndings() {
+    std::vector<std::string> endings;
+    for (const FormatName& known : kExtensions) {
+        endings.emplace_back(known.name.substr(1));
+    }
+    return endings;
+}
+
 std::vector<std::uint8_t> PrintProgram(const ProgramImage& image, FileFormat format) {
     switch (format) {
         case FileFormat::IntelHex:

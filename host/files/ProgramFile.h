@@ -41,6 +41,9 @@ std::optional<FileFormat> DetectFileFormat(std::span<const std::uint8_t> content
 // By the extension alone, without regard to case.
 std::optional<FileFormat> FileFormatOfName(std::string_view fileName);
 
+// Without their dots: "hex", "elf", ….
+std::vector<std::string> ProgramFileEndings();
+
 // The image as a file of that format; raw binary runs from its first byte to its last. ELF cannot be written.
 std::vector<std::uint8_t> PrintProgram(const ProgramImage& image, FileFormat format);
 

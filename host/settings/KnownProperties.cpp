@@ -118,9 +118,7 @@ constexpr KnownProperty kKnown[] = {
 };
 
 [[noreturn]] void RefuseKey(const std::string& key) {
-    std::vector<std::string> keys;
-    std::ranges::transform(kKnown, std::back_inserter(keys), &KnownProperty::key);
-    Refuse(fmt::format("there is no property {}{}", key, DidYouMean(key, keys)));
+    Refuse(fmt::format("there is no property {}{}", key, DidYouMean(key, KnownPropertyKeys())));
 }
 
 }  // namespace
@@ -137,6 +135,12 @@ std::string CheckedProperty(const std::string& key, const std::string& value) {
     } catch (const Failure& wrong) {
         Refuse(key + ": " + wrong.what());
     }
+}
+
+std::vector<std::string> KnownPropertyKeys() {
+    std::vector<std::string> keys;
+    std::ranges::transform(kKnown, std::back_inserter(keys), &KnownProperty::key);
+    return keys;
 }
 
 }  // namespace flash::host

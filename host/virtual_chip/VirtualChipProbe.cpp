@@ -13,7 +13,6 @@ namespace flash::host {
 namespace {
 
 constexpr std::uint32_t kIdentificationRegister = 1;
-constexpr std::uint32_t kFirstRevisionBit = 28;
 constexpr std::chrono::milliseconds kEmulatedAtOnce{1};  // so that whoever waits can look around meanwhile
 
 // The chip's own texts say what was tried.
@@ -66,7 +65,7 @@ chip::Settings VirtualChipSettings(const DeviceDescription& device) {
     settings.generation = device.IsSecondGeneration() ? chip::Generation::LumoF : chip::Generation::LumoD;
     settings.sectorCount = device.sectorCount;
     settings.ramSizeCode = static_cast<std::uint8_t>(device.ramSizeCode);
-    settings.identificationCode = device.revisionCode << kFirstRevisionBit | 1;
+    settings.identificationCode = IdentificationCode(device);
     // Of the ranges for private use, so that they are nobody's.
     settings.primaryIeeeAddress = {0x08, 0x07, 0x06, 0x05, 0x04, 0x03, 0x02, 0x02};
     settings.primaryBleAddress = {0x06, 0x05, 0x04, 0x03, 0x02, 0xC2};
