@@ -4,12 +4,29 @@
 set(documents ${CMAKE_INSTALL_DATADIR}/doc)
 set(packaging ${PROJECT_SOURCE_DIR}/packaging)
 
+# `flash_install_notice(TARGET FOLDER COMPONENT FILE)`: what it is made of, by the build's own account.
+find_package(Python3 COMPONENTS Interpreter)
+function(flash_install_notice TARGET FOLDER COMPONENT FILE)
+    set(notice ${CMAKE_CURRENT_BINARY_DIR}/packaging/${TARGET}/NOTICE)
+    file(RELATIVE_PATH name ${CMAKE_BINARY_DIR} ${FILE})
+    add_custom_target(notice_${TARGET}
+        COMMAND ${Python3_EXECUTABLE} -B ${PROJECT_SOURCE_DIR}/cmake/notice.py ${CMAKE_BINARY_DIR} ${name} --out ${notice}
+        VERBATIM)
+    file(MAKE_DIRECTORY ${CMAKE_CURRENT_BINARY_DIR}/packaging/${TARGET})
+    add_dependencies(notice_${TARGET} ${TARGET})
+    install(FILES ${notice} DESTINATION ${FOLDER} COMPONENT ${COMPONENT})
+endfunction()
+
 if(WIN32)
-    add_custom_target(packaged DEPENDS flashdevice kit-host)
+    flash_install_notice(flashdevice . development ${PROJECT_BINARY_DIR}/flashdevice/flashdevice.dll)
+    add_custom_target(packaged DEPENDS flashdevice kit-host notice_flashdevice)
     install(FILES LICENSE CHANGELOG.md DESTINATION . COMPONENT development)
-    install(FILES docs/host-guide.md docs/flashloader-guide.md DESTINATION docs COMPONENT development)
+    install(FILES docs/host-guide.md docs/flashloader-guide.md docs/install.md docs/licences.md DESTINATION docs
+        COMPONENT development)
     return()
 endif()
+flash_install_notice(lumoflash ${documents}/lumo-flash program ${PROJECT_BINARY_DIR}/bin/lumoflash)
+flash_install_notice(flashdevice ${documents}/libflashdevice-dev development ${PROJECT_BINARY_DIR}/flashdevice/libflashdevice.so)
 
 install(FILES README.md CHANGELOG.md DESTINATION ${documents}/lumo-flash COMPONENT program)
 install(DIRECTORY docs DESTINATION ${documents}/lumo-flash COMPONENT program
@@ -36,7 +53,7 @@ flash_install_about(lumo-flash program)
 flash_install_about(libflashdevice-dev development)
 flash_install_about(lumo-flash-dbgsym symbols)
 
-add_custom_target(packaged DEPENDS lumoflash flashdevice about_lumo-flash about_libflashdevice-dev about_lumo-flash-dbgsym)
+add_custom_target(packaged DEPENDS lumoflash manual notice_lumoflash flashdevice notice_flashdevice about_lumo-flash about_libflashdevice-dev about_lumo-flash-dbgsym)
 
 # Where debuggers look for the symbols of a file that has none.
 foreach(target lumoflash flashdevice)

@@ -9,6 +9,7 @@
 #include <map>
 #include <memory>
 
+#include "apps/lumoflash/Completion.h"
 #include "apps/lumoflash/Config.h"
 #include "apps/lumoflash/ConfigChoice.h"
 #include "apps/lumoflash/FieldOptions.h"
@@ -19,6 +20,7 @@
 #include "apps/lumoflash/PropertyOptions.h"
 #include "apps/lumoflash/RawOptions.h"
 #include "apps/lumoflash/SharedOptions.h"
+#include "apps/lumoflash/ValueNames.h"
 #include "apps/lumoflash/Version.h"
 
 namespace flash::app {
@@ -55,7 +57,10 @@ public:
         };
         AddPool(app, add, options, raw);
         AddLine(app, add, options);
+        NameValues(app);
     }
+
+    CommandText Describe() const { return app::Describe(app); }
 
     ParsedCommandLine Parse(int argumentCount, const char* const* arguments) {
         try {
@@ -286,11 +291,16 @@ private:
 }  // namespace
 
 ParsedCommandLine ParseCommandLine(int argumentCount, const char* const* arguments) {
+    if (argumentCount > 1 && std::string_view(arguments[1]) == "__complete") {
+        return {std::nullopt, AnswerShell(DescribeCommandLine(), {arguments + 2, arguments + argumentCount})};
+    }
     return CommandLine().Parse(argumentCount, arguments);
 }
 
 std::function<void(const ConfigEntry& entry)> MakeEntryCheck() {
     return [trial = std::make_shared<CommandLine>()](const ConfigEntry& entry) { trial->Try(entry); };
 }
+
+CommandText DescribeCommandLine() { return CommandLine().Describe(); }
 
 }  // namespace flash::app

@@ -14,7 +14,7 @@ alone() { (cd "$work" && env -i PATH=/usr/bin:/bin LC_ALL=C.UTF-8 HOME="$work/ho
 (cd "$packages" && sha256sum --quiet --check SHA256SUMS)
 
 echo "== lintian: no error, no warning"
-lintian --allow-root --tag-display-limit 0 --fail-on error "$packages"/*.deb
+lintian --allow-root --tag-display-limit 0 --fail-on error,warning "$packages"/*.deb
 
 echo "== What is in them"
 for package in lumo-flash libflashdevice-dev lumo-flash-dbgsym; do
@@ -29,6 +29,27 @@ done
 if grep --recursive --files-with-matches --fixed-strings "$sources" "$work/root"; then
     fail "These files tell where they were built"
 fi
+
+echo "== What it is made of"
+[ -s "$root/share/doc/lumo-flash/NOTICE" ] || fail "There is no notice"
+"$sources/cmake/notice.py" "$build" flashdevice/libflashdevice.so --without GPL --without LGPL-3 >"$work/notice"
+"$sources/cmake/notice.py" "$build" apps/lumoflash/lumoflash-without-chip --without GPL >"$work/notice"
+if "$sources/cmake/notice.py" "$build" bin/lumoflash --without GPL >"$work/notice" 2>&1; then
+    fail "The notice does not see that lumoflash is linked with something under the GPL"
+fi
+if ldd "$build/apps/lumoflash/lumoflash-without-chip" | grep unicorn; then
+    fail "The program without the virtual chip loads its emulator"
+fi
+
+echo "== The program without the virtual chip, over a GDB server"
+export XDG_STATE_HOME=$work/state
+coproc server { exec "$root/bin/lumoflash" --device LumoF2F352 --probe virtual gdbserver --listen 127.0.0.1:0 --once 2>"$work/server.log"; }
+read -r line <&"${server[0]}"
+port=$(echo "$line" | sed 's/.*127\.0\.0\.1:\([0-9]*\).*/\1/')
+"$build/apps/lumoflash/lumoflash-without-chip" --device LumoF2F352 --plugin "$root/lib/libflashdevice.so" \
+    --data "$root/share/lumo-flash" --devices "$root/share/lumo-flash/devices" \
+    --probe "gdb:127.0.0.1:$port" program "$build/docs/examples/firmware/lumof-example.elf" || { cat "$work/server.log"; exit 1; }
+wait "$server_PID" || true
 
 echo "== The demo, with the program from the package"
 mkdir "$work/demo" "$work/home"

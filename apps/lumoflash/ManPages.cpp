@@ -1,0 +1,157 @@
+#include "apps/lumoflash/ManPages.h"
+
+#include <fmt/format.h>
+
+#include <algorithm>
+#include <cctype>
+#include <sstream>
+
+namespace flash::app {
+namespace {
+
+// Nothing in it is a request or an escape; what stands between backticks is bold.
+std::string Escaped(const std::string& text) {
+    std::string escaped;
+    bool isBold = false;
+    for (const char c : text) {
+        if (c == '`') {
+            isBold = !isBold;
+            escaped += isBold ? "\\fB" : "\\fR";
+        } else if ((c == '.' || c == '\'') && (escaped.empty() || escaped.back() == '\n')) {
+            escaped += std::string("\\&") + c;
+        } else if (c == '\\') {
+            escaped += "\\e";
+        } else if (c == '-') {
+            escaped += "\\-";
+        } else {
+            escaped += c;
+        }
+    }
+    return escaped;
+}
+
+// The same in lines of fewer than 80 characters, as readers of pages want them.
+std::string Filled(const std::string& text) {
+    constexpr std::size_t kLongest = 78;
+    std::string filled, line;
+    std::istringstream words(Escaped(text));
+    for (std::string word; words >> word; line += word) {
+        if (line.size() + 1 + word.size() > kLongest) {
+            filled += line + "\n";
+            line = word.starts_with(".") || word.starts_with("'") ? "\\&" : "";
+        } else if (!line.empty()) {
+            line += " ";
+        }
+    }
+    return filled + line;
+}
+
+std::string PageName(const std::string& command) {
+    std::string name = command;
+    std::ranges::replace(name, ' ', '-');
+    return name;
+}
+
+std::string Upper(std::string text) {
+    std::ranges::transform(text, text.begin(), [](unsigned char c) { return static_cast<char>(std::toupper(c)); });
+    return text;
+}
+
+// "Programs files." as a name's own line has it: without the full stop.
+std::string Brief(const std::string& help) { return help.ends_with(".") ? help.substr(0, help.size() - 1) : help; }
+
+std::string NameLine(const std::string& name, const CommandText& command) {
+    return Filled(name + " - " + Brief(command.help));
+}
+
+std::string Repeated(const OptionText& option) { return option.isRepeated && option.isWord ? " ..." : ""; }
+
+std::string Synopsis(const CommandText& command) {
+    std::string text = fmt::format("\\fB{}\\fR [\\fIoption\\fR ...]", Escaped(command.name));
+    for (const OptionText& option : command.options) {
+        if (option.isWord) {
+            const std::string word = fmt::format("\\fI{}\\fR{}", Escaped(option.names.front()), Repeated(option));
+            text += option.isRequired ? " " + word : " [" + word + "]";
+        }
+    }
+    return text + (command.commands.empty() ? "" : " \\fIcommand\\fR ...") + "\n";
+}
+
+std::string OptionEntry(const OptionText& option) {
+    std::string head;
+    for (const std::string& name : option.names) {
+        head += fmt::format("{}\\f{}{}\\fR", head.empty() ? "" : ", ", option.isWord ? 'I' : 'B', Escaped(name));
+    }
+    if (!option.isWord && !option.value.empty()) {
+        head += fmt::format(" \\fI{}\\fR", Escaped(option.value));
+    }
+    std::string text = fmt::format(".TP\n{}\n{}\n", head + Repeated(option), Filled(option.help));
+    if (option.isWord && option.value.find('|') != std::string::npos) {
+        text += fmt::format("One of \\fI{}\\fR.\n", Escaped(option.value));
+    }
+    if (!option.usualValue.empty()) {
+        text += fmt::format("Without it: {}.\n", Escaped(option.usualValue));
+    }
+    return text +
+           (option.variable.empty() ? "" : fmt::format("The variable \\fB{}\\fR stands for it.\n", option.variable));
+}
+
+std::string OptionSection(const std::string& title, const CommandText& command) {
+    std::string text = ".SH " + title + "\n";
+    for (const OptionText& option : command.options) {
+        text += OptionEntry(option);
+    }
+    return text;
+}
+
+std::string CommandSection(const CommandText& command) {
+    std::string text;
+    for (const CommandText& each : command.commands) {
+        text += fmt::format(".TP\n.BR {} (1)\n{}\n", Escaped(PageName(each.name)), Filled(each.help));
+    }
+    return text.empty() ? "" : ".SH COMMANDS\n" + text;
+}
+
+std::string LiteralSection(const std::string& title, const std::string& text) {
+    std::string trimmed = text.substr(0, text.find_last_not_of('\n') + 1);
+    return trimmed.empty() ? "" : fmt::format(".SH {}\n.nf\n{}\n.fi\n", title, Escaped(trimmed));
+}
+
+class Writer {
+public:
+    Writer(const CommandText& theProgram, const std::string& version, const std::string& date)
+        : program(theProgram), source(fmt::format("{} \"lumo-flash {}\" \"User commands\"", date, version)) {
+        Add(program, nullptr);
+    }
+
+    std::map<std::string, std::string> pages;
+
+private:
+    void Add(const CommandText& command, const CommandText* parent) {
+        const std::string name = PageName(command.name);
+        std::string page = fmt::format(".TH {} 1 {}\n.SH NAME\n{}\n.SH SYNOPSIS\n{}.SH DESCRIPTION\n{}\n", Upper(name),
+                                       source, NameLine(name, command), Synopsis(command), Filled(command.help));
+        page += CommandSection(command) + OptionSection("OPTIONS", command);
+        if (parent != nullptr) {
+            page += OptionSection("OPTIONS OF EVERY COMMAND", program);
+        }
+        page += LiteralSection("EXIT STATUS", program.notes) + LiteralSection("EXAMPLE", command.example);
+        page += parent == nullptr ? "" : fmt::format(".SH SEE ALSO\n.BR {} (1)\n", Escaped(PageName(parent->name)));
+        pages[name + ".1"] = page;
+        for (const CommandText& each : command.commands) {
+            Add(each, &command);
+        }
+    }
+
+    const CommandText& program;
+    std::string source;
+};
+
+}  // namespace
+
+std::map<std::string, std::string> ManPages(const CommandText& program, const std::string& version,
+                                            const std::string& date) {
+    return Writer(program, version, date).pages;
+}
+
+}  // namespace flash::app
