@@ -49,6 +49,9 @@ constexpr ValueName kNames[] = {
     {"PATH", "MODULE"},
     {"--check", "CHECK"},
     {"--time-limit", "SECONDS"},
+    {"JOB", "FILE.toml"},
+    {"--operator", "NAME"},
+    {"--station", "NAME"},
     {"--listen", "HOST:PORT"},
     {"--packet-size", "BYTES"},
 };
