@@ -4,6 +4,8 @@ include(${PROJECT_SOURCE_DIR}/tests/fuzz/PlantBug.cmake)
 function(plant_bug_in_command_line)
     flash_plant_bug(LIBRARY lumoflash_app TARGET command_line
         CORPUS command_line ${ARGN})
+    cmake_parse_arguments(ARG "" "NAME" "" ${ARGN})
+    target_link_libraries(planted_${ARG_NAME} PRIVATE flash_host_backends)  # the application leaves the choice to who links it
 endfunction()
 
 plant_bug_in_command_line(NAME rest_behind_an_address FILE host/Numbers.cpp
