@@ -64,8 +64,8 @@ void OfferChoices(const std::string& value, const ValueRequest& request, Complet
         std::string choice = value.substr(start, end - start);
         const std::size_t colon = choice.find(':');  // "sectors:LIST"
         if (colon != std::string::npos && request.word.starts_with(choice.substr(0, colon + 1))) {
+            offered.candidates.clear();
             OfferSectors(request, offered);
-            offered.candidates.resize(std::min<std::size_t>(offered.candidates.size(), 1));
             std::ranges::for_each(offered.candidates,
                                   [&](Candidate& each) { each.text = choice.substr(0, colon + 1) + each.text; });
             return;
