@@ -37,9 +37,9 @@ struct StoredEntry {
 using JournalEntry = std::variant<LeasedEntry, EndedEntry, StoredEntry>;
 
 struct JournalContent {
-    std::vector<JournalEntry> entries;
+    std::vector<JournalEntry> entries{};
     std::vector<std::string>
-        damages;            // "FILE, byte 123: …": lines that power or a full disk cut short; they are left out
+        damages{};          // "FILE, byte 123: …": lines that power or a full disk cut short; they are left out
     std::uint64_t end = 0;  // of the last whole line, in bytes
 };
 

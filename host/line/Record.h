@@ -16,19 +16,19 @@ struct RecordedFile {
 };
 
 struct Record {
-    std::string run;        // of the program that worked on the chip; no two records have the same
-    std::string chip;       // its identity; empty when it could not be read
-    std::string ieee, ble;  // the secondary addresses that it carried in the end; empty for none
-    std::vector<RecordedFile> files;
-    std::string flashSha256;  // of all of flash as it was read back; empty when it was not
-    std::string ccfg;         // hexadecimal digits
-    std::string part, revision;
-    std::string station, slot, operatorName;
-    std::string version, plugin;  // of lumoflash; the plug-in's SHA-256
-    std::string start;            // as UtcText
-    double seconds = 0;           // by the clock on the wall
+    std::string run{};          // of the program that worked on the chip; no two records have the same
+    std::string chip{};         // its identity; empty when it could not be read
+    std::string ieee{}, ble{};  // the secondary addresses that it carried in the end; empty for none
+    std::vector<RecordedFile> files{};
+    std::string flashSha256{};  // of all of flash as it was read back; empty when it was not
+    std::string ccfg{};         // hexadecimal digits
+    std::string part{}, revision{};
+    std::string station{}, slot{}, operatorName{};
+    std::string version{}, plugin{};  // of lumoflash; the plug-in's SHA-256
+    std::string start{};              // as UtcText
+    double seconds = 0;               // by the clock on the wall
     bool isGood = false;
-    std::string cause;  // of what went wrong; empty when nothing did
+    std::string cause{};  // of what went wrong; empty when nothing did
     bool operator==(const Record&) const = default;
 };
 
