@@ -277,7 +277,7 @@ class LineOnATerminal(LineCase):
     def pictures(self, shown):
         """The rows of each picture, without colors."""
         body = shown[shown.index("\x1b[H"):shown.index("\x1b[?1049l")]
-        return [re.sub(r"\x1b\[[0-9;?]*[A-Za-z]", "", picture).split("\r\n") for picture in body.split("\x1b[H")[1:]]
+        return [re.sub(r"\x1b\[[0-9;?]*[A-Za-z]", "", picture).replace("\r", "").split("\n") for picture in body.split("\x1b[H")[1:]]
 
     def test_a_table_that_fits_the_terminal(self):
         self.job(count=6)
