@@ -120,7 +120,7 @@ class Line(LineCase):
             with self.subTest(command=command):
                 self.job(f'on-good = "{command}"\non-good-time-limit = 1', count=1, slots=TWO_SLOTS[:1])
                 lines, _ = self.run_line(code=1)
-                self.assertRegex(lines[0], "left: chip 1 BAD: programmed, but its label was not made: " + re.escape(cause))
+                self.assertRegex(lines[0], r"left: chip 1 BAD, [0-9A-F:]+: programmed, but its label was not made: " + re.escape(cause))
 
     def test_each_option_of_program_may_stand_in_the_job(self):
         self.job(program='base = "0"\nverify = "readback"\nskip-pages = "1"\nerase = "all"\nwrite = "all"\ndisable-bootloader = true')
