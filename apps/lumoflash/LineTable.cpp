@@ -49,7 +49,7 @@ std::string Fit(std::string_view text, std::size_t width) {
     const std::size_t kept = width > kDots.size() ? width - kDots.size() : width;
     std::size_t end = 0;
     for (std::size_t count = 0; end < shown.size(); ++end) {
-        count += IsContinuation(shown[end]) ? 0 : 1;
+        count += IsContinuation(shown[end]) ? 0u : 1u;
         if (count > kept) {
             break;
         }
