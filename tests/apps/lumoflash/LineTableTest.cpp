@@ -21,7 +21,7 @@ constexpr TimePoint kStart{1h};
 Line WithSlots(std::size_t count) {
     Job job;
     job.device = "LumoF2F352";
-    job.paths = {"/work/app.elf"};
+    job.paths = {"/jobs/app.elf"};
     job.count = 100;
     for (std::size_t i = 0; i < count; ++i) {
         job.slots.push_back({"slot " + std::to_string(i), "virtual"});
