@@ -239,7 +239,7 @@ protected:
     std::uint64_t SetAside() const {
         std::uint64_t count = 0;
         for (std::uint64_t chip = 0; chip < chips->Count(); ++chip) {
-            count += chips->IsSetAside(chip) ? 1 : 0;
+            count += chips->IsSetAside(chip) ? 1u : 0u;
         }
         return count;
     }

@@ -109,15 +109,13 @@ void PostgresServer::Start() {
     if (::pipe(pipe) != 0) {
         throw std::runtime_error("no pipe");
     }
-    // After it is ready the server logs into a file, so the pipe may be closed.
     server = Launch({kPrograms / "postgres", "-D", folder / "data", "-k", folder, "-c", "listen_addresses=", "-c",
                      "max_connections=60", "-c", "log_min_messages=log", "-c", "shared_buffers=16MB"},
                     pipe[1]);
     close(pipe[1]);
     ReadUntil(pipe[0], "ready to accept connections");
-    // A reader that stays open, and never reads: what the server says afterwards fits into the pipe.
-    static_cast<void>(dup(pipe[0]));
-    close(pipe[0]);
+    // Stays open, and is not read any more: what the server says afterwards fits into the pipe.
+    output = pipe[0];
 }
 
 void PostgresServer::Stop(int how) {
@@ -125,6 +123,7 @@ void PostgresServer::Stop(int how) {
         kill(server, SIGCONT);
         kill(server, how);
         ExitOf(server);
+        close(output);
         server = -1;
     }
 }

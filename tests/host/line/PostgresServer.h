@@ -26,6 +26,7 @@ public:
 private:
     std::filesystem::path folder;
     pid_t server = -1;
+    int output = -1;  // of the server, while it runs
     int databases = 0;
 };
 
