@@ -13,6 +13,7 @@
 #include "apps/lumoflash/Config.h"
 #include "apps/lumoflash/ConfigChoice.h"
 #include "apps/lumoflash/FieldOptions.h"
+#include "apps/lumoflash/GlobalOptions.h"
 #include "apps/lumoflash/Help.h"
 #include "apps/lumoflash/LineOptions.h"
 #include "apps/lumoflash/OptionKinds.h"
@@ -36,7 +37,7 @@ public:
             "Exit codes: 0 done, 1 operation failed, 2 usage or bad input, 3 difference or not blank,\n"
             "4 chip or plug-in not reachable, 130 interrupted. `lumoflash help COMMAND` shows a command.\n"
             "Example:\n  lumoflash --device LumoF2F352 --probe virtual:chip.bin program app.elf");
-        AddGlobalOptions();
+        AddGlobalOptions(app, options, raw);
         AddProgram();
         AddVerify();
         AddRead();
@@ -101,36 +102,6 @@ private:
         added->final_callback([this, command] { options.command = command; });
         commands[command] = added;
         return added;
-    }
-
-    void AddGlobalOptions() {
-        app.add_option("--device,-d", options.device,
-                       "Part, for example LumoF2F352, or a clear abbreviation; see `lumoflash devices` (required for "
-                       "what works with a chip)")
-            ->envname("LUMOFLASH_DEVICE");
-        app.add_option(
-               "--probe", raw.probe,
-               "virtual, virtual:FILE to keep the chip's state in FILE, virtual:FILE,identity=ADDRESS to choose a new "
-               "chip's primary IEEE address, or gdb:HOST:PORT")
-            ->envname("LUMOFLASH_PROBE");
-        AddFlag(app, "--check-writes", options.checksWrites, "Read back whatever a GDB server writes into RAM");
-        app.add_option("--plugin", options.plugin, "The flash plug-in's module, instead of the installed one");
-        app.add_option("--devices", options.devicesFolder, "Folder of device descriptions");
-        app.add_option("--data", options.dataFolder, "Folder whose `arm` holds the flashloader images");
-        TakeOneAtATime(*app.add_option("--set", raw.properties.checked, "KEY=VALUE, a host property"));
-        TakeOneAtATime(*app.add_option("--property", raw.properties.unchecked,
-                                       "KEY=VALUE, any host property, unchecked, for plug-ins that know others"));
-        app.add_option("--config", raw.config,
-                       "TOML file with defaults, instead of the lumoflash.toml found here or above")
-            ->envname("LUMOFLASH_CONFIG");
-        TakeOneAtATime(*app.add_option("--fault", options.faults,
-                                       "KIND@N, break the virtual chip at its n-th flash operation or transfer"));
-        app.add_option("--trace", options.traceFile, "Write the timeline of the virtual chip here, for Perfetto");
-        AddFlag(app, "--verbose,-v", options.isVerbose, "Let the plug-in tell what it does");
-        AddFlag(app, "--quiet,-q", options.isQuiet, "Only errors, and the warnings that come with them");
-        AddFlag(app, "--json", options.isJson, "One JSON object per event on standard output");
-        AddFlag(app, "--no-color", options.isColorOff, "No colors, as with NO_COLOR");
-        AddFlag(app, "--yes,-y", options.isAgreed, "Agree to what cannot be taken back");
     }
 
     void AddProgram() {
