@@ -44,12 +44,13 @@ fi
 echo "== The program without the virtual chip, over a GDB server"
 export XDG_STATE_HOME=$work/state
 coproc server { exec "$root/bin/lumoflash" --device LumoF2F352 --probe virtual gdbserver --listen 127.0.0.1:0 --once 2>"$work/server.log"; }
+server_pid=$server_PID  # bash forgets it when the server ends
 read -r line <&"${server[0]}"
 port=$(echo "$line" | sed 's/.*127\.0\.0\.1:\([0-9]*\).*/\1/')
 "$build/apps/lumoflash/lumoflash-without-chip" --device LumoF2F352 --plugin "$root/lib/libflashdevice.so" \
     --data "$root/share/lumo-flash" --devices "$root/share/lumo-flash/devices" \
     --probe "gdb:127.0.0.1:$port" program "$build/docs/examples/firmware/lumof-example.elf" || { cat "$work/server.log"; exit 1; }
-wait "$server_PID" || true
+wait "$server_pid" || true
 
 echo "== The demo, with the program from the package"
 mkdir "$work/demo" "$work/home"
