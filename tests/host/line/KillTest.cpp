@@ -258,7 +258,7 @@ TEST_P(KillProof, NoTwoChipsGetOneAddressAndEachGoodOneIsRecorded) {
 
     EXPECT_EQ(Violations(), std::vector<std::string>{});
     EXPECT_GE(SetAside(), chips->Count() * 3 / 4);
-    EXPECT_GE(killed, 16 * 4);
+    EXPECT_GE(killed, 16);  // a worker may be done before it is killed again, but each dies once at least
 }
 
 TEST_P(KillProof, AChipThatWasKilledAtAnyStepGetsTheSameAddressAgain) {
