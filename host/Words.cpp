@@ -61,7 +61,8 @@ std::string EscapedBut(std::string_view text, std::string_view exceptions) {
 }  // namespace
 
 std::string Counted(std::uint64_t count, std::string_view noun) {
-    return std::to_string(count) + " " + std::string(noun) + (count == 1 ? "" : "s");
+    const char* plural = noun.ends_with('s') ? "es" : "s";
+    return std::to_string(count) + " " + std::string(noun) + (count == 1 ? "" : plural);
 }
 
 std::string Listed(std::string_view noun, std::string_view list) {

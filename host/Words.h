@@ -7,7 +7,7 @@
 
 namespace flash::host {
 
-// "1 byte", "2 bytes".
+// "1 byte", "2 bytes", "2 addresses".
 std::string Counted(std::uint64_t count, std::string_view noun);
 
 // "page 3", "pages 3-5": of a list of pages as it is printed.

@@ -31,7 +31,7 @@ Outcome Create(const PoolOptions& options) {
     Pool(*database).Add(options.ranges);
     std::uint64_t count = 0;
     std::ranges::for_each(options.ranges, [&](const AddressRange& range) { count += range.Count(); });
-    return {0, fmt::format("a pool of {} addresses", count), 0, {}};
+    return {0, "a pool of " + host::Counted(count, "address"), 0, {}};
 }
 
 Outcome Import(const PoolOptions& options) {
@@ -40,7 +40,7 @@ Outcome Import(const PoolOptions& options) {
         ReadPoolFile(options.file.string(), std::string(content.begin(), content.end()));
     const auto database = OpenDatabase(options.database);
     Pool(*database).Add(addresses);
-    return {0, fmt::format("{} addresses added", addresses.size()), 0, {}};
+    return {0, host::Counted(addresses.size(), "address") + " added", 0, {}};
 }
 
 Outcome Status(const PoolOptions& options, View& view) {

@@ -10,6 +10,8 @@ TEST(Counted, HasASingularForOneOnly) {
     EXPECT_EQ(Counted(0, "byte"), "0 bytes");
     EXPECT_EQ(Counted(1, "byte"), "1 byte");
     EXPECT_EQ(Counted(2, "sector"), "2 sectors");
+    EXPECT_EQ(Counted(1, "address"), "1 address");
+    EXPECT_EQ(Counted(2, "address"), "2 addresses");
 }
 
 TEST(Listed, HasASingularForAListOfOne) {
