@@ -2,7 +2,7 @@
 # `program`, `libflashdevice-dev` of `development`, and the debuggers' symbols of both in `lumo-flash-dbgsym`.
 # `scripts/package` drives this.
 set(documents ${CMAKE_INSTALL_DATADIR}/doc)
-set(packaging ${PROJECT_SOURCE_DIR}/packaging)
+set(packaging ${PROJECT_SOURCE_DIR}/cmake/packaging)
 
 # `flash_install_notice(TARGET FOLDER COMPONENT FILE)`: what it is made of, by the build's own account.
 find_package(Python3 COMPONENTS Interpreter)
@@ -20,7 +20,7 @@ endfunction()
 if(WIN32)
     flash_install_notice(flashdevice . development ${PROJECT_BINARY_DIR}/flashdevice/flashdevice.dll)
     add_custom_target(packaged DEPENDS flashdevice kit-host notice_flashdevice)
-    install(FILES LICENSE CHANGELOG.md DESTINATION . COMPONENT development)
+    install(FILES LICENSE docs/CHANGELOG.md DESTINATION . COMPONENT development)
     install(FILES docs/host-guide.md docs/flashloader-guide.md docs/install.md docs/licences.md DESTINATION docs
         COMPONENT development)
     return()
@@ -28,9 +28,9 @@ endif()
 flash_install_notice(lumoflash ${documents}/lumo-flash program ${PROJECT_BINARY_DIR}/bin/lumoflash)
 flash_install_notice(flashdevice ${documents}/libflashdevice-dev development ${PROJECT_BINARY_DIR}/flashdevice/libflashdevice.so)
 
-install(FILES README.md CHANGELOG.md DESTINATION ${documents}/lumo-flash COMPONENT program)
+install(FILES README.md docs/CHANGELOG.md DESTINATION ${documents}/lumo-flash COMPONENT program)
 install(DIRECTORY docs DESTINATION ${documents}/lumo-flash COMPONENT program
-    PATTERN examples EXCLUDE PATTERN contributing.md EXCLUDE)
+    PATTERN examples EXCLUDE PATTERN contributing.md EXCLUDE PATTERN CHANGELOG.md EXCLUDE)
 install(FILES docs/host-guide.md docs/flashloader-guide.md DESTINATION ${documents}/libflashdevice-dev/docs COMPONENT development)
 
 # `flash_install_about(PACKAGE COMPONENT)`: what Debian wants to know of each package.
@@ -39,7 +39,7 @@ function(flash_install_about PACKAGE COMPONENT)
     add_custom_command(OUTPUT ${folder}/changelog.gz ${folder}/changelog.Debian.gz
         COMMAND ${CMAKE_COMMAND} -D PACKAGE=${PACKAGE} -D SOURCE=${PROJECT_SOURCE_DIR} -D FOLDER=${folder}
                 -P ${PROJECT_SOURCE_DIR}/cmake/WriteChangeLog.cmake
-        DEPENDS ${PROJECT_SOURCE_DIR}/CHANGELOG.md ${PROJECT_SOURCE_DIR}/cmake/WriteChangeLog.cmake
+        DEPENDS ${PROJECT_SOURCE_DIR}/docs/CHANGELOG.md ${PROJECT_SOURCE_DIR}/cmake/WriteChangeLog.cmake
         VERBATIM)
     add_custom_target(about_${PACKAGE} ALL DEPENDS ${folder}/changelog.gz ${folder}/changelog.Debian.gz)
     install(FILES ${folder}/changelog.gz ${folder}/changelog.Debian.gz ${packaging}/copyright

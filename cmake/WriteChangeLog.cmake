@@ -1,6 +1,6 @@
-# Writes FOLDER/changelog.gz, the page CHANGELOG.md of the folder SOURCE, and FOLDER/changelog.Debian.gz, the same in Debian's
+# Writes FOLDER/changelog.gz, the page docs/CHANGELOG.md of the folder SOURCE, and FOLDER/changelog.Debian.gz, the same in Debian's
 # form for PACKAGE. Every day in it is that of the page, so that the same page gives the same files.
-file(READ ${SOURCE}/CHANGELOG.md page)
+file(READ ${SOURCE}/docs/CHANGELOG.md page)
 string(REPLACE ";" "," page "${page}")
 string(REGEX REPLACE "\n- " "\n  * " page "${page}")
 string(REGEX REPLACE "\n  ([^*])" "\n    \\1" page "${page}")
@@ -19,5 +19,5 @@ foreach(section IN LISTS sections)
         " -- The lumo-flash maintainers <maintainers@lumo-flash.example>  ${day}\n\n")
 endforeach()
 file(WRITE ${FOLDER}/changelog.Debian "${log}")
-file(COPY_FILE ${SOURCE}/CHANGELOG.md ${FOLDER}/changelog)
+file(COPY_FILE ${SOURCE}/docs/CHANGELOG.md ${FOLDER}/changelog)
 execute_process(COMMAND gzip --no-name --best --force ${FOLDER}/changelog ${FOLDER}/changelog.Debian COMMAND_ERROR_IS_FATAL ANY)

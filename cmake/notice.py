@@ -4,7 +4,7 @@
 usage: notice.py BUILD TARGET [--out FILE] [--without LICENCE]...
 
 It asks the build itself: libraries are those of the target's link line, headers those that its objects were compiled
-with; the package that a file belongs to has its licence in packaging/licences.txt. A package that is not in that list fails,
+with; the package that a file belongs to has its licence in cmake/packaging/licences.txt. A package that is not in that list fails,
 and so does one under a licence that begins like one that is named with --without.
 """
 import argparse
@@ -25,7 +25,7 @@ def output_of(*command):
 
 
 def table():
-    lines = (SOURCE / "packaging/licences.txt").read_text().splitlines()
+    lines = (SOURCE / "cmake/packaging/licences.txt").read_text().splitlines()
     return [[cell.strip() for cell in line.split("|")] for line in lines if line and not line.startswith("#")]
 
 
@@ -79,7 +79,7 @@ def notice(target, linked, included):
         else:
             rows.setdefault((row[1], row[2]), set()).add(package)
     if unknown:
-        sys.exit(f"{target} is made with what packaging/licences.txt does not know: {', '.join(sorted(unknown))}")
+        sys.exit(f"{target} is made with what cmake/packaging/licences.txt does not know: {', '.join(sorted(unknown))}")
     return rows
 
 
