@@ -4,6 +4,7 @@
 #include <array>
 #include <string_view>
 
+#include "chip/Crc32.h"
 #include "chip/Geometry.h"
 
 namespace flash::chip {
@@ -18,17 +19,6 @@ constexpr std::uint32_t kProtectsWithOnes = 4;
 constexpr std::size_t kHeaderBytes = 112;
 constexpr std::size_t kControllerBytes = 24;
 constexpr std::size_t kChecksumBytes = 4;
-
-std::uint32_t Crc32(std::span<const std::uint8_t> bytes) {
-    std::uint32_t crc = 0xFFFF'FFFF;
-    for (const std::uint8_t byte : bytes) {
-        crc ^= byte;
-        for (int bit = 0; bit < 8; ++bit) {
-            crc = (crc >> 1) ^ ((crc & 1) != 0 ? 0xEDB8'8320 : 0);
-        }
-    }
-    return ~crc;
-}
 
 class Writer {
 public:

@@ -4,6 +4,7 @@
 
 #include <algorithm>
 
+#include "chip/Crc32.h"
 #include "host/files/FileContent.h"
 
 namespace flash::flashloader_check {
@@ -117,7 +118,7 @@ Answer Bench::Run(const Block& block) {
 
 Answer Bench::Program(std::uint32_t command, std::uint32_t address, const Bytes& chunk) {
     chip.WriteMemory(BufferAddress(next), chunk);
-    return Run({address, static_cast<std::uint32_t>(chunk.size()), command, Crc32(chunk)});
+    return Run({address, static_cast<std::uint32_t>(chunk.size()), command, chip::Crc32(chunk)});
 }
 
 std::uint64_t Bench::Operations() const {
@@ -160,17 +161,6 @@ Bytes Pattern(std::size_t length, std::uint32_t seed) {
         bytes[i] = static_cast<std::uint8_t>(i * 37 + seed * 101 + (i >> 8));
     }
     return bytes;
-}
-
-std::uint32_t Crc32(const Bytes& bytes) {
-    std::uint32_t crc = 0xFFFF'FFFF;
-    for (const std::uint8_t byte : bytes) {
-        crc ^= byte;
-        for (int bit = 0; bit < 8; ++bit) {
-            crc = (crc >> 1) ^ ((crc & 1) != 0 ? 0xEDB8'8320 : 0);
-        }
-    }
-    return ~crc;
 }
 
 void Require(bool holds, const std::string& expected, const std::string& found) {

@@ -86,7 +86,6 @@ private:
 };
 
 Bytes Pattern(std::size_t length, std::uint32_t seed);
-std::uint32_t Crc32(const Bytes& bytes);
 void Require(bool holds, const std::string& expected, const std::string& found);
 void RequireEqual(std::uint64_t found, std::uint64_t expected, const std::string& what);
 void RequireFlash(const Bench& bench, const Bytes& expected, const std::string& what);
