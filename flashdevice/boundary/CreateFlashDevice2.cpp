@@ -1,9 +1,5 @@
 // The module's only export.
-#if defined(_WIN32)
-#define FLASHDEVICE_API __declspec(dllexport)
-#else
-#define FLASHDEVICE_API __attribute__((visibility("default")))
-#endif
+#include "flashdevice/boundary/Export.h"
 
 #include "flashdevice/boundary/PluginFactory.h"
 

@@ -1,9 +1,5 @@
 // The checking module's only export: the same as a plug-in's.
-#if defined(_WIN32)
-#define FLASHDEVICE_API __declspec(dllexport)
-#else
-#define FLASHDEVICE_API __attribute__((visibility("default")))
-#endif
+#include "flashdevice/boundary/Export.h"
 
 #include "flashdevice/boundary/PluginFactory.h"
 #include "validator/hostcheck/CheckModule.h"
