@@ -175,14 +175,7 @@ void PrintRun(std::string& text, const DataRun& run, std::uint32_t& upperHalf) {
 }  // namespace
 
 ProgramImage ReadIntelHex(std::span<const std::uint8_t> content, const std::string& fileName) {
-    Reader reader;
-    Origin origin{fileName, ""};
-    LineSplitter lines(content);
-    while (const std::optional<TextLine> line = lines.Next()) {
-        origin = LineOrigin(fileName, line->number);
-        reader.Take(DecodeRecord(line->text, origin), origin);
-    }
-    return reader.Finish(origin);
+    return ReadRecords<Reader>(content, fileName, DecodeRecord);
 }
 
 std::string PrintIntelHex(const ProgramImage& image) {

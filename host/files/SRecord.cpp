@@ -144,14 +144,7 @@ void PrintRecord(std::string& text, char digit, std::size_t addressBytes, std::u
 }  // namespace
 
 ProgramImage ReadSRecord(std::span<const std::uint8_t> content, const std::string& fileName) {
-    Reader reader;
-    Origin origin{fileName, ""};
-    LineSplitter lines(content);
-    while (const std::optional<TextLine> line = lines.Next()) {
-        origin = LineOrigin(fileName, line->number);
-        reader.Take(DecodeRecord(line->text, origin), origin);
-    }
-    return reader.Finish(origin);
+    return ReadRecords<Reader>(content, fileName, DecodeRecord);
 }
 
 std::string PrintSRecord(const ProgramImage& image) {

@@ -50,4 +50,17 @@ std::uint8_t ByteSum(std::span<const std::uint8_t> bytes);
 // Throws unless the last byte of the record is `expected`.
 void RequireChecksum(std::span<const std::uint8_t> record, std::uint8_t expected, const Origin& origin);
 
+// What the lines of a file are to a reader that takes each of them, decoded, and knows at the last what is missing.
+template <typename Reader, typename Decode>
+ProgramImage ReadRecords(std::span<const std::uint8_t> content, const std::string& fileName, Decode decode) {
+    Reader reader;
+    Origin origin{fileName, ""};
+    LineSplitter lines(content);
+    while (const std::optional<TextLine> line = lines.Next()) {
+        origin = LineOrigin(fileName, line->number);
+        reader.Take(decode(line->text, origin), origin);
+    }
+    return reader.Finish(origin);
+}
+
 }  // namespace flash::host
