@@ -31,6 +31,12 @@ std::uint32_t CountOperations(std::uint32_t command) {
     return ModelOperations();
 }
 
+void BeginLoad(Loader& loader, std::uint32_t operation, Mishap mishap) {
+    PrepareWork();
+    loader.Load();
+    ModelArm(operation, mishap);
+}
+
 void AFailedOperationIsTold() {
     for (const Mishap mishap : {kOperationFails, kOperationNeverEnds}) {
         for (const std::uint32_t command : {2u, 3u, 4u}) {
@@ -39,9 +45,7 @@ void AFailedOperationIsTold() {
             const std::uint32_t step = operations > most ? operations / most : 1;
             for (std::uint32_t n = 1; n <= operations; n += step) {
                 Loader loader;
-                PrepareWork();
-                loader.Load();
-                ModelArm(n, mishap);
+                BeginLoad(loader, n, mishap);
                 const std::uint32_t status = DoWork(loader, command);
                 const std::string what = "operation " + std::to_string(n) + " of command " + std::to_string(command);
                 Expect((status & 0xFFFF) == 0x102 || (status & 0xFFFF) == 0x103, true, what + " fails");
@@ -59,9 +63,7 @@ void PowerMayBeLostAnywhere() {
             const Bytes expected = Flash();
             for (std::uint32_t n = 1; n <= operations; n += Step(5)) {
                 Loader loader;
-                PrepareWork();
-                loader.Load();
-                ModelArm(n, mishap);
+                BeginLoad(loader, n, mishap);
                 bool isLost = false;
                 try {
                     DoWork(loader, command);
@@ -87,9 +89,7 @@ void ALieIsNoticed() {
             const Bytes expected = Flash();
             for (std::uint32_t n = 1; n <= operations; n += Step(5)) {
                 Loader loader;
-                PrepareWork();
-                loader.Load();
-                ModelArm(n, mishap);
+                BeginLoad(loader, n, mishap);
                 const bool isTold = DoWork(loader, command) != 0;
                 const std::string what = "a lie of operation " + std::to_string(n) + " of command " +
                                          std::to_string(command) + " is told, or has done no harm";

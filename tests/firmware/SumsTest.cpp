@@ -49,6 +49,11 @@ protected:
         g_cfg[index].status = kStatusNotDone;
     }
 
+    void PostBoth() {
+        Post(0, 0x13, 0, first);
+        Post(1, 0x13, kSector, second);
+    }
+
     bool Poll() { return MailboxPoll(&loader.state); }
 
     Flashloader loader;
@@ -108,8 +113,7 @@ TEST_F(Sums, AreNotBegunForWhatIsNotPostedYet) {
 }
 
 TEST_F(Sums, DoNotReadBehindABufferForAChunkThatIsTooLong) {
-    Post(0, 0x13, 0, first);
-    Post(1, 0x13, kSector, second);
+    PostBoth();
     g_cfg[1].length = kSector + 1;
     aheadBytes = kSector + 1;
 
@@ -121,8 +125,7 @@ TEST_F(Sums, DoNotReadBehindABufferForAChunkThatIsTooLong) {
 
 // What has been summed up of a chunk is of no use for another one in the same buffer.
 TEST_F(Sums, AreBegunAnewForAnotherLength) {
-    Post(0, 0x13, 0, first);
-    Post(1, 0x13, kSector, second);
+    PostBoth();
     Poll();
     second.resize(50);
     Post(1, 0x13, kSector, second);
@@ -133,8 +136,7 @@ TEST_F(Sums, AreBegunAnewForAnotherLength) {
 }
 
 TEST_F(Sums, AreForgottenWithTheLoad) {
-    Post(0, 0x13, 0, first);
-    Post(1, 0x13, kSector, second);
+    PostBoth();
     Poll();
     loader.LoadAgain();
     g_currBuf = 1;

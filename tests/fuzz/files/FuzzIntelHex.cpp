@@ -7,6 +7,7 @@
 
 #include "host/files/IntelHex.h"
 #include "tests/fuzz/files/ByteMap.h"
+#include "tests/fuzz/files/ReadTwice.h"
 #include "tests/fuzz/files/TextCursor.h"
 
 namespace flash::fuzz {
@@ -71,11 +72,7 @@ bool TakeLine(std::string_view line, State& state) {
 
 extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {
     using namespace flash;
-    const auto read = fuzz::MapOrRefusal(fuzz::kFileName, size, [&] {
-        return host::ReadIntelHex({data, size}, fuzz::kFileName);
-    });
-    const auto second = fuzz::ReadLines<fuzz::State>({reinterpret_cast<const char*>(data), size}, fuzz::TakeLine);
-    fuzz::FuzzRequire(read == second, "the second reader agrees");
+    const auto read = fuzz::ReadTwice<fuzz::State>({data, size}, fuzz::kFileName, host::ReadIntelHex, fuzz::TakeLine);
     if (read) {
         const std::string printed = host::PrintIntelHex(host::ReadIntelHex({data, size}, fuzz::kFileName));
         const std::span<const std::uint8_t> bytes(reinterpret_cast<const std::uint8_t*>(printed.data()),

@@ -6,6 +6,7 @@
 
 #include "host/files/SRecord.h"
 #include "tests/fuzz/files/ByteMap.h"
+#include "tests/fuzz/files/ReadTwice.h"
 #include "tests/fuzz/files/TextCursor.h"
 
 namespace flash::fuzz {
@@ -70,10 +71,6 @@ bool TakeLine(std::string_view line, State& state) {
 
 extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {
     using namespace flash;
-    const auto read = fuzz::MapOrRefusal(fuzz::kFileName, size, [&] {
-        return host::ReadSRecord({data, size}, fuzz::kFileName);
-    });
-    const auto second = fuzz::ReadLines<fuzz::State>({reinterpret_cast<const char*>(data), size}, fuzz::TakeLine);
-    fuzz::FuzzRequire(read == second, "the second reader agrees");
+    fuzz::ReadTwice<fuzz::State>({data, size}, fuzz::kFileName, host::ReadSRecord, fuzz::TakeLine);
     return 0;
 }

@@ -86,17 +86,4 @@ private:
     bool isBad = false;
 };
 
-// What a file of records means, line by line, to a reader whose `State` has `map` and `hasEnded`. Null for a file that
-// has a bad line, or no end.
-template <typename State, typename TakeLine>
-std::optional<decltype(State::map)> ReadLines(std::string_view text, TakeLine takeLine) {
-    State state;
-    for (const std::string_view line : LinesOf(text)) {
-        if (!line.empty() && !takeLine(line, state)) {
-            return std::nullopt;
-        }
-    }
-    return state.hasEnded ? std::optional(state.map) : std::nullopt;
-}
-
 }  // namespace flash::fuzz

@@ -39,14 +39,11 @@ Bytes SecondAddress(const std::string& text, std::uint32_t length) {
 // The first byte is the address's length, the rest the text.
 extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {
     using namespace flash::fuzz;
-    if (size == 0) {
-        return 0;
-    }
-    const std::uint32_t length = data[0] % 17;
-    const std::string text(data + 1, data + size);
-    const auto first = ReadingOf<Bytes>([&] { return flash::ParseMacAddress(text, length); });
-    FuzzRequire(first == ReadingOf<Bytes>([&] { return SecondAddress(text, length); }),
-                "both readers find the same address");
+    const NumberAndText input(data, size);
+    const std::uint32_t length = input.number % 17U;
+    const auto first =
+        SameReading<Bytes>([&] { return flash::ParseMacAddress(input.text, length); },
+                           [&] { return SecondAddress(input.text, length); }, "both readers find the same address");
     Bytes shown = first.result;
     flash::FlashUtil::ReverseBytes(shown);
     const auto count = static_cast<std::uint32_t>(shown.size());

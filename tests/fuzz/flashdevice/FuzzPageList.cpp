@@ -80,16 +80,13 @@ void CheckPrinting(const Pages& pages, std::uint32_t sectorSize) {
 // The first byte is the number of pages, the rest the text.
 extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {
     using namespace flash::fuzz;
-    if (size == 0) {
-        return 0;
-    }
-    const std::uint32_t pageCount = data[0] % 129;
-    const std::string text(data + 1, data + size);
-    const auto first = ReadingOf<Pages>([&] { return flash::ParsePages(text, pageCount); });
-    const auto second = ReadingOf<Pages>([&] { return SecondPages(text, pageCount); });
-    FuzzRequire(first == second, "both readers find the same pages");
+    const NumberAndText input(data, size);
+    const std::uint32_t pageCount = input.number % 129U;
+    const auto first =
+        SameReading<Pages>([&] { return flash::ParsePages(input.text, pageCount); },
+                           [&] { return SecondPages(input.text, pageCount); }, "both readers find the same pages");
     if (first.error.empty()) {
-        CheckPrinting(first.result, data[0] < 128 ? 0x1000 : 0x2000);
+        CheckPrinting(first.result, input.number < 128 ? 0x1000 : 0x2000);
     }
     return 0;
 }

@@ -3,6 +3,7 @@
 #pragma once
 
 #include <cerrno>
+#include <cstddef>
 #include <cstdint>
 #include <cstdlib>
 #include <functional>
@@ -10,6 +11,8 @@
 #include <stdexcept>
 #include <string>
 #include <vector>
+
+#include "tests/fuzz/FuzzTarget.h"
 
 namespace flash::fuzz {
 
@@ -59,6 +62,24 @@ Reading<Result> ReadingOf(const std::function<Result()>& read) {
     } catch (const std::runtime_error& error) {
         return {Result{}, error.what()};
     }
+}
+
+// An input of a number, its first byte, and a text. What is used up counts as 0 and "".
+struct NumberAndText {
+    NumberAndText(const std::uint8_t* data, std::size_t size)
+        : number(size == 0 ? std::uint8_t{0} : data[0]), text(data + (size == 0 ? 0 : 1), data + size) {}
+
+    std::uint8_t number;
+    std::string text;
+};
+
+// The first reader's reading, which must be the second's, too.
+template <typename Result>
+Reading<Result> SameReading(const std::function<Result()>& first, const std::function<Result()>& second,
+                            const char* promise) {
+    const Reading<Result> reading = ReadingOf<Result>(first);
+    FuzzRequire(reading == ReadingOf<Result>(second), promise);
+    return reading;
 }
 
 }  // namespace flash::fuzz

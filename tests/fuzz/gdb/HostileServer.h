@@ -14,6 +14,7 @@
 #include "tests/fuzz/ByteSource.h"
 #include "tests/fuzz/FuzzTarget.h"
 #include "tests/host/gdb/MemoryStream.h"
+#include "tests/host/gdb/RequestKind.h"
 
 namespace flash::fuzz {
 
@@ -138,19 +139,14 @@ private:
         if (request == "D") {
             return "OK";
         }
-        switch (request.front()) {
-            case 'm':
-            case 'M':
-            case 'X':
+        switch (host::gdb::KindOf(request)) {
+            case host::gdb::RequestKind::Memory:
                 return AnswerMemory(request);
-            case 'p':
-            case 'P':
+            case host::gdb::RequestKind::Register:
                 return hasSingleRegisters ? AnswerRegister(request) : "";
-            case 'g':
-            case 'G':
+            case host::gdb::RequestKind::AllRegisters:
                 return AnswerRegisters(request);
-            case 'z':
-            case 'Z':
+            case host::gdb::RequestKind::Breakpoint:
                 target.breakpoints.clear();
                 if (request.front() == 'Z') {
                     target.breakpoints.insert(static_cast<std::uint32_t>(

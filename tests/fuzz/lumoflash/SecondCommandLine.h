@@ -39,6 +39,7 @@ public:
 
 private:
     using Check = std::function<bool(const std::string& value)>;
+    using Checks = std::map<std::string, Check>;  // by option
 
     static bool IsOneOf(const std::set<std::string>& words, const std::string& value) { return words.contains(value); }
 
@@ -85,7 +86,7 @@ private:
     }
 
     // By command, "" for all. An option without a check is a flag.
-    static const std::map<std::string, std::map<std::string, Check>>& Options() {
+    static const std::map<std::string, Checks>& Options() {
         const Check any = [](const std::string&) { return true; };
         const Check number = [](const std::string& value) { return SecondNumber(value, 0, 0xFFFF'FFFF).has_value(); };
         const Check byte = [](const std::string& value) { return SecondNumber(value, 0, 0xFF).has_value(); };
@@ -102,7 +103,21 @@ private:
         };
         const Check packet = [](const std::string& value) { return SecondNumber(value, 512, 65536).has_value(); };
         const Check limit = [](const std::string& value) { return SecondNumber(value, 1, 3600).has_value(); };
-        static const std::map<std::string, std::map<std::string, Check>> options{
+        const auto both = [](Checks some, const Checks& others) {
+            some.insert(others.begin(), others.end());
+            return some;
+        };
+        const Checks changes{
+            {"ble", ble}, {"ieee", ieee}, {"protect", any}, {"disable-bootloader", {}}, {"disable-debug", {}}};
+        const Checks load = both(changes, {{"erase", erase},
+                                           {"verify", oneOf({"crc", "readback", "none"})},
+                                           {"write", oneOf({"changed", "all"})},
+                                           {"keep-ccfg", {}},
+                                           {"skip-pages", any},
+                                           {"skip-fill", byte},
+                                           {"retain-ble", {}},
+                                           {"retain-ieee", {}}});
+        static const std::map<std::string, Checks> options{
             {"",
              {{"device", any},
               {"probe", probe},
@@ -117,45 +132,14 @@ private:
               {"no-color", {}},
               {"yes", {}}}},
             {"reset", {}},
-            {"gdbserver",
-             {{"listen", IsGdbPlace},
-              {"stdio", {}},
-              {"once", {}},
-              {"packet-size", packet},
-              {"erase", erase},
-              {"verify", oneOf({"crc", "readback", "none"})},
-              {"write", oneOf({"changed", "all"})},
-              {"keep-ccfg", {}},
-              {"skip-pages", any},
-              {"skip-fill", byte},
-              {"retain-ble", {}},
-              {"retain-ieee", {}},
-              {"ble", ble},
-              {"ieee", ieee},
-              {"protect", any},
-              {"disable-bootloader", {}},
-              {"disable-debug", {}}}},
-            {"program",
-             {{"run", {}},
-              {"picture", any},
-              {"report", any},
-              {"base", number},
-              {"format", format},
-              {"erase", erase},
-              {"verify", oneOf({"crc", "readback", "none"})},
-              {"write", oneOf({"changed", "all"})},
-              {"keep-ccfg", {}},
-              {"replace-ccfg", {}},
-              {"skip-pages", any},
-              {"skip-fill", byte},
-              {"retain-ble", {}},
-              {"retain-ieee", {}},
-              {"ble", ble},
-              {"ieee", ieee},
-              {"protect", any},
-              {"disable-bootloader", {}},
-              {"disable-debug", {}},
-              {"dry-run", {}}}},
+            {"gdbserver", both(load, {{"listen", IsGdbPlace}, {"stdio", {}}, {"once", {}}, {"packet-size", packet}})},
+            {"program", both(load, {{"run", {}},
+                                    {"picture", any},
+                                    {"report", any},
+                                    {"base", number},
+                                    {"format", format},
+                                    {"replace-ccfg", {}},
+                                    {"dry-run", {}}})},
             {"verify", {{"base", number}, {"format", format}, {"range", IsRange}, {"by", oneOf({"target", "link"})}}},
             {"read", {{"out", any}, {"range", IsRange}, {"format", oneOf({"bin", "hex", "srec"})}}},
             {"erase", {{"sectors", any}, {"keep-ccfg", {}}, {"dry-run", {}}}},
@@ -167,8 +151,7 @@ private:
             {"line", {}},
             {"line run", {{"operator", any}, {"station", any}}},
             {"line report", {{"out", any}}},
-            {"ccfg",
-             {{"ble", ble}, {"ieee", ieee}, {"protect", any}, {"disable-bootloader", {}}, {"disable-debug", {}}}},
+            {"ccfg", changes},
             {"devices", {}},
             {"validate-plugin", {{"list", {}}, {"time-limit", limit}}}};
         return options;

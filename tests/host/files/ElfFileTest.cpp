@@ -215,6 +215,33 @@ constexpr std::size_t kMostMemoryPerByte = 40;
 constexpr std::size_t kMany = 2000;
 const std::string kVeryLongName(40'000, 'n');
 
+ProgramImage ReadFrugally(const TestElf& elf) {
+    const Bytes file = elf.Bytes();
+    const test::AllocationMeter meter;
+    const auto expectLittle = [&] { EXPECT_LT(meter.Bytes(), kMostMemoryPerByte * file.size()); };
+    try {
+        ProgramImage image = ReadElf(file, "a.elf");
+        expectLittle();
+        return image;
+    } catch (...) {
+        expectLittle();
+        throw;
+    }
+}
+
+// Each byte of the data in a segment of its own, and in a section of that name.
+TestElf WithManySections(const std::string& name) {
+    TestElf elf;
+    elf.data.assign(kMany, 1);
+    elf.segments.clear();
+    elf.sections.clear();
+    for (std::uint32_t i = 0; i < kMany; ++i) {
+        elf.segments.push_back(MakeSegment(kTestDataOffset + i, 2 * i, 1));
+        elf.sections.push_back(MakeSection(name, SHT_PROGBITS, SHF_ALLOC, kTestDataOffset + i, 1));
+    }
+    return elf;
+}
+
 TEST_F(ReadElfInLittleMemory, ManySegmentsOfTheSameBytesAreRefusedBeforeTheyAreCopied) {
     TestElf elf;
     elf.data.assign(0x10000, 1);
@@ -223,13 +250,9 @@ TEST_F(ReadElfInLittleMemory, ManySegmentsOfTheSameBytesAreRefusedBeforeTheyAreC
         elf.segments.push_back(MakeSegment(kTestDataOffset, 0x10000 * i, 0x10000));
         elf.sections.push_back(MakeSection(".one", SHT_PROGBITS, SHF_ALLOC, kTestDataOffset, 1));
     }
-    const Bytes file = elf.Bytes();
 
-    const test::AllocationMeter meter;
-    const std::string error = ErrorOf([&] { ReadElf(file, "a.elf"); });
-
-    EXPECT_LT(meter.Bytes(), kMostMemoryPerByte * file.size());
-    EXPECT_EQ(error, "a.elf, program header 1: the byte at offset 0x100 is loaded by program header 0, too");
+    EXPECT_EQ(ErrorOf([&] { ReadFrugally(elf); }),
+              "a.elf, program header 1: the byte at offset 0x100 is loaded by program header 0, too");
 }
 
 TEST_F(ReadElfInLittleMemory, ManySectionsOfTheSameBytesAreRefusedBeforeTheyAreCopied) {
@@ -241,49 +264,21 @@ TEST_F(ReadElfInLittleMemory, ManySectionsOfTheSameBytesAreRefusedBeforeTheyAreC
         elf.sections.push_back(MakeSection(".one", SHT_PROGBITS, SHF_ALLOC, kTestDataOffset, 0x10000));
         elf.sections.back().header.sh_addr = 0x10000 * i;
     }
-    const Bytes file = elf.Bytes();
 
-    const test::AllocationMeter meter;
-    const std::string error = ErrorOf([&] { ReadElf(file, "a.elf"); });
-
-    EXPECT_LT(meter.Bytes(), kMostMemoryPerByte * file.size());
-    EXPECT_EQ(error, "a.elf, section .one: the byte at offset 0x100 belongs to section .one, too");
+    EXPECT_EQ(ErrorOf([&] { ReadFrugally(elf); }),
+              "a.elf, section .one: the byte at offset 0x100 belongs to section .one, too");
 }
 
 TEST_F(ReadElfInLittleMemory, ManySectionsFindTheirSegmentsAmongMany) {
-    TestElf elf;
-    elf.data.assign(kMany, 1);
-    elf.segments.clear();
-    elf.sections.clear();
-    for (std::uint32_t i = 0; i < kMany; ++i) {
-        elf.segments.push_back(MakeSegment(kTestDataOffset + i, 2 * i, 1));
-        elf.sections.push_back(MakeSection(".one", SHT_PROGBITS, SHF_ALLOC, kTestDataOffset + i, 1));
-    }
-    const Bytes file = elf.Bytes();
+    const ProgramImage image = ReadFrugally(WithManySections(".one"));
 
-    const test::AllocationMeter meter;
-    const ProgramImage image = ReadElf(file, "a.elf");
-
-    EXPECT_LT(meter.Bytes(), kMostMemoryPerByte * file.size());
     EXPECT_EQ(image.ByteCount(), kMany);
     EXPECT_EQ(image.OriginAt(2 * kMany - 2)->place, "section .one");
 }
 
 TEST_F(ReadElfInLittleMemory, OfAVeryLongSectionNameTheFirstHundredBytesAreKept) {
-    TestElf elf;
-    elf.data.assign(kMany, 1);
-    elf.segments.clear();
-    elf.sections.clear();
-    for (std::uint32_t i = 0; i < kMany; ++i) {
-        elf.segments.push_back(MakeSegment(kTestDataOffset + i, 2 * i, 1));
-        elf.sections.push_back(MakeSection(kVeryLongName, SHT_PROGBITS, SHF_ALLOC, kTestDataOffset + i, 1));
-    }
-    const Bytes file = elf.Bytes();
+    const ProgramImage image = ReadFrugally(WithManySections(kVeryLongName));
 
-    const test::AllocationMeter meter;
-    const ProgramImage image = ReadElf(file, "a.elf");
-
-    EXPECT_LT(meter.Bytes(), kMostMemoryPerByte * file.size());
     EXPECT_TRUE(image.OriginAt(0)->place == "section " + kVeryLongName.substr(0, 100));
 }
 
@@ -291,13 +286,9 @@ TEST_F(ReadElfInLittleMemory, HeadersThatTheFileHasNoRoomForTakeNoMemory) {
     TestElf elf;
     elf.header.e_phnum = 0xFFFE;
     elf.header.e_shnum = 0xFEFF;
-    const Bytes file = elf.Bytes();
 
-    const test::AllocationMeter meter;
-    const std::string error = ErrorOf([&] { ReadElf(file, "a.elf"); });
-
-    EXPECT_LT(meter.Bytes(), kMostMemoryPerByte * file.size());
-    EXPECT_EQ(error, "a.elf: 65534 program headers at offset 0x34 end outside the file of 580 bytes: it is truncated");
+    EXPECT_EQ(ErrorOf([&] { ReadFrugally(elf); }),
+              "a.elf: 65534 program headers at offset 0x34 end outside the file of 580 bytes: it is truncated");
 }
 
 TEST(ReadElf, ASectionWithoutANameIsNamedByItsNumber) {

@@ -15,6 +15,14 @@ using Bytes = std::vector<std::uint8_t>;
 const Origin kFirst{"a.hex", "line 3"};
 const Origin kSecond{"b.elf", "section .text"};
 
+// A run that is refused, with which words.
+struct RefusedRun {
+    const char* name;
+    std::uint32_t address;
+    Bytes bytes;
+    const char* text;
+};
+
 ProgramImage OneSegment(std::uint32_t address, const Bytes& bytes, const Origin& origin) {
     ProgramImage image;
     image.Add(address, bytes, origin);
@@ -52,13 +60,7 @@ TEST(ProgramImage, KnowsTheOriginOfEachByte) {
 }
 
 TEST(ProgramImage, OverlapIsRefusedWithBothOriginsAndTheFirstSharedAddress) {
-    struct Case {
-        const char* name;
-        std::uint32_t address;
-        Bytes bytes;
-        const char* text;
-    };
-    const Case cases[] = {
+    const RefusedRun cases[] = {
         {"the last byte reaches in",
          0x0FE,
          {7, 7, 7},
@@ -85,7 +87,7 @@ TEST(ProgramImage, OverlapIsRefusedWithBothOriginsAndTheFirstSharedAddress) {
          "b.elf, section .text: data at 0x00000100-0x00000103 overlaps that of a.hex, line 3 at 0x00000100-0x00000103, "
          "first at 0x00000100"},
     };
-    for (const Case& c : cases) {
+    for (const RefusedRun& c : cases) {
         SCOPED_TRACE(c.name);
         ProgramImage image = OneSegment(0x100, {1, 2, 3, 4}, kFirst);
 
@@ -141,13 +143,7 @@ TEST(RequireInside, TakesWhatFitsToTheByte) {
 }
 
 TEST(RequireInside, NamesTheOriginAndTheFirstByteOutside) {
-    struct Case {
-        const char* name;
-        std::uint32_t address;
-        Bytes bytes;
-        const char* text;
-    };
-    const Case cases[] = {
+    const RefusedRun cases[] = {
         {"starts below",
          0x0FFF,
          {1, 2},
@@ -161,7 +157,7 @@ TEST(RequireInside, NamesTheOriginAndTheFirstByteOutside) {
          {1},
          "a.hex, line 3: data at 0x20000000-0x20000000 is outside flash (0x00001000-0x00001FFF), first at 0x20000000"},
     };
-    for (const Case& c : cases) {
+    for (const RefusedRun& c : cases) {
         SCOPED_TRACE(c.name);
         const ProgramImage image = OneSegment(c.address, c.bytes, kFirst);
 

@@ -7,6 +7,7 @@
 #include <utility>
 
 #include "host/gdb/Hex.h"
+#include "tests/host/gdb/RequestKind.h"
 
 namespace flash::host::gdb {
 namespace {
@@ -191,18 +192,13 @@ std::string FakeServer::Answer(const std::string& request) {
         Step();
         return "S05";
     }
-    switch (request.front()) {
-        case 'm':
-        case 'M':
-        case 'X':
+    switch (KindOf(request)) {
+        case RequestKind::Memory:
             return AnswerMemory(request);
-        case 'p':
-        case 'P':
-        case 'g':
-        case 'G':
+        case RequestKind::Register:
+        case RequestKind::AllRegisters:
             return AnswerRegister(request);
-        case 'Z':
-        case 'z':
+        case RequestKind::Breakpoint:
             return AnswerBreakpoint(request);
         default:
             return request.starts_with("qRcmd,") ? AnswerMonitor(request) : "";

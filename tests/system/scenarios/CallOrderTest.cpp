@@ -26,13 +26,7 @@ protected:
     // `verbosity`: what asking for verbose messages takes, and the message, when it is not yet known.
     static Texts LoadFlashloader(const Texts& verbosity = {}) {
         return Texts{"HaltTarget"} + Mandatory("DeviceFlashloaderFile") + Texts{"GetDirectoryPath"} + verbosity +
-               Texts{"LoadProgram flashloader.out||C:\\tools\\bin\\debug\\..\\..\\arm\\",
-                     "LookUpSymbol ResetISR",
-                     "WriteRegister 527=0x20000101",
-                     "RunTarget",
-                     "LookUpSymbol g_buf1",
-                     "LookUpSymbol g_buf2",
-                     "LookUpSymbol g_cfg"};
+               Texts(kLoadCalls.begin() + 2, kLoadCalls.end());
     }
     const std::string postBlock0 = "WriteMemory 0x20000200 20*1";
     const std::string postBlock1 = "WriteMemory 0x20000218 20*1";
