@@ -7,6 +7,7 @@
 
 #include "apps/lumoflash/TomlFile.h"
 #include "host/backends/OpenProbe.h"
+#include "host/line/Database.h"
 
 namespace flash::app {
 namespace {
@@ -33,7 +34,7 @@ private:
             }
             ConfigEntry entry{command, name, file.TextsOf(node, name), file.PlaceOf(node)};
             std::ranges::transform(entry.values, entry.values.begin(),
-                                   [&](const std::string& text) { return MeantFromHere(text, name); });
+                                   [&](const std::string& text) { return MeantFrom(file.Folder(), name, text); });
             entries.push_back(entry);
         }
     }
@@ -45,21 +46,24 @@ private:
         }
     }
 
-    // Paths are meant from the file's folder, wherever the program is called.
-    std::string MeantFromHere(const std::string& text, const std::string& name) const {
-        static const std::set<std::string> paths{"plugin", "devices", "data", "trace", "out", "picture", "report"};
-        if (const auto probe = host::ParseProbeSpec(text); probe && name == "probe") {
-            return PrintProbeSpec(MeantFrom(file.Folder(), *probe));
-        }
-        const bool isPath = paths.contains(name) && (name != "out" || text != kStandardOutput);
-        return isPath ? (file.Folder() / text).string() : text;
-    }
-
     TomlFile file;
     std::vector<ConfigEntry> entries;
 };
 
 }  // namespace
+
+std::string MeantFrom(const std::filesystem::path& folder, const std::string& option, const std::string& text) {
+    static const std::set<std::string> paths{"plugin", "devices", "data", "trace", "out", "picture", "report"};
+    static const std::set<std::string> databases{"assign-from", "record"};
+    if (const auto probe = host::ParseProbeSpec(text); probe && option == "probe") {
+        return PrintProbeSpec(host::MeantFrom(folder, *probe));
+    }
+    if (databases.contains(option)) {
+        return host::line::DatabaseMeantFrom(folder.string(), text);
+    }
+    const bool isPath = paths.contains(option) && (option != "out" || text != kStandardOutput);
+    return isPath ? (folder / text).string() : text;
+}
 
 std::vector<ConfigEntry> ReadConfig(const std::filesystem::path& file) { return ConfigReader(file).Read(); }
 

@@ -19,4 +19,8 @@ struct ConfigEntry {
 // KEY=VALUE.
 std::vector<ConfigEntry> ReadConfig(const std::filesystem::path& file);
 
+// What the option is told when it stands in a file of that folder: paths, and files in names of probes and databases,
+// are meant from there, wherever the program is called.
+std::string MeantFrom(const std::filesystem::path& folder, const std::string& option, const std::string& text);
+
 }  // namespace flash::app

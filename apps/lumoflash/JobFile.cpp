@@ -176,14 +176,15 @@ private:
 
     void ReadProgram(const toml::node& node) {
         for (const auto& [key, value] : values.Table(node, "program")) {
-            const ConfigEntry entry{"program", std::string(key.str()), file.TextsOf(value, std::string(key.str())),
-                                    file.PlaceOf(value)};
+            const std::string option(key.str());
+            ConfigEntry entry{"program", option, file.TextsOf(value, option), file.PlaceOf(value)};
             if (kOwnOptions.contains(entry.option)) {
                 values.Complain(value, fmt::format("{} is what the line tells each program by itself", entry.option));
             }
             checkEntry(entry);
             for (const std::string& text : entry.values) {
-                job.programOptions.push_back(fmt::format("--{}={}", entry.option, text));
+                job.programOptions.push_back(
+                    fmt::format("--{}={}", option, MeantFrom(file.AbsoluteFolder(), option, text)));
             }
         }
     }

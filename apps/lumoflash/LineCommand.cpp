@@ -158,12 +158,10 @@ private:
         if (line.Bad() != 0) {
             return {static_cast<int>(host::FailureKind::Operation), counts, 0, {}};
         }
-        const bool isWhole = line.IsWhole() && line.Good() != 0;
-        return isWhole ? Outcome{0, counts, 0, {}}
-                       : Outcome{static_cast<int>(host::FailureKind::Interrupted),
-                                 fmt::format("Ended before all chips were done: {}", counts),
-                                 0,
-                                 {}};
+        // Who ends the line has seen how many there were: chips that nobody put in are no bad ones.
+        const std::string ended =
+            line.IsWhole() ? "" : fmt::format("Ended before all chips were done: {}; ", ProgressOf(line));
+        return {line.Good() != 0 ? 0 : static_cast<int>(host::FailureKind::Interrupted), ended + counts, 0, {}};
     }
 
     const Options& options;

@@ -2,6 +2,8 @@
 #pragma once
 
 #include <memory>
+#include <set>
+#include <string>
 #include <string_view>
 
 #include "host/devices/DeviceDescription.h"
@@ -14,6 +16,7 @@ struct BackEnd {
     std::string_view kind;
     bool keepsFile;                        // the place is a file
     void (*check)(const ProbeSpec& spec);  // throws std::invalid_argument
+    std::set<std::string> (*places)(const ProbeSpec& spec);
     std::unique_ptr<Probe> (*open)(const ProbeSpec& spec, const DeviceDescription& part);
 };
 

@@ -11,10 +11,12 @@ constexpr const char* kMissing =
 
 void Check(const ProbeSpec&) { throw std::invalid_argument(kMissing); }
 
+std::set<std::string> Places(const ProbeSpec&) { return {}; }
+
 std::unique_ptr<Probe> Open(const ProbeSpec&, const DeviceDescription&) { throw std::invalid_argument(kMissing); }
 
 }  // namespace
 
-BackEnd VirtualChipBackEnd() { return {"virtual", false, &Check, &Open}; }
+BackEnd VirtualChipBackEnd() { return {"virtual", false, &Check, &Places, &Open}; }
 
 }  // namespace flash::host

@@ -12,6 +12,7 @@
 #include "host/backends/BackEnd.h"
 #include "host/files/FileContent.h"
 #include "host/gdb/OpenGdbProbe.h"
+#include "host/gdb/Socket.h"
 
 namespace flash::host {
 namespace {
@@ -27,7 +28,8 @@ std::unique_ptr<Probe> OpenServer(const ProbeSpec& spec, const DeviceDescription
 
 const BackEnd kBackEnds[] = {
     VirtualChipBackEnd(),
-    {"gdb", false, [](const ProbeSpec& spec) { gdb::ReadGdbProbe(spec); }, &OpenServer},
+    {"gdb", false, [](const ProbeSpec& spec) { gdb::ReadGdbProbe(spec); },
+     [](const ProbeSpec& spec) { return gdb::PlacesOf(gdb::ReadGdbProbe(spec).endpoint); }, &OpenServer},
 };
 
 const BackEnd* BackEndOf(const ProbeSpec& spec) {
@@ -80,6 +82,14 @@ ProbeSpec MeantFrom(const std::filesystem::path& folder, ProbeSpec spec) {
         spec.place = (folder / *file).string();
     }
     return spec;
+}
+
+std::set<std::string> PlacesOf(const ProbeSpec& spec) {
+    std::set<std::string> places;
+    for (const std::string& place : BackEndOf(spec)->places(spec)) {
+        places.insert(spec.kind + ":" + place);
+    }
+    return places;
 }
 
 std::unique_ptr<Probe> OpenProbe(const ProbeSpec& spec, const DeviceDescription& part, ChipUse use) {

@@ -5,6 +5,7 @@
 #include <filesystem>
 #include <memory>
 #include <optional>
+#include <set>
 #include <string>
 #include <string_view>
 #include <vector>
@@ -23,6 +24,10 @@ std::optional<std::filesystem::path> FileOf(const ProbeSpec& spec);
 
 // The same, its file meant from `folder`.
 ProbeSpec MeantFrom(const std::filesystem::path& folder, ProbeSpec spec);
+
+// Which chips it may reach, one text each: two probes that share one must not be used at once. None for a chip that
+// nobody else can reach.
+std::set<std::string> PlacesOf(const ProbeSpec& spec);
 
 // What the chip is wanted for. Who only looks makes no new one; a plan may be made for one that is not there yet.
 enum class ChipUse { Look, Plan, Change };

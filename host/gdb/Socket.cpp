@@ -3,6 +3,7 @@
 
 #include <fmt/format.h>
 
+#include <algorithm>
 #include <asio/connect.hpp>
 #include <asio/io_context.hpp>
 #include <asio/ip/tcp.hpp>
@@ -94,7 +95,48 @@ tcp::resolver::results_type Resolve(asio::io_context& context, const Endpoint& e
     return results;
 }
 
+// Only an address of one's own can be bound.
+bool IsOfThisMachine(asio::io_context& context, const asio::ip::address& address) {
+    if (address.is_loopback() || address.is_unspecified()) {
+        return true;
+    }
+    tcp::acceptor attempt(context);
+    asio::error_code error;
+    attempt.open(address.is_v4() ? tcp::v4() : tcp::v6(), error);
+    if (!error) {
+        attempt.bind({address, 0}, error);
+    }
+    return !error;
+}
+
+asio::ip::address WithoutMapping(const asio::ip::address& address) {
+    return address.is_v6() && address.to_v6().is_v4_mapped()
+               ? asio::ip::make_address_v4(asio::ip::v4_mapped, address.to_v6())
+               : address;
+}
+
+std::string LowerCase(std::string text) {
+    std::ranges::transform(text, text.begin(),
+                           [](char letter) { return letter >= 'A' && letter <= 'Z' ? char(letter + 32) : letter; });
+    return text;
+}
+
 }  // namespace
+
+std::set<std::string> PlacesOf(const Endpoint& endpoint) {
+    asio::io_context context;
+    std::set<std::string> places;
+    try {
+        for (const auto& found : Resolve(context, endpoint)) {
+            const asio::ip::address address = WithoutMapping(found.endpoint().address());
+            places.insert(IsOfThisMachine(context, address) ? TextOf({"localhost", endpoint.port})
+                                                            : TextOf({address.to_string(), endpoint.port}));
+        }
+    } catch (const StreamError&) {
+        places.insert(TextOf({LowerCase(endpoint.host), endpoint.port}));
+    }
+    return places;
+}
 
 std::unique_ptr<ByteStream> Connect(const Endpoint& endpoint, std::chrono::nanoseconds bound,
                                     std::chrono::nanoseconds longestWrite) {

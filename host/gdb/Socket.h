@@ -4,6 +4,8 @@
 #include <chrono>
 #include <memory>
 #include <optional>
+#include <set>
+#include <string>
 
 #include "host/gdb/ByteStream.h"
 #include "host/gdb/Endpoint.h"
@@ -16,6 +18,10 @@ inline constexpr std::chrono::seconds kLongestWrite{5};
 // Tries each address that the host's name stands for. Throws StreamError: "connection refused", "timed out".
 std::unique_ptr<ByteStream> Connect(const Endpoint& endpoint, std::chrono::nanoseconds bound,
                                     std::chrono::nanoseconds longestWrite = kLongestWrite);
+
+// Which servers these may be, one text each: two endpoints that share one reach the same server. All addresses of this
+// machine count as one, because a server may listen on all of them. A name that nobody knows stands for itself.
+std::set<std::string> PlacesOf(const Endpoint& endpoint);
 
 class Listener {
 public:

@@ -3,8 +3,8 @@
 
 #include <algorithm>
 
-#include "host/Words.h"
 #include "host/line/Report.h"
+#include "host/picture/Markup.h"
 
 namespace flash::host::line {
 namespace {
@@ -18,30 +18,6 @@ h1{margin-bottom:0}h2{margin-top:2rem;border-bottom:1px solid var(--line)}
 table{border-collapse:collapse}th,td{text-align:left;padding:.15rem .8rem .15rem 0;border-bottom:1px solid var(--line);vertical-align:top}
 td.n{text-align:right;font-variant-numeric:tabular-nums}.wide{overflow-x:auto}.wide table{font-size:.8rem;white-space:nowrap}
 svg text{font:12px system-ui,sans-serif;fill:currentColor}small{opacity:.7})";
-
-// What others wrote, as content or as the value of an attribute.
-std::string Text(std::string_view text) {
-    std::string safe;
-    for (const char character : Escaped(text)) {
-        switch (character) {
-            case '&':
-                safe += "&amp;";
-                break;
-            case '<':
-                safe += "&lt;";
-                break;
-            case '>':
-                safe += "&gt;";
-                break;
-            case '"':
-                safe += "&quot;";
-                break;
-            default:
-                safe += character;
-        }
-    }
-    return safe;
-}
 
 std::string Percent(const Tally& tally) { return tally.Total() == 0 ? "-" : fmt::format("{:.1f} %", tally.Yield()); }
 
@@ -84,7 +60,7 @@ std::string Bars(const std::vector<Bar>& bars, const char* color, const std::str
     const double step = (kWidth - kLeft) / static_cast<double>(bars.size()),
                  scale = kHeight / static_cast<double>(most);
     std::string svg = fmt::format("<svg viewBox=\"0 0 {} {}\" width=\"100%\" role=\"img\" aria-label=\"{}\">\n", kWidth,
-                                  kTop + kHeight + kBelow, Text(meaning));
+                                  kTop + kHeight + kBelow, XmlText(meaning));
     svg += fmt::format(
         "<text x=\"{}\" y=\"{}\" text-anchor=\"end\">{}</text><text x=\"{}\" y=\"{}\" text-anchor=\"end\">0</text>\n",
         kLeft - 8, kTop + 10, most, kLeft - 8, kTop + kHeight);
@@ -93,11 +69,11 @@ std::string Bars(const std::vector<Bar>& bars, const char* color, const std::str
         const Bar& bar = bars[i];
         const double left = kLeft + static_cast<double>(i) * step, wide = std::min(step * 0.9, 120.0);
         const double good = static_cast<double>(bar.good) * scale, bad = static_cast<double>(bar.bad) * scale;
-        svg += fmt::format("<g><title>{}: {} good, {} bad</title>", Text(bar.name), bar.good, bar.bad) +
+        svg += fmt::format("<g><title>{}: {} good, {} bad</title>", XmlText(bar.name), bar.good, bar.bad) +
                Rectangle(left, kTop + kHeight - good, wide, good, color) +
                Rectangle(left, kTop + kHeight - good - bad, wide, bad, "bad") + "</g>\n";
         if (i % each == 0) {
-            svg += fmt::format("<text x=\"{:.1f}\" y=\"{}\">{}</text>\n", left, kTop + kHeight + 16, Text(bar.name));
+            svg += fmt::format("<text x=\"{:.1f}\" y=\"{}\">{}</text>\n", left, kTop + kHeight + 16, XmlText(bar.name));
         }
     }
     return svg + "</svg>\n";
@@ -127,7 +103,7 @@ std::string Causes(const Report& report) {
         const double length = 300.0 * static_cast<double>(count) / static_cast<double>(causes.front().second);
         rows += fmt::format(
             "<tr><td class=\"n\">{}</td><td><svg width=\"300\" height=\"14\">{}</svg></td><td>{}</td></tr>\n", count,
-            Rectangle(0, 0, length, 14, "bad"), Text(cause));
+            Rectangle(0, 0, length, 14, "bad"), XmlText(cause));
     }
     return "<h2>Causes</h2>\n" +
            (rows.empty() ? "<p>no chip was bad</p>\n" : "<table id=\"causes\">\n" + rows + "</table>\n");
@@ -138,7 +114,7 @@ std::string Tallies(const std::string& title, const std::string& id, const std::
     for (const auto& [name, tally] : tallies) {
         rows +=
             fmt::format("<tr><td>{}</td><td class=\"n\">{}</td><td class=\"n\">{}</td><td class=\"n\">{}</td></tr>\n",
-                        Text(name), tally.good, tally.bad, Percent(tally));
+                        XmlText(name), tally.good, tally.bad, Percent(tally));
     }
     return fmt::format(
         "<h2>{}</h2>\n<table id=\"{}\"><tr><th></th><th>good</th><th>bad</th><th>yield</th></tr>\n{}</table>\n", title,
@@ -169,9 +145,9 @@ std::string Records(const Report& report) {
         rows += fmt::format(
             "<tr><td>{}</td><td class=\"{}\">{}</td><td>{}</td><td>{}</td><td>{}</td><td>{}, {}</td><td>{}</td>"
             "<td class=\"n\">{:.2f}</td><td>{}</td></tr>\n",
-            Text(record->start), record->isGood ? "good" : "bad", record->isGood ? "good" : "bad", Text(record->chip),
-            Text(record->ieee), Text(record->ble), Text(record->station), Text(record->slot),
-            Text(record->operatorName), record->seconds, Text(record->cause));
+            XmlText(record->start), record->isGood ? "good" : "bad", record->isGood ? "good" : "bad",
+            XmlText(record->chip), XmlText(record->ieee), XmlText(record->ble), XmlText(record->station),
+            XmlText(record->slot), XmlText(record->operatorName), record->seconds, XmlText(record->cause));
     }
     const std::string left =
         report.Runs().Total() > report.Last().size()
@@ -191,7 +167,7 @@ std::string PrintReport(const Report& report, const ReportFrame& frame) {
         "<!DOCTYPE html>\n<html lang=\"en\"><head><meta charset=\"utf-8\"><title>Line report</title>\n"
         "<meta name=\"viewport\" content=\"width=device-width\"><style>{}</style></head>\n<body>\n"
         "<h1>Line report</h1>\n<small>{}, {}</small>\n",
-        kStyle, Text(frame.database), Text(frame.written));
+        kStyle, XmlText(frame.database), XmlText(frame.written));
     return head + Tiles(report) + DayBars(report) + TimeBars(report) + Causes(report) +
            Tallies("Places", "places", report.Places()) + Tallies("Parts", "parts", report.Parts()) +
            PoolTable(frame.pool) + Records(report) + "</body></html>\n";

@@ -23,6 +23,14 @@ class Configuration(Case):
         self.assertTrue((self.path / "project/chip.bin").exists())
         self.run_raw("--config", str(config), "verify", image, "--base", "0x40")
 
+    def test_a_database_in_a_file_is_meant_from_there(self):
+        (self.path / "project").mkdir()
+        self.run_raw("pool", "create", "sqlite:project/line.db", "--ble", "C2:00:00:00:00:00-C2:00:00:00:00:03")
+        self.file("project/c.toml", 'device = "LumoD1F64"\nprobe = "virtual:a.chip"\n[program]\nbase = 0\nrecord = "sqlite:line.db"\n')
+        self.run_raw("--config", "project/c.toml", "program", self.file("a.bin", pattern(16)))
+        _, err = self.run_raw("pool", "status", "sqlite:project/line.db")
+        self.assertIn("1 record of chips", err)
+
     def test_the_file_may_say_where_bytes_that_are_read_go(self):
         self.new_chip()
         config = self.file("c.toml", '[read]\nout = "-"\nrange = "0:16"\n')

@@ -129,6 +129,14 @@ class Line(LineCase):
         self.assertEqual(self.flash(4096, 16), b"\xff" * 16)
         self.assertIn(b"disabled", self.run_chip("ccfg")[0])
 
+    def test_paths_are_meant_from_the_jobs_folder(self):
+        (self.path / "job").mkdir()
+        self.job(program='base = "0"\nreport = "run.html"', count=1, slots=TWO_SLOTS[:1])
+        (self.path / "job.toml").rename(self.path / "job/job.toml")
+        self.image.rename(self.path / "job/app.bin")
+        self.run_raw("line", "run", "job/job.toml")
+        self.assertEqual({name.name for name in (self.path / "job").iterdir()}, {"job.toml", "app.bin", "chips", "run.html"})
+
     def test_dangerous_steps_need_an_agreement_as_ever(self):
         self.job(program='base = "0"\nprotect = "3"', count=1, slots=TWO_SLOTS[:1])
         lines, _ = self.run_line(code=1)
@@ -172,13 +180,31 @@ class LineJob(LineCase):
         self.refused("", "job.toml:6: record is what the line tells each program by itself", program='record = "sqlite:x"')
         self.refused("", "job.toml:6: there is no option device for program (did you mean --device?)", program='device = "x"')
 
-    def test_one_probe_in_two_slots_is_refused(self):
+    def test_one_probe_in_two_slots_is_refused_under_whatever_name(self):
+        (self.path / "folder").mkdir()
+        (self.path / "link").symlink_to("folder")
+        (self.path / "symbolic.chip").symlink_to("a.chip")
+        self.file("linked.chip", "")
+        os.link(self.path / "linked.chip", self.path / "hard.chip")
         for probes in (("virtual:a.chip", "virtual:./b/../a.chip"), ("gdb:127.0.0.1:3333", "gdb:127.0.0.1:3333,timeout=5"),
-                       ("virtual:a.chip", "virtual:a.chip,identity=02:00:00:00:00:00:00:01")):
+                       ("virtual:a.chip", "virtual:a.chip,identity=02:00:00:00:00:00:00:01"),
+                       ("gdb:127.0.0.1:3333", "gdb:localhost:3333"), ("gdb:127.0.0.1:3333", "gdb::03333"),
+                       ("gdb:[::1]:3333", "gdb:[0:0:0:0:0:0:0:1]:3333"), ("gdb:[::1]:3333", "gdb:[::ffff:127.0.0.1]:3333"),
+                       ("gdb:0.0.0.0:3333", "gdb:LOCALHOST:3333"), ("gdb:192.0.2.1:3333", "gdb:192.0.2.001:3333"),
+                       ("virtual:a.chip", "virtual:symbolic.chip"), ("virtual:linked.chip", "virtual:hard.chip"),
+                       ("virtual:folder/b.chip", "virtual:link/b.chip"),
+                       ("virtual:chips/{n}.chip", "virtual:chips/12.chip"), ("virtual:{n}-{n}.chip", "virtual:./3-3.chip")):
             with self.subTest(probes=probes):
                 self.job(slots=[("left", probes[0]), ("right", probes[1])])
                 _, err = self.run_line(code=2)
-                self.assertRegex(err, r"^error: job\.toml:\d+: slot right has the probe of another slot: ")
+                self.assertRegex(err, r"^error: job\.toml:\d+: slot right has the probe of slot left: ")
+
+    def test_probes_that_only_look_alike_may_stand_in_two_slots(self):
+        for probes in (("virtual:a.chip", "virtual:A.chip"), ("virtual", "virtual"), ("virtual:{n}.chip", "virtual:{n}.chip"),
+                       ("virtual:{n}.chip", "virtual:012.chip"), ("virtual:{n}-{n}.chip", "virtual:3-4.chip")):
+            with self.subTest(probes=probes):
+                self.job(count=1, slots=[("left", probes[0]), ("right", probes[1])])
+                self.run_line()
 
     def test_slots_are_named_and_at_least_one(self):
         self.refused("", "job.toml: there is no [[slot]]: at least one, with a name and a probe", slots=[])
@@ -225,6 +251,22 @@ class LineEnd(LineCase):
         self.assertIn(b"right: chip 1 BAD: ", out)
         self.assertIn(b"0 chips good, 1 bad", err)
 
+    def test_ctrl_c_before_the_last_chip_is_no_failure_when_all_were_good(self):
+        self.job(count=50, slots=[("left", "virtual:{n}.chip")])
+        line = self.start_line()
+        self.assertIn(b"left: chip 1 good", line.stdout.readline())
+        line.send_signal(signal.SIGINT)
+        out, err = line.communicate(timeout=120)
+        self.assertEqual(line.returncode, 0, err)
+        good = 1 + out.count(b" good, ")
+        self.assertRegex(err.decode(), rf"Ended before all chips were done: {good} of 50 chips; {good} chips? good, 0 bad\n$")
+
+    def test_a_line_that_ends_before_its_first_chip_is_interrupted(self):
+        self.job('start = "command"', count=0, slots=TWO_SLOTS[:1])
+        line = self.start_line(stdin=subprocess.PIPE)
+        _, err = line.communicate(b"end\n", timeout=120)
+        self.assertEqual((line.returncode, err), (130, b"error: 0 chips good, 0 bad\n"))
+
     def test_a_program_that_is_killed_is_a_bad_chip_of_its_slot_alone(self):
         self.job("bad-in-a-row = 1", slots=[("left", "virtual:{n}.chip"), ("right", self.silent)])
         line = self.start_line()
@@ -237,6 +279,38 @@ class LineEnd(LineCase):
             out, err = line.communicate(timeout=120)
         self.assertIn(b"3 chips good, 1 bad", err)
         self.assertIn(b"BAD: the program was ended by signal 9 (Killed) without a verdict", out)
+
+    def test_a_slot_that_hangs_one_that_crashes_and_one_that_loses_its_probe_leave_the_others_alone(self):
+        import socket
+        servers = {name: socket.create_server(("127.0.0.1", 0)) for name in ("hangs", "crashes", "loses")}
+        probes = {name: f"gdb:127.0.0.1:{server.getsockname()[1]},timeout=600" for name, server in servers.items()}
+        working = ["one", "two", "three", "four", "five"]
+        self.job("bad-in-a-row = 1", count=13, slots=[*probes.items(), *((name, "virtual:chips/{n}.chip") for name in working)])
+        line = self.start_line()
+        connections = {name: server.accept()[0] for name, server in servers.items()}
+        for connection in connections.values():
+            connection.recv(1)
+        for child in Path(f"/proc/{line.pid}/task/{line.pid}/children").read_text().split():
+            if probes["crashes"].encode() in Path(f"/proc/{child}/cmdline").read_bytes():
+                os.kill(int(child), signal.SIGSEGV)
+        connections["loses"].close()
+        told = [line.stdout.readline().decode() for _ in range(10 + 2 * 2)]  # what is bad stops its slot, which is told, too
+        self.assertIsNone(line.poll(), "it waits for the one that hangs")
+        line.send_signal(signal.SIGINT)
+        line.stderr.readline()
+        line.send_signal(signal.SIGINT)
+        out, err = line.communicate(timeout=120)
+        for opened in [*connections.values(), *servers.values()]:
+            opened.close()
+        self.assertEqual((line.returncode, err), (1, b"error: 10 chips good, 3 bad\n"))
+        self.assertIn(b"hangs: chip 1 BAD: ", out)
+        self.assertEqual(sum(": STOPPED, " in row for row in told), 2, told)
+        self.assertTrue(any(row.startswith("crashes: chip 2 BAD: the program was ended by signal 11") for row in told), told)
+        self.assertTrue(any(row.startswith("loses: chip 3 BAD: Cannot reach the GDB server") for row in told), told)
+        self.assertEqual({row.split(":")[0] for row in told if " good, " in row}, set(working))
+        for number in range(4, 14):
+            self.chip = self.path / f"chips/{number}.chip"
+            self.assertEqual(self.flash(0, 5000), pattern(5000))
 
     def test_a_probe_that_is_lost_is_a_bad_chip_of_its_slot_alone(self):
         self.job("bad-in-a-row = 1", slots=[("left", "virtual:{n}.chip"), ("right", self.silent)])

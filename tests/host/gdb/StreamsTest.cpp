@@ -29,6 +29,20 @@ std::string ReadText(ByteStream& stream, std::size_t length) {
     return text;
 }
 
+TEST(PlacesOf, IsOneForAllAddressesOfThisMachine) {
+    const std::set<std::string> here{"localhost:3333"};
+    for (const char* const host : {"127.0.0.1", "localhost", "::1", "0:0:0:0:0:0:0:1", "::", "::ffff:127.0.0.1"}) {
+        EXPECT_EQ(PlacesOf({host, 3333}), here) << host;
+    }
+}
+
+TEST(PlacesOf, TellsOtherMachinesApart) {
+    EXPECT_EQ(PlacesOf({"192.0.2.7", 1}), (std::set<std::string>{"192.0.2.7:1"}));
+    EXPECT_EQ(PlacesOf({"2001:DB8:0::7", 1}), (std::set<std::string>{"[2001:db8::7]:1"}));
+    const std::string tooLong(64, 'N');  // which no server of names is asked for
+    EXPECT_EQ(PlacesOf({tooLong, 1}), (std::set<std::string>{std::string(64, 'n') + ":1"}));
+}
+
 class Loopback : public testing::TestWithParam<const char*> {};
 
 TEST_P(Loopback, CarriesBytesBothWays) {
