@@ -25,8 +25,4 @@ void Sram::MarkWritten(std::uint32_t offset, std::uint32_t length) {
     std::memset(isWritten.data() + offset, 1, length);
 }
 
-bool Sram::IsWritten(std::uint32_t offset, std::uint32_t length) const {
-    return std::memchr(isWritten.data() + offset, 0, length) == nullptr;
-}
-
 }  // namespace flash::chip

@@ -1,6 +1,7 @@
 // Static RAM that remembers which of its bytes were written since power-up.
 #pragma once
 
+#include <algorithm>
 #include <cstdint>
 #include <span>
 #include <vector>
@@ -32,8 +33,12 @@ public:
     void Lose(Random& random);
 
     void MarkWritten(std::uint32_t offset, std::uint32_t length);
-    // Whether each of these bytes was written.
-    bool IsWritten(std::uint32_t offset, std::uint32_t length) const;
+    // Whether each of these bytes was written. The core asks at each of its instructions and loads, for a word at most,
+    // so here is no call.
+    bool IsWritten(std::uint32_t offset, std::uint32_t length) const {
+        const std::uint8_t* const first = isWritten.data() + offset;
+        return std::all_of(first, first + length, [](std::uint8_t is) { return is != 0; });
+    }
 
 private:
     std::uint32_t lengthBytes;
