@@ -15,6 +15,7 @@ PLANTED = Path(__file__).parent / "planted"
 sys.dont_write_bytecode = True
 sys.path.insert(0, str(ROOT / "scripts"))
 
+from mutation.chance import may_be_chance
 from mutation.changes import find_changes
 from mutation.equivalent import match_entries, read_entries
 from mutation.source import Source, Unusable
@@ -107,6 +108,15 @@ class WhatIsChanged(unittest.TestCase):
     def test_unbalanced_file_is_refused(self):
         with self.assertRaises(Unusable):
             changed_lines("void F() { (}\n")
+
+
+class SurvivorsOfASample(unittest.TestCase):
+    def test_are_chance_up_to_one_sample_in_a_million(self):
+        for survived, judged, least, expected in ((0, 20, 95, True), (3, 20, 95, True), (8, 20, 95, True), (9, 20, 95, False),
+                                                  (20, 20, 95, False), (5, 20, 99, True), (6, 20, 99, False),
+                                                  (3, 4, 95, True), (5, 5, 95, False), (1, 20, 100, False)):
+            with self.subTest(survived=survived, judged=judged, least=least):
+                self.assertEqual(may_be_chance(survived, judged, least), expected)
 
 
 class ListOfEquivalents(unittest.TestCase):
@@ -236,6 +246,11 @@ class PlantedProject(unittest.TestCase):
         run = self.run_tool("--files", "*/Slow.cpp", "--plain")
         self.assertIn("Killed: 0 ", run.stdout)
         self.assertEqual(run.stdout.count("survived: line 6\nproduct/Slow.cpp Slowly\n"), 3)
+
+    def test_a_score_that_chance_gives_a_sample_is_too_low_for_all(self):
+        selection = ("--files", "*/Slow.cpp", "--plain")
+        self.assertEqual(self.run_tool(*selection, "--sample", "2", "--seed", "this").returncode, 0)
+        self.assertEqual(self.run_tool(*selection).returncode, 1)
 
     def test_source_that_no_program_judges_is_refused(self):
         extra = self.project / "product/Extra.cpp"
