@@ -21,7 +21,7 @@ using chip::Fault;
 constexpr Fault kLies[] = {Fault::OperationDoesNothing, Fault::EarlyReady, Fault::LateReady, Fault::StuckBusy};
 
 // In the short form one lie in so many is told, and one bit in so many is spoilt.
-constexpr std::size_t kShortStride = 61;
+constexpr std::size_t kShortStride = 181;
 constexpr std::size_t kShorter = 5;  // with a controller of another kind: its flashloader differs in few places
 
 // More than that many bytes take their time, bit by bit.
