@@ -46,7 +46,6 @@ public:
           clientObserver(commandView, isCancelled) {}
 
     Outcome Run() {
-        RefuseFilesWithTwoParts(options);
         if (options.command == Command::GdbServer) {
             return ServeGdb();
         }
@@ -100,8 +99,6 @@ private:
         return outcome;
     }
 
-    std::filesystem::path DevicesFolder() const { return DevicesFolderFor(options, locations); }
-
     host::ChipUse Use() const {
         return ChangesChip(options) ? host::ChipUse::Change
                : options.isDryRun   ? host::ChipUse::Plan
@@ -116,7 +113,7 @@ private:
     host::ConnectionRequest Request() const {
         host::ConnectionRequest request{
             .part = options.device,
-            .devicesFolder = DevicesFolder(),
+            .devicesFolder = DevicesFolderFor(options, locations),
             .dataFolder = OrDefault(options.dataFolder, locations.dataFolder),
             .plugin = OrDefault(options.plugin, locations.plugin),
             .properties = options.properties,
@@ -281,18 +278,19 @@ private:
 
 int RunCommand(const Options& options, View& view, const std::atomic<bool>& isInterrupted) {
     view.Started(options);
-    if (IsChipless(options)) {
-        const Outcome outcome = OutcomeOf([&] { return RunChipless(options, view, isInterrupted); });
-        view.Finished(outcome);
-        return outcome.exitCode;
+    // Before all else: the report of a run that failed is written, too.
+    Outcome outcome = OutcomeOf([&] { return RefuseFilesWithTwoParts(options), Outcome(); });
+    if (outcome.exitCode == 0 && IsChipless(options)) {
+        outcome = OutcomeOf([&] { return RunChipless(options, view, isInterrupted); });
+    } else if (outcome.exitCode == 0) {
+        Work work(options, view, isInterrupted);
+        outcome = OutcomeOf([&] { return work.Run(); });
+        if (MayHaveTouchedTheChip(outcome)) {
+            KeepTrying(outcome, [&] { work.SaveChip(); });
+            KeepTrying(outcome, [&] { work.SaveTrace(); });
+        }
+        KeepTrying(outcome, [&] { work.SaveReport(outcome); });
     }
-    Work work(options, view, isInterrupted);
-    Outcome outcome = OutcomeOf([&] { return work.Run(); });
-    if (MayHaveTouchedTheChip(outcome)) {
-        KeepTrying(outcome, [&] { work.SaveChip(); });
-        KeepTrying(outcome, [&] { work.SaveTrace(); });
-    }
-    KeepTrying(outcome, [&] { work.SaveReport(outcome); });
     view.Finished(outcome);
     return outcome.exitCode;
 }

@@ -33,6 +33,10 @@ std::unique_ptr<Database> OpenDatabase(const std::string& name, IfMissing ifMiss
                   fmt::format("\"{}\" is no database: give sqlite:FILE or postgresql://USER@HOST/NAME", name));
 }
 
+std::optional<std::filesystem::path> FileOfDatabase(const std::string& name) {
+    return IsSqlite(name) ? std::optional<std::filesystem::path>(name.substr(kSqlite.size())) : std::nullopt;
+}
+
 std::string DatabaseMeantFrom(const std::string& folder, const std::string& name) {
     return IsSqlite(name)
                ? fmt::format("{}{}", kSqlite, (std::filesystem::path(folder) / name.substr(kSqlite.size())).string())

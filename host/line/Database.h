@@ -2,6 +2,7 @@
 // and records are written once, in SQL that both understand. Every wait in it is bounded.
 #pragma once
 
+#include <filesystem>
 #include <functional>
 #include <memory>
 #include <optional>
@@ -78,6 +79,9 @@ std::unique_ptr<Database> OpenDatabase(const std::string& name, IfMissing ifMiss
 
 // Whether that could be the name of a database.
 bool IsDatabaseName(const std::string& name);
+
+// Null for a database that is no file.
+std::optional<std::filesystem::path> FileOfDatabase(const std::string& name);
 
 // A relative file is meant from the folder.
 std::string DatabaseMeantFrom(const std::string& folder, const std::string& name);

@@ -66,6 +66,7 @@ class Case(unittest.TestCase):
 
     def file(self, name, content):
         path = self.path / name
+        path.parent.mkdir(parents=True, exist_ok=True)
         path.write_bytes(content if isinstance(content, bytes) else content.encode())
         return str(path)
 

@@ -3,17 +3,26 @@ import json
 import unittest
 from pathlib import Path
 
-from lumoflash import Case, pattern
+from lumoflash import SOURCE, Case, pattern
 
 
 class Places(Case):
+    def require_refused(self, cases):
+        """Each ends with the text, and no file is another one afterwards."""
+        def files():
+            return {path: path.read_bytes() for path in self.path.rglob("*") if path.is_file()}
+        before = files()
+        for arguments, expected in cases:
+            with self.subTest(arguments=arguments):
+                self.assertIn(expected + " name the same file", self.run_chip(*arguments, code=2)[1])
+                self.assertEqual(files(), before)
+
     def test_a_file_has_one_part_in_a_command(self):
         image = self.file("a.bin", pattern(100))
         self.run_chip("program", image, "--base", "0")
-        before = self.chip.read_bytes()
         (self.path / "link").symlink_to("chip.bin")
         config, plugin = self.file("a.toml", ""), self.file("a.so", "a module")
-        cases = [
+        self.require_refused([
             (["read", "--out", "chip.bin"], "--out and --probe"),
             (["read", "--out", "./link"], "--out and --probe"),
             (["--trace", "chip.bin", "info"], "--trace and --probe"),
@@ -23,12 +32,37 @@ class Places(Case):
             (["--plugin", plugin, "read", "--out", plugin], "--out and --plugin"),
             (["program", "link", "--base", "0", "--format", "bin"], "--probe and FILE"),
             (["--plugin", "link", "erase"], "--probe and --plugin"),
-        ]
-        for arguments, expected in cases:
-            with self.subTest(arguments=arguments):
-                self.assertIn(expected + " name the same file", self.run_chip(*arguments, code=2)[1])
-        self.assertEqual((self.chip.read_bytes(), Path(image).read_bytes()), (before, pattern(100)))
+        ])
         self.run_chip("--trace", "/dev/null", "read", "--out", "/dev/null")
+
+    def test_the_report_of_a_refused_run_writes_over_nothing_that_the_run_reads(self):
+        image, config = self.file("a.bin", pattern(100)), self.file("a.toml", "")
+        (self.path / "link").hardlink_to(image)
+        self.require_refused([
+            (["program", f"{image}@0", "--report", image], "--report and FILE"),
+            (["program", f"{image}@0", "--report", "link"], "--report and FILE"),
+            (["--config", config, "program", f"{image}@0", "--report", config], "--report and --config"),
+        ])
+
+    def test_a_database_is_not_written_over(self):
+        self.run_raw("pool", "create", "sqlite:line.db", "--ieee", "02:00:00:00:00:00:00:01-02:00:00:00:00:00:00:03")
+        image = self.file("a.bin", pattern(100))
+        program = ["program", f"{image}@0", "--report", "line.db"]
+        self.require_refused([
+            (["pool", "export", "sqlite:line.db", "--out", "line.db"], "--out and DB"),
+            (["pool", "export", "sqlite:line.db", "--out", "line.db-wal"], "--out and DB"),
+            (["line", "report", "sqlite:line.db", "--out", "./line.db"], "--out and DB"),
+            ([*program, "--assign", "ieee", "--assign-from", "sqlite:line.db"], "--report and --assign-from"),
+            ([*program, "--record", "sqlite:line.db"], "--report and --record"),
+        ])
+
+    def test_a_part_s_description_and_the_images_are_not_written_over(self):
+        image = self.file("data/arm/a.elf", "an image")
+        description = self.file("devices/a.xml", (SOURCE / "devices/lumod1f64.xml").read_bytes())
+        self.require_refused([
+            (["--devices", "devices", "--trace", description, "info"], "--trace and --devices"),
+            (["--data", "data", "--trace", image, "info"], "--trace and --data"),
+        ])
 
     def test_a_chip_behind_a_link_stays_there(self):
         self.chip.symlink_to("real.bin")
