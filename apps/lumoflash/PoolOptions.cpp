@@ -61,14 +61,19 @@ void RefuseTwoSources(const Options& options) {
     }
 }
 
-void FinishRecording(const RawOptions& raw, Options& options) {
-    RecordingOptions& recording = options.recording;
+// What only the options of one load together can get wrong; a configuration file may have but one of them.
+void RefuseHalfAnAssignment(const RawOptions& raw, const Options& options) {
     if (raw.assign.empty() != raw.assignFrom.empty()) {
         Refuse("--assign and --assign-from belong together: which addresses, and from which database");
     }
     if (!raw.assignFrom.empty() && !raw.record.empty() && raw.assignFrom != raw.record) {
         Refuse("--record: the record goes where --assign-from takes the addresses");
     }
+    RefuseTwoSources(options);
+}
+
+void FinishRecording(const RawOptions& raw, Options& options) {
+    RecordingOptions& recording = options.recording;
     recording.database = raw.assignFrom.empty() ? raw.record : raw.assignFrom;
     recording.assign = raw.assign.empty() ? std::vector<PoolKind>() : ParseKinds(raw.assign);
     recording.place.station = raw.station.empty() ? HostName() : raw.station;
@@ -77,7 +82,9 @@ void FinishRecording(const RawOptions& raw, Options& options) {
     RequireName(recording.place.slot, "--slot");
     RequireName(recording.place.run, "--run-id");
     RequireName(recording.operatorName, "--operator");
-    RefuseTwoSources(options);
+    if (options.command == Command::Program) {
+        RefuseHalfAnAssignment(raw, options);
+    }
 }
 
 void RequireDatabase(const std::string& name) {

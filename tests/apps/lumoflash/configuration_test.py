@@ -38,6 +38,16 @@ class Configuration(Case):
         self.run_chip("--config", self.file("d.toml", '[read]\nout = "d.bin"\n'), "read")
         self.assertTrue((self.path / "d.bin").exists())
 
+    def test_a_pool_is_meant_from_the_file_s_folder(self):
+        (self.path / "a/b").mkdir(parents=True)
+        self.run_raw("pool", "create", "sqlite:a/line.db", "--ieee", "02:00:00:00:00:00:00:01-02:00:00:00:00:00:00:03")
+        self.file("a/lumoflash.toml", 'device = "LumoD1F64"\nprobe = "virtual:chip.bin"\n[program]\n'
+                  'assign = "ieee"\nassign-from = "sqlite:line.db"\n')
+        self.run_in("a/b", "program", f"{self.file('a.bin', pattern(16))}@0")
+        self.assertIn("02:00:00:00:00:00:00:01", self.run_in("a", "mac", "read", "sec-ieee")[0].decode())
+        self.file("a/lumoflash.toml", '[program]\nrecord = "sqlite:line.db"\nassign = "usb"\n')
+        self.assertIn("lumoflash.toml:3: --assign", self.run_in("a", "devices", code=2)[1])
+
     def test_a_file_is_found_in_the_working_folder_or_above(self):
         (self.path / "a/b").mkdir(parents=True)
         self.file("lumoflash.toml", 'device = "LumoD1F64"\nprobe = "virtual:chip.bin"\n')
