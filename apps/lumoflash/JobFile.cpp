@@ -101,6 +101,9 @@ private:
                                 fmt::format("the SHA-256 of {} has {} hexadecimal digits", key.str(), kHashDigits));
             }
             std::string& pinned = job.pinnedHashes[MeantFromHere(std::string(key.str()))];
+            if (!pinned.empty()) {
+                values.Complain(value, fmt::format("the SHA-256 of {} is there twice", key.str()));
+            }
             std::ranges::transform(hash, std::back_inserter(pinned),
                                    [](char digit) { return digit >= 'A' && digit <= 'F' ? char(digit + 32) : digit; });
         }
@@ -132,6 +135,9 @@ private:
         for (const std::string& kind : job.assign) {
             if (!host::line::ParseKind(kind)) {
                 values.Complain(node, fmt::format("assign: \"{}\" is none of ieee, ble", kind));
+            }
+            if (std::ranges::count(job.assign, kind) != 1) {
+                values.Complain(node, fmt::format("assign: {} is there twice", kind));
             }
         }
     }

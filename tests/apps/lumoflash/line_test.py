@@ -162,12 +162,15 @@ class LineJob(LineCase):
             ("time-limit = 0", "job.toml:4: time-limit is a whole number from 1 to 86400"),
             ("operator = 7", "job.toml:4: operator is a text in quotes, and not an empty one"),
             ("assign = [\"mac\"]", 'job.toml:4: assign: "mac" is none of ieee, ble'),
+            ("assign = [\"ieee\", \"ieee\"]", "job.toml:4: assign: ieee is there twice"),
             ("assign = [\"ieee\"]", "job.toml: there is no database: where the addresses come from"),
             ("database = \"line.db\"", 'job.toml:4: database: "line.db" is neither sqlite:FILE nor postgresql://…'),
             ("identities = [\"02:00\"]", 'job.toml:4: identities: "02:00" is no address of 8 bytes, such as 02:00:00:00:00:00:00:01'),
             ("on-good = \"print {mac}\"", "job.toml:4: on-good: there is nothing to fill in for {mac}; there are {ieee}, {ble}, "
                                           "{identity}, {slot} and {n}"),
             ("on-good = \"print 'x\"", "job.toml:4: on-good: a ' is not closed"),
+            (f"hashes = {{\"app.bin\" = \"{'0' * 64}\", \"./app.bin\" = \"{'1' * 64}\"}}",
+             "job.toml:4: the SHA-256 of app.bin is there twice"),
             ("hashes = {\"app.bin\" = \"12\"}", "job.toml:4: the SHA-256 of app.bin has 64 hexadecimal digits"),
         ]
         for text, expected in cases:
