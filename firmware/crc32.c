@@ -4,22 +4,24 @@
 
 #include "firmware/load_word.h"
 
-// Entry n is n shifted out through the reflected polynomial 0xEDB88320. Shifting is linear: what a byte becomes is the
-// sum, without carries, of what its bits become.
-#define BIT(n, mask, shiftedOut) (((n) & (mask)) != 0 ? (shiftedOut) : 0u)
-#define ENTRY(n)                                                                            \
-    (BIT(n, 0x01u, 0x77073096u) ^ BIT(n, 0x02u, 0xEE0E612Cu) ^ BIT(n, 0x04u, 0x076DC419u) ^ \
-     BIT(n, 0x08u, 0x0EDB8832u) ^ BIT(n, 0x10u, 0x1DB71064u) ^ BIT(n, 0x20u, 0x3B6E20C8u) ^ \
-     BIT(n, 0x40u, 0x76DC4190u) ^ BIT(n, 0x80u, 0xEDB88320u))
-#define FOUR_ENTRIES(n) ENTRY(n), ENTRY((n) + 1u), ENTRY((n) + 2u), ENTRY((n) + 3u)
-#define SIXTEEN_ENTRIES(n) FOUR_ENTRIES(n), FOUR_ENTRIES((n) + 4u), FOUR_ENTRIES((n) + 8u), FOUR_ENTRIES((n) + 12u)
-#define SIXTY_FOUR_ENTRIES(n) \
-    SIXTEEN_ENTRIES(n), SIXTEEN_ENTRIES((n) + 16u), SIXTEEN_ENTRIES((n) + 32u), SIXTEEN_ENTRIES((n) + 48u)
-static const uint32_t kByteTable[256] = {SIXTY_FOUR_ENTRIES(0u), SIXTY_FOUR_ENTRIES(64u), SIXTY_FOUR_ENTRIES(128u),
-                                         SIXTY_FOUR_ENTRIES(192u)};
+static const uint32_t kPolynomial = 0xEDB88320u;  // reflected
+
+// Entry n is n shifted out through the polynomial. Shifting is linear, without carries, so the entries of single bits
+// make all others. The target makes them itself: a table that is loaded would be a fifth of the image.
+static uint32_t byteTable[256];
+
+void Crc32Begin(void) {
+    uint32_t shiftedOut = kPolynomial;
+    for (uint32_t bit = 0x80; bit != 0; bit >>= 1) {
+        for (uint32_t n = 0; n < 256; n += 2 * bit) {
+            byteTable[n + bit] = byteTable[n] ^ shiftedOut;
+        }
+        shiftedOut = (shiftedOut >> 1) ^ ((shiftedOut & 1u) != 0 ? kPolynomial : 0u);
+    }
+}
 
 __attribute__((always_inline)) static inline uint32_t ShiftOutByte(uint32_t crc) {
-    return (crc >> 8) ^ kByteTable[crc & 0xFFu];
+    return (crc >> 8) ^ byteTable[crc & 0xFFu];
 }
 
 __attribute__((always_inline)) static inline uint32_t AddWord(uint32_t crc, uint32_t word) {

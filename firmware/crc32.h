@@ -9,6 +9,8 @@
 extern "C" {
 #endif
 
+void Crc32Begin(void);  // once, before all else
+
 uint32_t Crc32(const uint8_t* bytes, uint32_t length);
 
 // The same piece by piece: begins with this, which each piece changes, and ends with the complement.

@@ -3,6 +3,7 @@
 
 #include "firmware/clock.h"
 #include "firmware/commands.h"
+#include "firmware/crc32.h"
 #include "firmware/sums.h"
 
 static bool IsPowerOfTwo(uint32_t value) { return value != 0 && (value & (value - 1)) == 0; }
@@ -15,6 +16,7 @@ uint32_t BeginLoad(LoadState* state, const Workspace* workspace) {
     for (uint32_t i = 0; i < sizeof state->freshSectors / sizeof *state->freshSectors; ++i) {
         state->freshSectors[i] = 0;
     }
+    Crc32Begin();
     SumsForget();
     ClockStart();
     FlashPortBegin();

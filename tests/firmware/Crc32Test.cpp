@@ -10,7 +10,11 @@
 namespace flash {
 namespace {
 
-TEST(TargetCrc32, MatchesPublishedCheckValues) {
+struct TargetCrc32 : testing::Test {
+    TargetCrc32() { Crc32Begin(); }
+};
+
+TEST_F(TargetCrc32, MatchesPublishedCheckValues) {
     struct Case {
         const char* name;
         std::string bytes;
@@ -33,7 +37,7 @@ TEST(TargetCrc32, MatchesPublishedCheckValues) {
     }
 }
 
-TEST(TargetCrc32, IsTheSameForAnyLengthAndAlignment) {
+TEST_F(TargetCrc32, IsTheSameForAnyLengthAndAlignment) {
     for (std::size_t offset = 0; offset < 4; ++offset) {
         for (std::size_t length = 0; length <= 300; ++length) {
             std::vector<std::uint8_t> bytes(length);
