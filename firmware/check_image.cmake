@@ -1,5 +1,5 @@
-# Prints how much SRAM an image takes and how much of its stack is used at most, and fails when either does not fit. The
-# compiler tells what each function calls and takes; the deepest path counts. A path that comes back to where it was, a
+# Prints how much of an image is loaded, how much SRAM it takes and how much of its stack is used at most, leaves that
+# beside the image in a file with the ending .txt, and fails when something does not fit. The compiler tells what each function calls and takes; the deepest path counts. A path that comes back to where it was, a
 # call through a pointer, and a function of which the compiler knows nothing have no bound and are refused.
 cmake_minimum_required(VERSION 3.25)
 
@@ -19,8 +19,7 @@ function(read_symbol name outValue)
 endfunction()
 
 # Every node is "unit:function" or "function", with its stack; every edge a call.
-function(read_calls object)
-    string(REGEX REPLACE "\\.o$" ".ci" file ${object})
+function(read_calls file)
     file(STRINGS ${file} lines)
     foreach(line IN LISTS lines)
         if(line MATCHES "^node: { title: \"([^\"]*)\" label: \".*\\\\n([0-9]+) bytes \\(static\\)")
@@ -63,18 +62,22 @@ endfunction()
 foreach(name ResetISR FaultISR g_buf1 g_buf2 g_cfg g_currBuf g_fault)
     read_symbol(${name} ignored)
 endforeach()
+read_symbol(g_loadedBytes loaded)
 read_symbol(g_sramUsed sramUsed)
 read_symbol(g_sramBudget sramBudget)
 read_symbol(g_stackBytes stackBytes)
 
-foreach(object IN LISTS OBJECTS)
-    read_calls(${object})
+foreach(file ${CALLS} ${LIBRARY_CALLS})
+    read_calls(${file})
 endforeach()
 find_depth(StartFlashloader command "")
 find_depth(FaultISR fault "")
 math(EXPR stackUsed "${command} + 32 + ${fault}")  # the core pushes 32 bytes on a fault
 
-message("${imageName}: ${sramUsed} of ${sramBudget} bytes of SRAM; stack at most ${stackUsed} of ${stackBytes} bytes")
+string(CONCAT figures "${imageName}: ${loaded} bytes loaded, ${sramUsed} of ${sramBudget} bytes of SRAM, "
+    "stack at most ${stackUsed} of ${stackBytes} bytes")
+message("${figures}")
+file(WRITE ${IMAGE}.txt "${figures}\n")
 if(sramUsed GREATER sramBudget)
     refuse("it takes more SRAM than there is")
 endif()

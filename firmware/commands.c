@@ -7,6 +7,7 @@
 #include "firmware/crc32.h"
 #include "firmware/deadline.h"
 #include "firmware/equal.h"
+#include "firmware/flash_changes.h"
 #include "firmware/flash_port.h"
 #include "firmware/locks.h"
 #include "firmware/sums.h"
@@ -49,7 +50,9 @@ static uint32_t ProgramFailure(FsmStatus fsmStatus) { return kStatusProgramFaile
 static uint32_t EraseSector(const LoadState* state, uint32_t sectorIndex) {
     const uint32_t sectorBytes = state->workspace->sectorBytes;
     const uint32_t address = sectorIndex * sectorBytes;
+    FlashChanges();
     const FsmStatus fsmStatus = DeadlineHasPassed() ? (FsmStatus)kFsmBusy : FlashPortEraseSector(address);
+    FlashChanges();
     if (fsmStatus != kFsmSuccess || FirstProgrammed(address, address + sectorBytes) != address + sectorBytes) {
         return EraseFailure(sectorIndex, fsmStatus);
     }
@@ -239,6 +242,7 @@ static uint32_t BankErase(LoadState* state, const CommandBlock* block) {
         return kStatusInvalidArguments;
     }
     const FsmStatus fsmStatus = FlashPortEraseBank();
+    FlashChanges();
     if (fsmStatus == kFsmNotSupported) {
         return kStatusUnknownCommand;
     }

@@ -17,6 +17,10 @@ if(NOT ARM_GCC OR NOT ARM_NM)
     message(FATAL_ERROR "The cross compiler is missing: install the Debian package `gcc-arm-none-eabi`")
 endif()
 
+cmake_path(GET CMAKE_CURRENT_LIST_DIR FILENAME flashloaderFolderName)
+if(NOT flashloaderFolderName STREQUAL "firmware")
+    message(FATAL_ERROR "Sources include each other by the name of this folder: call it firmware, not ${flashloaderFolderName}")
+endif()
 set(FLASHLOADER_FOLDER ${CMAKE_CURRENT_LIST_DIR} CACHE INTERNAL "Where the flashloader's sources are")
 set(FLASHLOADER_FLAGS
     -mthumb -masm-syntax-unified -std=c11 -g -gno-record-gcc-switches
@@ -32,15 +36,20 @@ set(FLASHLOADER_CORE_cortex-m3 v7m CACHE INTERNAL "")
 set(FLASHLOADER_CORE_cortex-m4 v7m CACHE INTERNAL "")
 set(FLASHLOADER_CORE_cortex-m33 v8m CACHE INTERNAL "")
 
-# `flash_compile_for_target(SOURCE OBJECT CPU include…)`: one object file. Beside it lies, with the ending .ci, what it
-# calls and how much stack each of its functions takes, and that alone with the ending .su.
+# The compiler sees a flashloader as a whole, when it is linked: what its port's traits never ask for is left out. Functions
+# of the same code keep their names, by which the check of the stack follows the calls.
+set(FLASHLOADER_LINK_TIME -flto -flto-partition=one -fno-ipa-icf CACHE INTERNAL "")
+
+# `flash_compile_for_target(SOURCE OBJECT CPU [INCLUDE folder…] [OPTIONS option…])`: one object file. Beside it lies, with
+# the ending .ci, what it calls and how much stack each of its functions takes, and that alone with the ending .su.
 function(flash_compile_for_target SOURCE OBJECT CPU)
+    cmake_parse_arguments(PARSE_ARGV 3 ARG "" "" "INCLUDE;OPTIONS")
     if(NOT FLASHLOADER_CORE_${CPU})
         message(FATAL_ERROR "The flashloader does not know the core ${CPU}")
     endif()
     cmake_path(GET SOURCE FILENAME name)
     cmake_path(GET FLASHLOADER_FOLDER PARENT_PATH top)
-    list(TRANSFORM ARGN PREPEND -I)
+    list(TRANSFORM ARG_INCLUDE PREPEND -I)
     # Small, but for what a load spends the core's time in.
     set(optimization -Os)
     if(name MATCHES "^(blank|crc32|equal|flash_port|sums)")
@@ -50,7 +59,8 @@ function(flash_compile_for_target SOURCE OBJECT CPU)
         OUTPUT ${OBJECT}
         COMMAND ${ARM_GCC} -mcpu=${CPU} ${FLASHLOADER_FLAGS} ${optimization}
                 -ffile-prefix-map=${CMAKE_BINARY_DIR}=build -ffile-prefix-map=${top}=.
-                ${ARGN} -I${top} -I${FLASHLOADER_FOLDER}/target/${FLASHLOADER_CORE_${CPU}}
+                ${ARG_OPTIONS} -frandom-seed=${name}
+                ${ARG_INCLUDE} -I${top} -I${FLASHLOADER_FOLDER}/target/${FLASHLOADER_CORE_${CPU}}
                 -fcallgraph-info=su -fstack-usage -MD -MF ${OBJECT}.d -c ${SOURCE} -o ${OBJECT}
         DEPENDS ${SOURCE}
         DEPFILE ${OBJECT}.d
@@ -77,10 +87,6 @@ function(flash_add_flashloader)
     if(NOT IS_ABSOLUTE ${ARG_VARIANT})
         set(ARG_VARIANT ${FLASHLOADER_FOLDER}/variants/${ARG_VARIANT})
     endif()
-    set(place)
-    if(ARG_FLASH)
-        set(place -Wl,--defsym=g_flash=${ARG_FLASH})
-    endif()
     flash_list_sources(sources ${ARG_PORT} ${ARG_VARIANT})
     while(ARG_REPLACE)
         list(POP_FRONT ARG_REPLACE original replacement)
@@ -94,19 +100,52 @@ function(flash_add_flashloader)
         if(object IN_LIST objects)
             set(object ${folder}/${name}_2.o)
         endif()
-        flash_compile_for_target(${source} ${object} ${ARG_CPU} ${ARG_INCLUDE})
+        set(options ${FLASHLOADER_LINK_TIME})
+        if(name STREQUAL "library")
+            set(options)  # the compiler asks for it only after it has seen all else
+        endif()
+        flash_compile_for_target(${source} ${object} ${ARG_CPU} INCLUDE ${ARG_INCLUDE} OPTIONS ${options})
         list(APPEND objects ${object})
     endforeach()
-    cmake_path(GET ARG_VARIANT PARENT_PATH variantFolder)
-    set(check ${FLASHLOADER_FOLDER}/check_image.cmake)
-    add_custom_command(
-        OUTPUT ${ARG_IMAGE}
-        COMMAND ${ARM_GCC} -mcpu=${ARG_CPU} -mthumb -nostdlib -Wl,--gc-sections,--fatal-warnings,--build-id=none
-                -L${variantFolder} -L${FLASHLOADER_FOLDER}/variants -T${ARG_VARIANT}.ld ${place} ${objects} -o ${ARG_IMAGE}
-        COMMAND ${CMAKE_COMMAND} -DIMAGE=${ARG_IMAGE} -DNM=${ARM_NM} "-DOBJECTS=${objects}" -P ${check}
-        DEPENDS ${objects} ${ARG_VARIANT}.ld ${FLASHLOADER_FOLDER}/variants/sections.ld ${check}
-        COMMENT "Linking ${ARG_NAME}"
-        VERBATIM)
+    flash_link_flashloader(IMAGE ${ARG_IMAGE} VARIANT ${ARG_VARIANT} CPU ${ARG_CPU} FLASH ${ARG_FLASH} FOLDER ${folder}
+        OBJECTS ${objects})
     add_custom_target(${ARG_NAME} DEPENDS ${ARG_IMAGE})
     set_target_properties(${ARG_NAME} PROPERTIES FLASHLOADER_OBJECTS "${objects}")
+endfunction()
+
+# `flash_link_flashloader(IMAGE file VARIANT path CPU c FOLDER for what is left over OBJECTS … [FLASH address] [DEPENDS
+# target] [UNCHECKED])`: links an image and checks it, or with UNCHECKED leaves the check to somebody else.
+function(flash_link_flashloader)
+    cmake_parse_arguments(ARG "UNCHECKED" "IMAGE;VARIANT;CPU;FLASH;FOLDER;DEPENDS" "OBJECTS" ${ARGN})
+    set(place)
+    if(ARG_FLASH)
+        set(place -Wl,--defsym=g_flash=${ARG_FLASH})
+    endif()
+    cmake_path(GET ARG_VARIANT PARENT_PATH variantFolder)
+    cmake_path(GET FLASHLOADER_FOLDER PARENT_PATH top)
+    flash_find_library_calls(libraryCalls ${ARG_OBJECTS})
+    set(check COMMAND ${CMAKE_COMMAND} -DIMAGE=${ARG_IMAGE} -DNM=${ARM_NM} -DCALLS=${ARG_FOLDER}/image.ltrans0.ltrans.ci
+        -DLIBRARY_CALLS=${libraryCalls} -P ${FLASHLOADER_FOLDER}/check_image.cmake)
+    if(ARG_UNCHECKED)
+        set(check)
+    endif()
+    add_custom_command(
+        OUTPUT ${ARG_IMAGE}
+        COMMAND ${ARM_GCC} -mcpu=${ARG_CPU} ${FLASHLOADER_FLAGS} -Os ${FLASHLOADER_LINK_TIME}
+                -ffile-prefix-map=${CMAKE_BINARY_DIR}=build -ffile-prefix-map=${top}=.
+                -fcallgraph-info=su -dumpdir ${ARG_FOLDER}/ -dumpbase image -frandom-seed=image
+                -nostdlib -Wl,--gc-sections,--fatal-warnings,--build-id=none -L${variantFolder}
+                -L${FLASHLOADER_FOLDER}/variants -T${ARG_VARIANT}.ld ${place} ${ARG_OBJECTS} -o ${ARG_IMAGE}
+        ${check}
+        DEPENDS ${ARG_OBJECTS} ${ARG_DEPENDS} ${ARG_VARIANT}.ld ${FLASHLOADER_FOLDER}/variants/sections.ld
+                ${FLASHLOADER_FOLDER}/check_image.cmake
+        COMMENT "Linking ${ARG_IMAGE}"
+        VERBATIM)
+endfunction()
+
+# The calls of what is compiled before the link and not seen again by then.
+function(flash_find_library_calls OUT)
+    list(FILTER ARGN INCLUDE REGEX "/library\\.o$")
+    list(TRANSFORM ARGN REPLACE "\\.o$" ".ci")
+    set(${OUT} ${ARGN} PARENT_SCOPE)
 endfunction()

@@ -26,8 +26,9 @@ __attribute__((section(".mailbox"))) volatile uint32_t g_currBuf = 0;
 __attribute__((section(".mailbox"))) volatile uint32_t g_fault = 0;
 
 static bool IsGuardIntact(const Workspace* workspace) {
+    const volatile uint32_t* guard = workspace->stackGuard;
     uint32_t i = 0;
-    while (i < kGuardWords && workspace->stackGuard[i] == kGuardPaint) {
+    while (i < kGuardWords && guard[i] == kGuardPaint) {
         ++i;
     }
     return i == kGuardWords;

@@ -79,7 +79,7 @@ static void TakeOverCore(void) {
 // under way. The first instruction may be left out, so that a probe can step over it by the program counter.
 __attribute__((naked, noinline, used)) void FlashloaderAnswered(void) { __asm__ volatile("nop \n bx lr \n"); }
 
-void StartFlashloader(uint32_t control) {
+__attribute__((used)) void StartFlashloader(uint32_t control) {
     if ((control & 1u) != 0) {
         g_fault = kFaultUnprivileged;
         for (;;) {
@@ -89,6 +89,7 @@ void StartFlashloader(uint32_t control) {
     for (uint32_t* word = g_bssStart; word < g_bssEnd; ++word) {
         *word = 0;
     }
+    __asm__ volatile("" ::: "memory");  // what was cleared are variables that the compiler knows by other names
 
     static LoadState state;
     g_fault = BeginLoad(&state, &g_workspace);

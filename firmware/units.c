@@ -5,6 +5,7 @@
 #include "firmware/blank.h"
 #include "firmware/deadline.h"
 #include "firmware/equal.h"
+#include "firmware/flash_changes.h"
 
 static const uint8_t kErasedByte = 0xFF;
 
@@ -68,7 +69,11 @@ Fit FitOf(const Slice* slice) {
 
 // Before each run, so that a port that forgets to ask cannot make a command endless.
 static FsmStatus ProgramRun(uint32_t unitAddress, const uint8_t* bytes, uint32_t unitCount) {
-    return DeadlineHasPassed() ? (FsmStatus)kFsmBusy : FlashPortProgramUnits(unitAddress, bytes, unitCount);
+    FlashChanges();
+    const FsmStatus fsmStatus =
+        DeadlineHasPassed() ? (FsmStatus)kFsmBusy : FlashPortProgramUnits(unitAddress, bytes, unitCount);
+    FlashChanges();
+    return fsmStatus;
 }
 
 static FsmStatus ProgramMerged(const Slice* slice, uint32_t unitAddress) {
