@@ -170,6 +170,7 @@ bool IsPrintable(const Options& options) {
            std::all_of(options.properties.begin(), options.properties.end(),
                        [](const auto& property) { return IsPlainWord(property.first); }) &&
            std::all_of(options.faults.begin(), options.faults.end(), IsPlainWord) &&
+           std::all_of(options.pool.burned.begin(), options.pool.burned.end(), IsPlainWord) &&
            std::all_of(options.validation.checkNames.begin(), options.validation.checkNames.end(), IsPlainWord);
 }
 
@@ -182,6 +183,12 @@ public:
         }
         for (const std::string& fault : parsed.faults) {
             arguments.push_back("--fault=" + fault);
+        }
+        for (const host::RadioAddress& chip : parsed.onlyChips) {
+            arguments.push_back("--only-chip=" + chip.Text());
+        }
+        for (const std::string& address : parsed.pool.burned) {
+            arguments.push_back("--burn=" + address);
         }
     }
 
@@ -210,6 +217,9 @@ public:
         tables[option.command] += Quoted(option.name) + " = " + (isBare ? option.value : Quoted(option.value)) + "\n";
         if (option.kind == Kind::Path) {
             Anchor(option.name);
+        }
+        if (option.kind == Kind::Database) {
+            AnchorDatabase(expected.recording.database);
         }
     }
 
@@ -245,23 +255,34 @@ private:
     }
 
     // Paths in the file count from its folder.
+    static std::string Anchored(const std::string& path) {
+        return path.starts_with('/') ? path : Config().Path().substr(0, Config().Path().rfind('/') + 1) + path;
+    }
+
+    static void AnchorDatabase(std::string& name) {
+        const std::string kind = "sqlite:";
+        name = name.starts_with(kind) ? kind + Anchored(name.substr(kind.size())) : name;
+    }
+
     void Anchor(const std::string& name) {
-        const std::string folder = Config().Path().substr(0, Config().Path().rfind('/') + 1);
-        const auto anchored = [&](const std::string& path) { return path.starts_with('/') ? path : folder + path; };
         if (name == "probe") {
             std::string& file = expected.probe.place;
-            file = file.empty() || expected.probe.kind != "virtual" ? file : anchored(file);
+            file = file.empty() || expected.probe.kind != "virtual" ? file : Anchored(file);
             return;
         }
+        const bool isOfLine = expected.command == app::Command::LineReport;
+        const bool isOfPool = expected.command == app::Command::PoolExport;
         std::filesystem::path& path = name == "plugin"    ? expected.plugin
                                       : name == "devices" ? expected.devicesFolder
                                       : name == "data"    ? expected.dataFolder
                                       : name == "trace"   ? expected.traceFile
                                       : name == "picture" ? expected.pictureFile
                                       : name == "report"  ? expected.reportFile
+                                      : isOfLine          ? expected.line.out
+                                      : isOfPool          ? expected.pool.file
                                                           : expected.outFile;
         if (name != "out" || path != "-") {
-            path = anchored(path.string());
+            path = Anchored(path.string());
         }
     }
 

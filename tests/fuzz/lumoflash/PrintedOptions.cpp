@@ -5,6 +5,8 @@
 #include <optional>
 #include <sstream>
 
+#include "apps/lumoflash/PoolOptions.h"
+
 namespace flash::fuzz {
 namespace {
 
@@ -23,6 +25,7 @@ public:
                 PrintFileOptions();
                 PrintProgram();
                 PutFlag("dry-run", options.isDryRun);
+                PrintRecording();
                 PutFlag("run", options.runsAfterwards);
                 PutUnlessEmpty("picture", options.pictureFile, Kind::Path);
                 PutUnlessEmpty("report", options.reportFile, Kind::Path);
@@ -39,7 +42,18 @@ public:
                 PutUnlessEmpty("station", options.line.station, Kind::Text);
                 break;
             case Command::LineReport:
-                Put("out", options.line.out.string(), Kind::Text);
+                Put("out", options.line.out.string(), Kind::Path);
+                break;
+            case Command::PoolCreate:
+                PrintRanges();
+                break;
+            case Command::PoolReconcile:
+                PutFlag("journal-only", options.pool.isJournalAlone);
+                Put("station", options.pool.station, Kind::Text);
+                break;
+            case Command::PoolExport:
+                Put("out", options.pool.file.string(), Kind::Path);
+                PutFlag("records", options.pool.hasRecords);
                 break;
             case Command::Verify:
                 PrintFileOptions();
@@ -126,6 +140,29 @@ private:
         Put("protect", options.lists.protect);
         PutFlag("disable-bootloader", closing.disableBootloader);
         PutFlag("disable-debug", closing.disableDebug);
+    }
+
+    void PrintRecording() {
+        const app::RecordingOptions& recording = options.recording;
+        const char* const kinds[] = {"ieee", "ble"};
+        std::string assign;
+        for (const host::line::PoolKind kind : recording.assign) {
+            assign += (assign.empty() ? "" : ",") + std::string(kinds[static_cast<int>(kind)]);
+        }
+        PutUnlessEmpty("assign", assign, Kind::Text);
+        PutUnlessEmpty(assign.empty() ? "record" : "assign-from", recording.database, Kind::Database);
+        PutFlag("was-erased", recording.wasErased);
+        PutUnlessEmpty("operator", recording.operatorName, Kind::Text);
+        Put("station", recording.place.station, Kind::Text);
+        PutUnlessEmpty("slot", recording.place.slot, Kind::Text);
+        Put("run-id", recording.place.run, Kind::Text);
+    }
+
+    void PrintRanges() {
+        for (const host::line::AddressRange& range : options.pool.ranges) {
+            Put(range.kind == host::line::PoolKind::Ieee ? "ieee" : "ble",
+                AddressOf(range.kind, range.first).Text() + "-" + AddressOf(range.kind, range.last).Text(), Kind::Text);
+        }
     }
 
     void PrintRead() {
@@ -222,6 +259,19 @@ public:
         const auto& [job, operatorName, station, database, out] = value;
         AddAll(job, operatorName, station, database, out);
     }
+    void Add(const host::line::AddressRange& value) { AddAll(value.kind, value.first, value.last); }
+    void Add(const host::line::Place& value) {
+        const auto& [run, station, slot] = value;
+        AddAll(run, station, slot);
+    }
+    void Add(const app::RecordingOptions& value) {
+        const auto& [database, assign, wasErased, place, operatorName] = value;
+        AddAll(database, assign, wasErased, place, operatorName);
+    }
+    void Add(const app::PoolOptions& value) {
+        const auto& [database, address, ranges, file, hasRecords, isJournalAlone, burned, station] = value;
+        AddAll(database, address, ranges, file, hasRecords, isJournalAlone, burned, station);
+    }
     void Add(const validator::ValidatePluginOptions& value) {
         const auto& [path, checks, isListing, limits] = value;
         AddAll(path, checks, isListing, limits.cpuSeconds, limits.wallSeconds);
@@ -284,6 +334,15 @@ std::vector<std::string> PrintWords(const Options& options) {
     if (options.command == Command::LineReport) {
         words.push_back(options.line.database);
     }
+    if (app::IsOfPool(options.command)) {
+        words.push_back(options.pool.database);
+    }
+    if (options.command == Command::PoolImport) {
+        words.push_back(options.pool.file);
+    }
+    if (options.command == Command::PoolShow) {
+        words.push_back(options.pool.address);
+    }
     if (!options.validation.modulePath.empty()) {
         words.push_back(options.validation.modulePath);
     }
@@ -291,7 +350,6 @@ std::vector<std::string> PrintWords(const Options& options) {
 }
 
 std::string Describe(const Options& options) {
-    // Where a run is recorded has a name that is drawn, and which chips it is for is not printed.
     const auto& [command, device, plugin, devicesFolder, dataFolder, traceFile, configFile, isConfigNamed, probe,
                  checksWrites, faults, properties, isVerbose, isJson, isQuiet, isColorOff, isAgreed, files, fileOptions,
                  program, lists, isDryRun, runsAfterwards, onlyChips, pictureFile, reportFile, verifyBy, outFile,
@@ -301,7 +359,10 @@ std::string Describe(const Options& options) {
     description.AddAll(command, device, plugin, devicesFolder, dataFolder, traceFile, probe, checksWrites, faults,
                        properties, isVerbose, isJson, isQuiet, isColorOff, isAgreed, files, fileOptions, program, lists,
                        isDryRun, runsAfterwards, pictureFile, reportFile, verifyBy, outFile, outFormat, range, sectors,
-                       keepCcfg, addressKinds, newAddress, validation, server, line);
+                       keepCcfg, addressKinds, newAddress, validation, server, line, onlyChips, pool);
+    if (command == Command::Program) {  // for others a name is drawn that nobody asks for
+        description.Add(recording);
+    }
     return description.Text();
 }
 

@@ -10,7 +10,7 @@
 namespace flash::fuzz {
 
 struct PrintedOption {
-    enum class Kind { Text, Number, Flag, Path };
+    enum class Kind { Text, Number, Flag, Path, Database };
 
     std::string command;  // "" for an option of every command
     std::string name;     // without the dashes

@@ -4,6 +4,7 @@
 
 #include <algorithm>
 #include <functional>
+#include <iterator>
 #include <map>
 #include <optional>
 #include <set>
@@ -59,6 +60,18 @@ private:
             digits += isDigit ? 1 : 0;
         }
         return digits == 2 * bytes && value.size() == 3 * bytes - 1;
+    }
+
+    static bool IsDatabase(const std::string& value) {
+        return value.starts_with("postgres://") || value.starts_with("postgresql://") ||
+               (value.starts_with("sqlite:") && value != "sqlite:");
+    }
+
+    // Of an operator, a station, a slot, a run.
+    static bool IsName(const std::string& value) {
+        return value.size() <= 64 && std::none_of(value.begin(), value.end(), [](char character) {
+                   return (character >= 0 && character < ' ') || character == '\x7F';
+               });
     }
 
     // Some "=" ends a word that a comma starts.
@@ -139,6 +152,14 @@ private:
                                     {"base", number},
                                     {"format", format},
                                     {"replace-ccfg", {}},
+                                    {"assign", oneOf({"ieee", "ble", "ieee,ble", "ble,ieee"})},
+                                    {"assign-from", IsDatabase},
+                                    {"was-erased", {}},
+                                    {"record", IsDatabase},
+                                    {"operator", IsName},
+                                    {"station", IsName},
+                                    {"slot", IsName},
+                                    {"run-id", IsName},
                                     {"dry-run", {}}})},
             {"verify", {{"base", number}, {"format", format}, {"range", IsRange}, {"by", oneOf({"target", "link"})}}},
             {"read", {{"out", any}, {"range", IsRange}, {"format", oneOf({"bin", "hex", "srec"})}}},
@@ -169,7 +190,7 @@ private:
     }
 
     // Of commands, and none by itself.
-    bool IsGroup() const { return command == "mac" || command == "line"; }
+    bool IsGroup() const { return command == "mac" || command == "line" || command == "pool"; }
 
     bool IsFlag(const std::string& option) const {
         const Check* check = Find(option);
@@ -190,8 +211,10 @@ private:
 
     // `value` starts with "=", or is empty for a flag.
     void TakeOption(const std::string& option, const std::string& value) {
-        // These need more: help, other files, properties that stand for options, lists of values.
-        static const std::set<std::string> others{"help", "version", "config", "set", "property", "check", "fault"};
+        // These need more: help, other files, properties that stand for options, lists of values, ranges of addresses.
+        static const std::set<std::string> others{"help",  "version", "config",    "set", "property",
+                                                  "check", "fault",   "only-chip", "burn"};
+        isPlain = isPlain && command != "pool create";
         const Check* check = Find(option);
         const bool isValuePlain = value.size() > 1 && value[1] != '-' && value[1] != '[' && value[1] != '"' &&
                                   value.find_first_of("{}\\`'", 1) == std::string::npos;
@@ -214,14 +237,15 @@ private:
     }
 
     bool IsSound() const {
-        const bool needsPart = command != "devices" && command != "validate-plugin" && !command.starts_with("line");
+        const bool needsPart = command != "devices" && command != "validate-plugin" && !command.starts_with("line") &&
+                               !command.starts_with("pool");
         const bool isQuietAndLoud = given.contains("json") && given.contains("quiet");
         return isGood && !command.empty() && !IsGroup() && (!needsPart || given.contains("device")) &&
                !isQuietAndLoud && AreWordsSound() && AreOptionsSound();
     }
 
     bool AreOptionsSound() const {
-        if (command == "program" && given.contains("keep-ccfg") && given.contains("replace-ccfg")) {
+        if (command == "program" && !IsLoadSound()) {
             return false;
         }
         if (command == "erase") {
@@ -233,6 +257,21 @@ private:
         const auto out = given.find("out");
         return command != "read" || (out != given.end() && (out->second != "-" || !given.contains("json")) &&
                                      (given.contains("format") || !IsElfByName(out->second)));
+    }
+
+    bool IsLoadSound() const {
+        const auto textOf = [this](const std::string& option) {
+            const auto found = given.find(option);
+            return found == given.end() ? std::string() : found->second;
+        };
+        const std::string assign = textOf("assign"), source = textOf("assign-from"), record = textOf("record");
+        const bool isWhole = assign.empty() == source.empty() && (source.empty() || record.empty() || source == record);
+        const bool isSingle =
+            std::none_of(std::begin(kAddressKinds), std::end(kAddressKinds), [&](const std::string& kind) {
+                return assign.find(kind) != std::string::npos &&
+                       (given.contains(kind) || given.contains("retain-" + kind));
+            });
+        return isWhole && isSingle && !(given.contains("keep-ccfg") && given.contains("replace-ccfg"));
     }
 
     static bool IsElfByName(const std::string& path) {
@@ -261,6 +300,11 @@ private:
         if (command == "line report") {
             return words.size() == 1 && given.contains("out");
         }
+        if (command.starts_with("pool")) {
+            const bool hasTwo = command == "pool import" || command == "pool show";
+            return words.size() == (hasTwo ? 2 : 1) && IsDatabase(words[0]) &&
+                   (command != "pool export" || given.contains("out"));
+        }
         if (command == "line run") {
             return words.size() == 1;
         }
@@ -269,6 +313,8 @@ private:
         }
         return words.empty();
     }
+
+    inline static const std::string kAddressKinds[] = {"ieee", "ble"};
 
     std::string command;
     std::map<std::string, std::string> given;
