@@ -6,6 +6,8 @@
 #include <pugixml.hpp>
 #include <set>
 
+#include "tests/host/picture/LooksAs.h"
+
 namespace flash::host {
 namespace {
 
@@ -97,6 +99,10 @@ TEST(FlashPicture, TellsWhatBecomesOfCcfg) {
         plan.replacesCcfg = c.isReplaced;
         EXPECT_EQ(MakeFlashPicture("", Image(), plan, ccfg).ccfg, c.expected);
     }
+}
+
+TEST(FlashPicture, LooksAsItWasFoundGood) {
+    ExpectLooksAs("load.svg", DrawFlashPicture(MakeFlashPicture("part: app", Image(), Plan(), Ccfg())));
 }
 
 TEST(FlashPicture, IsWellFormedWhateverTheNamesAre) {

@@ -3,6 +3,8 @@
 
 #include <gmock/gmock.h>
 
+#include "tests/host/picture/LooksAs.h"
+
 namespace flash::host {
 namespace {
 
@@ -35,6 +37,8 @@ TEST(RunReport, HasTheNumbersOfTheRunExactly) {
     EXPECT_THAT(page, HasSubstr(">debug link</text>"));
     EXPECT_THAT(page, HasSubstr("64 KB (16 sectors)"));
 }
+
+TEST(RunReport, LooksAsItWasFoundGood) { ExpectLooksAs("report.html", DrawRunReport(Report())); }
 
 TEST(RunReport, NeedsNothingElse) {
     const std::string page = DrawRunReport(Report());
