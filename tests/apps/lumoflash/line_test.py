@@ -87,6 +87,12 @@ class Line(LineCase):
         self.assertEqual(err, "error: 6 chips good, 2 bad\n")
         self.assertTrue(any(line.startswith("right: STOPPED, 2 chips bad in a row, the last one: ") for line in lines), lines)
 
+    def test_what_a_machine_writes_is_done_or_answered(self):
+        self.job("start = \"command\"", count=0)
+        out, err = self.start_line(stdin=subprocess.PIPE).communicate(b"\nbegin\nstart lift\nend\nstart left\n", timeout=120)
+        self.assertEqual(out.decode().splitlines(), [], err)
+        self.assertEqual(err.decode().splitlines()[:-1], ['"begin" is none of start, start SLOT and end', "There is no slot lift (did you mean left?)"])
+
     def test_an_image_that_changes_ends_the_line(self):
         self.job("start = \"command\"", count=0)
         line = self.start_line(stdin=subprocess.PIPE)

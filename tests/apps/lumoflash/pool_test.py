@@ -44,7 +44,9 @@ class Pool(Case):
 class Assigning(Pool):
     def test_each_chip_gets_its_own_addresses_and_keeps_them(self):
         self.create()
-        self.assign("a.chip")
+        out, _ = self.assign("a.chip")
+        self.assertEqual(out.decode().splitlines()[:2],
+                         ["secondary IEEE 02:00:00:00:00:00:00:01", "secondary BLE  C2:00:00:00:00:01"])
         self.assign("b.chip")
         first = self.addresses("a.chip")
         self.assertEqual(first, ["02:00:00:00:00:00:00:01", "C2:00:00:00:00:01"])

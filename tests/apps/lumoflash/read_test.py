@@ -30,7 +30,7 @@ class Read(Case):
         self.run_chip("read", "--out", "out.txt", "--format", "srec")
         subprocess.run(["objcopy", "-I", "srec", "-O", "binary", "out.txt", "again.bin"], cwd=self.path, check=True)
         self.assertEqual((self.path / "again.bin").read_bytes()[0x10:0x10 + 5000], data)
-        self.assertIn("writes no ELF", self.run_chip("read", "--out", "out.ELF", code=2)[1])
+        self.assertIn("--out out.ELF: read writes no ELF; choose another ending, or --format bin, hex or srec", self.run_chip("read", "--out", "out.ELF", code=2)[1])
 
     def test_raw_bytes_that_look_like_another_format_are_read_back_as_they_are(self):
         looks = b":00000001FF\n".ljust(64, b"\0")

@@ -4,6 +4,7 @@
 #include <gtest/gtest.h>
 
 #include "tests/host/files/TemporaryFolder.h"
+#include "tests/host/support/FakeProbe.h"
 #include "tests/host/support/Throws.h"
 
 namespace flash::host {
@@ -51,6 +52,14 @@ TEST(OpenProbe, SaysWhichServerDoesNotAnswer) {
                             OpenProbe({"gdb", "127.0.0.1:1", {}}, part);
                         }),
               "Cannot reach the GDB server at 127.0.0.1:1: connection refused");
+}
+
+TEST(ArmFaults, AsksAProbeThatBreaksOnDemand) {
+    FakeProbe probe;
+
+    ArmFaults(probe, {});
+    EXPECT_EQ(FailureOf(FailureKind::BadInput, [&] { ArmFaults(probe, {"operation-fails@1"}); }),
+              "\"fault\": only a virtual chip breaks on demand");
 }
 
 TEST(FileOf, IsThePlaceOfAVirtualChip) {

@@ -143,6 +143,37 @@ TEST(DeviceDescription, RefusesWhatIsWrongWithFileAndLine) {
     }
 }
 
+TEST(DeviceDescription, TakesEachNumberOfTheChipUpToItsBounds) {
+    struct Case {
+        const char* name;
+        const char* usual;
+        std::uint64_t least, most;
+    };
+    const Case cases[] = {
+        {"sectorSize", "4096", 256, 0x1'0000},
+        {"sectors", "32", 1, 128},
+        {"referenceFlashSize", "0x20000", 256, 0x100'0000},
+        {"ramSizeCode", "3", 0, 3},
+        {"revisionCode", "1", 0, 15},
+        {"ccfgSizeRegister", "0x50003FB0", 0, 0xFFFF'FFFC},
+    };
+    for (const Case& c : cases) {
+        const std::string usual = std::string(c.name) + "=\"" + c.usual + "\"";
+        const auto isTaken = [&](std::uint64_t number) {
+            const std::string chosen = std::string(c.name) + "=\"" + std::to_string(number) + "\"";
+            try {
+                LoadDeviceDescription(FileWith(GoodWith(usual, chosen)));
+            } catch (const Failure& failure) {  // of something else, once the number is taken
+                return std::string(failure.what()).find(chosen + " is not a number from") == std::string::npos;
+            }
+            return true;
+        };
+        EXPECT_TRUE(isTaken(c.least) && isTaken(c.most)) << c.name;
+        EXPECT_FALSE(c.least > 0 && isTaken(c.least - 1)) << c.name;
+        EXPECT_FALSE(isTaken(c.most + 1)) << c.name;
+    }
+}
+
 TEST(DeviceDescription, FieldsInCcfgMayFillTheLastSector) {
     const std::filesystem::path file =
         FileWith(GoodWith("0x1FFC0:8", "0x1F000:8").replace(std::string(kGood).find("0x1FFE0:8"), 9, "0x1FFF8:8"));

@@ -88,6 +88,30 @@ TEST(WritePlan, EverythingIsErasedWithAllUnlessPagesAreSkipped) {
     EXPECT_EQ(plan.Sectors(&SectorPlan::isErased).Text(), "0");
 }
 
+TEST(WritePlan, NamesEverySectorUnderItsReason) {
+    PlanRequest request = Request(EraseChoice::Necessary);
+    request.skippedSectors.Add(1);
+    request.skippedSectors.Add(3);
+    WritePlan plan = MakeWritePlan({Filled(8, 72, 0x11)}, request, NeverRead);
+    const auto named = [&plan] {
+        std::string text;
+        for (const auto& [reason, sectors] : SectorsByReason(plan)) {
+            text += std::string(reason) + ": " + sectors.Text() + "\n";
+        }
+        return text;
+    };
+    EXPECT_EQ(named(), "all is written: 0,2,4\nskipped: 1,3\nnot in the file: 5-7\n");
+
+    plan.isCompared = true;
+    plan.sectors[2].isDoubtful = true;
+    plan.sectors[4].carriesErasing = true;
+    plan.sectors[6].isOnlyFill = true;
+    plan.sectors[7].isUnchanged = true;
+    EXPECT_EQ(named(),
+              "differs: 0\nskipped: 1,3\ntouched by a load that did not end well: 2\n"
+              "written so that others are erased: 4\nnot in the file: 5\nonly fill: 6\nalready right: 7\n");
+}
+
 TEST(WritePlan, WritesAreSplitAtSkippedPagesAndNothingIsExpectedThere) {
     PlanRequest request = Request(EraseChoice::Necessary);
     request.skippedSectors.Add(1);

@@ -99,6 +99,19 @@ TEST_F(Notes, ThatCannotBeReadStandForAllSectors) {
     }
 }
 
+TEST_F(Notes, ThatCannotBeOpenedBelongToNoLoadThatRuns) {
+    std::filesystem::create_directories(folder);
+    std::filesystem::create_symlink("nowhere", folder / "08-07-06-05-04-03-02-02.4711-0");
+    SectorSet all(44);
+    all.AddAll();
+    EXPECT_EQ(Noted().Count(), 44u);
+
+    loads.Begin(kChip, all);
+    loads.Finish(all);
+
+    EXPECT_TRUE(Noted().IsEmpty());
+}
+
 TEST_F(Notes, ThatCannotBeReadAreSettledLikeOthers) {
     std::filesystem::create_directories(folder);
     std::ofstream(folder / "08-07-06-05-04-03-02-02") << "no list";

@@ -9,14 +9,16 @@
 
 namespace flash::host {
 
-// "" when nothing was thrown.
+// "" when nothing was thrown. No failure quotes a plug-in that has said nothing.
 template <typename Work>
 std::string FailureOf(FailureKind kind, Work work) {
     try {
         work();
     } catch (const Failure& failure) {
-        EXPECT_EQ(failure.Kind(), kind) << failure.what();
-        return failure.what();
+        std::string text = failure.what();
+        EXPECT_EQ(failure.Kind(), kind) << text;
+        EXPECT_EQ((text + "\n").find("said: \n"), std::string::npos) << text;
+        return text;
     }
     ADD_FAILURE() << "nothing was thrown";
     return "";

@@ -103,6 +103,7 @@ class Commands(Case):
                       "writes all of its sectors", "skips pages 1-2", "writes no sector of only 0x00",
                       "changes the last sector afterwards"):
             self.assertIn(words, text)
+        self.assertIn("replaces CCFG, ", self.gdb(self.serve("--replace-ccfg", before=()), "monitor plan"))
 
 
 if __name__ == "__main__":

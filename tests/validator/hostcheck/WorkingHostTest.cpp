@@ -2,7 +2,11 @@
 #include <gtest/gtest.h>
 
 #include <fstream>
+#include <functional>
 #include <iterator>
+#include <optional>
+#include <utility>
+#include <vector>
 
 #include "tests/validator/hostcheck/WorkingHost.h"
 
@@ -122,6 +126,42 @@ TEST(WorkingHost, IsToldThatAFailureWasMeant) {
         EXPECT_STREQ(work.Create(), "The checker fails this call on purpose");
         EXPECT_EQ(work.device, nullptr);
     });
+}
+
+TEST(HostCalls, CallNoServiceThatTheHostLeftEmpty) {
+    constexpr const char* kRefusal = "The host has no such service, or it threw";
+    std::string text;
+    std::uint64_t number = 0;
+    const auto given = [](const std::optional<std::string>& some) { return some ? "something" : kRefusal; };
+    const std::pair<std::size_t, std::function<const char*(HostCalls&)>> services[] = {
+        {0, [&](HostCalls& calls) { return given(calls.GetProperty("some")); }},
+        {1, [&](HostCalls& calls) { return calls.SetProperty(text, text); }},
+        {2, [](HostCalls& calls) { return calls.LoadProgram("", "", ""); }},
+        {3, [&](HostCalls& calls) { return calls.LookUpSymbol("g_cfg", &number); }},
+        {4, [](HostCalls& calls) { return calls.RunTarget(); }},
+        {6, [](HostCalls& calls) { return calls.HaltTarget(); }},
+        {10, [&](HostCalls& calls) { return calls.ReadMemory(&number, 1, 0, 1, 1); }},
+        {11, [&](HostCalls& calls) { return calls.WriteMemory(&number, 1, 0, 1, 1); }},
+        {13, [&](HostCalls& calls) { return calls.ReadRegister(1, &number); }},
+        {14, [](HostCalls& calls) { return calls.WriteRegister(527, 1); }},
+        {19, [](HostCalls& calls) { return calls.ReportError("some"); }},
+        {20, [](HostCalls& calls) { return calls.PrintMessage("some"); }},
+        {21, [&](HostCalls& calls) { return given(calls.GetDirectoryPath()); }},
+        {22, [](HostCalls& calls) { return calls.WaitMilliseconds(5); }},
+        {27, [](HostCalls& calls) { return calls.SelectCore("Cortex"); }},
+    };
+    for (const auto& [slot, service] : services) {
+        SCOPED_TRACE(slot);
+        std::vector<const void*> table(28, &text);  // never called
+        table[slot] = nullptr;
+        struct {
+            const void** slots;
+        } host{table.data()};
+        Findings findings;
+        HostCalls calls(reinterpret_cast<IFlashHost*>(&host), findings);
+
+        EXPECT_STREQ(service(calls), kRefusal);
+    }
 }
 
 // ---- Texts that die too early
