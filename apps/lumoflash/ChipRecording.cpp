@@ -36,8 +36,7 @@ std::string Hexadecimal(std::span<const std::uint8_t> bytes) {
 
 // No address is taken while the database is lost, and the chip stays as it is.
 [[noreturn]] void RefuseWithoutDatabase(const DatabaseLost& lost) {
-    throw Failure(FailureKind::Unreachable,
-                  "No address can be taken from the pool: " + lost.Text() + ". Nothing was touched");
+    throw DatabaseLost("No address can be taken from the pool: " + lost.Text() + ". Nothing was touched");
 }
 
 }  // namespace
@@ -126,6 +125,9 @@ void ChipRecording::ReadBack(host::Connection& connection) {
 }
 
 Outcome ChipRecording::End(Outcome outcome) {
+    if (outcome.awaitsDatabase) {
+        return outcome;  // nothing has happened to the chip
+    }
     record.isGood = outcome.exitCode == 0;
     record.cause = record.isGood ? "" : outcome.text.substr(0, outcome.text.find('\n'));
     record.seconds = std::chrono::duration<double>(std::chrono::steady_clock::now() - start).count();

@@ -146,6 +146,9 @@ public:
         if (outcome.stopsSlot) {
             event["stopsSlot"] = true;
         }
+        if (outcome.awaitsDatabase) {
+            event["awaitsDatabase"] = true;
+        }
         if (outcome.bytes != 0 && outcome.elapsed.count() > 0) {
             event["bytesPerSecond"] = static_cast<double>(outcome.bytes) / Seconds(outcome.elapsed);
         }

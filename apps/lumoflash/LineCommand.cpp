@@ -7,6 +7,7 @@
 #include <algorithm>
 #include <filesystem>
 
+#include "apps/lumoflash/ChiplessCommands.h"
 #include "apps/lumoflash/CommandLine.h"
 #include "apps/lumoflash/JobFile.h"
 #include "apps/lumoflash/LineInput.h"
@@ -14,12 +15,16 @@
 #include "apps/lumoflash/LineReport.h"
 #include "apps/lumoflash/LineTexts.h"
 #include "apps/lumoflash/LineView.h"
+#include "apps/lumoflash/Locations.h"
 #include "apps/lumoflash/PoolOptions.h"
 #include "host/Failure.h"
 #include "host/Words.h"
 #include "host/backends/OpenProbe.h"
+#include "host/devices/DeviceDescription.h"
+#include "host/line/Database.h"
 #include "host/line/FileHashes.h"
 #include "host/line/Record.h"
+#include "host/line/Schema.h"
 #include "host/line/Station.h"
 
 namespace flash::app {
@@ -62,13 +67,20 @@ public:
     }
 
     Outcome Run(const std::atomic<bool>& isInterrupted) {
+        host::FindDevice(host::LoadDeviceDescriptions(DevicesFolderFor(options, FindLocations())).devices,
+                         GetJob().device);
         MakeChipFolders();
+        const std::string lost = CheckDatabase();
         const auto view = MakeLineView(options);
+        if (!lost.empty()) {
+            view->Note(lost);
+        }
         const InterruptPipe interrupts(isInterrupted);
         const bool hasKeys = GetJob().start == StartMode::Key;
         const std::optional<KeyInput> keys = hasKeys ? std::optional<KeyInput>(std::in_place) : std::nullopt;
         host::line::Station station(line, Duties(*view, interrupts.Reading()));
         station.Run();
+        std::ranges::for_each(SendRecords(GetJob()), [&](const std::string& text) { view->Note(text); });
         return Verdict();
     }
 
@@ -84,6 +96,19 @@ private:
                 .view = view,
                 .interrupts = interrupts,
                 .requests = GetJob().start == StartMode::Immediately ? -1 : STDIN_FILENO};
+    }
+
+    // What would be wrong for every chip is told before the first one; a database that is away may come back.
+    std::string CheckDatabase() const {
+        if (GetJob().database.empty()) {
+            return "";
+        }
+        try {
+            host::line::RequireSchema(*host::line::OpenDatabase(GetJob().database));
+            return "";
+        } catch (const host::line::DatabaseLost& failure) {
+            return failure.what();
+        }
     }
 
     // A new virtual chip is kept where the job says, as is a record.

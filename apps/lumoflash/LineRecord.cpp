@@ -4,6 +4,7 @@
 #include "apps/lumoflash/Locations.h"
 #include "apps/lumoflash/Version.h"
 #include "host/line/Assignment.h"
+#include "host/line/Upload.h"
 
 namespace flash::app {
 namespace {
@@ -49,7 +50,21 @@ void RecordBadChip(const host::line::Job& job, const host::line::FileHashes& has
     const auto database = host::line::OpenDatabase(job.database);
     host::line::Journal journal(JournalFileFor(*database, JournalFolder()));
     host::line::Assignment assignment(*database, journal, {record.run, record.station, record.slot});
-    assignment.Finish(record, {});
+    assignment.NoteEnd(record, {});
+}
+
+std::vector<std::string> SendRecords(const host::line::Job& job) {
+    if (job.database.empty()) {
+        return {};
+    }
+    try {
+        const auto database = host::line::OpenDatabase(job.database);
+        const host::line::Journal journal(JournalFileFor(*database, JournalFolder()));
+        return CatchUp(*database, std::chrono::system_clock::now, journal);
+    } catch (const host::Failure& failure) {
+        return {"Some records are kept in the journal, and the next run with a database sends them: " +
+                std::string(failure.what())};
+    }
 }
 
 }  // namespace flash::app

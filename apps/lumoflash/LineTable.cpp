@@ -89,6 +89,8 @@ Badge BadgeOf(const Slot& slot) {
             return {" WORK", kYellow};
         case SlotState::Labelling:
             return {" LABEL", kYellow};
+        case SlotState::Postponed:
+            return {" WAITS", kYellow};
         case SlotState::Stopped:
             return {" STOP", kRed};
         default:
@@ -185,6 +187,9 @@ private:
             return fmt::format("[{}{}] {:>3} % {}", std::string(filled, '#'), std::string(kBarLength - filled, '-'),
                                percent, slot.Run()->stage.stage);
         }
+        if (slot.State() == SlotState::Postponed) {
+            return slot.WaitsFor();
+        }
         const bool isBad = slot.State() == SlotState::Stopped || (slot.LastVerdict() && !slot.LastVerdict()->isGood);
         return isBad ? slot.LastCause() : ChipOf(slot);
     }
@@ -197,12 +202,20 @@ private:
     }
 
     void DrawFooter() {
-        const auto bad = std::ranges::find_if(line.Slots(), [](const Slot& slot) { return !slot.LastCause().empty(); });
-        const std::string cause = line.Trouble().empty() && bad != line.Slots().end()
-                                      ? fmt::format(" last cause, {}: {}", LastBad().Plan().name, LastBad().LastCause())
-                                      : " " + line.Trouble();
+        const std::string cause = " " + CauseOfTrouble();
         Add(cause == " " ? "" : Painted(kRedText, Fit(cause, size.columns)));
         Add(Painted(kInverse, Fit(" " + WhatToDo(line), size.columns)));
+    }
+
+    // What keeps the line from working, else what was last wrong.
+    std::string CauseOfTrouble() const {
+        const auto isPostponed = [](const Slot& slot) { return slot.State() == SlotState::Postponed; };
+        const auto postponed = std::ranges::find_if(line.Slots(), isPostponed);
+        if (!line.Trouble().empty() || postponed != line.Slots().end()) {
+            return line.Trouble().empty() ? PostponedLine(*postponed) : line.Trouble();
+        }
+        const Slot& bad = LastBad();
+        return bad.LastCause().empty() ? "" : fmt::format("last cause, {}: {}", bad.Plan().name, bad.LastCause());
     }
 
     // The one whose last bad chip began last.

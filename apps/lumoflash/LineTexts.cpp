@@ -61,6 +61,10 @@ std::string VerdictLine(const Slot& slot) {
                        isGood ? "" : slot.LastVerdict()->cause, DurationText(slot.LastDuration()));
 }
 
+std::string PostponedLine(const Slot& slot) {
+    return fmt::format("{}: chip {} waits: {}", slot.Plan().name, slot.Run()->number, slot.WaitsFor());
+}
+
 std::string WhatToDo(const Line& line) {
     if (line.IsEnding()) {
         return "Ending: the chips in the slots are finished first. Ctrl-C stops them";

@@ -26,6 +26,9 @@ std::string AddressOf(const host::line::ChipRun& run);
 // How the slot's last chip went, in one line.
 std::string VerdictLine(const host::line::Slot& slot);
 
+// "left: chip 7 waits: …"
+std::string PostponedLine(const host::line::Slot& slot);
+
 // What the user can do now.
 std::string WhatToDo(const host::line::Line& line);
 

@@ -6,6 +6,7 @@
 #include <unistd.h>
 
 #include <cstdio>
+#include <map>
 #include <nlohmann/json.hpp>
 #include <utility>
 
@@ -41,6 +42,11 @@ public:
             Write(stdout, host::Escaped(VerdictLine(slot)) + "\n");
         }
     }
+    void ChipPostponed(const Slot& slot) override {
+        if (std::exchange(waiting[slot.Plan().name], slot.Run()->number) != slot.Run()->number) {
+            Write(stdout, host::Escaped(PostponedLine(slot)) + "\n");
+        }
+    }
     void SlotStopped(const Slot& slot) override {
         Write(stdout, host::Escaped(fmt::format("{}: STOPPED, {}", slot.Plan().name, slot.LastCause())) + "\n");
     }
@@ -49,6 +55,7 @@ public:
 
 private:
     bool isQuiet;
+    std::map<std::string, std::uint64_t> waiting;  // the chip of the slot that was told to wait
 };
 
 std::string_view StateWord(SlotState state) {
@@ -57,6 +64,8 @@ std::string_view StateWord(SlotState state) {
             return "working";
         case SlotState::Labelling:
             return "labelling";
+        case SlotState::Postponed:
+            return "postponed";
         case SlotState::Stopped:
             return "stopped";
         default:
@@ -81,6 +90,7 @@ public:
               {"good", slot.Good()},
               {"bad", slot.Bad()}});
     }
+    void ChipPostponed(const Slot& slot) override { EmitSlot(slot); }
     void SlotStopped(const Slot& slot) override { EmitSlot(slot); }
     void Note(const std::string& text) override {
         Emit({{"event", "message"}, {"source", "host"}, {"level", "info"}, {"text", text}});
@@ -99,7 +109,7 @@ private:
               {"phase", run.stage.stage},
               {"doneBytes", run.stage.doneBytes},
               {"totalBytes", run.stage.totalBytes},
-              {"text", slot.State() == SlotState::Stopped ? slot.LastCause() : ""}});
+              {"text", slot.State() == SlotState::Stopped ? slot.LastCause() : slot.WaitsFor()}});
     }
     static void Emit(const json& event) {
         Write(stdout, event.dump(-1, ' ', false, json::error_handler_t::replace) + "\n");
@@ -125,6 +135,7 @@ public:
             Keep(VerdictLine(slot));
         }
     }
+    void ChipPostponed(const Slot&) override { isChanged = true; }
     void SlotStopped(const Slot& slot) override {
         Keep(fmt::format("{}: STOPPED, {}", slot.Plan().name, slot.LastCause()));
     }

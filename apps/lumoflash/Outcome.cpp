@@ -40,13 +40,17 @@ std::string WordsOf(const std::exception& error) {
 
 Outcome OutcomeOf(const std::function<Outcome()>& work) {
     const auto failed = [](FailureKind kind, const std::string& text) {
-        return Outcome{static_cast<int>(kind), text, 0, {}, false};
+        return Outcome{static_cast<int>(kind), text, 0, {}};
     };
     try {
         return work();
     } catch (const host::line::SuspectChip& failure) {
         Outcome outcome = failed(failure.Kind(), InWords(failure.Text()));
         outcome.stopsSlot = true;
+        return outcome;
+    } catch (const host::line::DatabaseLost& failure) {
+        Outcome outcome = failed(failure.Kind(), InWords(failure.Text()));
+        outcome.awaitsDatabase = true;
         return outcome;
     } catch (const Failure& failure) {
         return failed(failure.Kind(), InWords(failure.Text()));

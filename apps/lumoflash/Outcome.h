@@ -15,6 +15,7 @@ struct Outcome {
     std::size_t bytes = 0;
     std::chrono::nanoseconds elapsed{};  // on the chip's clock
     bool stopsSlot = false;              // a person must look at the chip before the next one
+    bool awaitsDatabase = false;         // nothing was touched; the same again once the database is back
 };
 
 // False when the work ended before it could.

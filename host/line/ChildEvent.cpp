@@ -10,7 +10,7 @@ using nlohmann::json;
 
 ChildEvent ReadResult(const json& event) {
     return ResultEvent{event.at("ok").get<bool>(), event.at("exitCode").get<int>(), event.at("text").get<std::string>(),
-                       event.value("stopsSlot", false)};
+                       event.value("stopsSlot", false), event.value("awaitsDatabase", false)};
 }
 
 std::optional<ChildEvent> ReadEvent(const json& event) {

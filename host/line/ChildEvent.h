@@ -25,7 +25,8 @@ struct ResultEvent {
     bool isGood = false;
     int exitCode = 0;
     std::string text;
-    bool stopsSlot = false;  // somebody must look at the chip before the slot goes on
+    bool stopsSlot = false;       // somebody must look at the chip before the slot goes on
+    bool awaitsDatabase = false;  // nothing was touched: the chip can be tried again once the database is back
     bool operator==(const ResultEvent&) const = default;
 };
 

@@ -52,6 +52,7 @@ void Line::RequestAll() {
 
 void Line::LookAt(std::size_t index) {
     Slot& slot = slots.at(index);
+    GiveUpPostponed();
     if (job.start == StartMode::Immediately && slot.State() == SlotState::Waiting &&
         slot.BadInARow() >= job.badInARow) {
         slot.Stop(
@@ -62,6 +63,17 @@ void Line::LookAt(std::size_t index) {
 void Line::End(const std::string& reason) {
     isEnding = true;
     trouble = trouble.empty() ? reason : trouble;
+    GiveUpPostponed();
+}
+
+// Such a chip counts as one that was never put in.
+void Line::GiveUpPostponed() {
+    for (Slot& slot : slots) {
+        if (isEnding && slot.State() == SlotState::Postponed) {
+            slot.GiveUp();
+            --begun;
+        }
+    }
 }
 
 bool Line::IsOver() const {

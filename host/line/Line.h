@@ -23,6 +23,9 @@ public:
 
     bool MayBegin(std::size_t index) const;
 
+    // A postponed chip is tried again, with its number.
+    bool MayResume(std::size_t index, TimePoint now) const { return !isEnding && slots.at(index).MayResumeAt(now); }
+
     // The running number of the chip that this slot begins with now.
     std::uint64_t TakeNumber(std::size_t index);
 
@@ -31,7 +34,8 @@ public:
     bool Request(std::size_t index);
     void RequestAll();
 
-    // After each verdict: a slot that starts by itself and has had nothing but bad chips stops.
+    // After each end of a program: a slot that starts by itself and has had nothing but bad chips stops, and a line
+    // that ends waits for no database.
     void LookAt(std::size_t index);
 
     // No chip begins any more. A reason is trouble; the user's wish has none.
@@ -49,6 +53,7 @@ public:
     bool IsWhole() const;  // all chips that were asked for have been worked on
 
 private:
+    void GiveUpPostponed();
     bool HasNumbers() const { return !job.count || begun < *job.count; }
 
     Job job;

@@ -8,7 +8,8 @@
 namespace flash::host::line {
 namespace {
 
-constexpr std::chrono::seconds kGrace{5};  // from being asked to end to being ended
+constexpr std::chrono::seconds kGrace{5};    // from being asked to end to being ended
+constexpr std::chrono::seconds kNextTry{2};  // a database that is back is noticed by then
 
 std::string FirstLineOf(const std::string& text) { return text.substr(0, text.find('\n')); }
 
@@ -55,6 +56,11 @@ bool Slot::WorkHasEnded(const WorkEnd& end, TimePoint now) {
     const bool isGood = end.exitCode == 0 && run->told && run->told->isGood && run->told->exitCode == 0;
     if (isGood) {
         return true;
+    }
+    if (run->told && run->told->awaitsDatabase) {
+        state = SlotState::Postponed;
+        deadline = now + kNextTry;
+        return false;
     }
     const bool isStopped = run->told && run->told->stopsSlot;
     Judge({false, CauseOf(end)}, now);
@@ -126,6 +132,13 @@ std::optional<TimePoint> Slot::NextDeadline() const { return deadline; }
 void Slot::Interrupt(TimePoint now) {
     isAsked = isInterrupted = true;
     deadline = now + kGrace;
+}
+
+std::string Slot::WaitsFor() const { return state == SlotState::Postponed ? FirstLineOf(run->told->text) : ""; }
+
+void Slot::GiveUp() {
+    state = SlotState::Waiting;
+    deadline.reset();
 }
 
 void Slot::Reopen() {

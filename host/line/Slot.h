@@ -19,6 +19,7 @@ enum class SlotState {
     Waiting,    // for the next chip
     Working,    // the program works on a chip
     Labelling,  // the chip is good, the user's command runs
+    Postponed,  // the chip waits for the database; nothing on it was touched
     Stopped     // takes no more chips
 };
 
@@ -54,7 +55,7 @@ public:
 
     const SlotPlan& Plan() const { return plan; }
     SlotState State() const { return state; }
-    bool IsBusy() const { return state == SlotState::Working || state == SlotState::Labelling; }
+    bool IsBusy() const { return state != SlotState::Waiting && state != SlotState::Stopped; }
     const std::optional<ChipRun>& Run() const { return run; }  // of the chip in it, or of the last one
     const std::optional<Verdict>& LastVerdict() const { return lastVerdict; }
     std::uint64_t Good() const { return good; }
@@ -66,7 +67,8 @@ public:
     void Begin(ChipRun chipRun, std::chrono::seconds timeLimit);
     void Hear(const ChildEvent& event);
 
-    // The program has ended: true when the chip is good so far and its label is next, if there is one.
+    // The program has ended: true when the chip is good so far and its label is next, if there is one. Else there is a
+    // verdict, or the slot is postponed.
     bool WorkHasEnded(const WorkEnd& end, TimePoint now);
     void BeginLabel(TimePoint now, std::chrono::seconds timeLimit);
     void LabelHasEnded(const WorkEnd& end, TimePoint now);
@@ -79,6 +81,11 @@ public:
     Patience PatienceAt(TimePoint now);
     std::optional<TimePoint> NextDeadline() const;
     void Interrupt(TimePoint now);  // it has been asked to end because the user wants it
+
+    // Of a postponed one: whether it is time to try again; why it waits; there is no next time.
+    bool MayResumeAt(TimePoint now) const { return state == SlotState::Postponed && now >= *deadline; }
+    std::string WaitsFor() const;
+    void GiveUp();
 
     void Stop(const std::string& cause);
     void Reopen();  // a stopped one takes chips again

@@ -70,7 +70,8 @@ void Station::Run() {
 
 void Station::BeginChips() {
     for (std::size_t index = 0; index < works.size(); ++index) {
-        if (!line.MayBegin(index)) {
+        const bool isResumed = line.MayResume(index, Now());
+        if (!isResumed && !line.MayBegin(index)) {
             continue;
         }
         try {
@@ -79,14 +80,14 @@ void Station::BeginChips() {
             line.End(error.what());
             return;
         }
-        Begin(index);
+        Begin(index, isResumed ? line.SlotAt(index).Run()->number : line.TakeNumber(index));
     }
 }
 
-void Station::Begin(std::size_t index) {
+void Station::Begin(std::size_t index, std::uint64_t number) {
     Slot& slot = line.SlotAt(index);
     ChipRun run;
-    run.number = line.TakeNumber(index);
+    run.number = number;
     run.id = duties.drawRunId();
     run.probe = ProbeFor(slot.Plan(), run.number);
     run.begun = Now();
@@ -158,6 +159,11 @@ void Station::WorkHasEnded(std::size_t index, const ProcessEnd& end) {
             Record(slot);
         }
     } else if (!slot.WorkHasEnded(how, Now())) {
+        if (slot.State() == SlotState::Postponed) {
+            duties.view.ChipPostponed(slot);
+            line.LookAt(index);
+            return;
+        }
         if (!slot.Run()->told) {
             Record(slot);
         }

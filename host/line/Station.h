@@ -19,6 +19,7 @@ public:
     virtual void ChipBegun(const Slot& slot) = 0;
     virtual void ChipAdvanced(const Slot& slot) = 0;
     virtual void ChipEnded(const Slot& slot) = 0;
+    virtual void ChipPostponed(const Slot& slot) = 0;  // each time that it was tried in vain
     virtual void SlotStopped(const Slot& slot) = 0;
     virtual void Note(const std::string& text) = 0;
 
@@ -59,7 +60,7 @@ private:
     };
 
     void BeginChips();
-    void Begin(std::size_t index);
+    void Begin(std::size_t index, std::uint64_t number);
     void BeginLabel(std::size_t index);
     void Serve(std::size_t index);
     void Hear(std::size_t index);

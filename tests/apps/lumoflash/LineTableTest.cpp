@@ -37,6 +37,11 @@ void Begin(Line& line, std::size_t slot) {
     line.SlotAt(slot).Begin(std::move(run), 10s);
 }
 
+void Postpone(Line& line, std::size_t slot) {
+    line.SlotAt(slot).Hear(ResultEvent{false, 4, "the database is lost", false, true});
+    line.SlotAt(slot).WorkHasEnded({4, "ended with exit code 4", ""}, kStart);
+}
+
 std::vector<std::string> WithoutColors(const std::vector<std::string>& rows) {
     static const std::regex escape("\x1b\\[[0-9;]*m");
     std::vector<std::string> plain;
@@ -113,6 +118,15 @@ TEST(DrawLineTable, TellsWhatWasLastWrongOfAllSlots) {
     EXPECT_EQ(Drawn(line, {80, 24})[22].substr(0, 26), " last cause, slot 1: newer");
     line.End("the file has changed");
     EXPECT_EQ(Drawn(line, {80, 24})[22].substr(0, 21), " the file has changed");
+}
+
+TEST(DrawLineTable, TellsWhatASlotWaitsFor) {
+    Line line = WithSlots(4);
+    Begin(line, 1);
+    Postpone(line, 1);
+
+    EXPECT_EQ(Drawn(line, {80, 24})[12].substr(0, 45), " 2 slot 1         WAITS  the database is lost");
+    EXPECT_EQ(Drawn(line, {80, 24})[22].substr(0, 43), " slot 1: chip 1 waits: the database is lost");
 }
 
 TEST(DrawLineTable, MovesNoCursorByWhatOthersSay) {

@@ -124,6 +124,36 @@ class LineWithDatabase(DatabaseCase):
         self.assertEqual(len(stopped), 1, lines)
         self.assertIn(f"address {address}, which is recorded for the chip {chip}", stopped[0])
 
+    def test_a_line_that_loses_its_database_waits_and_goes_on(self):
+        self.job('start = "command"\nbad-in-a-row = 1', count=3)
+        line = self.start_line(stdin=subprocess.PIPE)
+        line.stdin.write(b"start left\n")
+        line.stdin.flush()
+        self.assertIn(b"left: chip 1 good", line.stdout.readline())
+        (self.path / "line.db").rename(self.path / "kept.db")
+        self.file("line.db", "no database, but as long as the beginning of one: " + "x" * 100)
+        line.stdin.write(b"start\n")
+        line.stdin.flush()
+        waiting = sorted(line.stdout.readline().decode() for _ in range(2))
+        for slot, row in zip(("left", "right"), waiting):
+            self.assertRegex(row, rf"^{slot}: chip [23] waits: .*sqlite:.*line.db: it is no SQLite database")
+        (self.path / "kept.db").rename(self.path / "line.db")
+        out, err = line.communicate(timeout=120)
+        self.assertEqual((line.returncode, err), (0, b"3 chips good, 0 bad\n"))
+        self.assertEqual(sorted(row.split(",")[0] for row in out.decode().splitlines()), sorted(row.split(" waits")[0] + " good" for row in waiting))
+        self.assertEqual(len(self.assigned()), 6)
+        self.assertEqual([record["verdict"] for record in self.records()], ["good"] * 3, "waiting is no record")
+
+    def test_what_is_wrong_for_every_chip_is_told_before_the_first_one(self):
+        self.job()
+        job = (self.path / "job.toml").read_text()
+        for before, after, text in (('sqlite:line.db', 'sqlite:none.db', "none.db: there is no such file; create a pool in it first"),
+                                    (self.device, "LumoX", 'there is no part "LumoX"')):
+            self.file("job.toml", job.replace(before, after))
+            lines, err = self.run_line(code=2)
+            self.assertEqual(lines, [])
+            self.assertIn(text, err)
+
     def test_only_the_jobs_chips_are_programmed(self):
         mine, other = "02:00:00:00:00:00:00:01", "02:00:00:00:00:00:00:02"
         slots = [("left", f"virtual:a.chip,identity={mine}"), ("right", f"virtual:b.chip,identity={other}")]

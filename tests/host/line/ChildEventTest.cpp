@@ -15,6 +15,8 @@ TEST(ReadChildEvent, KnowsStagesAddressesAndResults) {
               ChildEvent(AddressEvent{"primary IEEE", "02:00:00:00:00:00:00:01"}));
     EXPECT_EQ(ReadChildEvent(R"({"event":"result","ok":true,"exitCode":0,"text":"done","bytes":1,"seconds":0.1})"),
               ChildEvent(ResultEvent{true, 0, "done", false}));
+    EXPECT_EQ(ReadChildEvent(R"({"event":"result","ok":false,"exitCode":4,"text":"no","awaitsDatabase":true})"),
+              ChildEvent(ResultEvent{false, 4, "no", false, true}));
     EXPECT_EQ(ReadChildEvent(R"({"event":"result","ok":false,"exitCode":1,"text":"no","stopsSlot":true})"),
               ChildEvent(ResultEvent{false, 1, "no", true}));
 }

@@ -96,6 +96,41 @@ TEST(ALine, ThatEndsLetsChipsFinishAndBeginsNone) {
     EXPECT_EQ(line.Trouble(), "");
 }
 
+void Postpone(Line& line, std::size_t slot) {
+    line.SlotAt(slot).Hear(ResultEvent{false, 4, "the database is lost", false, true});
+    line.SlotAt(slot).WorkHasEnded({4, "ended with exit code 4", ""}, {});
+    line.LookAt(slot);
+}
+
+TEST(ALine, GoesOnWithAPostponedChipAndStopsNoSlotForIt) {
+    Line line(TwoSlots(StartMode::Immediately, 1));
+    Begin(line, 0);
+    for (int i = 0; i < 10; ++i) {
+        Postpone(line, 0);
+        EXPECT_EQ(line.SlotAt(0).State(), SlotState::Postponed);
+    }
+
+    EXPECT_FALSE(line.MayBegin(0)) << "it is the same chip, with its number";
+    EXPECT_FALSE(line.IsOver());
+    EXPECT_FALSE(line.MayResume(0, {}));
+    EXPECT_TRUE(line.MayResume(0, TimePoint::max()));
+}
+
+TEST(ALine, ThatEndsWaitsForNoDatabase) {
+    Line line(TwoSlots(StartMode::Immediately, 2));
+    Begin(line, 0);
+    Begin(line, 1);
+    Postpone(line, 0);
+    line.End("");
+    Postpone(line, 1);
+
+    EXPECT_FALSE(line.MayResume(0, TimePoint::max()));
+    EXPECT_TRUE(line.IsOver());
+    EXPECT_FALSE(line.IsWhole()) << "neither chip was worked on";
+    EXPECT_EQ(line.Begun(), 0u);
+    EXPECT_EQ(line.Bad(), 0u);
+}
+
 TEST(ALine, RemembersTheFirstTrouble) {
     Line line(TwoSlots(StartMode::Immediately, 100));
 

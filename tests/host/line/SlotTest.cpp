@@ -103,6 +103,22 @@ TEST_F(AWorkingSlot, StopsWhenSomebodyMustLookAtTheChip) {
     EXPECT_EQ(slot.State(), SlotState::Waiting);
 }
 
+TEST_F(AWorkingSlot, TriesTheSameChipAgainWhileTheDatabaseIsLost) {
+    slot.Hear(ResultEvent{false, 4, "the database is lost\nmore", false, true});
+
+    EXPECT_FALSE(slot.WorkHasEnded({4, "ended with exit code 4", ""}, kStart + 1s));
+
+    EXPECT_EQ(slot.State(), SlotState::Postponed);
+    EXPECT_TRUE(slot.IsBusy()) << "the chip is in it";
+    EXPECT_EQ(slot.WaitsFor(), "the database is lost");
+    EXPECT_EQ(slot.Bad(), 0u);
+    EXPECT_FALSE(slot.MayResumeAt(kStart + 2s));
+    EXPECT_TRUE(slot.MayResumeAt(slot.NextDeadline().value()));
+    Begin(1);
+    EXPECT_EQ(slot.State(), SlotState::Working);
+    EXPECT_EQ(slot.WaitsFor(), "");
+}
+
 TEST_F(AWorkingSlot, WaitsNoLongerThanItMay) {
     EXPECT_EQ(slot.NextDeadline(), kStart + 60s);
     EXPECT_EQ(slot.PatienceAt(kStart + 59s), Slot::Patience::Wait);
