@@ -16,8 +16,6 @@
 
 namespace flash::chip {
 
-inline constexpr std::uint32_t kThumbBit = 1;  // of an address to jump to
-
 class EmulatedCore::Engine {
 public:
     Engine(CoreBus& coreBus, Sram& coreSram, std::uint64_t clockHz);

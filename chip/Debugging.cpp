@@ -5,7 +5,6 @@
 namespace flash::chip {
 namespace {
 constexpr Nanoseconds kShortestTime{1};  // in which an instruction begins, and no second one
-constexpr std::uint32_t kThumbBit = 1;
 }  // namespace
 
 void VirtualChip::Machine::Allow(Execution execution) {

@@ -10,6 +10,8 @@ inline constexpr std::uint32_t kFlashBase = 0;
 inline constexpr std::uint32_t kSramBase = 0x2000'0000;
 inline constexpr std::uint32_t kCcfgWindowBase = 0x5000'3000;  // the last flash sector once more
 
+inline constexpr std::uint32_t kThumbBit = 1;  // of an address to jump to
+
 // Factory data, in a page of read-only memory.
 inline constexpr std::uint32_t kFactoryBase = 0x5000'1000;
 inline constexpr std::uint32_t kFactoryBytes = 0x1000;

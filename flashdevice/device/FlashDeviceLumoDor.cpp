@@ -8,9 +8,9 @@
 namespace flash {
 namespace {
 
-constexpr std::uint32_t kSectorSize = 0x1000;
-constexpr std::uint32_t kReferenceFlashSize = 0x2'0000;
-constexpr std::uint32_t kCcfgSizeRegister = 0x5000'3FB0;  // CCFG_SIZE_AND_DIS_FLAGS
+constexpr std::uint32_t kDorSectorSize = 0x1000;
+constexpr std::uint32_t kDorReferenceFlashSize = 0x2'0000;
+constexpr std::uint32_t kDorCcfgSizeRegister = 0x5000'3FB0;  // CCFG_SIZE_AND_DIS_FLAGS
 
 // Bytes of SRAM by size code.
 constexpr std::uint32_t kSmallRamSizes[] = {0x800, 0x1000, 0x2000, 0x4000};
@@ -21,8 +21,8 @@ constexpr std::uint32_t kLargeRamSizes[] = {0x1000, 0x2800, 0x4000, 0x5000};
 FlashDeviceLumoDor::FlashDeviceLumoDor(std::string name, const std::string& secondText, const std::string& thirdText,
                                        IFlashHost* flashHost)
     : FlashDeviceLumo(std::move(name), secondText, thirdText, flashHost) {
-    sectorSize = kSectorSize;
-    referenceFlashSize = kReferenceFlashSize;
+    sectorSize = kDorSectorSize;
+    referenceFlashSize = kDorReferenceFlashSize;
     erasedFlashChecksums[0x2'0000] = 0x208E'45D0;
     erasedFlashChecksums[0x1'0000] = 0xEB6D'3852;
     erasedFlashChecksums[0x8000] = 0x2E85'ACA1;
@@ -39,7 +39,7 @@ std::uint32_t FlashDeviceLumoDor::GetRegisterAddress(std::string name) const {
         throw std::runtime_error("GetRegisterAddress(): Error: Address of register '" + name +
                                  "' is unknown for LumoD devices.");
     }
-    return kCcfgSizeRegister;
+    return kDorCcfgSizeRegister;
 }
 
 std::uint32_t FlashDeviceLumoDor::GetSectorOffset(std::uint32_t address) const { return address & 0x0000'0FFF; }

@@ -9,7 +9,8 @@ namespace flash {
 namespace {
 
 constexpr std::uint32_t kCcfgSizeShift = 16;  // bits 31 to 16 of the size register
-constexpr char kBufferFailed[] = "Failed to write data to temporary buffer in RAM when restoring CCFG in FLASH memory.";
+constexpr char kRestoringFailed[] =
+    "Failed to write data to temporary buffer in RAM when restoring CCFG in FLASH memory.";
 
 }  // namespace
 
@@ -79,7 +80,7 @@ void FlashDeviceLumo::RestoreCcfg() {
         PrintFormatted("Keep CCFG: Programming CCFG back to target (addr=0x%08X, length=%d|0x%x).", ccfgData->address,
                        static_cast<int>(length), length);
     }
-    WriteToBuffer(ccfgData->data.data(), length, kBufferFailed);
+    WriteToBuffer(ccfgData->data.data(), length, kRestoringFailed);
     const CommandBlock block{static_cast<std::uint32_t>(Command::ProgramRetain), ccfgData->address, length, 0};
     // Not waited for: the next command's wait covers it.
     if (!PostCommand(block)) {

@@ -9,7 +9,7 @@ namespace {
 constexpr int kMostFiles = 16;  // a file may include itself
 constexpr std::uint32_t kMostRegisters = 1024;
 constexpr std::uint32_t kMostBits = 1024;
-constexpr std::uint32_t kWordBytes = 4;
+constexpr std::uint32_t kRegisterBytes = 4;
 
 struct Reader {
     const std::function<std::optional<std::string>(const std::string&)>& readAnnex;
@@ -54,16 +54,16 @@ struct Reader {
 RegisterLayout RegisterLayout::Default() {
     RegisterLayout layout;
     for (std::uint32_t number = 0; number < 13; ++number) {
-        layout.Add("r" + std::to_string(number), {number, kWordBytes});
+        layout.Add("r" + std::to_string(number), {number, kRegisterBytes});
     }
-    layout.Add("sp", {13, kWordBytes});
-    layout.Add("lr", {14, kWordBytes});
-    layout.Add("pc", {15, kWordBytes});
+    layout.Add("sp", {13, kRegisterBytes});
+    layout.Add("lr", {14, kRegisterBytes});
+    layout.Add("pc", {15, kRegisterBytes});
     for (std::uint32_t number = 16; number < 24; ++number) {  // of a floating-point unit that no core has any more
         layout.Add("f" + std::to_string(number - 16), {number, 12});
     }
-    layout.Add("fps", {24, kWordBytes});
-    layout.Add("xpsr", {25, kWordBytes});
+    layout.Add("fps", {24, kRegisterBytes});
+    layout.Add("xpsr", {25, kRegisterBytes});
     return layout;
 }
 

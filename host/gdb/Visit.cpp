@@ -13,7 +13,6 @@ namespace {
 
 using std::chrono::milliseconds;
 
-constexpr std::size_t kFrameBytes = 4;
 constexpr milliseconds kIdleSlice{100};         // after which the server looks whether it must end
 constexpr milliseconds kGreetingBound{10'000};  // debuggers speak first, and at once
 constexpr milliseconds kSignInterval{500};

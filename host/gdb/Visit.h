@@ -8,6 +8,8 @@
 
 namespace flash::host::gdb {
 
+inline constexpr std::uint32_t kFrameBytes = 4;  // of a packet, around what it says
+
 class Server::Visit final : private Attention {
 public:
     Visit(Server& visitedServer, ByteStream& stream);

@@ -11,7 +11,6 @@
 namespace flash::host::gdb {
 namespace {
 
-constexpr std::uint32_t kFrameBytes = 4;
 constexpr std::uint32_t kCrcPieceBytes = 4096;
 
 // The checksum of "qCRC": most significant bit first, without a final complement.

@@ -5,7 +5,7 @@
 namespace flash::host::line {
 namespace {
 
-std::string Field(std::string text) {
+std::string TextOfCell(std::string text) {
     if (!text.empty() && std::string_view("=+-@\t\r").find(text.front()) != std::string_view::npos) {
         text.insert(text.begin(), '\'');
     }
@@ -42,7 +42,7 @@ std::optional<std::string> TakeQuoted(std::string_view& line) {
 std::string CsvLine(const std::vector<std::string>& fields) {
     std::string line;
     for (const std::string& field : fields) {
-        line += (line.empty() ? "" : ",") + Field(field);
+        line += (line.empty() ? "" : ",") + TextOfCell(field);
     }
     return line + '\n';
 }

@@ -8,8 +8,6 @@
 namespace flash::hostcheck {
 namespace {
 
-constexpr std::uint64_t kUntouched = 0xDEAD'BEEF'DEAD'BEEF;
-
 struct Mandatory {
     const char* name;
     Rule rule;

@@ -17,6 +17,8 @@
 
 namespace flash::hostcheck {
 
+inline constexpr std::uint64_t kUntouched = 0xDEAD'BEEF'DEAD'BEEF;  // where a value is to come
+
 class WatchedHost final : public IFlashHost {
 public:
     // Both must outlive this.

@@ -13,7 +13,6 @@ constexpr std::uint64_t kSectorCountRegister = 0x4003'002C;
 constexpr std::uint32_t kProgramCounter = 527;
 constexpr std::size_t kGuardBytes = 64;
 constexpr std::uint8_t kGuard = 0x5A;
-constexpr std::uint64_t kUntouched = 0xDEAD'BEEF'DEAD'BEEF;
 
 std::string PlaceOf(std::uint64_t address, std::size_t bytes) {
     return std::to_string(bytes) + " bytes at " + HexText(address);

@@ -137,13 +137,13 @@ TEST(VerboseMode, IsReadAgainAfterPhases1And2Only) {
 }
 
 TEST(DeviceWithoutHost, ExplainsItWhereTheHostIsNeeded) {
-    constexpr char kNoHost[] = "FlashUtil::GetFlashProgrammerUtility(): Pointer is NULL.";
+    constexpr char kNoProgrammer[] = "FlashUtil::GetFlashProgrammerUtility(): Pointer is NULL.";
     TestDevice device(MakeDevice("LumoD1", nullptr));
 
     EXPECT_EQ(device.Notify(0), "");
-    EXPECT_EQ(device.Notify(1), kNoHost);
-    EXPECT_EQ(device.Notify(2), kNoHost);
-    EXPECT_EQ(device.Initialize(), kNoHost);
+    EXPECT_EQ(device.Notify(1), kNoProgrammer);
+    EXPECT_EQ(device.Notify(2), kNoProgrammer);
+    EXPECT_EQ(device.Initialize(), kNoProgrammer);
 }
 
 }  // namespace

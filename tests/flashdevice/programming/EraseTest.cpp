@@ -6,7 +6,7 @@
 namespace flash::test {
 namespace {
 
-constexpr char kFailed[] =
+constexpr char kEraseFailed[] =
     "Erasing all unprotected pages failed! Timed out waiting for target flashloader to complete command";
 constexpr char kTimedOut[] = "Timed out waiting for target flashloader to execute command.";
 constexpr char kUnknownStatus[] = "  Status 0xFFFFFFFF: Target flashloader has not returned any status. Unknown error!";
@@ -40,8 +40,8 @@ TEST_F(BankErase, EveryStatusButSuccessIsAFailureAndAlwaysTold) {
         InitializedChip other(kLumoD);
         other.SwitchOn("KeepCcfgSetting");
         other.host.flashloader.AnswerAll(AnswerWithStatus(status));
-        EXPECT_EQ(other.Execute("Erase"), kFailed) << status;
-        EXPECT_EQ(other.host.messages, Texts{kFailed});
+        EXPECT_EQ(other.Execute("Erase"), kEraseFailed) << status;
+        EXPECT_EQ(other.host.messages, Texts{kEraseFailed});
         EXPECT_EQ(other.Commands().size(), 1U) << "no restore";
         EXPECT_EQ(other.host.CountOf(Service::HaltTarget), 1U) << "of loading";
     }
@@ -50,9 +50,9 @@ TEST_F(BankErase, EveryStatusButSuccessIsAFailureAndAlwaysTold) {
 TEST_F(BankErase, ATimeOutIsToldFirst) {
     host.flashloader.AnswerAll(kAnswerNever);
 
-    EXPECT_EQ(chip.Execute("Erase"), kFailed);
+    EXPECT_EQ(chip.Execute("Erase"), kEraseFailed);
 
-    EXPECT_EQ(host.messages, (Texts{"Target timed out! (Block 0)", kUnknownStatus, kFailed}));
+    EXPECT_EQ(host.messages, (Texts{"Target timed out! (Block 0)", kUnknownStatus, kEraseFailed}));
     EXPECT_EQ(host.CountOf(Service::WaitMilliseconds), 400U);
 }
 
