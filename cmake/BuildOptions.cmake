@@ -41,12 +41,12 @@ if(FLASH_COVERAGE)
     target_link_options(flash_build_options INTERFACE -fprofile-instr-generate)
 endif()
 
-# What most of the host's sources read of fmt and of the standard library, parsed once for each library that asks. With
-# Clang only, which builds all that there is for the tests; what is released is compiled by GCC without it. REUSE_FROM names
-# a library that is compiled with the same options.
+# What most sources read of the standard library, and more where a library says so, parsed once for each library that asks.
+# Only where each source is an object of its own, and with Clang, which builds all that there is for the tests; what is
+# released is compiled by GCC without it. REUSE_FROM names a library that is compiled with the same options.
 function(flash_precompile_headers TARGET)
-    cmake_parse_arguments(ARG "" "REUSE_FROM" "" ${ARGN})
-    if(NOT CMAKE_CXX_COMPILER_ID MATCHES "Clang")
+    cmake_parse_arguments(ARG "" "REUSE_FROM" "ALSO" ${ARGN})
+    if(CMAKE_UNITY_BUILD OR NOT CMAKE_CXX_COMPILER_ID MATCHES "Clang")
         return()
     endif()
     if(ARG_REUSE_FROM)
@@ -54,6 +54,6 @@ function(flash_precompile_headers TARGET)
         return()
     endif()
     target_precompile_headers(${TARGET} PRIVATE
-        <fmt/format.h> <algorithm> <array> <chrono> <cstdint> <cstring> <filesystem> <fstream> <functional> <map> <memory>
-        <optional> <set> <span> <sstream> <stdexcept> <string> <string_view> <utility> <vector>)
+        <algorithm> <array> <chrono> <cstdint> <cstring> <filesystem> <fstream> <functional> <map> <memory> <optional> <set>
+        <span> <sstream> <stdexcept> <string> <string_view> <utility> <vector> ${ARG_ALSO})
 endfunction()
