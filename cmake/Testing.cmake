@@ -63,6 +63,11 @@ function(flash_add_test_program)
     target_precompile_headers(${ARG_NAME} REUSE_FROM flash_test_headers)
 endfunction()
 
+# Sources of tests whose own names others of the program have, too: they are compiled by themselves.
+macro(flash_compile_alone)
+    set_source_files_properties(${ARGN} PROPERTIES SKIP_UNITY_BUILD_INCLUSION ON)
+endmacro()
+
 # A module that hosts could load, of the sources given and, for the rest, of the plug-in's own library:
 # `flash_add_module(TARGET source…)`.
 function(flash_add_module TARGET)

@@ -13,6 +13,7 @@ set(portCheckTop ${top} CACHE INTERNAL "What the flashloader's includes count fr
 
 # Power is lost by an exception, through functions in C. Optimised, because the model counts each look at a register.
 add_library(port_checks OBJECT ${portCheckSources})
+set_target_properties(port_checks PROPERTIES UNITY_BUILD OFF)
 target_include_directories(port_checks PUBLIC ${portCheckTop})
 target_compile_options(port_checks PUBLIC -Wall -Wextra -g -O1 -fexceptions)
 target_compile_features(port_checks PUBLIC cxx_std_20 c_std_11)
@@ -39,5 +40,5 @@ function(flash_add_port_check NAME)
     add_executable(${NAME} ${ARG_SOURCES})
     target_include_directories(${NAME} PRIVATE ${ARG_INCLUDE})
     target_link_libraries(${NAME} PRIVATE port_checks)
-    set_target_properties(${NAME} PROPERTIES LINKER_LANGUAGE CXX)
+    set_target_properties(${NAME} PROPERTIES LINKER_LANGUAGE CXX UNITY_BUILD OFF)
 endfunction()
