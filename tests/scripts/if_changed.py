@@ -1,5 +1,5 @@
 #!/usr/bin/env python3
-"""Runs a test of a tool, which depends on nothing of the product, unless it has passed with all that it reads as it is now.
+"""Runs a test that takes long and reads little, unless it has passed with all that it reads as it is now.
 
 usage: if_changed.py NOTE PATH... -- COMMAND...   The note is kept in the build tree; a path is a file, a folder or a program.
 """
