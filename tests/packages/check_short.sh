@@ -1,5 +1,5 @@
 #!/usr/bin/env bash
-# What was packed is what a user needs: taken out of the packages, it works in an empty environment, from a folder that has
+# What was packed is what a user needs: installed into an empty root, it works in an empty environment, from a folder that has
 # nothing to do with the one that it was built in.
 # usage: check_short.sh SOURCES BUILD
 set -euo pipefail
@@ -16,10 +16,13 @@ alone() { (cd "$work" && env -i PATH=/usr/bin:/bin LC_ALL=C.UTF-8 HOME="$work/ho
 echo "== lintian: no error, no warning"
 lintian --allow-root --tag-display-limit 0 --fail-on error,warning "$packages"/*.deb
 
-echo "== What is in them"
-for package in lumo-flash libflashdevice-dev lumo-flash-dbgsym; do
-    dpkg-deb --extract "$packages/${package}"_*.deb "$work/root"
-done
+echo "== Installed into an empty root"
+# Which has none of the libraries that the packages depend on: they are the machine's.
+database=$work/root/var/lib/dpkg
+mkdir -p "$database/info" "$database/updates"
+touch "$database/status"
+in_root() { dpkg --root="$work/root" --force-not-root --force-depends --log="$work/dpkg.log" "$@" >"$work/said" 2>&1 || fail "$(cat "$work/said")"; }
+in_root --install "$packages"/*.deb
 root=$work/root/usr
 for file in bin/lumoflash lib/flashdevice/plugin/libflashdevice.so lib/lumo-flash/plugin/libflashdevice.so; do
     file "$root/$file" | grep --quiet ', stripped$' || fail "$file has its symbols"
@@ -42,15 +45,9 @@ if ldd "$build/apps/lumoflash/lumoflash-without-chip" | grep unicorn; then
 fi
 
 echo "== The program without the virtual chip, over a GDB server"
-export XDG_STATE_HOME=$work/state
-coproc server { exec "$root/bin/lumoflash" --device LumoF2F352 --probe virtual gdbserver --listen 127.0.0.1:0 --once 2>"$work/server.log"; }
-server_pid=$server_PID  # bash forgets it when the server ends
-read -r line <&"${server[0]}"
-port=$(echo "$line" | sed 's/.*127\.0\.0\.1:\([0-9]*\).*/\1/')
-"$build/apps/lumoflash/lumoflash-without-chip" --device LumoF2F352 --plugin "$root/lib/libflashdevice.so" \
-    --data "$root/share/lumo-flash" --devices "$root/share/lumo-flash/devices" \
-    --probe "gdb:127.0.0.1:$port" program "$build/docs/examples/firmware/lumof-example.elf" || { cat "$work/server.log"; exit 1; }
-wait "$server_pid" || true
+"$sources/tests/packages/over_gdb.sh" "$root/bin/lumoflash" "$build/docs/examples/firmware/lumof-example.elf" \
+    "$build/apps/lumoflash/lumoflash-without-chip" --plugin "$root/lib/libflashdevice.so" \
+    --data "$root/share/lumo-flash" --devices "$root/share/lumo-flash/devices"
 
 echo "== The demo, with the program from the package"
 mkdir "$work/demo" "$work/home"
@@ -69,5 +66,25 @@ grep --quiet 'programmed and compared' "$work/host.log"
 echo "== The archive for Windows, under Wine"
 unzip -q "$packages"/*-windows-x64.zip -d "$work/windows"
 folder=$(echo "$work"/windows/*)
+unzip -q "$packages"/*-windows-x64-symbols.zip -d "$work/windows-symbols"
+for file in "$folder"/bin/*; do
+    name=$(basename "$file")
+    if x86_64-w64-mingw32-objdump --section-headers "$file" | grep --quiet '\.debug_info'; then
+        fail "$name has its symbols"
+    fi
+    x86_64-w64-mingw32-objdump --section-headers "$work"/windows-symbols/*/"$name.debug" | grep --quiet '\.debug_info' || fail "The symbols of $name are not in the other archive"
+done
 (cd "$folder/bin" && alone /usr/lib/wine/wine64 "$folder/bin/minimal-host.exe" "Z:$folder/bin/flashdevice.dll") | tee "$work/host.log"
 grep --quiet 'programmed and compared' "$work/host.log"
+
+echo "== The example host of the archive, built for Windows with it"
+cp -r "$folder/examples/minimal-host" "$work/windows-host"
+alone cmake -S windows-host -B windows-host/build -G Ninja -DCMAKE_SYSTEM_NAME=Windows \
+    -DCMAKE_CXX_COMPILER=x86_64-w64-mingw32-g++-posix -DCMAKE_PREFIX_PATH="$folder" >"$work/host.log"
+alone cmake --build windows-host/build >>"$work/host.log" || { cat "$work/host.log"; exit 1; }
+alone /usr/lib/wine/wine64 windows-host/build/minimal-host.exe "Z:$folder/bin/flashdevice.dll" | tee "$work/host.log"
+grep --quiet 'programmed and compared' "$work/host.log"
+
+echo "== Purged"
+in_root --purge lumo-flash libflashdevice-dev lumo-flash-dbgsym
+[ ! -e "$root" ] || fail "This is left behind: $(find "$root")"
