@@ -19,7 +19,7 @@ endfunction()
 
 if(WIN32)
     flash_install_notice(flashdevice . development ${PROJECT_BINARY_DIR}/flashdevice/flashdevice.dll)
-    add_custom_target(packaged DEPENDS flashdevice kit-host notice_flashdevice)
+    add_custom_target(packaged DEPENDS flashdevice flashdevice-check validate-plugin kit-host notice_flashdevice)
     install(FILES LICENSE docs/CHANGELOG.md DESTINATION . COMPONENT development)
     install(FILES docs/host-guide.md docs/flashloader-guide.md docs/install.md docs/licences.md DESTINATION docs
         COMPONENT development)
@@ -53,10 +53,10 @@ flash_install_about(lumo-flash program)
 flash_install_about(libflashdevice-dev development)
 flash_install_about(lumo-flash-dbgsym symbols)
 
-add_custom_target(packaged DEPENDS lumoflash manual notice_lumoflash flashdevice notice_flashdevice about_lumo-flash about_libflashdevice-dev about_lumo-flash-dbgsym)
+add_custom_target(packaged DEPENDS lumoflash manual notice_lumoflash flashdevice flashdevice-check validate-plugin validate_plugin_manual notice_flashdevice about_lumo-flash about_libflashdevice-dev about_lumo-flash-dbgsym)
 
 # Where debuggers look for the symbols of a file that has none.
-foreach(target lumoflash flashdevice)
+foreach(target lumoflash flashdevice flashdevice-check validate-plugin)
     install(CODE "
         set(program \"$<TARGET_FILE:${target}>\")
         set(readelf \"${CMAKE_READELF}\")
@@ -104,7 +104,8 @@ A debugger host loads this module, gives it access to the chip, and lets it
 erase, program, verify and inspect the flash of LumoD and LumoF
 microcontrollers. With the two headers of its binary interface, a CMake
 package, a small host as an example, and the guides for makers of hosts and of
-flashloaders.")
+flashloaders. The program validate-plugin tells which promises of the interface
+a module breaks, the module flashdevice-check those that a host breaks.")
 
 set(CPACK_DEBIAN_SYMBOLS_PACKAGE_NAME lumo-flash-dbgsym)
 set(CPACK_DEBIAN_SYMBOLS_PACKAGE_SECTION debug)

@@ -1,6 +1,41 @@
 #include "validator/Check.h"
 
+#include <algorithm>
+#include <iterator>
+
 namespace flash::validator {
+namespace {
+
+struct TopicLevel {
+    std::string_view topic;
+    Level level;
+};
+
+// All other topics are for the last level.
+constexpr TopicLevel kTopicLevels[] = {
+    {"loading", Level::Loads},         {"generation", Level::Starts}, {"start-up", Level::Starts},
+    {"addresses", Level::Starts},      {"texts", Level::Starts},      {"phases", Level::Programs},
+    {"program load", Level::Programs}, {"crc", Level::Programs},      {"time-out", Level::Programs},
+    {"operations", Level::Programs},
+};
+
+}  // namespace
+
+const Check kCanBeLoaded = {"loading", "can-be-loaded", "The module can be loaded and has a factory.",
+                            [](const ModuleUnderCheck&) {}};
+
+const Check* FindCheck(std::string_view name) {
+    if (name == kCanBeLoaded.name) {
+        return &kCanBeLoaded;
+    }
+    const auto found = std::ranges::find(AllChecks(), name, &Check::name);
+    return found == AllChecks().end() ? nullptr : &*found;
+}
+
+Level LevelOf(const Check& check) {
+    const auto* found = std::ranges::find(kTopicLevels, check.topic, &TopicLevel::topic);
+    return found == std::end(kTopicLevels) ? Level::Everything : found->level;
+}
 
 const std::vector<Check>& AllChecks() {
     static const std::vector<Check> kChecks = [] {

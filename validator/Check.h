@@ -3,6 +3,7 @@
 
 #include <cstdint>
 #include <string>
+#include <string_view>
 #include <vector>
 
 #include "validator/Expectation.h"
@@ -36,6 +37,31 @@ struct Check {
 
 // All checks, by topic, in the order in which they run.
 const std::vector<Check>& AllChecks();
+
+// The first of all, and none of them: when it fails, no other can say anything.
+extern const Check kCanBeLoaded;
+
+// By its name; null for one that there is not.
+const Check* FindCheck(std::string_view name);
+
+// How far one goes: a level has its own checks and those of the levels above it in this list.
+enum class Level { Loads, Starts, Programs, Everything };
+
+struct LevelText {
+    Level level;
+    const char* name;
+    const char* help;
+};
+
+inline constexpr LevelText kLevels[] = {
+    {Level::Loads, "loads", "the module as a file: loaded, unloaded, what it exports, holds and leaves behind"},
+    {Level::Starts, "starts", "also what a device tells before any work: generation, start-up, addresses, texts"},
+    {Level::Programs, "programs", "also loads and operations: phases, program load, crc, time-out, operations"},
+    {Level::Everything, "everything",
+     "also radio addresses, pages, CCFG kept and changed, and hosts whose services fail"},
+};
+
+Level LevelOf(const Check& check);
 
 // One table per file in `checks/`.
 std::vector<Check> LoadingChecks();

@@ -1,206 +1,44 @@
 #include "validator/CheckRunner.h"
 
-#include <fcntl.h>
-#include <poll.h>
-#include <sys/prctl.h>
-#include <sys/resource.h>
-#include <sys/wait.h>
-#include <unistd.h>
-
 #include <algorithm>
 #include <chrono>
-#include <csignal>
-#include <cstring>
 #include <exception>
-#include <system_error>
 
 #include "validator/Expectation.h"
-#include "validator/StartedProcesses.h"
 
 namespace flash::validator {
 namespace {
 
-constexpr const char* kOutcomeNames[] = {"passed", "failed", "crashed", "hung", "not loaded"};
+constexpr const char* kOutcomeNames[] = {"passed", "failed", "crashed", "hung", "not loaded", "not reached"};
 
 // What a check's process sends: one letter, then two texts, each ended by a zero byte.
 constexpr char kPassed = 'P';
 constexpr char kFailed = 'F';
 constexpr char kNotLoaded = 'L';
+constexpr char kNotReached = 'N';
 
-struct Pipe {
-    Pipe() {
-        int ends[2];
-        if (pipe(ends) != 0) {
-            throw std::system_error(errno, std::generic_category(), "pipe");
-        }
-        readEnd = ends[0];
-        writeEnd = ends[1];
-    }
-    int readEnd;
-    int writeEnd;
-};
-
-void Send(int file, char letter, const std::string& expected, const std::string& found) {
+std::string Message(char letter, const std::string& expected, const std::string& found) {
     std::string message(1, letter);
-    message.append(expected.c_str(), expected.size() + 1).append(found.c_str(), found.size() + 1);
-    for (std::size_t sent = 0; sent < message.size();) {
-        const ssize_t count = write(file, message.data() + sent, message.size() - sent);
-        if (count <= 0) {
-            return;
-        }
-        sent += static_cast<std::size_t>(count);
-    }
+    return message.append(expected.c_str(), expected.size() + 1).append(found.c_str(), found.size() + 1);
 }
 
-// The check ends with the validator, and it alone. Signals end it again, whatever handler is inherited, so that the
-// parent sees them.
-void PrepareProcess(const RunLimits& limits, pid_t parent) {
-    setpgid(0, 0);
-    prctl(PR_SET_PDEATHSIG, SIGKILL);
-    if (getppid() != parent) {
-        _exit(1);  // the parent ended before it could be watched
-    }
-    for (const int number :
-         {SIGSEGV, SIGBUS, SIGFPE, SIGILL, SIGABRT, SIGTRAP, SIGINT, SIGTERM, SIGHUP, SIGPIPE, SIGXCPU, SIGXFSZ}) {
-        signal(number, SIG_DFL);
-    }
-    const rlimit noCore{0, 0};
-    setrlimit(RLIMIT_CORE, &noCore);
-    const rlimit cpu{limits.cpuSeconds, limits.cpuSeconds + 1};
-    setrlimit(RLIMIT_CPU, &cpu);
-    const int nowhere = open("/dev/null", O_WRONLY | O_CLOEXEC);
-    dup2(nowhere, STDOUT_FILENO);
-    dup2(nowhere, STDERR_FILENO);
-}
-
-void Perform(const Check& check, const std::string& modulePath, int file) {
-    try {
-        const ModuleUnderCheck module(modulePath);
-        check.run(module);
-        Send(file, kPassed, "", "");
-    } catch (const NotLoadable& failure) {
-        Send(file, kNotLoaded, "a module that can be loaded", failure.reason);
-    } catch (const UnmetExpectation& unmet) {
-        Send(file, kFailed, unmet.expected, unmet.found);
-    } catch (const std::exception& error) {
-        Send(file, kFailed, "no exception", Quoted(error.what()));
+Outcome OutcomeOf(char letter) {
+    switch (letter) {
+        case kPassed:
+            return Outcome::Passed;
+        case kFailed:
+            return Outcome::Failed;
+        case kNotReached:
+            return Outcome::NotReached;
+        default:
+            return Outcome::NotLoaded;
     }
 }
-
-enum class End { OfItself, TimeOver, MemoryOver, Interrupted };
-
-// The check's process. It leads a group, so that most of what the plug-in starts ends at once with the check.
-class CheckProcess {
-public:
-    CheckProcess(const Check& check, const std::string& modulePath, const RunLimits& limits) {
-        const Pipe channel;
-        const pid_t parent = getpid();
-        process = fork();
-        if (process < 0) {
-            throw std::system_error(errno, std::generic_category(), "fork");
-        }
-        if (process == 0) {
-            close(channel.readEnd);
-            PrepareProcess(limits, parent);
-            Perform(check, modulePath, channel.writeEnd);
-            _exit(0);
-        }
-        setpgid(process, process);  // here, too: the group is there whichever of the two comes first
-        close(channel.writeEnd);
-        readEnd = channel.readEnd;
-    }
-    ~CheckProcess() { close(readEnd); }
-    CheckProcess(const CheckProcess&) = delete;
-    CheckProcess& operator=(const CheckProcess&) = delete;
-
-    // Takes what the process sends until it ends. That is more than the end of the pipe, which what the plug-in started
-    // may hold open, and which the plug-in may close.
-    End Wait(const StartedProcesses& started, const RunLimits& limits, const std::atomic<bool>& isInterrupted) {
-        using Clock = std::chrono::steady_clock;
-        constexpr int kLookUpMilliseconds = 10;                    // for an end or an interruption without a word
-        constexpr std::chrono::milliseconds kMeasureInterval(50);  // of memory, which takes its time
-        const auto deadline = Clock::now() + std::chrono::seconds(limits.wallSeconds);
-        auto nextMeasure = Clock::now() + kMeasureInterval;
-        while (!HasEnded()) {
-            if (isInterrupted) {
-                return End::Interrupted;
-            }
-            if (Clock::now() >= deadline) {
-                return End::TimeOver;
-            }
-            // A limit of the system would not do: each process has one of its own, and a sanitizer takes more address
-            // space than any.
-            if (Clock::now() >= nextMeasure) {
-                if (started.UsedMebibytes() > limits.mebibytes) {
-                    return End::MemoryOver;
-                }
-                nextMeasure = Clock::now() + kMeasureInterval;
-            }
-            Receive(isOpen ? kLookUpMilliseconds : 1);
-        }
-        while (Receive(0)) {
-        }
-        return End::OfItself;
-    }
-
-    // Ends whatever of the group is left, and returns the process's status.
-    int Finish() const {
-        kill(-process, SIGKILL);
-        int status = 0;
-        while (waitpid(process, &status, 0) < 0 && errno == EINTR) {
-        }
-        return status;
-    }
-
-    const std::string& Message() const { return message; }
-
-private:
-    // Without taking its status, so that its number, which is the group's, stays taken.
-    bool HasEnded() const {
-        siginfo_t info{};
-        return waitid(P_PID, static_cast<id_t>(process), &info, WEXITED | WNOHANG | WNOWAIT) == 0 && info.si_pid != 0;
-    }
-
-    // What comes within this time; false for nothing.
-    bool Receive(int milliseconds) {
-        pollfd waiting{isOpen ? readEnd : -1, POLLIN, 0};
-        if (poll(&waiting, 1, milliseconds) <= 0) {
-            return false;
-        }
-        char bytes[4096];
-        const ssize_t count = read(readEnd, bytes, sizeof bytes);
-        isOpen = count > 0;
-        message.append(bytes, isOpen ? static_cast<std::size_t>(count) : 0);
-        return isOpen;
-    }
-
-    pid_t process = -1;
-    int readEnd = -1;
-    bool isOpen = true;
-    std::string message;
-};
 
 void ReadMessage(const std::string& message, CheckResult& result) {
-    result.outcome = message[0] == kPassed   ? Outcome::Passed
-                     : message[0] == kFailed ? Outcome::Failed
-                                             : Outcome::NotLoaded;
+    result.outcome = OutcomeOf(message[0]);
     result.expected = message.c_str() + 1;
     result.found = message.c_str() + 2 + result.expected.size();
-}
-
-void ExplainEnd(int status, const RunLimits& limits, CheckResult& result) {
-    result.expected = "the check to come to its end";
-    if (WIFSIGNALED(status) && WTERMSIG(status) == SIGXCPU) {
-        result.outcome = Outcome::Hung;
-        result.found = "nothing after " + Counted(limits.cpuSeconds, "second") + " of computing";
-    } else if (WIFSIGNALED(status)) {
-        result.outcome = Outcome::Crashed;
-        result.found =
-            std::string("signal ") + std::to_string(WTERMSIG(status)) + " (" + strsignal(WTERMSIG(status)) + ")";
-    } else {
-        result.outcome = Outcome::Crashed;
-        result.found = "an exit of the process with code " + std::to_string(WEXITSTATUS(status));
-    }
 }
 
 // A whole message: its letter and two texts.
@@ -208,38 +46,66 @@ bool IsWhole(const std::string& message) {
     return !message.empty() && std::count(message.begin(), message.end(), '\0') == 2;
 }
 
-void Judge(End end, int status, const std::string& message, const RunLimits& limits, CheckResult& result) {
-    if (end == End::TimeOver) {
-        result.outcome = Outcome::Hung;
-        result.expected = "the check to come to its end";
-        result.found = "nothing after " + Counted(limits.wallSeconds, "second");
-    } else if (end == End::MemoryOver) {
-        result.outcome = Outcome::Crashed;
-        result.expected = "the check to come to its end";
-        result.found = "a use of more than " + std::to_string(limits.mebibytes) + " MiB of memory";
-    } else if (IsWhole(message) && WIFEXITED(status) && WEXITSTATUS(status) == 0) {
-        ReadMessage(message, result);
-    } else {
-        ExplainEnd(status, limits, result);
+std::string FoundAt(const ProcessEnd& process, const RunLimits& limits) {
+    switch (process.end) {
+        case End::ComputingOver:
+            return "nothing after " + Counted(limits.cpuSeconds, "second") + " of computing";
+        case End::TimeOver:
+            return "nothing after " + Counted(limits.wallSeconds, "second");
+        case End::MemoryOver:
+            return "a use of more than " + std::to_string(limits.mebibytes) + " MiB of memory";
+        case End::OfItself:
+            return "an exit of the process with code 0";
+        default:
+            return process.words;
     }
+}
+
+void Judge(const ProcessEnd& process, const RunLimits& limits, CheckResult& result) {
+    if (process.end == End::OfItself && IsWhole(process.message)) {
+        ReadMessage(process.message, result);
+        return;
+    }
+    const bool isHung = process.end == End::TimeOver || process.end == End::ComputingOver;
+    result.outcome = isHung ? Outcome::Hung : Outcome::Crashed;
+    result.expected = "the check to come to its end";
+    result.found = FoundAt(process, limits);
 }
 
 }  // namespace
 
+std::string Perform(const Check& check, const std::string& modulePath) {
+    try {
+        const ModuleUnderCheck module(modulePath);
+        check.run(module);
+        return Message(kPassed, "", "");
+    } catch (const NotLoadable& failure) {
+        return Message(kNotLoaded, "a module that can be loaded", failure.reason);
+    } catch (const NotPossible& here) {
+        return Message(kNotReached, "", here.reason);
+    } catch (const UnmetExpectation& unmet) {
+        return Message(kFailed, unmet.expected, unmet.found);
+    } catch (const std::exception& error) {
+        return Message(kFailed, "no exception", Quoted(error.what()));
+    }
+}
+
 const char* NameOf(Outcome outcome) { return kOutcomeNames[static_cast<std::size_t>(outcome)]; }
+
+bool IsBroken(const CheckResult& result) {
+    return result.outcome != Outcome::Passed && result.outcome != Outcome::NotReached;
+}
 
 std::optional<CheckResult> RunCheck(const Check& check, const std::string& modulePath, const RunLimits& limits,
                                     const std::atomic<bool>& isInterrupted) {
-    const StartedProcesses started;
-    CheckProcess process(check, modulePath, limits);
-    const End end = process.Wait(started, limits, isInterrupted);
-    const int status = process.Finish();
-    started.End();
-    if (end == End::Interrupted) {
+    const auto start = std::chrono::steady_clock::now();
+    const ProcessEnd process = RunInProcess(check, modulePath, limits, isInterrupted);
+    if (process.end == End::Interrupted) {
         return std::nullopt;
     }
-    CheckResult result{check.topic, check.name, check.demand, Outcome::Passed, "", ""};
-    Judge(end, status, process.Message(), limits, result);
+    CheckResult result{check.topic, check.name, check.demand, Outcome::Passed, "", "", 0};
+    result.seconds = std::chrono::duration<double>(std::chrono::steady_clock::now() - start).count();
+    Judge(process, limits, result);
     return result;
 }
 

@@ -7,16 +7,11 @@
 #include <string>
 
 #include "validator/Check.h"
+#include "validator/CheckProcess.h"
 
 namespace flash::validator {
 
-struct RunLimits {
-    unsigned cpuSeconds = 10;   // of the check's process
-    unsigned wallSeconds = 60;  // for a plug-in that sleeps instead
-    unsigned mebibytes = 1024;  // of memory that the check's process uses, with all that it has started
-};
-
-enum class Outcome { Passed, Failed, Crashed, Hung, NotLoaded };
+enum class Outcome { Passed, Failed, Crashed, Hung, NotLoaded, NotReached };
 
 struct CheckResult {
     const char* topic = "";
@@ -24,7 +19,8 @@ struct CheckResult {
     const char* demand = "";
     Outcome outcome = Outcome::Passed;
     std::string expected;  // of a check that did not pass
-    std::string found;
+    std::string found;     // or why it was not reached
+    double seconds = 0;
 };
 
 // Nothing when it is interrupted. Whatever the plug-in started is ended, too.
@@ -32,5 +28,8 @@ std::optional<CheckResult> RunCheck(const Check& check, const std::string& modul
                                     const std::atomic<bool>& isInterrupted);
 
 const char* NameOf(Outcome outcome);
+
+// A broken promise: neither kept nor not reached.
+bool IsBroken(const CheckResult& result);
 
 }  // namespace flash::validator

@@ -15,6 +15,11 @@ struct UnmetExpectation {
     std::string found;
 };
 
+// Ends a check, too: this system does not offer what it takes.
+struct NotPossible {
+    std::string reason;
+};
+
 [[noreturn]] void Fail(const std::string& expected, const std::string& found);
 
 std::string Quoted(const char* text);  // "no text" for null

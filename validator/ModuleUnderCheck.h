@@ -2,18 +2,15 @@
 // expectation of the check that made the call, and so is a factory that says success without a device.
 #pragma once
 
+#include <cstddef>
 #include <cstdint>
 #include <string>
 #include <vector>
 
 #include "flashdevice/interface/IFlashDevice2.h"
+#include "validator/ModuleFile.h"
 
 namespace flash::validator {
-
-// A module that cannot be loaded, or has no factory.
-struct NotLoadable {
-    std::string reason;
-};
 
 class ModuleUnderCheck {
 public:
@@ -29,11 +26,14 @@ public:
     // fails no other check. Nothing of the module may be used any more.
     void Unload() const;
 
-    // The names that the module's symbol table defines for others.
-    std::vector<std::string> ExportedNames() const;
+    std::vector<std::string> ExportedNames() const { return file.ExportedNames(); }
+
+    // Of this process, just before it was loaded. A system may have some of its own.
+    std::size_t ThreadsBefore() const { return threadsBefore; }
 
 private:
-    void* handle;
+    const std::size_t threadsBefore;
+    const ModuleFile file;
     Factory factory;
 };
 

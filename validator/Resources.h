@@ -3,7 +3,6 @@
 #pragma once
 
 #include <cstddef>
-#include <string>
 
 namespace flash::validator {
 
@@ -12,9 +11,11 @@ struct Resources {
     std::size_t handles = 0;
     std::size_t threads = 0;
     bool operator==(const Resources&) const = default;
-    std::string ToText() const;
 };
 
+// Throws `NotPossible`.
 Resources MeasureResources();
+
+std::size_t CountThreads();  // of this process
 
 }  // namespace flash::validator

@@ -1,4 +1,4 @@
-// Read from /proc, one snapshot for each question.
+// Read from /proc.
 #include "validator/StartedProcesses.h"
 
 #include <sys/prctl.h>
@@ -63,11 +63,13 @@ Processes Snapshot() {
     return processes;
 }
 
-std::set<pid_t> ChildrenIn(const Processes& processes) {
+// The system has a list of each thread's, which is much less to read than all processes.
+std::set<pid_t> Children() {
     std::set<pid_t> children;
-    for (const auto& [number, process] : processes) {
-        if (process.parent == getpid()) {
-            children.insert(number);
+    for (const auto& thread : std::filesystem::directory_iterator("/proc/self/task")) {
+        std::ifstream file(thread.path() / "children");
+        for (pid_t child = 0; file >> child;) {
+            children.insert(child);
         }
     }
     return children;
@@ -90,7 +92,7 @@ std::optional<pid_t> ChildAbove(pid_t number, const Processes& processes) {
 
 }  // namespace
 
-StartedProcesses::StartedProcesses() : before(ChildrenIn(Snapshot())) { prctl(PR_SET_CHILD_SUBREAPER, 1); }
+StartedProcesses::StartedProcesses() : before(Children()) { prctl(PR_SET_CHILD_SUBREAPER, 1); }
 
 std::uint64_t StartedProcesses::UsedMebibytes() const {
     const Processes processes = Snapshot();
@@ -105,7 +107,7 @@ std::uint64_t StartedProcesses::UsedMebibytes() const {
 void StartedProcesses::End() const {
     for (bool isAnyLeft = true; isAnyLeft;) {
         isAnyLeft = false;
-        for (const pid_t child : ChildrenIn(Snapshot())) {
+        for (const pid_t child : Children()) {
             if (before.contains(child)) {
                 continue;
             }

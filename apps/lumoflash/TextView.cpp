@@ -16,6 +16,7 @@
 #include "apps/lumoflash/View.h"
 #include "host/Failure.h"
 #include "host/Words.h"
+#include "validator/page/Page.h"
 
 namespace flash::app {
 namespace {
@@ -143,14 +144,7 @@ public:
         Print(stdout, "{} ({}): {}\n", check.name, check.topic, check.demand);
     }
     void ShowCheck(const validator::CheckResult& result) override {
-        if (std::exchange(topic, result.topic) != result.topic) {
-            Print(stdout, "{}\n", result.topic);
-        }
-        Print(stdout, "  {}  {}: {}\n", NameOf(result.outcome), result.name, result.demand);
-        if (result.outcome != validator::Outcome::Passed) {
-            Print(stdout, "      expected: {}\n      found:    {}\n", host::Escaped(result.expected),
-                  host::Escaped(result.found));
-        }
+        Print(stdout, "{}", validator::TextOf(result, topic));
         std::fflush(stdout);  // the next one may take its time
     }
 

@@ -35,9 +35,8 @@ Outcome ValidatePlugin(const validator::ValidatePluginOptions& options, View& vi
         throw Failure(FailureKind::Unreachable,
                       fmt::format("{} cannot be loaded: {}", options.modulePath, report.loadError));
     }
-    const std::size_t passed = report.PassedCount();
-    const std::string verdict = fmt::format("{} of {} passed", passed, host::Counted(report.results.size(), "check"));
-    if (passed != report.results.size()) {
+    const std::string verdict = report.Verdict();
+    if (report.BrokenCount() != 0) {
         throw Failure(FailureKind::Operation, verdict);
     }
     return {0, verdict, 0, {}};

@@ -24,7 +24,8 @@ touch "$database/status"
 in_root() { dpkg --root="$work/root" --force-not-root --force-depends --log="$work/dpkg.log" "$@" >"$work/said" 2>&1 || fail "$(cat "$work/said")"; }
 in_root --install "$packages"/*.deb
 root=$work/root/usr
-for file in bin/lumoflash lib/flashdevice/plugin/libflashdevice.so lib/lumo-flash/plugin/libflashdevice.so; do
+for file in bin/lumoflash bin/validate-plugin lib/flashdevice/plugin/libflashdevice.so lib/flashdevice/plugin/flashdevice-check.so \
+        lib/lumo-flash/plugin/libflashdevice.so; do
     file "$root/$file" | grep --quiet ', stripped$' || fail "$file has its symbols"
     id=$(readelf --notes "$root/$file" | sed -n 's/.*Build ID: //p')
     [ -f "$root/lib/debug/.build-id/${id:0:2}/${id:2}.debug" ] || fail "The symbols of $file are not beside it"
@@ -62,6 +63,8 @@ alone cmake -S host -B host/build -G Ninja -DCMAKE_PREFIX_PATH="$root" >"$work/h
 alone cmake --build host/build >>"$work/host.log" || { cat "$work/host.log"; exit 1; }
 alone host/build/minimal-host "$root/lib/libflashdevice.so" | tee "$work/host.log"
 grep --quiet 'programmed and compared' "$work/host.log"
+alone "$root/bin/validate-plugin" --level starts "$root/lib/libflashdevice.so" >"$work/host.log" || { cat "$work/host.log"; exit 1; }
+alone host/build/minimal-host "$root/lib/flashdevice/plugin/flashdevice-check.so" 2>&1 | grep --quiet ' kept, 0 broken, '
 
 echo "== The archive for Windows, under Wine"
 unzip -q "$packages"/*-windows-x64.zip -d "$work/windows"
@@ -76,6 +79,8 @@ for file in "$folder"/bin/*; do
 done
 (cd "$folder/bin" && alone /usr/lib/wine/wine64 "$folder/bin/minimal-host.exe" "Z:$folder/bin/flashdevice.dll") | tee "$work/host.log"
 grep --quiet 'programmed and compared' "$work/host.log"
+(cd "$folder/bin" && alone /usr/lib/wine/wine64 "$folder/bin/validate-plugin.exe" --level loads flashdevice.dll) >"$work/host.log" || { cat "$work/host.log"; exit 1; }
+(cd "$folder/bin" && alone /usr/lib/wine/wine64 "$folder/bin/minimal-host.exe" "Z:$folder/bin/flashdevice-check.dll") 2>&1 | grep --quiet ' kept, 0 broken, '
 
 echo "== The example host of the archive, built for Windows with it"
 cp -r "$folder/examples/minimal-host" "$work/windows-host"

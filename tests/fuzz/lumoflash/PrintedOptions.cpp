@@ -273,8 +273,8 @@ public:
         AddAll(database, address, ranges, file, hasRecords, isJournalAlone, burned, station);
     }
     void Add(const validator::ValidatePluginOptions& value) {
-        const auto& [path, checks, isListing, limits] = value;
-        AddAll(path, checks, isListing, limits.cpuSeconds, limits.wallSeconds);
+        const auto& [path, checks, level, isListing, limits] = value;
+        AddAll(path, checks, static_cast<int>(level), isListing, limits.cpuSeconds, limits.wallSeconds);
     }
 
     template <typename... Values>

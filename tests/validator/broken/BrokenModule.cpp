@@ -1,8 +1,7 @@
 // The real plug-in's code with one bug: the one that its file, or a link to it, is named after.
-#include <dlfcn.h>
+#include "flashdevice/boundary/Export.h"
 
 #include <cstdlib>
-#include <filesystem>
 #include <memory>
 
 #include "flashdevice/boundary/FlashDeviceFactory.h"
@@ -10,15 +9,10 @@
 #include "flashdevice/device/FlashDeviceLumoDor.h"
 #include "flashdevice/device/FlashDeviceLumoFen.h"
 #include "tests/validator/broken/Between.h"
+#include "tests/validator/broken/System.h"
 
 namespace flash::broken {
 namespace {
-
-std::string NameOfBug() {
-    static const int place = 0;
-    Dl_info info{};
-    return dladdr(&place, &info) == 0 ? "" : std::filesystem::path(info.dli_fname).stem().string();
-}
 
 Planting FindBug(std::string_view name) {
     for (const Planting& found : {FindTextBug(name), FindCommandBug(name), FindCallBug(name)}) {
@@ -30,10 +24,10 @@ Planting FindBug(std::string_view name) {
 }
 
 __attribute__((destructor)) void End() {
-    if (NameOfBug() == "can-be-unloaded") {
+    if (NameOfModule() == "can-be-unloaded") {
         std::abort();
     }
-    for (const volatile bool isHanging = NameOfBug() == "never-unloads"; isHanging;) {
+    for (const volatile bool isHanging = NameOfModule() == "never-unloads"; isHanging;) {
     }
 }
 
@@ -48,12 +42,9 @@ const char* Between::Create(const char* deviceName) {
 
 }  // namespace flash::broken
 
-extern "C" __attribute__((visibility("default"))) const char* CreateFlashDevice2(const char* name,
-                                                                                 const char* secondText,
-                                                                                 const char* thirdText,
-                                                                                 flash::IFlashHost* host,
-                                                                                 flash::IFlashDevice2** device) {
-    const flash::broken::Planting plant = flash::broken::FindBug(flash::broken::NameOfBug());
+const char* CreateFlashDevice2(const char* name, const char* secondText, const char* thirdText, flash::IFlashHost* host,
+                               flash::IFlashDevice2** device) {
+    const flash::broken::Planting plant = flash::broken::FindBug(flash::broken::NameOfModule());
     if (!plant) {
         return "the module is not named after a bug";
     }

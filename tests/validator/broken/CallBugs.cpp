@@ -1,7 +1,4 @@
 // Bugs in when and how often something is called, in what an operation answers, and in how a device lives and ends.
-#include <fcntl.h>
-#include <unistd.h>
-
 #include <algorithm>
 #include <cstdlib>
 #include <deque>
@@ -11,33 +8,12 @@
 #include <vector>
 
 #include "tests/validator/broken/Between.h"
+#include "tests/validator/broken/System.h"
 
 namespace flash::broken {
 namespace {
 
 constexpr unsigned kPausesOfATimeOut = 400;
-
-// Ends of itself where nobody ends it.
-void StartAProcess() {
-    if (fork() == 0) {
-        alarm(120);
-        pause();
-    }
-}
-
-// The same, where no group and no session of the check reaches it.
-void StartADaemon() {
-    if (fork() == 0) {
-        setsid();
-        if (fork() == 0) {
-            setsid();
-            StartAProcess();
-            alarm(120);
-            pause();
-        }
-        std::_Exit(0);
-    }
-}
 
 // Each page is used, so that memory is really taken.
 void TakeAllMemory() {
@@ -45,23 +21,6 @@ void TakeAllMemory() {
     static std::deque<std::vector<char>> taken;
     for (;;) {
         taken.emplace_back(kPiece, 'x');
-    }
-}
-
-// Each of them stays far below what one process may use, and leaves the group and session that it was started in.
-void LetOthersTakeMemory() {
-    constexpr std::size_t kEach = std::size_t{96} << 20;
-    for (int other = 0; other < 4; ++other) {
-        if (fork() == 0) {
-            setsid();
-            const std::vector<char> taken(kEach, 'x');
-            for (;;) {
-                pause();
-            }
-        }
-    }
-    for (;;) {
-        pause();
     }
 }
 
@@ -176,13 +135,7 @@ constexpr Bug kEndBugs[] = {
              kept.emplace_back(64, ' ');
          };
      }},
-    {"starts-no-thread",
-     [](Between& b) {
-         b.instead.release = [] {
-             static std::deque<int> kept;
-             kept.push_back(open("/dev/null", O_RDONLY));
-         };
-     }},
+    {"starts-no-thread", [](Between& b) { b.instead.release = [] { OpenSomething(); }; }},
     // At the end of the module, see its factory.
     {"can-be-unloaded", [](Between&) {}},
     {"never-unloads", [](Between&) {}},

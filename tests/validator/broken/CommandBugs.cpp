@@ -91,7 +91,7 @@ constexpr Bug kBugs[] = {
     {"erase-sectors-posts-ranges",
      [](Between& b) {
          Change(b, [&b](Block& block) {
-             block.length += block.command == 5 && b.operation == "Execute EraseSectors" ? 1 : 0;
+             block.length += block.command == 5 && b.operation == "Execute EraseSectors" ? 1U : 0U;
          });
      }},
     {"blank-check-posts-the-reference",
@@ -125,7 +125,7 @@ constexpr Bug kBugs[] = {
      }},
     {"specific-sectors",
      [](Between& b) {
-         Change(b, [&b](Block& block) { block.length += block.command == 5 && b.operation == "Write" ? 1 : 0; });
+         Change(b, [&b](Block& block) { block.length += block.command == 5 && b.operation == "Write" ? 1U : 0U; });
      }},
     {"chunks-of-one-sector",
      [](Between& b) { Change(b, [](Block& block) { block.length -= block.address == 0x2010 ? 1 : 0; }); }},

@@ -1,2 +1,4 @@
 // Broken: the module exports a second function.
-extern "C" __attribute__((visibility("default"))) int FlashDeviceVersion() { return 2; }
+#include "flashdevice/boundary/Export.h"
+
+extern "C" FLASHDEVICE_API int FlashDeviceVersion() { return 2; }

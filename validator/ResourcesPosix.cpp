@@ -28,15 +28,11 @@ std::size_t CountEntries(const char* folder) {
 
 }  // namespace
 
-std::string Resources::ToText() const {
-    return std::to_string(liveBytes) + " live bytes, " + std::to_string(handles) + " handles, " +
-           std::to_string(threads) + " threads";
-}
+std::size_t CountThreads() { return CountEntries("/proc/self/task"); }
 
 Resources MeasureResources() {
     const std::size_t handles = CountEntries("/proc/self/fd");
-    const std::size_t threads = CountEntries("/proc/self/task");
-    return {LiveBytes(), handles, threads};
+    return {LiveBytes(), handles, CountThreads()};
 }
 
 }  // namespace flash::validator
