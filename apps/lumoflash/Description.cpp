@@ -3,6 +3,8 @@
 
 #include <CLI/CLI.hpp>
 #include <algorithm>
+#include <sstream>
+#include <string_view>
 
 namespace flash::app {
 namespace {
@@ -50,6 +52,21 @@ std::string FullName(const CLI::App& app) {
     return app.get_parent() == nullptr ? app.get_name() : FullName(*app.get_parent()) + " " + app.get_name();
 }
 
+// "Exit codes: 0 done, 1 operation failed. The rest."
+void SplitNotes(const std::string& notes, CommandText& text) {
+    constexpr std::string_view kCodes = "Exit codes: ";
+    const std::size_t end = notes.find(". ");
+    if (!notes.starts_with(kCodes) || end == std::string::npos) {
+        text.notes = notes;
+        return;
+    }
+    text.notes = notes.substr(end + 2);
+    std::istringstream codes(notes.substr(kCodes.size(), end - kCodes.size()));
+    for (std::string code; std::getline(codes >> std::ws, code, ',');) {
+        text.exitCodes.push_back(code);
+    }
+}
+
 }  // namespace
 
 CommandText Describe(const CLI::App& app) {
@@ -58,7 +75,7 @@ CommandText Describe(const CLI::App& app) {
     text.help = app.get_description();
     const std::string footer = app.get_footer();
     const std::size_t example = footer.find(kExample);
-    text.notes = footer.substr(0, example);
+    SplitNotes(footer.substr(0, example), text);
     text.example = example == std::string::npos ? "" : footer.substr(example + kExample.size());
     for (const CLI::Option* option : app.get_options()) {
         if (!option->get_group().empty()) {

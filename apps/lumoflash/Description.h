@@ -25,8 +25,9 @@ struct OptionText {
 struct CommandText {
     std::string name;  // "lumoflash", "lumoflash mac read"
     std::string help;
-    std::string notes;    // below the options
-    std::string example;  // one command line, or more
+    std::vector<std::string> exitCodes;  // "0 done", "1 operation failed"
+    std::string notes;                   // behind them
+    std::string example;                 // one command line, or more
     std::vector<OptionText> options;
     std::vector<CommandText> commands;
 };

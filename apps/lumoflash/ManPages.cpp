@@ -57,6 +57,11 @@ std::string Upper(std::string text) {
     return text;
 }
 
+// Behind a text that ends without a full stop another sentence may follow.
+std::string Sentence(const std::string& text) {
+    return text.empty() || text.ends_with('.') || text.ends_with('!') || text.ends_with('?') ? text : text + ".";
+}
+
 // "Programs files." as a name's own line has it: without the full stop.
 std::string Brief(const std::string& help) { return help.ends_with(".") ? help.substr(0, help.size() - 1) : help; }
 
@@ -85,7 +90,7 @@ std::string OptionEntry(const OptionText& option) {
     if (!option.isWord && !option.value.empty()) {
         head += fmt::format(" \\fI{}\\fR", Escaped(option.value));
     }
-    std::string text = fmt::format(".TP\n{}\n{}\n", head + Repeated(option), Filled(option.help));
+    std::string text = fmt::format(".TP\n{}\n{}\n", head + Repeated(option), Filled(Sentence(option.help)));
     if (option.isWord && option.value.find('|') != std::string::npos) {
         text += fmt::format("One of \\fI{}\\fR.\n", Escaped(option.value));
     }
@@ -112,9 +117,48 @@ std::string CommandSection(const CommandText& command) {
     return text.empty() ? "" : ".SH COMMANDS\n" + text;
 }
 
-std::string LiteralSection(const std::string& title, const std::string& text) {
-    std::string trimmed = text.substr(0, text.find_last_not_of('\n') + 1);
-    return trimmed.empty() ? "" : fmt::format(".SH {}\n.nf\n{}\n.fi\n", title, Escaped(trimmed));
+std::string ExitStatusSection(const CommandText& program) {
+    std::string text;
+    for (const std::string& code : program.exitCodes) {
+        const std::size_t space = code.find(' ');
+        text += fmt::format(".TP\n\\fB{}\\fR\n{}\n", code.substr(0, space), Filled(code.substr(space + 1)));
+    }
+    const std::string notes = program.notes.empty() ? "" : ".PP\n" + Filled(program.notes) + "\n";
+    return text.empty() ? "" : ".SH EXIT STATUS\n" + text + notes;
+}
+
+// A command line as a shell takes it from several lines, none of which is wider than a terminal; options stay with
+// their values.
+std::string Broken(const std::string& commandLine) {
+    constexpr std::size_t kWidest = 70;
+    std::string broken, line, item;
+    const auto end = [&] {
+        if (!line.empty() && line.size() + 1 + item.size() > kWidest) {
+            broken += line + " \\\n";
+            line = "      " + item;
+        } else {
+            line += (line.empty() ? "  " : " ") + item;
+        }
+        item.clear();
+    };
+    std::istringstream words(commandLine);
+    for (std::string word; words >> word;) {
+        if (!item.empty() && (word.starts_with("-") || !item.starts_with("-") || item.find(' ') != std::string::npos)) {
+            end();
+        }
+        item += (item.empty() ? "" : " ") + word;
+    }
+    end();
+    return broken + line + "\n";
+}
+
+std::string ExampleSection(const std::string& example) {
+    std::string text;
+    std::istringstream lines(example);
+    for (std::string line; std::getline(lines, line);) {
+        text += line.empty() ? "" : Broken(line);
+    }
+    return text.empty() ? "" : fmt::format(".SH EXAMPLE\n.nf\n{}.fi\n", Escaped(text));
 }
 
 class Writer {
@@ -129,13 +173,14 @@ public:
 private:
     void Add(const CommandText& command, const CommandText* parent) {
         const std::string name = PageName(command.name);
-        std::string page = fmt::format(".TH {} 1 {}\n.SH NAME\n{}\n.SH SYNOPSIS\n{}.SH DESCRIPTION\n{}\n", Upper(name),
-                                       source, NameLine(name, command), Synopsis(command), Filled(command.help));
+        std::string page =
+            fmt::format(".TH {} 1 {}\n.nh\n.SH NAME\n{}\n.SH SYNOPSIS\n{}.SH DESCRIPTION\n{}\n", Upper(name), source,
+                        NameLine(name, command), Synopsis(command), Filled(command.help));
         page += CommandSection(command) + OptionSection("OPTIONS", command);
         if (parent != nullptr) {
             page += OptionSection("OPTIONS OF EVERY COMMAND", program);
         }
-        page += LiteralSection("EXIT STATUS", program.notes) + LiteralSection("EXAMPLE", command.example);
+        page += ExitStatusSection(program) + ExampleSection(command.example);
         page += parent == nullptr ? "" : fmt::format(".SH SEE ALSO\n.BR {} (1)\n", Escaped(PageName(parent->name)));
         pages[name + ".1"] = page;
         for (const CommandText& each : command.commands) {

@@ -104,5 +104,29 @@ TEST(ManPages, NothingInATextIsTakenForARequestOfThePage) {
     EXPECT_TRUE(page.starts_with(".TH TOOL 1 2026-01-01 \"lumo-flash 1.0\" \"User commands\"\n"));
 }
 
+TEST(ManPages, EachExitCodeIsAnEntryOfAList) {
+    const std::string page = ManPages(DescribeCommandLine(), "1.0", "2026-01-01").at("lumoflash-read.1");
+
+    EXPECT_NE(page.find(".SH EXIT STATUS\n.TP\n\\fB0\\fR\ndone\n.TP\n\\fB1\\fR\noperation failed\n"), std::string::npos)
+        << page;
+    EXPECT_NE(page.find("\\fB130\\fR\ninterrupted\n.PP\n\\fBlumoflash help COMMAND\\fR shows a command.\n"),
+              std::string::npos)
+        << page;
+}
+
+TEST(ManPages, AnExampleThatIsTooLongGoesOnInTheNextLine) {
+    CommandText program;
+    program.name = "tool";
+    program.example =
+        "  tool --device LumoF2F352 --probe virtual:chip.bin one-file.hex another-file.hex\n  tool --short\n";
+
+    const std::string page = ManPages(program, "1.0", "2026-01-01").at("tool.1");
+
+    EXPECT_NE(page.find(".nf\n  tool \\-\\-device LumoF2F352 \\-\\-probe virtual:chip.bin one\\-file.hex \\e\n"
+                        "      another\\-file.hex\n  tool \\-\\-short\n.fi\n"),
+              std::string::npos)
+        << page;
+}
+
 }  // namespace
 }  // namespace flash::app
