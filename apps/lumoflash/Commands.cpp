@@ -187,7 +187,7 @@ private:
         }
         const host::PlannedLoad load = session->Plan(image, wanted);
         const auto planTime = connection->GetProbe().Now() - planStart;
-        picture = DrawPicture(options, connection->PartName(), image, load, session->Layout());
+        picture = DrawPicture(options, *connection, image, load, {recorder, isInterrupted});
         if (options.isDryRun || options.isJson) {
             view.ShowPlan(load.plan);
         }

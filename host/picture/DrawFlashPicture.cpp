@@ -22,15 +22,19 @@ constexpr double kWidth = kLeft + kRowWidth + kRight;
 
 // Within a row, from its top.
 constexpr double kLabelBase = 11, kSectionTop = 15, kSectionHeight = 9;
-constexpr double kBeforeTop = 28, kStripHeight = 13, kFateTop = 43, kFateHeight = 34, kAfterTop = 79, kNumberBase = 103;
+constexpr double kBeforeTop = 28, kFateTop = 43, kFateHeight = 34, kAfterTop = 79, kNumberBase = 103;
 constexpr double kRowHeight = 122;
 constexpr double kLegendTop = 14;
 constexpr double kCharacterWidth = 6.4;
 
 const char* CcfgWords(CcfgFate fate) {
     switch (fate) {
+        case CcfgFate::Changed:
+            return "CCFG changed";
         case CcfgFate::Kept:
             return "CCFG kept";
+        case CcfgFate::KeptAndChanged:
+            return "CCFG kept and changed";
         case CcfgFate::Replaced:
             return "CCFG replaced";
         case CcfgFate::Untouched:
@@ -100,10 +104,26 @@ private:
             DrawSector(sector, kLeft + (sector - first) * kCellWidth, top);
         }
         DrawSpansAfter(row, top);
+        for (std::uint32_t sector = first; sector < end; ++sector) {
+            const double x = kLeft + (sector - first + 1) * kCellWidth;
+            svg += picture.sectors[sector].isProtectedAfter ? Padlock(x - kPadlockWidth, top + kAfterTop) : "";
+        }
         DrawSections(row, top);
         if (end == picture.geometry.sectorCount) {
             DrawCcfg(kLeft + (end - first) * kCellWidth, top);
         }
+    }
+
+    std::uint64_t BytesFromFiles(std::uint32_t index) const {
+        const std::uint64_t first = std::uint64_t{index} * picture.geometry.sectorSizeBytes;
+        const std::uint64_t end = first + picture.geometry.sectorSizeBytes;
+        std::uint64_t count = 0;
+        for (const PictureSpan& span : picture.fromFiles) {
+            const std::uint64_t begin = std::max<std::uint64_t>(span.address, first);
+            const std::uint64_t spanEnd = std::min(std::uint64_t{span.address} + span.lengthBytes, end);
+            count += begin < spanEnd ? spanEnd - begin : 0;
+        }
+        return count;
     }
 
     std::string HoverText(std::uint32_t index) const {
@@ -112,7 +132,9 @@ private:
         std::string text = fmt::format("Sector {}, {} to {}: {}", index, AddressText(index * size),
                                        AddressText((index + 1) * size - 1), LookOf(sector.fate).words);
         text += sector.reason == LookOf(sector.fate).words ? "" : " (" + sector.reason + ")";
-        return text + (sector.isProtected ? ", protected" : "");
+        text += fmt::format("; before: {}{}", LookOf(sector.before).word, sector.isProtected ? ", protected" : "");
+        return text + fmt::format("; after: {}{}", ContentAfter(sector, BytesFromFiles(index), size),
+                                  sector.isProtectedAfter ? ", protected" : "");
     }
 
     void DrawSector(std::uint32_t index, double x, double top) {
@@ -121,26 +143,10 @@ private:
         svg += fmt::format("<g id=\"sector-{}\">", index) + SvgTitle(HoverText(index));
         svg += FateBox(x, top + kFateTop, kCellWidth, kFateHeight, look) +
                FateMark(x + kCellWidth / 2, top + kFateTop + kFateHeight / 2, look);
-        DrawBefore(sector, x, top + kBeforeTop);
-        DrawAfter(sector, x, top + kAfterTop);
-        svg += sector.isProtected ? Padlock(x + kCellWidth - 14, top + kFateTop + 3) : "";
+        svg += Strip(x, top + kBeforeTop, kCellWidth, LookOf(sector.before), sector.isProtected);
+        const bool hasFileBytes = BytesFromFiles(index) != 0;
+        svg += Strip(x, top + kAfterTop, kCellWidth, LookAfter(sector, hasFileBytes), false);
         svg += SvgText(x + kCellWidth / 2, top + kNumberBase, "small middle", std::to_string(index)) + "</g>\n";
-    }
-
-    void DrawBefore(const PictureSector& sector, double x, double y) {
-        const bool isRight = sector.fate == SectorFate::AlreadyRight;
-        const char* fill = !sector.isCompared ? "url(#unknown)" : isRight ? "#d9e8cf" : "#ffffff";
-        svg += SvgRectangle(x, y, kCellWidth, kStripHeight, fmt::format("class=\"box\" fill=\"{}\"", fill));
-        if (sector.isCompared) {
-            svg += SvgText(x + kCellWidth / 2, y + 10, "small middle", isRight ? "right" : "differs");
-        }
-    }
-
-    // Under the files' bytes: the erased value, or what the chip had.
-    void DrawAfter(const PictureSector& sector, double x, double y) {
-        const bool isErased = sector.fate == SectorFate::ErasedAndWritten || sector.fate == SectorFate::Erased;
-        svg += SvgRectangle(x, y, kCellWidth, kStripHeight,
-                            fmt::format("class=\"box\" fill=\"{}\"", isErased ? "#ffffff" : "url(#unknown)"));
     }
 
     bool IsInRow(const PictureSpan& span, std::uint32_t row) const {

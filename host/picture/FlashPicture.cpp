@@ -26,11 +26,25 @@ void AddSpans(std::vector<PictureSpan>& spans, const std::vector<DataRun>& runs)
     }
 }
 
-CcfgFate FateOfCcfg(const WritePlan& plan, const CcfgInfo& ccfg) {
-    if (ccfg.sizeBytes == 0) {
-        return CcfgFate::None;
+CcfgFate FateOfCcfg(const WritePlan& plan, const PictureChip& chip) {
+    if (plan.keepsCcfg) {
+        return chip.isCcfgChanged ? CcfgFate::KeptAndChanged : CcfgFate::Kept;
     }
-    return plan.keepsCcfg ? CcfgFate::Kept : plan.replacesCcfg ? CcfgFate::Replaced : CcfgFate::Untouched;
+    if (plan.replacesCcfg) {
+        return CcfgFate::Replaced;
+    }
+    return chip.isCcfgChanged ? CcfgFate::Changed : CcfgFate::Untouched;
+}
+
+SectorBefore BeforeOf(const WritePlan& plan, std::uint32_t index, const SectorSet& blankSectors) {
+    const SectorPlan& sector = plan.sectors[index];
+    if (blankSectors.Contains(index)) {
+        return SectorBefore::Blank;
+    }
+    if (!plan.isCompared || sector.isDoubtful || (!sector.isWritten && !sector.isErased && !sector.isUnchanged)) {
+        return SectorBefore::Data;
+    }
+    return sector.isUnchanged || sector.carriesErasing ? SectorBefore::Right : SectorBefore::Differs;
 }
 
 }  // namespace
@@ -50,20 +64,19 @@ std::vector<PictureSection> SectionsOf(const ProgramImage& image) {
 }
 
 FlashPicture MakeFlashPicture(const std::string& title, const ProgramImage& image, const WritePlan& plan,
-                              const CcfgInfo& ccfg) {
+                              const PictureChip& chip) {
     FlashPicture picture;
     picture.title = title;
     picture.geometry = plan.geometry;
     picture.sections = SectionsOf(image);
-    picture.ccfg = FateOfCcfg(plan, ccfg);
-    picture.ccfgAddress = ccfg.address;
+    picture.ccfg = chip.ccfg.sizeBytes == 0 ? CcfgFate::None : FateOfCcfg(plan, chip);
+    picture.ccfgAddress = chip.ccfg.address;
     AddSpans(picture.fromFiles, plan.expected);
     AddSpans(picture.fromFiles, plan.alreadyRight);
     for (std::uint32_t index = 0; index < plan.geometry.sectorCount; ++index) {
-        const SectorPlan& sector = plan.sectors[index];
-        picture.sectors.push_back({FateOf(sector), std::string(ReasonFor(plan, index)),
-                                   ccfg.protectedSectors.Contains(index),
-                                   plan.isCompared && (sector.isWritten || sector.isErased || sector.isUnchanged)});
+        picture.sectors.push_back({FateOf(plan.sectors[index]), std::string(ReasonFor(plan, index)),
+                                   BeforeOf(plan, index, chip.blankSectors), chip.ccfg.protectedSectors.Contains(index),
+                                   chip.protectedAfter.Contains(index)});
     }
     return picture;
 }

@@ -8,6 +8,7 @@
 
 #include "host/ccfg/Ccfg.h"
 #include "host/devices/FlashGeometry.h"
+#include "host/devices/SectorSet.h"
 #include "host/files/ProgramImage.h"
 #include "host/plan/WritePlan.h"
 
@@ -26,14 +27,18 @@ struct PictureSection {
     bool operator==(const PictureSection&) const = default;
 };
 
+// What a sector holds before, compared with what the load would leave there where that was asked.
+enum class SectorBefore { Blank, Right, Differs, Data };
+
 struct PictureSector {
     SectorFate fate = SectorFate::Untouched;
     std::string reason;
+    SectorBefore before = SectorBefore::Data;
     bool isProtected = false;  // by the chip's CCFG, as it is before
-    bool isCompared = false;   // with what the load would leave there
+    bool isProtectedAfter = false;
 };
 
-enum class CcfgFate { None, Untouched, Kept, Replaced };
+enum class CcfgFate { None, Untouched, Changed, Kept, KeptAndChanged, Replaced };
 
 struct FlashPicture {
     std::string title;  // "LumoF2F352: app.elf"
@@ -48,8 +53,16 @@ struct FlashPicture {
 // Of each section of an ELF file one; of the records of a text file, those without a gap between them.
 std::vector<PictureSection> SectionsOf(const ProgramImage& image);
 
+// What the plan does not tell of the chip.
+struct PictureChip {
+    CcfgInfo ccfg;               // before
+    SectorSet blankSectors;      // before
+    SectorSet protectedAfter;    // by CCFG as the load leaves it
+    bool isCcfgChanged = false;  // by the closing phase
+};
+
 FlashPicture MakeFlashPicture(const std::string& title, const ProgramImage& image, const WritePlan& plan,
-                              const CcfgInfo& ccfg);
+                              const PictureChip& chip);
 
 // One `svg` element, a document of its own or a part of a page.
 std::string DrawFlashPicture(const FlashPicture& picture);

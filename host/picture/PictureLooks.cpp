@@ -6,6 +6,7 @@
 #include <array>
 #include <utility>
 
+#include "host/Words.h"
 #include "host/picture/Markup.h"
 
 namespace flash::host {
@@ -20,6 +21,14 @@ constexpr std::array kFateLooks = {
     FateLook{SectorFate::AlreadyRight, "already right", "#d9e8cf", "dotted"},
     FateLook{SectorFate::Untouched, "untouched", "#ffffff", ""},
 };
+
+constexpr StripLook kBlank{"#ffffff", "blank"};
+constexpr const char* kAsBefore = "url(#before)";
+
+bool IsRestBlank(const PictureSector& sector) {
+    return sector.before == SectorBefore::Blank || sector.fate == SectorFate::ErasedAndWritten ||
+           sector.fate == SectorFate::Erased;
+}
 
 }  // namespace
 
@@ -41,8 +50,8 @@ const char* const kPicturePatterns =
     "<path d=\"M0 2.5H8\" stroke=\"#8a7a00\"/></pattern>\n"
     "<pattern id=\"dotted\" width=\"7\" height=\"7\" patternUnits=\"userSpaceOnUse\">"
     "<circle cx=\"2\" cy=\"2\" r=\"1.1\" fill=\"#4d7a35\"/></pattern>\n"
-    "<pattern id=\"unknown\" width=\"6\" height=\"6\" patternUnits=\"userSpaceOnUse\">"
-    "<path d=\"M0 6L6 0\" stroke=\"#999999\" stroke-width=\"0.7\"/></pattern>\n"
+    "<pattern id=\"before\" width=\"6\" height=\"6\" patternUnits=\"userSpaceOnUse\">"
+    "<path d=\"M0 6L6 0\" stroke=\"#bbbbbb\" stroke-width=\"0.7\"/></pattern>\n"
     "</defs>\n";
 
 const FateLook& LookOf(SectorFate fate) { return *std::ranges::find(kFateLooks, fate, &FateLook::fate); }
@@ -64,11 +73,44 @@ std::string FateMark(double x, double y, const FateLook& look) {
     return plate + SvgText(x, y + 7, isDark ? "mark light" : "mark", std::string(1, MapCharacter(look.fate)));
 }
 
+StripLook LookOf(SectorBefore before) {
+    switch (before) {
+        case SectorBefore::Blank:
+            return kBlank;
+        case SectorBefore::Right:
+            return {"#d9e8cf", "right"};
+        case SectorBefore::Differs:
+            return {"#f6d5cb", "differs"};
+        default:
+            return {kAsBefore, "data"};
+    }
+}
+
+StripLook LookAfter(const PictureSector& sector, bool hasFileBytes) {
+    const StripLook look = IsRestBlank(sector) ? kBlank : StripLook{kAsBefore, "kept"};
+    return {look.fill, hasFileBytes ? "" : look.word};
+}
+
+std::string Strip(double x, double y, double width, const StripLook& look, bool isProtected) {
+    const double end = x + width - (isProtected ? kPadlockWidth : 0);
+    return SvgRectangle(x, y, width, kStripHeight, fmt::format("class=\"box\" fill=\"{}\"", look.fill)) +
+           (*look.word == '\0' ? "" : SvgText((x + end) / 2, y + 10, "small middle", look.word)) +
+           (isProtected ? Padlock(end, y) : "");
+}
+
 std::string Padlock(double x, double y) {
     return fmt::format(
-        "<g transform=\"translate({} {})\"><path class=\"ink\" d=\"M2.5 5V3.5a2.5 2.5 0 0 1 5 0V5\"/>"
-        "<rect y=\"5\" width=\"10\" height=\"7\" fill=\"#1b1b1b\"/></g>",
+        "<g transform=\"translate({} {})\"><rect x=\"0.5\" y=\"0.5\" width=\"13\" height=\"12\" fill=\"#ffffff\"/>"
+        "<path class=\"ink\" d=\"M4.5 6V4.2a2.5 2.5 0 0 1 5 0V6\"/>"
+        "<rect x=\"2.5\" y=\"5.5\" width=\"9\" height=\"6\" fill=\"#1b1b1b\"/></g>",
         Coordinate(x), Coordinate(y));
+}
+
+std::string ContentAfter(const PictureSector& sector, std::uint64_t fileBytes, std::uint32_t sectorSizeBytes) {
+    const std::string rest = IsRestBlank(sector) ? "blank" : "kept";
+    return fileBytes == 0                 ? rest
+           : fileBytes == sectorSizeBytes ? "all of it from the files"
+                                          : Counted(fileBytes, "byte") + " from the files, the rest " + rest;
 }
 
 std::string PictureLegend(double left, double top) {
@@ -86,10 +128,12 @@ std::string PictureLegend(double left, double top) {
     for (const FateLook& look : kFateLooks) {
         add(FateBox(0, 0, kBox, kBoxHeight, look) + FateMark(kBox / 2, kBoxHeight / 2, look), look.words);
     }
-    add(Padlock(8, 3), "protected by the chip");
-    add(SvgRectangle(0, 3, kBox, 12, "fill=\"#0072b2\""), "bytes of the files");
-    add(SvgRectangle(0, 3, kBox, 12, "class=\"box\" fill=\"#ffffff\""), "erased, 0xFF");
-    add(SvgRectangle(0, 3, kBox, 12, "class=\"box\" fill=\"url(#unknown)\""), "what the chip has, not looked at");
+    add(Padlock(6, 3), "protected by the chip");
+    add(SvgRectangle(0, 3, kBox, kStripHeight, "fill=\"#0072b2\""), "bytes of the files");
+    add(Strip(0, 3, kBox, {kBlank.fill, ""}, false), "blank: erased, all 0xFF");
+    add(Strip(0, 3, kBox, {kAsBefore, ""}, false), "what the chip had");
+    add(Strip(0, 3, kBox, {"#d9e8cf", ""}, false), "right: holds what it shall");
+    add(Strip(0, 3, kBox, {"#f6d5cb", ""}, false), "differs from what it shall hold");
     return legend;
 }
 

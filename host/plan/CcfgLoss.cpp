@@ -27,6 +27,20 @@ bool ErasesLastSector(const ProgramOptions& options, std::uint64_t endOfData, co
     }
 }
 
+// What the load leaves in the last sector before its closing phase.
+LastSector LastSectorAfter(const WritePlan& plan, const LastSector& before) {
+    const SectorPlan& last = plan.sectors.back();
+    if (plan.keepsCcfg || (!last.isErased && !last.isWritten)) {
+        return before;
+    }
+    const std::uint32_t size = plan.geometry.sectorSizeBytes;
+    if (!last.isWritten) {
+        return {before.sizeRegister, std::vector<std::uint8_t>(size, kErasedByte)};
+    }
+    const std::vector<std::uint8_t>& bytes = plan.writes.back().bytes;
+    return {before.sizeRegister, {bytes.end() - static_cast<std::ptrdiff_t>(size), bytes.end()}};
+}
+
 }  // namespace
 
 bool WouldLoseCcfg(const ProgramImage& image, const ProgramOptions& options, const CcfgInfo& ccfg,
@@ -38,6 +52,15 @@ bool WouldLoseCcfg(const ProgramImage& image, const ProgramOptions& options, con
 bool ReplacesCcfg(const WritePlan& plan, const ProgramImage& image, const CcfgInfo& ccfg) {
     const SectorPlan& last = plan.sectors.back();
     return ccfg.sizeBytes != 0 && !plan.keepsCcfg && (last.isErased || (last.isWritten && EndOf(image) > ccfg.address));
+}
+
+SectorSet ProtectedAfter(const WritePlan& plan, const ClosingChanges& closing, const LastSector& before,
+                         const CcfgLayout& layout) {
+    SectorSet after = DecodeCcfg(LastSectorAfter(plan, before), layout).protectedSectors;
+    if (closing.protect) {
+        after.Add(*closing.protect);
+    }
+    return after;
 }
 
 }  // namespace flash::host

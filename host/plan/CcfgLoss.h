@@ -2,6 +2,7 @@
 #pragma once
 
 #include "host/ccfg/Ccfg.h"
+#include "host/ccfg/ClosingChanges.h"
 #include "host/files/ProgramImage.h"
 #include "host/plan/WritePlan.h"
 #include "host/settings/ProgramOptions.h"
@@ -15,5 +16,9 @@ bool WouldLoseCcfg(const ProgramImage& image, const ProgramOptions& options, con
 
 // Whether something else stands in its place afterwards.
 bool ReplacesCcfg(const WritePlan& plan, const ProgramImage& image, const CcfgInfo& ccfg);
+
+// The sectors that the chip's CCFG protects after the load.
+SectorSet ProtectedAfter(const WritePlan& plan, const ClosingChanges& closing, const LastSector& before,
+                         const CcfgLayout& layout);
 
 }  // namespace flash::host

@@ -36,16 +36,23 @@ WritePlan Plan() {
     plan.sectors[3].isSkipped = true;
     plan.sectors[4].isErased = true;
     plan.sectors[5].isWritten = true;
-    plan.expected = {{0, std::vector<std::uint8_t>(150)}};
+    plan.expected = {{0, std::vector<std::uint8_t>(150)}, {0x5000, std::vector<std::uint8_t>(0x1000)}};
     plan.alreadyRight = {{0x2000, std::vector<std::uint8_t>(32)}};
     return plan;
 }
 
-CcfgInfo Ccfg() {
-    SectorSet isProtected(kGeometry.sectorCount);
-    isProtected.Add(4);
+SectorSet Sectors(std::initializer_list<std::uint32_t> indices) {
+    SectorSet sectors(kGeometry.sectorCount);
+    for (const std::uint32_t index : indices) {
+        sectors.Add(index);
+    }
+    return sectors;
+}
+
+// Sector 4 is protected before, sector 5 afterwards; 5 and 19 are blank.
+PictureChip Chip() {
     const RadioAddress none({});
-    return {0x58, 20 * 4096 - 0x58, false, false, isProtected, none, none};
+    return {{0x58, 20 * 4096 - 0x58, false, false, Sectors({4}), none, none}, Sectors({5, 19}), Sectors({5}), false};
 }
 
 // Of the drawing, by its hover text.
@@ -67,19 +74,24 @@ TEST(SectionsOf, AreThoseOfAnElfFileAndRunsOfRecords) {
 }
 
 TEST(FlashPicture, ShowsTheFateOfEachSector) {
-    const FlashPicture picture = MakeFlashPicture("part: app", Image(), Plan(), Ccfg());
+    const FlashPicture picture = MakeFlashPicture("part: app", Image(), Plan(), Chip());
 
     const std::set<std::string> titles = Titles(DrawFlashPicture(picture));
 
     for (const char* expected :
-         {"part: app", "Sector 0, 0x00000000 to 0x00000FFF: erased and written (differs)",
-          "Sector 1, 0x00001000 to 0x00001FFF: already right",
-          "Sector 2, 0x00002000 to 0x00002FFF: written, the rest kept (differs)",
-          "Sector 3, 0x00003000 to 0x00003FFF: skipped",
-          "Sector 4, 0x00004000 to 0x00004FFF: only erased (differs), protected",
-          "Sector 5, 0x00005000 to 0x00005FFF: written without erasing (differs)",
-          "Sector 19, 0x00013000 to 0x00013FFF: untouched (not in the file)", ".text: 100 bytes at 0x00000000",
-          "b.hex: 32 bytes at 0x00002000", "From the files: 150 bytes at 0x00000000",
+         {"part: app",
+          "Sector 0, 0x00000000 to 0x00000FFF: erased and written (differs); before: differs; "
+          "after: 150 bytes from the files, the rest blank",
+          "Sector 1, 0x00001000 to 0x00001FFF: already right; before: right; after: kept",
+          "Sector 2, 0x00002000 to 0x00002FFF: written, the rest kept (differs); before: differs; "
+          "after: 32 bytes from the files, the rest kept",
+          "Sector 3, 0x00003000 to 0x00003FFF: skipped; before: data; after: kept",
+          "Sector 4, 0x00004000 to 0x00004FFF: only erased (differs); before: differs, protected; after: blank",
+          "Sector 5, 0x00005000 to 0x00005FFF: written without erasing (differs); before: blank; "
+          "after: all of it from the files, protected",
+          "Sector 6, 0x00006000 to 0x00006FFF: untouched (not in the file); before: data; after: kept",
+          "Sector 19, 0x00013000 to 0x00013FFF: untouched (not in the file); before: blank; after: blank",
+          ".text: 100 bytes at 0x00000000", "b.hex: 32 bytes at 0x00002000", "From the files: 150 bytes at 0x00000000",
           "CCFG stays: the customer configuration area from 0x00013FA8 on"}) {
         EXPECT_TRUE(titles.contains(expected)) << expected;
     }
@@ -87,28 +99,57 @@ TEST(FlashPicture, ShowsTheFateOfEachSector) {
 
 TEST(FlashPicture, TellsWhatBecomesOfCcfg) {
     struct Case {
-        bool isThere, isKept, isReplaced;
+        bool isThere, isKept, isReplaced, isChanged;
         CcfgFate expected;
     };
-    for (const Case& c : {Case{false, false, false, CcfgFate::None}, Case{true, false, false, CcfgFate::Untouched},
-                          Case{true, true, false, CcfgFate::Kept}, Case{true, false, true, CcfgFate::Replaced}}) {
+    const Case cases[] = {
+        {false, false, false, false, CcfgFate::None},        {true, false, false, false, CcfgFate::Untouched},
+        {true, false, false, true, CcfgFate::Changed},       {true, true, false, false, CcfgFate::Kept},
+        {true, true, false, true, CcfgFate::KeptAndChanged}, {true, false, true, false, CcfgFate::Replaced},
+        {true, false, true, true, CcfgFate::Replaced}};
+    for (const Case& c : cases) {
         WritePlan plan = Plan();
-        CcfgInfo ccfg = Ccfg();
-        ccfg.sizeBytes = c.isThere ? 0x58 : 0;
+        PictureChip chip = Chip();
+        chip.ccfg.sizeBytes = c.isThere ? 0x58 : 0;
+        chip.isCcfgChanged = c.isChanged;
         plan.keepsCcfg = c.isKept;
         plan.replacesCcfg = c.isReplaced;
-        EXPECT_EQ(MakeFlashPicture("", Image(), plan, ccfg).ccfg, c.expected);
+        EXPECT_EQ(MakeFlashPicture("", Image(), plan, chip).ccfg, c.expected);
+    }
+}
+
+TEST(FlashPicture, ComparesOnlyWhatWasAsked) {
+    struct Case {
+        const char* name;
+        SectorPlan sector;
+        bool isCompared;
+        SectorBefore expected;
+    };
+    const SectorPlan written{.isErased = true, .isWritten = true};
+    SectorPlan doubtful = written, carrying = written;
+    doubtful.isDoubtful = true;
+    carrying.carriesErasing = true;
+    const Case cases[] = {{"all is written", written, false, SectorBefore::Data},
+                          {"what changed", written, true, SectorBefore::Differs},
+                          {"left half done", doubtful, true, SectorBefore::Data},
+                          {"right, but written for others", carrying, true, SectorBefore::Right}};
+    for (const Case& c : cases) {
+        SCOPED_TRACE(c.name);
+        WritePlan plan = Plan();
+        plan.isCompared = c.isCompared;
+        plan.sectors[7] = c.sector;
+        EXPECT_EQ(MakeFlashPicture("", Image(), plan, Chip()).sectors[7].before, c.expected);
     }
 }
 
 TEST(FlashPicture, LooksAsItWasFoundGood) {
-    ExpectLooksAs("load.svg", DrawFlashPicture(MakeFlashPicture("part: app", Image(), Plan(), Ccfg())));
+    ExpectLooksAs("load.svg", DrawFlashPicture(MakeFlashPicture("part: app", Image(), Plan(), Chip())));
 }
 
 TEST(FlashPicture, IsWellFormedWhateverTheNamesAre) {
     ProgramImage image;
     image.Add(0, std::vector<std::uint8_t>(5000), {"x", "section </title><script>\x1b\"'&\xff"});
-    FlashPicture picture = MakeFlashPicture("]]>\x01<&\"'", image, Plan(), Ccfg());
+    FlashPicture picture = MakeFlashPicture("]]>\x01<&\"'", image, Plan(), Chip());
     picture.sectors[0].reason = "<reason>";
 
     const std::string svg = DrawFlashPicture(picture);
@@ -120,7 +161,7 @@ TEST(FlashPicture, IsWellFormedWhateverTheNamesAre) {
 
 // Whoever sees no colors tells the fates apart by their letters.
 TEST(FlashPicture, HasALetterForEachFateAndTheLegendSaysWhichItIs) {
-    const std::string svg = DrawFlashPicture(MakeFlashPicture("part: app", Image(), Plan(), Ccfg()));
+    const std::string svg = DrawFlashPicture(MakeFlashPicture("part: app", Image(), Plan(), Chip()));
 
     pugi::xml_document document;
     ASSERT_TRUE(document.load_string(svg.c_str()));
@@ -133,7 +174,9 @@ TEST(FlashPicture, HasALetterForEachFateAndTheLegendSaysWhichItIs) {
         letters += letterOf(sector);
     }
     EXPECT_EQ(letters, "#=+sew.");
-    for (const char* words : {"erased and written", "already right", "skipped", "untouched", "protected by the chip"}) {
+    for (const char* words : {"erased and written", "already right", "skipped", "untouched", "protected by the chip",
+                              "bytes of the files", "blank: erased, all 0xFF", "what the chip had",
+                              "right: holds what it shall", "differs from what it shall hold"}) {
         EXPECT_THAT(svg, HasSubstr(std::string(">") + words + "</text>"));
     }
 }

@@ -5,6 +5,8 @@
 
 #include <functional>
 
+#include "tests/host/ccfg/LastSectors.h"
+
 namespace flash::host {
 namespace {
 
@@ -100,6 +102,42 @@ TEST(CcfgLoss, CcfgIsReplacedWhereItsSectorIsErasedOrItsBytesAreWritten) {
 
         EXPECT_EQ(ReplacesCcfg(plan, c.image, Ccfg(16)), c.isReplaced);
         EXPECT_FALSE(ReplacesCcfg(plan, c.image, Ccfg(0))) << "of a chip that has none";
+    }
+}
+
+// Sector 1 is protected before, sector 2 by what the load writes.
+TEST(ProtectedAfter, IsWhatTheLoadLeavesInCcfgAndWhatItsEndAdds) {
+    struct Case {
+        const char* name;
+        bool isErased, isWritten, isKept, isClosed;
+        const char* expected;
+    };
+    const Case cases[] = {
+        {"not touched", false, false, false, false, "1"},
+        {"kept", true, true, true, false, "1"},
+        {"only erased", true, false, false, false, ""},
+        {"written", true, true, false, false, "2"},
+        {"not touched, but closed", false, false, false, true, "1,3"},
+        {"written and closed", true, true, false, true, "2-3"},
+    };
+    LastSector before = Erased(), written = Erased();
+    Put(before, kTinyLayout.protection, {0xFD});
+    Put(written, kTinyLayout.protection, {0xFB});
+    for (const Case& c : cases) {
+        SCOPED_TRACE(c.name);
+        WritePlan plan;
+        plan.geometry = kTinyFlash;
+        plan.sectors.resize(kTinyFlash.sectorCount);
+        plan.sectors.back().isErased = c.isErased;
+        plan.sectors.back().isWritten = c.isWritten;
+        plan.keepsCcfg = c.isKept;
+        plan.writes = {{kTinyFlash.LastSectorAddress(), written.bytes}};
+        ClosingChanges closing;
+        if (c.isClosed) {
+            closing.protect.emplace(kTinyFlash.sectorCount).Add(3);
+        }
+
+        EXPECT_EQ(ProtectedAfter(plan, closing, before, kTinyLayout).Text(), c.expected);
     }
 }
 
