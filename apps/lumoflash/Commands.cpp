@@ -77,7 +77,7 @@ public:
     }
 
     void SaveReport(const Outcome& outcome) {
-        app::SaveReport(options, outcome, connection ? &*connection : nullptr, {picture, recorder.Phases()});
+        app::SaveReport(options, outcome, connection ? &*connection : nullptr, {picture, recorder});
     }
 
 private:
@@ -87,7 +87,7 @@ private:
             reading.onContent = [this](const auto& name, auto content) { recording->NoteFile(name, content); };
         }
         const bool hasFiles = options.command == Command::Program || options.command == Command::Verify;
-        return hasFiles ? host::ReadProgramFiles(options.files, reading) : host::ProgramImage();
+        return hasFiles ? host::ReadProgramFiles(options.files, recorder.Hashing(reading)) : host::ProgramImage();
     }
 
     Outcome RunConnected(const host::ProgramImage& image) {

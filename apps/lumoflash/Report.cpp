@@ -5,6 +5,7 @@
 #include <map>
 #include <nlohmann/json.hpp>
 
+#include "apps/lumoflash/Locations.h"
 #include "apps/lumoflash/Picture.h"
 #include "apps/lumoflash/Texts.h"
 #include "apps/lumoflash/Version.h"
@@ -38,15 +39,42 @@ host::ReportFacts ChipFacts(const host::Connection& connection) {
             {"Revision", info.revisionText}};
 }
 
-host::ReportFacts Versions(const Options& options, const host::Connection* connection) {
-    host::ReportFacts facts{{"lumoflash", VersionText()}};
+// What was read, and of what was not the reason why.
+host::ReportFacts ProgramFiles(const Options& options, const std::vector<std::string>& hashes) {
+    host::ReportFacts facts;
     for (const host::ProgramSource& file : options.files) {
+        const bool isRead = facts.size() < hashes.size();
         facts.emplace_back(file.IsStandardInput() ? "standard input" : file.path.string(),
-                           file.IsStandardInput() ? "not kept" : HashOrReason(file.path));
+                           isRead                   ? "SHA-256 " + hashes[facts.size()]
+                           : file.IsStandardInput() ? "not read"
+                                                    : HashOrReason(file.path));
     }
+    return facts;
+}
+
+bool HasLoadedFlashloader(const RunRecorder& recorder) {
+    return std::ranges::find(recorder.Phases(), host::StageName(host::Stage::Load), &host::ReportPhase::name) !=
+           recorder.Phases().end();
+}
+
+// The part's, or what the user has put in its place.
+std::filesystem::path FlashloaderOf(const Options& options, const host::DeviceDescription& device) {
+    const std::filesystem::path dataFolder = OrDefault(options.dataFolder, FindLocations().dataFolder);
+    const std::string key = "DeviceFlashloaderFile";
+    const auto given = options.properties.find(key);
+    return dataFolder / "arm" / (given == options.properties.end() ? device.properties.at(key) : given->second);
+}
+
+host::ReportFacts Versions(const Options& options, const host::Connection* connection, const RunParts& parts) {
+    host::ReportFacts facts = ProgramFiles(options, parts.recorder.FileHashes());
+    facts.emplace(facts.begin(), "lumoflash", VersionText());
     if (connection != nullptr) {
         const std::filesystem::path plugin = connection->Plugin().Path();
         facts.emplace_back(plugin.string(), HashOrReason(plugin));
+    }
+    if (connection != nullptr && HasLoadedFlashloader(parts.recorder)) {
+        const std::filesystem::path image = FlashloaderOf(options, connection->Device());
+        facts.emplace_back(image.string(), HashOrReason(image));
     }
     return facts;
 }
@@ -60,8 +88,8 @@ host::RunReport MakeReport(const Options& options, const Outcome& outcome, const
     report.bytes = outcome.bytes;
     report.elapsed = outcome.elapsed;
     report.picture = parts.picture;
-    report.phases = parts.phases;
-    report.versions = Versions(options, connection);
+    report.phases = parts.recorder.Phases();
+    report.versions = Versions(options, connection, parts);
     if (connection != nullptr) {
         report.chip = ChipFacts(*connection);
         const host::TimelineService* timeline = connection->GetProbe().Timeline();

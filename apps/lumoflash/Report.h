@@ -6,6 +6,7 @@
 
 #include "apps/lumoflash/Options.h"
 #include "apps/lumoflash/Outcome.h"
+#include "apps/lumoflash/RunRecorder.h"
 #include "host/picture/RunReport.h"
 #include "host/session/Connection.h"
 
@@ -16,7 +17,7 @@ std::vector<host::ReportLane> LanesOf(const std::string& traceJson);
 
 struct RunParts {
     const std::string& picture;  // "" when there was no plan
-    const std::vector<host::ReportPhase>& phases;
+    const RunRecorder& recorder;
 };
 
 // What is known of the run, in the file that `--report` names; nothing without it. The connection may be null. Throws

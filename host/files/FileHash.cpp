@@ -9,11 +9,12 @@
 
 namespace flash::host {
 
-std::string FileHash(const std::filesystem::path& file) {
-    const std::vector<std::uint8_t> content = LoadFile(file);
+std::string HashOf(std::span<const std::uint8_t> content) {
     std::array<std::uint8_t, crypto_hash_sha256_BYTES> hash{};
     crypto_hash_sha256(hash.data(), content.data(), content.size());
     return fmt::format("{:02x}", fmt::join(hash, ""));
 }
+
+std::string FileHash(const std::filesystem::path& file) { return HashOf(LoadFile(file)); }
 
 }  // namespace flash::host

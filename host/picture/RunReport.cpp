@@ -22,6 +22,7 @@ section{background:#fff;border:1px solid #ccc;border-radius:6px;padding:16px;mar
 .done{background:#e3f1e0;border-color:#2a7a2a}.failed{background:#fae3df;border-color:#b02a1a}
 table{border-collapse:collapse;width:100%}th,td{text-align:left;padding:4px 12px 4px 0;vertical-align:top}
 td.number{text-align:right;white-space:nowrap}td.bar{width:45%}.hash{overflow-wrap:anywhere}
+section>svg{max-width:100%;height:auto}.bar svg{width:100%;height:14px}
 th{font-weight:600;white-space:nowrap}.facts th{width:25%;min-width:12em;white-space:normal;overflow-wrap:anywhere}
 </style>
 )";
@@ -74,8 +75,8 @@ std::string Bar(nanoseconds time, nanoseconds longest) {
     constexpr double kWidth = 480, kLeastWidth = 1;
     const double width =
         longest.count() == 0 ? 0 : kWidth * static_cast<double>(time.count()) / static_cast<double>(longest.count());
-    return fmt::format("<svg width=\"{0}\" height=\"14\" viewBox=\"0 0 {0} 14\">{1}</svg>", Coordinate(kWidth),
-                       SvgRectangle(0, 1, std::max(width, kLeastWidth), 12, "fill=\"#0072b2\""));
+    return fmt::format("<svg height=\"14\" viewBox=\"0 0 {} 14\" preserveAspectRatio=\"none\">{}</svg>",
+                       Coordinate(kWidth), SvgRectangle(0, 1, std::max(width, kLeastWidth), 12, "fill=\"#0072b2\""));
 }
 
 std::string PhasesTable(const std::vector<ReportPhase>& phases) {
