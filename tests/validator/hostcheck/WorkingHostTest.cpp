@@ -1,10 +1,13 @@
 // A host that does its work as it should, and one that is failed on purpose.
 #include <gtest/gtest.h>
 
+#include <algorithm>
 #include <fstream>
 #include <functional>
 #include <iterator>
 #include <optional>
+#include <sstream>
+#include <string>
 #include <utility>
 #include <vector>
 
@@ -233,6 +236,28 @@ TEST(Rules, StandInTheHostGuideWordForWord) {
         const std::string row = "| `" + std::string(rule.name) + "` | " + rule.promise + " |";
         EXPECT_NE(guide.find(row), std::string::npos) << row;
     }
+}
+
+bool IsRule(const std::string& name) {
+    const auto rules = AllRules();
+    return std::any_of(rules.begin(), rules.end(), [&](const RuleText& rule) { return name == rule.name; });
+}
+
+TEST(Duties, NameRulesThatThereAreInTheHostGuide) {
+    std::ifstream file(HOST_GUIDE);
+    int named = 0;
+    for (std::string line; std::getline(file, line);) {
+        if (!line.starts_with("| **")) {
+            continue;
+        }
+        std::istringstream pieces(line.substr(line.rfind('|', line.size() - 2)));
+        std::string rule;
+        while (std::getline(pieces, rule, '`') && std::getline(pieces, rule, '`')) {
+            EXPECT_TRUE(IsRule(rule)) << rule << " in: " << line;
+            ++named;
+        }
+    }
+    EXPECT_GT(named, 10);
 }
 
 }  // namespace
