@@ -13,11 +13,9 @@ if(WIN32)
 elseif(FLASH_FUZZ)
     set(testCodeOptions -O0 -fno-sanitize=fuzzer-no-link)
 endif()
-if(testCodeOptions)
-    foreach(library gtest gtest_main gmock gmock_main)
-        target_compile_options(${library} PRIVATE ${testCodeOptions})
-    endforeach()
-endif()
+foreach(library gtest gtest_main gmock gmock_main)
+    target_compile_options(${library} PRIVATE -O0 ${testCodeOptions})
+endforeach()
 
 # GoogleTest and what most tests use of the standard library, read once for all test programs. Every target that takes it
 # is compiled with the same options.
