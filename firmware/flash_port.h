@@ -46,7 +46,7 @@ void FlashPortBegin(void);
 const FlashTraits* FlashPortTraits(void);
 
 // Again and again: while the mailbox is idle, from `DeadlineHasPassed`, and between long looks at flash, which at 4 MHz
-// is every 30 ms at least. A port with a watchdog feeds it here.
+// is every 30 ms at least. A port with a watchdog feeds it here, one with a window only when that is open.
 void FlashPortIdle(void);
 
 // Flash as memory: element n is the byte at flash address n. Reads must show the result of every finished operation,

@@ -28,7 +28,7 @@ void FlashPortBegin(void) {
 
 const FlashTraits* FlashPortTraits(void) { return &kTraits; }
 
-// ADAPT: feed the watchdog, or do nothing.
+// ADAPT: feed the watchdog, or do nothing. One that must not be fed too early is asked first how far it is.
 void FlashPortIdle(void) { WriteRegister(kRegisterFeed, kFood); }
 
 const uint8_t* FlashPortBytes(void) { return FlashMemory(); }

@@ -1,5 +1,6 @@
 // The controller's registers. ADAPT: here of one with double words that are written once, pages of 2 KiB, a lock that
-// is opened by two keys, errors that stay until they are cleared, and a watchdog of 100 ms.
+// is opened by two keys, errors that stay until they are cleared, and a watchdog of 100 ms. A value from 0x80000000 on
+// is no enumerator of C's: it is a `static const uint32_t`, as the keys are.
 #ifndef FIRMWARE_PORT_TEMPLATE_REGISTERS_H
 #define FIRMWARE_PORT_TEMPLATE_REGISTERS_H
 
