@@ -158,7 +158,7 @@ void Bench::RequireNoViolation() const {
 Bytes Pattern(std::size_t length, std::uint32_t seed) {
     Bytes bytes(length);
     for (std::size_t i = 0; i < length; ++i) {
-        bytes[i] = static_cast<std::uint8_t>(i * 37 + seed * 101 + (i >> 8));
+        bytes[i] = static_cast<std::uint8_t>(i * 37 + std::size_t{seed} * 101 + (i >> 8));
     }
     return bytes;
 }

@@ -3,7 +3,6 @@
 
 #include <memory>
 #include <mutex>
-#include <utility>
 #include <vector>
 
 #include "validator/hostcheck/Findings.h"
@@ -14,7 +13,7 @@ namespace flash::hostcheck {
 
 class CheckModule {
 public:
-    CheckModule(Factory pluginFactory, Plan checkPlan) : factory(pluginFactory), plan(std::move(checkPlan)) {}
+    CheckModule(Factory pluginFactory, const Plan& checkPlan) : factory(pluginFactory), plan(checkPlan) {}
     ~CheckModule();
     CheckModule(const CheckModule&) = delete;
     CheckModule& operator=(const CheckModule&) = delete;

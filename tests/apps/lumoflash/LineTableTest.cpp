@@ -3,6 +3,7 @@
 
 #include <gtest/gtest.h>
 
+#include <algorithm>
 #include <regex>
 
 namespace flash::app {
@@ -44,10 +45,9 @@ void Postpone(Line& line, std::size_t slot) {
 
 std::vector<std::string> WithoutColors(const std::vector<std::string>& rows) {
     static const std::regex escape("\x1b\\[[0-9;]*m");
-    std::vector<std::string> plain;
-    for (const std::string& row : rows) {
-        plain.push_back(std::regex_replace(row, escape, ""));
-    }
+    std::vector<std::string> plain(rows.size());
+    std::transform(rows.begin(), rows.end(), plain.begin(),
+                   [](const std::string& row) { return std::regex_replace(row, escape, ""); });
     return plain;
 }
 

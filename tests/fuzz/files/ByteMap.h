@@ -53,7 +53,7 @@ inline ByteMap MapOf(const host::ProgramImage& image) {
 // grows with these bytes only: a segment of one byte takes most.
 template <typename Work>
 bool IsDone(std::string_view fileName, std::size_t size, Work work) {
-    constexpr std::size_t kMemoryBytes = 16 * 1024;
+    constexpr std::size_t kMemoryBytes = 16'384;
     constexpr std::size_t kMemoryPerByte = 160;
     const test::AllocationMeter meter;
     bool isDone = true;

@@ -29,7 +29,7 @@ std::optional<decltype(State::map)> ReadLines(std::string_view text, TakeLine ta
 // What `read` makes of the file, null when it refuses: the second reader must find the same.
 template <typename State, typename Read, typename TakeLine>
 std::optional<ByteMap> ReadTwice(std::span<const std::uint8_t> file, const char* name, Read read, TakeLine takeLine) {
-    const auto first = MapOrRefusal(name, file.size(), [&] { return read(file, name); });
+    auto first = MapOrRefusal(name, file.size(), [&] { return read(file, name); });
     const auto second = ReadLines<State>({reinterpret_cast<const char*>(file.data()), file.size()}, takeLine);
     FuzzRequire(first == second, "the second reader agrees");
     return first;

@@ -77,7 +77,7 @@ struct NumberAndText {
 template <typename Result>
 Reading<Result> SameReading(const std::function<Result()>& first, const std::function<Result()>& second,
                             const char* promise) {
-    const Reading<Result> reading = ReadingOf<Result>(first);
+    Reading<Result> reading = ReadingOf<Result>(first);
     FuzzRequire(reading == ReadingOf<Result>(second), promise);
     return reading;
 }

@@ -26,7 +26,7 @@ using Kind = PrintedOption::Kind;
 constexpr std::string_view kConfigOption = "--config";
 constexpr unsigned kUsualTimeLimit = 10;  // seconds
 constexpr unsigned kLongestTimeLimit = 3600;
-constexpr std::size_t kMemoryBytes = 512 * 1024;  // all that the program knows of options, twice
+constexpr std::size_t kMemoryBytes = 524'288;  // all that the program knows of options, twice
 constexpr std::size_t kMemoryPerByte = 1024;
 constexpr std::string_view kConfigMark = "---";  // the line before the configuration file
 
@@ -202,7 +202,7 @@ public:
     void PutProperties(bool inConfig) {
         for (const auto& [key, value] : expected.properties) {
             if (inConfig && IsAscii(key + value)) {
-                tables["property"] += Quoted(key) + " = " + Quoted(value) + "\n";
+                tables["property"] += Quoted(key).append(" = ").append(Quoted(value)).append("\n");
             } else {
                 arguments.push_back("--property=" + key + "=" + value);
             }
@@ -246,7 +246,7 @@ private:
         std::string quoted = "\"";
         for (const char character : text) {
             constexpr const char* kDigits = "0123456789ABCDEF";
-            const auto code = static_cast<unsigned>(character);
+            const auto code = static_cast<unsigned char>(character);
             const bool isPlain = character >= ' ' && character <= '~' && character != '"' && character != '\\';
             quoted += isPlain ? std::string(1, character)
                               : std::string("\\u00") + kDigits[code / 16 % 16] + kDigits[code % 16];

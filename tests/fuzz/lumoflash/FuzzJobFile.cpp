@@ -21,10 +21,10 @@ namespace {
 
 using host::line::Job;
 
-constexpr std::size_t kMemoryBytes = 2 * 1024 * 1024;  // all that the program knows of options
-constexpr std::size_t kMemoryPerByte = 4096;           // each option of a load is checked with all others
+constexpr std::size_t kMemoryBytes = 2'097'152;  // all that the program knows of options
+constexpr std::size_t kMemoryPerByte = 4096;     // each option of a load is checked with all others
 constexpr std::size_t kMostSlots = 64;
-constexpr std::int64_t kMostSeconds = 24 * 3600;
+constexpr std::int64_t kMostSeconds = 86'400;
 
 // The job, or nothing for a refusal, which is checked.
 std::optional<Job> Read(const std::string& text) {

@@ -29,7 +29,7 @@ const char* const kGood = R"(<?xml version="1.0"?>
 )";
 
 std::filesystem::path FileWith(const std::string& text) {
-    const std::filesystem::path file = std::filesystem::path(testing::TempDir()) / "description.xml";
+    std::filesystem::path file = std::filesystem::path(testing::TempDir()) / "description.xml";
     std::ofstream(file) << text;
     return file;
 }

@@ -358,7 +358,7 @@ std::string FakeServer::Resumed() {
         isRunning = false;
         return "T02";
     }
-    const std::string stop = onResume(*this);
+    std::string stop = onResume(*this);
     isRunning = stop.empty();
     return stop;
 }

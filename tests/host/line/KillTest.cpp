@@ -181,7 +181,7 @@ protected:
             }
             const bool isConfirmed = own.size() == 1 && own[0].state == AddressState::Confirmed;
             if ((isConfirmed || !recorded[identity].empty()) && (own.empty() || own[0].address.Text() != address)) {
-                found.push_back(identity + " is recorded as good and carries " + address);
+                found.push_back(std::string(identity).append(" is recorded as good and carries ").append(address));
             }
             if (chips->IsSetAside(chip) && (!isConfirmed || recorded[identity] != std::set<std::string>{address})) {
                 found.push_back(identity + " left the line as good and is not recorded so");

@@ -7,6 +7,7 @@
 #include <sys/wait.h>
 #include <unistd.h>
 
+#include <algorithm>
 #include <array>
 #include <cstdio>
 #include <cstdlib>
@@ -50,11 +51,9 @@ pid_t Launch(const std::vector<std::string>& words, int errorStream) {
     if (child == 0) {
         BecomeServersUser();
         setpgid(0, 0);
-        std::vector<char*> arguments;
-        for (const std::string& word : words) {
-            arguments.push_back(const_cast<char*>(word.c_str()));
-        }
-        arguments.push_back(nullptr);
+        std::vector<char*> arguments(words.size() + 1);
+        std::transform(words.begin(), words.end(), arguments.begin(),
+                       [](const std::string& word) { return const_cast<char*>(word.c_str()); });
         dup2(errorStream, STDOUT_FILENO);
         dup2(errorStream, STDERR_FILENO);
         execv(arguments[0], arguments.data());
