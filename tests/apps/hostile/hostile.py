@@ -44,6 +44,28 @@ DeviceFlashloaderFile = "a.elf"
 [property]
 Other = ["a", 'b']
 """
+JOB = """device = "LumoD1F128"
+files = ["no-such.elf", "a.bin@0x100"]
+hashes = {"a.bin" = "00112233445566778899aabbccddeeff00112233445566778899AABBCCDDEEFF"}
+identities = ["02:00:00:00:00:00:00:01"]
+database = "sqlite:line.db"
+assign = ["ieee", "ble"]
+start = "command"
+count = 6
+on-good = "sh -c 'echo $0' {ieee} \\"{slot}\\""
+station = "bench 1"
+[program]
+verify = "crc"
+base = 0x40
+skip-pages = "0-3,7"
+[[slot]]
+name = "left"
+probe = "virtual:chips/{n}.chip"
+[[slot]]
+name = "right"
+probe = "gdb:127.0.0.1:3333,reset=monitor reset"
+"""
+POOL = "kind,address\n" + "".join(f"ieee,02:00:00:00:00:00:{n:02X}:01\nble,C2:00:00:00:{n:02X}:01\n" for n in range(20))
 
 
 class Trial:
@@ -78,7 +100,13 @@ class Trial:
                            cwd=self.folder, check=True)
             converted.append((self.folder / "sample").read_bytes())
         return {"elf": examples, "hex": converted[:1], "srec": converted[1:], "bin": [text], "config": [CONFIG.encode()],
+                "job": [JOB.encode()], "pool": [POOL.encode(), self.exported_pool()],
                 "chip": [self.chip.read_bytes()], "description": [p.read_bytes() for p in sorted((SOURCE / "devices").glob("*d1f128.xml"))]}[name]
+
+    def exported_pool(self):
+        self.run(["pool", "create", "sqlite:pool.db", "--ble", "C2:00:00:00:FF:00-C2:00:00:00:FF:0F"])
+        self.run(["pool", "export", "sqlite:pool.db", "--out", "pool.csv"])
+        return (self.folder / "pool.csv").read_bytes()
 
     def command(self, name, content):
         """Where the content goes, and what reads it."""
@@ -88,7 +116,8 @@ class Trial:
             file.parent.mkdir(exist_ok=True)
         file.write_bytes(content)
         part = ["-d", PART, "--probe", "virtual"]
-        return file, {"config": ["--config", file, "devices"], "chip": ["-d", PART, "--probe", f"virtual:{file}", "info"],
+        return file, {"config": ["--config", file, "devices"], "job": ["line", "run", file],
+                      "pool": ["pool", "import", "sqlite:pool.db", file], "chip": ["-d", PART, "--probe", f"virtual:{file}", "info"],
                       "description": ["--devices", file.parent, *part, "info"],
                       "bin": [*part, "program", "--dry-run", file, "--format", "bin", "--base", "0"]}.get(
                           name, [*part, "program", "--dry-run", file, "--format", name])
@@ -126,7 +155,7 @@ class Trial:
 
 
 def main():
-    formats = ["elf", "hex", "srec", "bin", "config", "chip", "description"]
+    formats = ["elf", "hex", "srec", "bin", "config", "chip", "description", "job", "pool"]
     parser = argparse.ArgumentParser()
     parser.add_argument("--inputs", type=int, default=1000, help="for each format")
     parser.add_argument("--seed", type=int, default=1)
