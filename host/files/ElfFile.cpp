@@ -5,6 +5,7 @@
 
 #include <algorithm>
 #include <iterator>
+#include <optional>
 #include <vector>
 
 #include "host/Words.h"
@@ -31,7 +32,7 @@ public:
     explicit LoadMap(const ElfReader& elfReader);
 
     // A section that no segment loads stands where it runs.
-    std::uint64_t AddressOf(const Elf32_Shdr& section) const;
+    std::uint64_t AddressOf(const Section& section) const;
 
     void AddWholeSegmentsTo(ProgramImage& image) const;
 
@@ -40,11 +41,14 @@ private:
     std::uint64_t AddressOf(const Elf32_Phdr& segment) const {
         return hasLoadAddresses ? segment.p_paddr : segment.p_vaddr;
     }
+    std::uint64_t AddressIn(std::size_t index, const Elf32_Shdr& section) const;
+    bool Holds(std::size_t index, const Elf32_Shdr& section) const;
+    bool HasSizeBelowZero(std::size_t index) const;
     void RequireSound(std::size_t index) const;
-    void RequireNoByteTwice() const;
+    void RequireNoByteTwice();
 
     const ElfReader& reader;
-    std::vector<std::size_t> indices;  // of the program headers, ascending by offset of the file
+    std::vector<std::size_t> indices;  // of the program headers
     bool hasLoadAddresses;
 };
 
@@ -56,14 +60,22 @@ LoadMap::LoadMap(const ElfReader& elfReader)
             indices.push_back(i);
         }
     }
-    std::ranges::stable_sort(indices, {}, [&](std::size_t index) { return Segment(index).p_offset; });
-    RequireNoByteTwice();
+    if (reader.Sections().empty()) {
+        RequireNoByteTwice();
+    }
+}
+
+// As lld leaves it where sections of one kind descend in memory. The sections in it are right all the same.
+bool LoadMap::HasSizeBelowZero(std::size_t index) const {
+    const Elf32_Phdr& segment = Segment(index);
+    return !reader.Sections().empty() && static_cast<std::int32_t>(segment.p_filesz) < 0 &&
+           segment.p_filesz == segment.p_memsz && reader.BytesAt(segment.p_offset, 0);
 }
 
 void LoadMap::RequireSound(std::size_t index) const {
     const Elf32_Phdr& segment = Segment(index);
     const Origin origin = reader.OriginOf(NameOfSegment(index));
-    if (!reader.BytesAt(segment.p_offset, segment.p_filesz)) {
+    if (!reader.BytesAt(segment.p_offset, segment.p_filesz) && !HasSizeBelowZero(index)) {
         throw ErrorAt(
             origin,
             fmt::format("{} at offset 0x{:X} for address 0x{:08X} {} outside the file: it is truncated",
@@ -76,9 +88,10 @@ void LoadMap::RequireSound(std::size_t index) const {
     }
 }
 
-// Each byte of the file is loaded once, as every linker has it. So no image is larger than its file, and a section has
-// one segment at most, whatever thousands of program headers say.
-void LoadMap::RequireNoByteTwice() const {
+// Each byte of the file is loaded once, as every linker has it. So no image is larger than its file, whatever thousands
+// of program headers say.
+void LoadMap::RequireNoByteTwice() {
+    std::ranges::stable_sort(indices, {}, [&](std::size_t index) { return Segment(index).p_offset; });
     const auto shared = std::ranges::adjacent_find(
         indices, [&](std::size_t a, std::size_t b) { return Segment(b).p_offset < EndOf(Segment(a)); });
     if (shared != indices.end()) {
@@ -89,19 +102,35 @@ void LoadMap::RequireNoByteTwice() const {
     }
 }
 
-std::uint64_t LoadMap::AddressOf(const Elf32_Shdr& section) const {
-    const auto behind = std::ranges::upper_bound(indices, std::uint64_t{section.sh_offset}, {}, [&](std::size_t index) {
-        return std::uint64_t{Segment(index).p_offset};
-    });
-    if (!hasLoadAddresses || behind == indices.begin()) {
-        return section.sh_addr;
-    }
-    const Elf32_Phdr& segment = Segment(*std::prev(behind));
-    const bool hasBytes = std::uint64_t{section.sh_offset} + section.sh_size <= EndOf(segment);
+std::uint64_t LoadMap::AddressIn(std::size_t index, const Elf32_Shdr& section) const {
+    return std::uint64_t{Segment(index).p_paddr} + section.sh_offset - Segment(index).p_offset;
+}
+
+bool LoadMap::Holds(std::size_t index, const Elf32_Shdr& section) const {
+    const Elf32_Phdr& segment = Segment(index);
+    const bool hasBytes =
+        section.sh_offset >= segment.p_offset && std::uint64_t{section.sh_offset} + section.sh_size <= EndOf(segment);
     const bool hasMemory = section.sh_addr >= segment.p_vaddr && std::uint64_t{section.sh_addr} + section.sh_size <=
                                                                      std::uint64_t{segment.p_vaddr} + segment.p_memsz;
-    const std::uint64_t distance = section.sh_offset - segment.p_offset;
-    return hasBytes && hasMemory ? segment.p_paddr + distance : section.sh_addr;
+    const bool isInStep = section.sh_offset - segment.p_offset == section.sh_addr - segment.p_vaddr;
+    return hasBytes && hasMemory && (isInStep || !HasSizeBelowZero(index));
+}
+
+// Segments may share bytes of the file, but not disagree about where they go.
+std::uint64_t LoadMap::AddressOf(const Section& section) const {
+    std::optional<std::size_t> first;
+    for (const std::size_t index : indices) {
+        if (!hasLoadAddresses || !Holds(index, section.header)) {
+            continue;
+        }
+        if (first && AddressIn(*first, section.header) != AddressIn(index, section.header)) {
+            throw ErrorAt(reader.OriginOf(reader.NameOf(section)),
+                          fmt::format("program header {} loads it at 0x{:08X}, {} at 0x{:08X}", *first,
+                                      AddressIn(*first, section.header), index, AddressIn(index, section.header)));
+        }
+        first = first.value_or(index);
+    }
+    return first ? AddressIn(*first, section.header) : section.header.sh_addr;
 }
 
 void AddBytes(ProgramImage& image, std::uint64_t address, std::span<const std::uint8_t> bytes, const Origin& origin) {
@@ -142,7 +171,7 @@ void AddSectionsTo(ProgramImage& image, const ElfReader& reader, const LoadMap& 
                                               Counted(section->header.sh_size, "byte"), section->header.sh_offset,
                                               End(section->header.sh_size)));
         }
-        AddBytes(image, loaded.AddressOf(section->header), *bytes, origin);
+        AddBytes(image, loaded.AddressOf(*section), *bytes, origin);
     }
 }
 

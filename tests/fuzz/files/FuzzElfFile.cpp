@@ -61,6 +61,12 @@ struct Load {
     std::uint64_t address, offset, length;
 };
 
+// Sizes below zero say nothing; then a section belongs to the segment when it is as far in its memory as in the file.
+bool IsOutOfStep(const Elf32_Shdr& section, const Elf32_Phdr& segment) {
+    return segment.p_filesz == segment.p_memsz && segment.p_filesz > INT32_MAX &&
+           section.sh_offset - segment.p_offset != section.sh_addr - segment.p_vaddr;
+}
+
 bool IsInside(std::uint64_t start, std::uint64_t length, std::uint64_t outerStart, std::uint64_t outerLength) {
     return start >= outerStart && start + length <= outerStart + outerLength;
 }
@@ -83,7 +89,7 @@ std::vector<Load> LoadsOf(Content content) {
         }
         loads.push_back({section.sh_addr, section.sh_offset, section.sh_size});
         for (const Elf32_Phdr& segment : segments) {
-            if (segment.p_type == PT_LOAD && HasLoadAddresses(segments) &&
+            if (segment.p_type == PT_LOAD && HasLoadAddresses(segments) && !IsOutOfStep(section, segment) &&
                 IsInside(section.sh_offset, section.sh_size, segment.p_offset, segment.p_filesz) &&
                 IsInside(section.sh_addr, section.sh_size, segment.p_vaddr, segment.p_memsz)) {
                 loads.back().address = std::uint64_t{segment.p_paddr} + section.sh_offset - segment.p_offset;

@@ -17,7 +17,7 @@ flash_plant_bug(NAME symbols_at_zero LIBRARY host_files TARGET elf_file CORPUS e
     FILE host/files/ElfSymbols.cpp RIGHT "symbol.st_name, symbol.st_value" WRONG "symbol.st_name, symbol.st_value * 0"
     REASON "a symbol has the file's value")
 flash_plant_bug(NAME section_that_runs_elsewhere LIBRARY host_files TARGET elf_file CORPUS elf_file MAX_LENGTH 2048
-    FILE host/files/ElfFile.cpp RIGHT "segment.p_paddr + distance" WRONG "segment.p_vaddr + distance"
+    FILE host/files/ElfFile.cpp RIGHT "Segment(index).p_paddr} + section" WRONG "Segment(index).p_vaddr} + section"
     REASON "every byte of a section is in the image")
 flash_plant_bug(NAME padding_behind_a_section LIBRARY host_files TARGET elf_file CORPUS elf_file MAX_LENGTH 2048
     FILE host/files/ElfFile.cpp

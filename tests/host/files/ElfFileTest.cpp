@@ -119,6 +119,25 @@ TEST(ReadElf, AnElfHeaderInFrontOfTheFirstSectionIsNoProgram) {
     EXPECT_EQ(Read(elf).Runs(), (Runs{{0x1000 + kTestDataOffset, {1, 2, 3, 4, 5, 6, 7, 8}}}));
 }
 
+// One linker leaves it so when sections of one kind descend in memory.
+TEST(ReadElf, ASegmentOfASizeBelowZeroLoadsItsSectionsAllTheSame) {
+    TestElf elf;
+    elf.segments[0].p_filesz = elf.segments[0].p_memsz = 0xFFFF'FFC0;
+
+    EXPECT_EQ(Read(elf).Runs(), (Runs{{0x1000, {1, 2, 3, 4, 5, 6, 7, 8}}}));
+
+    elf.sections[1].header.sh_addr -= 0x100;
+    EXPECT_EQ(Read(elf).Runs(), (Runs{{0x1000, {1, 2, 3, 4}}, {elf.sections[1].header.sh_addr, {5, 6, 7, 8}}}))
+        << "what is not in step with the segment is not in it";
+}
+
+TEST(ReadElf, SegmentsThatAgreeMayShareBytesOfTheFile) {
+    TestElf elf;
+    elf.segments.push_back(elf.segments[0]);
+
+    EXPECT_EQ(Read(elf).Runs(), (Runs{{0x1000, {1, 2, 3, 4, 5, 6, 7, 8}}}));
+}
+
 TEST(ReadElf, WithoutSectionsTheWholeSegmentIsProgram) {
     TestElf elf;
     elf.hasSectionHeaders = false;
@@ -189,8 +208,17 @@ TEST(ReadElf, RefusesWhatIsNoSoundExecutableForTheChip) {
          },
          "a.elf, section .more: data at 0x00001007-0x0000100A overlaps that of a.elf, section .data at "
          "0x00001004-0x00001007, first at 0x00001007"},
-        {"a byte of the file in two segments",
-         [](TestElf& e) { e.segments.push_back(MakeSegment(kTestDataOffset + 7, 0x5000, 1)); },
+        {"a section in two segments that disagree",
+         [](TestElf& e) {
+             e.segments.push_back(e.segments[0]);
+             e.segments[1].p_paddr = 0x5000;
+         },
+         "a.elf, section .text: program header 0 loads it at 0x00001000, 1 at 0x00005000"},
+        {"a byte of the file in two segments, without sections",
+         [](TestElf& e) {
+             e.hasSectionHeaders = false;
+             e.segments.push_back(MakeSegment(kTestDataOffset + 7, 0x5000, 1));
+         },
          "a.elf, program header 1: the byte at offset 0x107 is loaded by program header 0, too"},
         {"a byte of the file in two sections",
          [](TestElf& e) { e.sections.push_back(MakeSection(".too", SHT_PROGBITS, SHF_ALLOC, kTestDataOffset + 7, 1)); },
@@ -245,10 +273,10 @@ TestElf WithManySections(const std::string& name) {
 TEST_F(ReadElfInLittleMemory, ManySegmentsOfTheSameBytesAreRefusedBeforeTheyAreCopied) {
     TestElf elf;
     elf.data.assign(0x10000, 1);
+    elf.hasSectionHeaders = false;
     elf.segments.clear();
     for (std::uint32_t i = 0; i < kMany; ++i) {
         elf.segments.push_back(MakeSegment(kTestDataOffset, 0x10000 * i, 0x10000));
-        elf.sections.push_back(MakeSection(".one", SHT_PROGBITS, SHF_ALLOC, kTestDataOffset, 1));
     }
 
     EXPECT_EQ(ErrorOf([&] { ReadFrugally(elf); }),
