@@ -47,7 +47,7 @@ class Manual(unittest.TestCase):
         words = " ".join(shown(PAGES / "lumoflash-program.1").split())
         for text in ("lumoflash program [option ...] FILE ...", "--verify crc|readback|none crc, readback or none. Without it: crc.",
                      "--device, -d PART", "LUMOFLASH_DEVICE", "EXIT STATUS 0 done 1 operation failed", "130 interrupted",
-                     "lumoflash --device LumoF2F352 --probe virtual:chip.bin \\ program app.elf --verify readback"):
+                     "lumoflash --device LumoF2F352 --probe virtual:chip.bin program \\ app.elf --verify readback"):
             self.assertIn(text, words)
 
 
