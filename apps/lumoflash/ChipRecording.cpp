@@ -63,13 +63,15 @@ ChipRecording::ChipRecording(const Options& commandOptions, View& commandView)
     record.operatorName = recording.operatorName;
     record.version = VersionText();
     record.start = host::line::UtcText(std::chrono::system_clock::now());
+    assignment.LeaseAhead(recording.leaseAhead);
     try {
         host::line::RequireSchema(*database);
         CatchUp();
     } catch (const DatabaseLost& lost) {
-        if (!recording.assign.empty()) {
+        if (!recording.assign.empty() && recording.leaseAhead == 0) {
             RefuseWithoutDatabase(lost);
         }
+        assignment.GoOnWithout(lost);
         view.Warning("The record will be kept in the journal: " + lost.Text());
     }
 }

@@ -25,10 +25,11 @@ using host::line::StartMode;
 
 constexpr std::int64_t kMostChips = 1'000'000'000;
 constexpr std::size_t kHashDigits = 64;
+constexpr std::int64_t kMostAhead = 10'000;
 
 // What the line tells each program by itself.
-const std::set<std::string> kOwnOptions{"assign", "assign-from", "record",  "operator", "station",
-                                        "slot",   "run-id",      "dry-run", "only-chip"};
+const std::set<std::string> kOwnOptions{"assign",  "assign-from", "lease-ahead", "record",  "operator",
+                                        "station", "slot",        "run-id",      "dry-run", "only-chip"};
 
 class JobReader {
 public:
@@ -55,6 +56,8 @@ private:
             {"identities", [this](const auto& node) { ReadIdentities(node); }},
             {"database", [this](const auto& node) { ReadDatabase(node); }},
             {"assign", [this](const auto& node) { ReadAssign(node); }},
+            {"lease-ahead",
+             [this](const auto& node) { job.leaseAhead = values.Number(node, "lease-ahead", kMostAhead); }},
             {"start", [this](const auto& node) { ReadStart(node); }},
             {"count", [this](const auto& node) { job.count = values.Number(node, "count", kMostChips); }},
             {"time-limit", [this](const auto& node) { job.timeLimit = values.Seconds(node, "time-limit"); }},

@@ -144,6 +144,7 @@ private:
         if (!job.assign.empty()) {
             Append(words, "--assign", fmt::format("{}", fmt::join(job.assign, ",")));
             Append(words, "--assign-from", job.database);
+            Append(words, "--lease-ahead", job.leaseAhead == 0 ? "" : std::to_string(job.leaseAhead));
         }
         Append(words, "--record", job.database);
         Append(words, "--operator", job.operatorName);

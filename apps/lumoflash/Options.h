@@ -64,6 +64,7 @@ struct RecordingOptions {
     std::string database;                      // empty for neither
     std::vector<host::line::PoolKind> assign;  // empty for a record alone
     bool wasErased = false;
+    std::size_t leaseAhead = 0;  // addresses of each kind
     host::line::Place place;
     std::string operatorName;
 };

@@ -8,6 +8,7 @@
 #include <climits>
 
 #include "apps/lumoflash/OptionKinds.h"
+#include "host/Numbers.h"
 #include "host/line/Record.h"
 
 namespace flash::app {
@@ -17,6 +18,7 @@ using host::line::PoolKind;
 
 constexpr const char* kDatabaseHelp = "sqlite:FILE or postgresql://USER@HOST/NAME";
 constexpr std::size_t kLongestName = 64;
+constexpr std::uint32_t kMostAhead = 10'000;
 
 CLI::App& AddPoolCommand(CLI::App& pool, const CommandAdder& addCommand, Options& options, Command command,
                          const std::string& name, const std::string& description, const std::string& example) {
@@ -61,6 +63,14 @@ void RefuseTwoSources(const Options& options) {
     }
 }
 
+std::size_t ReadLeaseAhead(const std::string& text) {
+    const std::optional<std::uint32_t> count = host::ParseDecimal(text);
+    if (!count || *count == 0 || *count > kMostAhead) {
+        Refuse(fmt::format("--lease-ahead: \"{}\" is no number from 1 to {}", text, kMostAhead));
+    }
+    return *count;
+}
+
 // What only the options of one load together can get wrong; a configuration file may have but one of them.
 void RefuseHalfAnAssignment(const RawOptions& raw, const Options& options) {
     if (raw.assign.empty() != raw.assignFrom.empty()) {
@@ -69,6 +79,9 @@ void RefuseHalfAnAssignment(const RawOptions& raw, const Options& options) {
     if (!raw.assignFrom.empty() && !raw.record.empty() && raw.assignFrom != raw.record) {
         Refuse("--record: the record goes where --assign-from takes the addresses");
     }
+    if (options.recording.leaseAhead != 0 && raw.assign.empty()) {
+        Refuse("--lease-ahead: there is no --assign, so which addresses?");
+    }
     RefuseTwoSources(options);
 }
 
@@ -76,6 +89,7 @@ void FinishRecording(const RawOptions& raw, Options& options) {
     RecordingOptions& recording = options.recording;
     recording.database = raw.assignFrom.empty() ? raw.record : raw.assignFrom;
     recording.assign = raw.assign.empty() ? std::vector<PoolKind>() : ParseKinds(raw.assign);
+    recording.leaseAhead = raw.leaseAhead.empty() ? 0 : ReadLeaseAhead(raw.leaseAhead);
     recording.place.station = raw.station.empty() ? HostName() : raw.station;
     recording.place.run = raw.run.empty() ? host::line::DrawRunName() : raw.run;
     RequireName(recording.place.station, "--station");
@@ -137,6 +151,8 @@ void AddPool(CLI::App& app, const CommandAdder& addCommand, Options& options, Ra
 void AddRecording(CLI::App& command, Options& options, RawOptions& raw) {
     command.add_option("--assign", raw.assign, "ieee, ble or ieee,ble: new secondary addresses from a pool");
     command.add_option("--assign-from", raw.assignFrom, std::string("The pool's database, ") + kDatabaseHelp);
+    command.add_option("--lease-ahead", raw.leaseAhead,
+                       "Keep so many addresses of each kind for this station, to go on while the database is lost");
     AddFlag(command, "--was-erased", options.recording.wasErased,
             "The chip was erased since it got its addresses; give them again");
     command.add_option("--record", raw.record, "Keep a record of the chip in this database");

@@ -21,7 +21,7 @@ struct RawOptions {
     std::string probe = "virtual", config, base, format, erase = "necessary", verify = "crc", write = "changed",
                 by = "target", skipPages, skipFill, ble, ieee, protect;
     bool keepCcfg = false, replaceCcfg = false;  // of a load
-    std::string assign, assignFrom, record, run, station;
+    std::string assign, assignFrom, leaseAhead, record, run, station;
     std::string poolIeee, poolBle;
     std::string outFormat, range, sectors, macKind, newAddress, timeLimit = "10", packetSize = "16384";
 };

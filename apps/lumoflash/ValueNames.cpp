@@ -50,6 +50,7 @@ constexpr ValueName kNames[] = {
     {"--check", "CHECK"},
     {"--time-limit", "SECONDS"},
     {"JOB", "FILE.toml"},
+    {"--lease-ahead", "COUNT"},
     {"--operator", "NAME"},
     {"--station", "NAME"},
     {"--listen", "HOST:PORT"},

@@ -20,18 +20,50 @@ const Addresses& Assignment::Lease(const ChipFacts& facts, const LeaseRequest& r
 void Assignment::TakeAddresses(const ChipFacts& facts, const LeaseRequest& request) {
     chip = facts.identity.Text();
     lock = std::make_unique<ChipLock>(journal, chip);
+    try {
+        TakeFromDatabase(facts, request);
+    } catch (const DatabaseLost& why) {
+        if (!stock) {
+            throw;
+        }
+        lost = why.what();
+        addresses = stock->Lease(facts, place, request, why);
+        isFromStock = true;
+    }
+}
+
+void Assignment::TakeFromDatabase(const ChipFacts& facts, const LeaseRequest& request) {
+    if (lost) {
+        throw DatabaseLost(*lost);
+    }
     addresses = Pool(database, clock).Lease(facts, place, request);
+    if (!stock) {
+        return;
+    }
+    try {
+        stock->Fill(database, request.kinds, ahead, place.station);
+    } catch (const Failure&) {
+        // The chip has what it needs; the next run tries again.
+    }
+}
+
+void Assignment::LeaseAhead(std::size_t count) {
+    ahead = count;
+    stock = count == 0 ? nullptr : std::make_unique<Stock>(journal, clock);
 }
 
 void Assignment::NoteAddresses() { journal.Append(LeasedEntry{place, chip, addresses}); }
 
 std::optional<std::string> Assignment::Finish(const Record& record, const Addresses& carried) {
     NoteEnd(record, carried);
+    if (lost) {
+        return lost;
+    }
     try {
         Store();
         return std::nullopt;
-    } catch (const DatabaseLost& lost) {
-        return lost.what();
+    } catch (const DatabaseLost& why) {
+        return why.what();
     }
 }
 
@@ -43,6 +75,9 @@ void Assignment::NoteEnd(const Record& record, const Addresses& carried) {
                           fmt::format("The chip was to carry the {} address {}, and reads back {}", KindName(kind),
                                       address.Text(), read == carried.end() ? "none" : read->second.Text()));
         }
+    }
+    if (isFromStock && record.isGood) {
+        stock->Confirm(chip, place, addresses);
     }
     ended = EndedEntry{record, record.isGood ? addresses : Addresses()};
     journal.Append(*ended);

@@ -13,6 +13,7 @@
 #include "host/line/Pool.h"
 #include "host/line/Record.h"
 #include "host/line/RecordStore.h"
+#include "host/line/Stock.h"
 
 namespace flash::host::line {
 
@@ -22,11 +23,19 @@ public:
     Assignment(Database& lineDatabase, Journal& lineJournal, Place linePlace,
                Clock lineClock = std::chrono::system_clock::now);
 
+    // Keeps so many addresses of each kind leased ahead, and takes from them while the database is lost. Before
+    // anything else.
+    void LeaseAhead(std::size_t count);
+
+    // The database is known to be lost: it is not asked again in this run.
+    void GoOnWithout(const DatabaseLost& why) { lost = why.what(); }
+
     // What the journal has and the database has not. Gives what is wrong with the journal, one line each.
     std::vector<std::string> CatchUp();
 
     // The steps up to the first change of the chip: takes addresses in one transaction, and has them in the
-    // journal when it returns. Throws when the database is lost: without it no chip gets a new address.
+    // journal when it returns. Throws when the database is lost and nothing is leased ahead: no chip gets a new
+    // address.
     const Addresses& Lease(const ChipFacts& chip, const LeaseRequest& request);
     void TakeAddresses(const ChipFacts& chip, const LeaseRequest& request);  // its steps, for tests
     void NoteAddresses();
@@ -45,7 +54,13 @@ private:
     Journal& journal;
     Place place;
     Clock clock;
+    void TakeFromDatabase(const ChipFacts& facts, const LeaseRequest& request);
+
     std::unique_ptr<ChipLock> lock;
+    std::unique_ptr<Stock> stock;
+    std::size_t ahead = 0;
+    bool isFromStock = false;
+    std::optional<std::string> lost;  // why the database is
     std::string chip;
     Addresses addresses;
     std::optional<EndedEntry> ended;

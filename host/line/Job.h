@@ -28,6 +28,7 @@ struct Job {
     std::vector<std::string> pinnedIdentities;                  // primary IEEE addresses; empty for any chip
     std::string database;                                       // "" for none
     std::vector<std::string> assign;                            // kinds of addresses
+    std::uint64_t leaseAhead = 0;                               // addresses of each kind, for a lost database
     StartMode start = StartMode::Immediately;
     std::optional<std::uint64_t> count;   // chips, then the line ends
     std::chrono::seconds timeLimit{120};  // of one chip

@@ -31,6 +31,12 @@ void RequireIdentity(const RadioAddress& identity) {
 }
 
 [[noreturn]] void RefuseForeign(const PoolAddress& carried, const ChipFacts& chip) {
+    if (IsLeasedAhead(*carried.chip)) {
+        Refuse(fmt::format(
+            "The chip {} carries the {} address {}, which the station {} has leased ahead and has not yet "
+            "told for which chip. Try again when that station has reached the database",
+            chip.identity.Text(), KindName(carried.kind), carried.address.Text(), carried.station.value_or("")));
+    }
     throw SuspectChip(
         fmt::format("The chip {} carries the {} address {}, which is recorded for the chip {}. Put it aside: two "
                     "chips must not have one address",

@@ -50,6 +50,20 @@ public:
     explicit SuspectChip(const FieldText& why) : Failure(FailureKind::Operation, why) {}
 };
 
+// What the station alone knows of the chip that has an address of its stock.
+struct AheadWork {
+    std::string factory, run;
+};
+
+// What became of an address that a station has leased ahead.
+struct AheadEnd {
+    bool isKept;            // it is what the station thinks that it is
+    std::string complaint;  // "" for none
+};
+
+// Whether that is no chip, but a station that has leased the address ahead.
+bool IsLeasedAhead(const std::string& chip);
+
 class Pool {
 public:
     // The database must outlive the pool. Throws Failure when it has no schema of this version.
@@ -85,6 +99,14 @@ public:
     // In the caller's transaction: a leased address that nobody will ask for again. Throws Failure when it is none.
     void Burn(PoolKind kind, const RadioAddress& address, const std::string& station, const std::string& why);
 
+    // In the caller's transaction: leases so many free ones, or as many as there are, to a station's stock of that
+    // name; tells which are still leased to it; and brings one of them in line with what the station made of it: given
+    // to a chip, or still free.
+    std::vector<PoolAddress> LeaseAhead(PoolKind kind, std::size_t count, const std::string& holder,
+                                        const std::string& station);
+    std::vector<PoolAddress> LeasedAhead(const std::string& holder);
+    AheadEnd SettleAhead(const PoolAddress& given, const std::string& holder, const AheadWork& work);
+
     std::map<PoolKind, std::map<AddressState, std::uint64_t>> Count();
     std::optional<PoolAddress> Find(PoolKind kind, const RadioAddress& address);
     std::vector<PoolAddress> OfChip(const std::string& chip);
@@ -102,6 +124,7 @@ private:
     RadioAddress TakeFree(PoolKind kind, const ChipFacts& chip, const Place& place);
     void Change(const PoolAddress& address, AddressState state, const Cell& chip, const std::string& station,
                 const Cell& note);
+    AheadEnd SettleSecond(const PoolAddress& shared, const PoolAddress& given, const PoolAddress& before);
     void AddBatch(std::span<const PoolAddress> addresses);
 
     Database& database;

@@ -3,11 +3,13 @@
 #include <fmt/format.h>
 
 #include <algorithm>
+#include <iterator>
 #include <map>
 #include <set>
 
 #include "host/line/Pool.h"
 #include "host/line/RecordStore.h"
+#include "host/line/Stock.h"
 
 namespace flash::host::line {
 namespace {
@@ -58,7 +60,8 @@ std::vector<std::string> CatchUp(Database& database, const Clock& clock, const J
     const std::uint64_t begin = journal.Uploaded();
     const JournalContent content = journal.Read(begin);
     const JournalRuns runs = RunsOf(content);
-    std::vector<std::string> complaints = content.damages;
+    std::vector<std::string> complaints = SendStock(database, clock, journal, Stock::Scope::New);
+    std::ranges::copy(content.damages, std::back_inserter(complaints));
     for (const auto& [run, ended] : runs.ends) {
         const auto complaint = runs.stored.contains(run) ? std::nullopt : UploadEnd(database, clock, *ended);
         if (complaint) {
@@ -73,7 +76,8 @@ std::vector<std::string> CatchUp(Database& database, const Clock& clock, const J
 
 ReplayReport ReplayJournal(Database& database, const Clock& clock, const Journal& journal) {
     const JournalContent content = journal.Read();
-    ReplayReport report{.complaints = content.damages};
+    ReplayReport report{.complaints = SendStock(database, clock, journal, Stock::Scope::All)};
+    std::ranges::copy(content.damages, std::back_inserter(report.complaints));
     Pool pool(database, clock);
     RecordStore records(database);
     const auto remember = [&](const std::string& chip, const Place& place, const Addresses& addresses) {

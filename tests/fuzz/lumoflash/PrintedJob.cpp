@@ -141,6 +141,9 @@ std::string PrintJob(const Job& job) {
     printer.PutTexts("identities", job.pinnedIdentities);
     printer.PutText("database", job.database);
     printer.PutTexts("assign", job.assign);
+    if (job.leaseAhead != 0) {
+        printer.Put("lease-ahead", std::to_string(job.leaseAhead));
+    }
     printer.PutText("start", starts[static_cast<int>(job.start)]);
     if (job.count) {
         printer.Put("count", std::to_string(*job.count));
@@ -156,11 +159,11 @@ std::string PrintJob(const Job& job) {
 }
 
 std::string Describe(const Job& job) {
-    const auto& [device, files, paths, pinnedHashes, pinnedIdentities, database, assign, start, count, timeLimit,
-                 badInARow, onGood, onGoodTimeLimit, operatorName, station, programOptions, slots] = job;
+    const auto& [device, files, paths, pinnedHashes, pinnedIdentities, database, assign, leaseAhead, start, count,
+                 timeLimit, badInARow, onGood, onGoodTimeLimit, operatorName, station, programOptions, slots] = job;
     Description description;
-    description.AddAll(device, files, paths, pinnedHashes, pinnedIdentities, database, assign, start, count, timeLimit,
-                       badInARow, onGood, onGoodTimeLimit, operatorName, station, programOptions, slots);
+    description.AddAll(device, files, paths, pinnedHashes, pinnedIdentities, database, assign, leaseAhead, start, count,
+                       timeLimit, badInARow, onGood, onGoodTimeLimit, operatorName, station, programOptions, slots);
     return description.Text();
 }
 

@@ -265,8 +265,8 @@ public:
         AddAll(run, station, slot);
     }
     void Add(const app::RecordingOptions& value) {
-        const auto& [database, assign, wasErased, place, operatorName] = value;
-        AddAll(database, assign, wasErased, place, operatorName);
+        const auto& [database, assign, wasErased, leaseAhead, place, operatorName] = value;
+        AddAll(database, assign, wasErased, leaseAhead, place, operatorName);
     }
     void Add(const app::PoolOptions& value) {
         const auto& [database, address, ranges, file, hasRecords, isJournalAlone, burned, station] = value;
