@@ -52,7 +52,14 @@ Outcome Status(const PoolOptions& options, View& view) {
 
 std::optional<PoolAddress> FindAddress(Pool& pool, const std::string& text) {
     const PoolKind kind = text.size() == std::string_view("00:00:00:00:00:00").size() ? PoolKind::Ble : PoolKind::Ieee;
-    return pool.Find(kind, host::ParseRadioAddress(text, BytesOf(kind), host::Field::Address));
+    try {
+        return pool.Find(kind, host::ParseRadioAddress(text, BytesOf(kind), host::Field::Address));
+    } catch (const host::BadInput&) {
+        throw Failure(FailureKind::BadInput,
+                      fmt::format("\"{}\" is neither an IEEE address of 8 bytes nor a BLE address of 6, such as "
+                                  "C2:00:00:00:00:01",
+                                  text));
+    }
 }
 
 Outcome Show(const PoolOptions& options, View& view) {

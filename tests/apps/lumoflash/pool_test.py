@@ -141,6 +141,8 @@ class Keeping(Pool):
         self.assertIn(": good", out.decode())
         _, err = self.pool("show", self.database, "C2:00:00:00:00:99", code=2)
         self.assertIn("is neither an address of the pool nor a chip that it knows", err)
+        _, err = self.pool("show", self.database, "C2:00", code=2)
+        self.assertEqual(err, 'error: "C2:00" is neither an IEEE address of 8 bytes nor a BLE address of 6, such as C2:00:00:00:00:01\n')
 
     def test_json(self):
         self.create()
