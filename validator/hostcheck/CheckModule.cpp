@@ -15,6 +15,12 @@ bool HasDigitAtSix(const char* name) {
 
 }  // namespace
 
+CheckModule::CheckModule(Factory pluginFactory, const Plan& checkPlan) : factory(pluginFactory), plan(checkPlan) {
+    if (!plan.reportFile.empty()) {
+        findings.OnNews([this] { WriteReport(Moment::SoFar); });
+    }
+}
+
 CheckModule::~CheckModule() { End(); }
 
 const char* CheckModule::Create(const char* deviceName, const char* secondText, const char* thirdText, IFlashHost* host,
@@ -60,13 +66,18 @@ void CheckModule::End() {
         std::fputs(findings.ToText().c_str(), stderr);
         return;
     }
-    const bool isJson = plan.reportFile.ends_with(".json");
-    const std::string text = isJson ? findings.ToJson() : findings.ToText();
+    if (!WriteReport(Moment::AtTheEnd)) {
+        std::fprintf(stderr, "The report could not be written to %s\n%s", plan.reportFile.c_str(),
+                     findings.ToText().c_str());
+    }
+}
+
+bool CheckModule::WriteReport(Moment moment) {
+    const std::lock_guard lock(reportMutex);
+    const std::string text = plan.reportFile.ends_with(".json") ? findings.ToJson(moment) : findings.ToText(moment);
     std::FILE* file = std::fopen(plan.reportFile.c_str(), "wb");
     const bool isWritten = file != nullptr && std::fwrite(text.data(), 1, text.size(), file) == text.size();
-    if ((file != nullptr && std::fclose(file) != 0) || !isWritten) {
-        std::fprintf(stderr, "The report could not be written to %s\n%s", plan.reportFile.c_str(), text.c_str());
-    }
+    return (file == nullptr || std::fclose(file) == 0) && isWritten;
 }
 
 }  // namespace flash::hostcheck

@@ -13,7 +13,7 @@ namespace flash::hostcheck {
 
 class CheckModule {
 public:
-    CheckModule(Factory pluginFactory, const Plan& checkPlan) : factory(pluginFactory), plan(checkPlan) {}
+    CheckModule(Factory pluginFactory, const Plan& checkPlan);
     ~CheckModule();
     CheckModule(const CheckModule&) = delete;
     CheckModule& operator=(const CheckModule&) = delete;
@@ -28,8 +28,12 @@ public:
 private:
     const char* CreateWatched(const char* deviceName, IFlashHost* host, IFlashDevice2** device);
 
+    // A host that ends without unloading the module leaves the last one that was written.
+    bool WriteReport(Moment moment);
+
     const Factory factory;
     Plan plan;
+    std::mutex reportMutex;
     Findings findings;
     std::mutex mutex;
     std::vector<std::unique_ptr<WatchedDevice>> devices;

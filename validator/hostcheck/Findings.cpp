@@ -41,14 +41,18 @@ std::string Quoted(const std::string& text) {
 }  // namespace
 
 void Findings::See(Rule rule, bool isKept, const std::string& came) {
-    const std::lock_guard lock(mutex);
-    Seen& seenRule = seen[static_cast<std::size_t>(rule)];
-    if (isKept) {
-        ++seenRule.kept;
-        return;
+    bool isNews = false;
+    {
+        const std::lock_guard lock(mutex);
+        Seen& seenRule = seen[static_cast<std::size_t>(rule)];
+        auto& count = isKept ? seenRule.kept : seenRule.broken;
+        isNews = count++ == 0;
+        if (isNews && !isKept) {
+            seenRule.firstBreak = came;
+        }
     }
-    if (seenRule.broken++ == 0) {
-        seenRule.firstBreak = came;
+    if (isNews && onNews) {
+        onNews();
     }
 }
 
@@ -79,7 +83,16 @@ std::size_t Findings::Count(bool (*matches)(const Seen& seen)) const {
     return static_cast<std::size_t>(std::count_if(seen.begin(), seen.end(), matches));
 }
 
-std::string Findings::ToText() const {
+std::vector<std::string> Findings::NotesAt(Moment moment) const {
+    std::vector<std::string> all = notes;
+    if (moment == Moment::SoFar) {
+        all.emplace_back(
+            "this is what was seen so far: the host has not unloaded the module yet, or it has ended without");
+    }
+    return all;
+}
+
+std::string Findings::ToText(Moment moment) const {
     const std::lock_guard lock(mutex);
     std::string text = "What this host owes to a plug-in\n";
     const char* topic = "";
@@ -97,7 +110,7 @@ std::string Findings::ToText() const {
         }
     }
     text += "\n";
-    for (const std::string& note : notes) {
+    for (const std::string& note : NotesAt(moment)) {
         text += "note: " + Shown(note) + "\n";
     }
     const std::size_t broken = Count([](const Seen& one) { return one.broken != 0; });
@@ -107,7 +120,7 @@ std::string Findings::ToText() const {
     return text;
 }
 
-std::string Findings::ToJson() const {
+std::string Findings::ToJson(Moment moment) const {
     const std::lock_guard lock(mutex);
     std::string text = "{\"rules\": [";
     const char* comma = "\n";
@@ -123,7 +136,7 @@ std::string Findings::ToJson() const {
     }
     text += "\n], \"notes\": [";
     comma = "";
-    for (const std::string& note : notes) {
+    for (const std::string& note : NotesAt(moment)) {
         text += comma + Quoted(note);
         comma = ", ";
     }

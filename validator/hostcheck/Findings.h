@@ -2,13 +2,17 @@
 #pragma once
 
 #include <array>
+#include <functional>
 #include <mutex>
 #include <string>
+#include <utility>
 #include <vector>
 
 #include "validator/hostcheck/Rules.h"
 
 namespace flash::hostcheck {
+
+enum class Moment { SoFar, AtTheEnd };
 
 // Several devices may be watched on several threads: each member function locks.
 class Findings {
@@ -20,8 +24,11 @@ public:
 
     bool IsBroken(Rule rule) const;
     std::vector<std::string> BrokenRules() const;  // their names
-    std::string ToText() const;
-    std::string ToJson() const;
+    std::string ToText(Moment moment = Moment::AtTheEnd) const;
+    std::string ToJson(Moment moment = Moment::AtTheEnd) const;
+    // Is told when a rule is kept or broken for the first time, so that something is known of a host that never comes
+    // to its end.
+    void OnNews(std::function<void()> listener) { onNews = std::move(listener); }
 
 private:
     struct Seen {
@@ -30,11 +37,13 @@ private:
         std::string firstBreak;
     };
 
+    std::vector<std::string> NotesAt(Moment moment) const;
     std::size_t Count(bool (*matches)(const Seen& seen)) const;
 
     mutable std::mutex mutex;
     std::array<Seen, kRuleCount> seen;
     std::vector<std::string> notes;
+    std::function<void()> onNews;
 };
 
 }  // namespace flash::hostcheck

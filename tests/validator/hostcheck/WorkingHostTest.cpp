@@ -2,6 +2,7 @@
 #include <gtest/gtest.h>
 
 #include <algorithm>
+#include <cstdio>
 #include <fstream>
 #include <functional>
 #include <iterator>
@@ -83,6 +84,29 @@ TEST(WorkingHost, IsPlayedAChipOnDemand) {
 
     EXPECT_TRUE(outcome.brokenRules.empty()) << outcome.report;
     EXPECT_NE(outcome.report.find("  kept         memory-reads-back"), std::string::npos) << outcome.report;
+}
+
+std::string Content(const std::string& path) {
+    std::ifstream file(path);
+    return {std::istreambuf_iterator<char>(file), {}};
+}
+
+TEST(HostThatEndsWithoutUnloading, LeavesWhatWasSeenUntilThen) {
+    WorkingHost host;
+    Plan plan;
+    plan.reportFile = testing::TempDir() + "hostcheck-so-far.txt";
+    CheckModule module(&CreateDevice, plan);
+    Work work(module, host);
+
+    work.Start();
+    work.Write(0, 16);
+
+    EXPECT_NE(Content(plan.reportFile).find("  BROKEN       write-in-load"), std::string::npos);
+    EXPECT_NE(Content(plan.reportFile).find("note: this is what was seen so far"), std::string::npos);
+    work.device->Release();
+    module.End();
+    EXPECT_EQ(Content(plan.reportFile).find("so far"), std::string::npos);
+    std::remove(plan.reportFile.c_str());
 }
 
 // ---- Failures on purpose: a host that goes on as if nothing had happened, and one that stops
