@@ -90,6 +90,10 @@ alone cmake --build windows-host/build >>"$work/host.log" || { cat "$work/host.l
 alone /usr/lib/wine/wine64 windows-host/build/minimal-host.exe "Z:$folder/bin/flashdevice.dll" | tee "$work/host.log"
 grep --quiet 'programmed and compared' "$work/host.log"
 
+# Wine's server outlives its programs for some seconds, and writes its registry in the end.
+alone /usr/lib/wine/wineserver64 --kill || true
+alone /usr/lib/wine/wineserver64 --wait
+
 echo "== Purged"
 in_root --purge lumo-flash libflashdevice-dev lumo-flash-dbgsym
 [ ! -e "$root" ] || fail "This is left behind: $(find "$root")"
