@@ -20,6 +20,7 @@ namespace {
 
 constexpr char kCheckWord[] = "__check";
 constexpr DWORD kLookUpMilliseconds = 5;
+constexpr DWORD kComputingOver = 0x4F766572;  // an exit code that nobody else has
 
 void Require(BOOL isDone, const char* what) {
     if (isDone == 0) {
@@ -136,7 +137,7 @@ public:
         const std::string program = OwnPath();
         // A file's name has no quotes.
         std::string line = "\"" + program + "\" " + kCheckWord + " " + check.name + " \"" + modulePath + "\" " +
-                           std::to_string(number);
+                           std::to_string(number) + " " + std::to_string(limits.cpuSeconds);
         PROCESS_INFORMATION started{};
         Require(CreateProcessA(program.c_str(), line.data(), nullptr, nullptr, TRUE,
                                CREATE_SUSPENDED | EXTENDED_STARTUPINFO_PRESENT, nullptr, nullptr,
@@ -166,15 +167,12 @@ public:
             if (Clock::now() >= deadline) {
                 return End::TimeOver;
             }
-            if (ComputedSeconds() > limits.cpuSeconds) {
-                return End::ComputingOver;
-            }
             if (UsedMebibytes() > limits.mebibytes) {
                 return End::MemoryOver;
             }
         }
         Receive();
-        return ExitCode() == 0 ? End::OfItself : End::Crash;
+        return ExitCode() == 0 ? End::OfItself : ExitCode() == kComputingOver ? End::ComputingOver : End::Crash;
     }
 
     DWORD ExitCode() const {
@@ -195,13 +193,6 @@ private:
             }
             message.append(bytes.data(), count);
         }
-    }
-
-    double ComputedSeconds() const {
-        FILETIME made{}, ended{}, inSystem{}, inProgram{};
-        return GetProcessTimes(process.Get(), &made, &ended, &inSystem, &inProgram) != 0
-                   ? SecondsOf(inSystem) + SecondsOf(inProgram)
-                   : 0;
     }
 
     // Of the check's process and what it has started.
@@ -228,6 +219,18 @@ private:
     std::string message;
 };
 
+// The check's process looks at its own clock: not every system tells it to another one.
+DWORD WINAPI EndWhenComputingIsOver(void* limit) {
+    for (;;) {
+        FILETIME made{}, ended{}, inSystem{}, inProgram{};
+        GetProcessTimes(GetCurrentProcess(), &made, &ended, &inSystem, &inProgram);
+        if (SecondsOf(inSystem) + SecondsOf(inProgram) > static_cast<double>(reinterpret_cast<std::uintptr_t>(limit))) {
+            TerminateProcess(GetCurrentProcess(), kComputingOver);
+        }
+        Sleep(50);
+    }
+}
+
 // No window asks whoever is not there what to do about a crash.
 LONG WINAPI EndWithItsCode(EXCEPTION_POINTERS* exception) {
     TerminateProcess(GetCurrentProcess(), exception->ExceptionRecord->ExceptionCode);
@@ -244,7 +247,7 @@ ProcessEnd RunInProcess(const Check& check, const std::string& modulePath, const
 }
 
 std::optional<int> RunAsCheck(int argumentCount, char** arguments) {
-    if (argumentCount != 5 || std::string_view(arguments[1]) != kCheckWord) {
+    if (argumentCount != 6 || std::string_view(arguments[1]) != kCheckWord) {
         return std::nullopt;
     }
     SetErrorMode(SEM_FAILCRITICALERRORS | SEM_NOGPFAULTERRORBOX | SEM_NOOPENFILEERRORBOX);
@@ -254,6 +257,8 @@ std::optional<int> RunAsCheck(int argumentCount, char** arguments) {
         return 1;
     }
     const auto pipe = reinterpret_cast<HANDLE>(static_cast<std::uintptr_t>(std::strtoull(arguments[4], nullptr, 10)));
+    const auto seconds = static_cast<std::uintptr_t>(std::strtoull(arguments[5], nullptr, 10));
+    CreateThread(nullptr, 0, EndWhenComputingIsOver, reinterpret_cast<void*>(seconds), 0, nullptr);
     const std::string message = Perform(*check, arguments[3]);
     DWORD count = 0;
     const BOOL isSent = WriteFile(pipe, message.data(), static_cast<DWORD>(message.size()), &count, nullptr);

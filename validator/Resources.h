@@ -3,12 +3,13 @@
 #pragma once
 
 #include <cstddef>
+#include <optional>
 
 namespace flash::validator {
 
 struct Resources {
-    std::size_t liveBytes = 0;  // of the heap
-    std::size_t handles = 0;
+    std::size_t liveBytes = 0;           // of the heap
+    std::optional<std::size_t> handles;  // none: this system does not count them
     std::size_t threads = 0;
     bool operator==(const Resources&) const = default;
 };

@@ -75,7 +75,10 @@ void LiveMemoryIsSteady(const ModuleUnderCheck& module) {
 void StartsNoThread(const ModuleUnderCheck& module) {
     const HeldResources held(module);
     ExpectNumber("threads, as many as before the module was loaded", module.ThreadsBefore(), held.after.threads);
-    ExpectNumber("open handles after 100 devices, as many as after 50", held.before.handles, held.after.handles);
+    if (!held.before.handles || !held.after.handles) {
+        throw NotPossible{"this system does not count a process's handles"};
+    }
+    ExpectNumber("open handles after 100 devices, as many as after 50", *held.before.handles, *held.after.handles);
 }
 
 }  // namespace

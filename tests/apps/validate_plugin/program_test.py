@@ -77,7 +77,7 @@ class ValidatePluginProgram(unittest.TestCase):
         self.assertEqual(len(self.run_program("--list")[0].splitlines()), counts[-1])
         self.assertIn("exports-only-the-factory (loading): ", out)
         out, err = self.run_program(PLUGIN, "--level", "loads")
-        self.assertEqual(err, f"{counts[0]} of {counts[0]} checks passed\n")
+        self.assertRegex(err, rf"^({counts[0]} of {counts[0]} checks passed|{counts[0] - 1} of {counts[0] - 1} checks passed; 1 not reached)\n$")
 
     def test_a_wrong_use_is_told(self):
         for arguments, complaint in ((), "which plug-in?"), ((PLUGIN, PLUGIN), "a second one"), \

@@ -24,8 +24,8 @@ struct Held {
     // What must be the same to the byte.
     std::string ToText() const {
         return std::to_string(allocations.blocks) + " live blocks of " + std::to_string(allocations.bytes) +
-               " bytes, " + std::to_string(resources.handles) + " handles, " + std::to_string(resources.threads) +
-               " threads";
+               " bytes, " + std::to_string(resources.handles.value_or(0)) + " handles, " +
+               std::to_string(resources.threads) + " threads";
     }
 };
 
