@@ -16,6 +16,7 @@
 #include "host/ccfg/RadioAddress.h"
 #include "host/line/Database.h"
 #include "host/line/PoolAddress.h"
+#include "host/line/Stock.h"
 
 namespace flash::app {
 namespace {
@@ -25,7 +26,6 @@ using host::line::StartMode;
 
 constexpr std::int64_t kMostChips = 1'000'000'000;
 constexpr std::size_t kHashDigits = 64;
-constexpr std::int64_t kMostAhead = 10'000;
 
 // What the line tells each program by itself.
 const std::set<std::string> kOwnOptions{"assign",  "assign-from", "lease-ahead", "record",  "operator",
@@ -57,7 +57,9 @@ private:
             {"database", [this](const auto& node) { ReadDatabase(node); }},
             {"assign", [this](const auto& node) { ReadAssign(node); }},
             {"lease-ahead",
-             [this](const auto& node) { job.leaseAhead = values.Number(node, "lease-ahead", kMostAhead); }},
+             [this](const auto& node) {
+                 job.leaseAhead = values.Number(node, "lease-ahead", host::line::kMostLeasedAhead);
+             }},
             {"start", [this](const auto& node) { ReadStart(node); }},
             {"count", [this](const auto& node) { job.count = values.Number(node, "count", kMostChips); }},
             {"time-limit", [this](const auto& node) { job.timeLimit = values.Seconds(node, "time-limit"); }},

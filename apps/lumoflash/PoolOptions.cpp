@@ -10,6 +10,7 @@
 #include "apps/lumoflash/OptionKinds.h"
 #include "host/Numbers.h"
 #include "host/line/Record.h"
+#include "host/line/Stock.h"
 
 namespace flash::app {
 namespace {
@@ -18,7 +19,6 @@ using host::line::PoolKind;
 
 constexpr const char* kDatabaseHelp = "sqlite:FILE or postgresql://USER@HOST/NAME";
 constexpr std::size_t kLongestName = 64;
-constexpr std::uint32_t kMostAhead = 10'000;
 
 CLI::App& AddPoolCommand(CLI::App& pool, const CommandAdder& addCommand, Options& options, Command command,
                          const std::string& name, const std::string& description, const std::string& example) {
@@ -65,8 +65,8 @@ void RefuseTwoSources(const Options& options) {
 
 std::size_t ReadLeaseAhead(const std::string& text) {
     const std::optional<std::uint32_t> count = host::ParseDecimal(text);
-    if (!count || *count == 0 || *count > kMostAhead) {
-        Refuse(fmt::format("--lease-ahead: \"{}\" is no number from 1 to {}", text, kMostAhead));
+    if (!count || *count == 0 || *count > host::line::kMostLeasedAhead) {
+        Refuse(fmt::format("--lease-ahead: \"{}\" is no number from 1 to {}", text, host::line::kMostLeasedAhead));
     }
     return *count;
 }

@@ -43,8 +43,9 @@ public:
         }
         std::vector<Row> rows;
         Connected([&] {
-            pqxx::nontransaction alone(*connection);
-            rows = RowsOf(Execute(alone, sql, parameters));
+            std::optional<pqxx::nontransaction> alone;
+            Watched([&] { alone.emplace(*connection); });
+            rows = RowsOf(Execute(*alone, sql, parameters));
         });
         return rows;
     }
@@ -96,8 +97,7 @@ private:
         const std::string limited =
             hasLimit ? url : fmt::format("{}{}connect_timeout={}", url, separator, kConnectTime.count());
         Guarded([&] { connection = std::make_unique<pqxx::connection>(limited); });
-        pqxx::nontransaction alone(*connection);
-        Watched([&] { alone.exec(kSessionSettings); });
+        Watched([&] { pqxx::nontransaction(*connection).exec(kSessionSettings); });
     }
 
     // The transaction goes with its connection.

@@ -4,6 +4,7 @@
 #pragma once
 
 #include <cstddef>
+#include <cstdint>
 #include <memory>
 #include <span>
 #include <string>
@@ -14,6 +15,9 @@
 #include "host/line/Pool.h"
 
 namespace flash::host::line {
+
+// Of each kind: what is lost with a station's disk is never given again.
+constexpr std::uint32_t kMostLeasedAhead = 10'000;
 
 class Stock {
 public:
