@@ -5,6 +5,7 @@
 
 #include <array>
 #include <chrono>
+#include <cstddef>
 #include <cstdio>
 #include <cstdlib>
 #include <cstring>
@@ -197,16 +198,17 @@ private:
 
     // Of the check's process and what it has started.
     std::uint64_t UsedMebibytes() const {
-        struct {
-            JOBOBJECT_BASIC_PROCESS_ID_LIST list;
-            ULONG_PTR more[256];
-        } found{};
-        if (QueryInformationJobObject(job.Get(), JobObjectBasicProcessIdList, &found, sizeof found, nullptr) == 0) {
+        // The system's array of one goes on behind its type's end.
+        alignas(JOBOBJECT_BASIC_PROCESS_ID_LIST) std::array<std::byte, 4096> place{};
+        const auto* found = reinterpret_cast<const JOBOBJECT_BASIC_PROCESS_ID_LIST*>(place.data());
+        if (QueryInformationJobObject(job.Get(), JobObjectBasicProcessIdList, place.data(), place.size(), nullptr) ==
+            0) {
             return MemoryOf(process.Get()) >> 20;
         }
         std::uint64_t bytes = 0;
-        for (DWORD i = 0; i < found.list.NumberOfProcessIdsInList; ++i) {
-            const auto number = static_cast<DWORD>(found.list.ProcessIdList[i]);
+        const ULONG_PTR* const numbers = found->ProcessIdList;
+        for (DWORD i = 0; i < found->NumberOfProcessIdsInList; ++i) {
+            const auto number = static_cast<DWORD>(numbers[i]);
             const Handle other(OpenProcess(PROCESS_QUERY_INFORMATION | PROCESS_VM_READ, FALSE, number));
             bytes += other.Get() == nullptr ? 0 : MemoryOf(other.Get());
         }

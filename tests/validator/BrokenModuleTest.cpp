@@ -15,9 +15,11 @@ namespace flash::validator {
 namespace {
 
 #if defined(_WIN32)
-constexpr bool kIsSlow = true;  // it takes its time to start a process
+constexpr bool kIsSlow = true;          // it takes its time to start a process
+constexpr bool kCountsHandles = false;  // Wine does not
 #else
 constexpr bool kIsSlow = false;
+constexpr bool kCountsHandles = true;
 #endif
 
 // All in the long form. Else the broken one and three of the others, for each bug other ones.
@@ -35,11 +37,13 @@ std::vector<std::string> ChecksFor(std::string_view broken) {
     return names;
 }
 
-// "name: outcome" of those that did not pass.
+// "name: outcome" of those that did not pass, but for what the system cannot tell.
 std::vector<std::string> Unmet(const ValidationReport& report) {
     std::vector<std::string> unmet;
     for (const CheckResult& result : report.results) {
-        if (result.outcome != Outcome::Passed) {
+        const bool isOfTheSystem =
+            !kCountsHandles && result.outcome == Outcome::NotReached && std::string(result.name) == "starts-no-thread";
+        if (result.outcome != Outcome::Passed && !isOfTheSystem) {
             unmet.push_back(std::string(result.name) + ": " + NameOf(result.outcome));
             EXPECT_NE(result.expected, "");
             EXPECT_NE(result.found, "");
