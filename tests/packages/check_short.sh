@@ -64,23 +64,26 @@ alone cmake --build host/build >>"$work/host.log" || { cat "$work/host.log"; exi
 alone host/build/minimal-host "$root/lib/libflashdevice.so" | tee "$work/host.log"
 grep --quiet 'programmed and compared' "$work/host.log"
 alone "$root/bin/validate-plugin" --level starts "$root/lib/libflashdevice.so" >"$work/host.log" || { cat "$work/host.log"; exit 1; }
-alone host/build/minimal-host "$root/lib/flashdevice/plugin/flashdevice-check.so" 2>&1 | grep --quiet ' kept, 0 broken, '
+alone host/build/minimal-host "$root/lib/flashdevice/plugin/flashdevice-check.so" >"$work/host.log" 2>&1
+grep --quiet ' kept, 0 broken, ' "$work/host.log"
 
 echo "== The archive for Windows, under Wine"
 unzip -q "$packages"/*-windows-x64.zip -d "$work/windows"
 folder=$(echo "$work"/windows/*)
 unzip -q "$packages"/*-windows-x64-symbols.zip -d "$work/windows-symbols"
+has_symbols() { x86_64-w64-mingw32-objdump --section-headers "$1" >"$work/sections" && grep --quiet '\.debug_info' "$work/sections"; }
 for file in "$folder"/bin/*; do
     name=$(basename "$file")
-    if x86_64-w64-mingw32-objdump --section-headers "$file" | grep --quiet '\.debug_info'; then
+    if has_symbols "$file"; then
         fail "$name has its symbols"
     fi
-    x86_64-w64-mingw32-objdump --section-headers "$work"/windows-symbols/*/"$name.debug" | grep --quiet '\.debug_info' || fail "The symbols of $name are not in the other archive"
+    has_symbols "$work"/windows-symbols/*/"$name.debug" || fail "The symbols of $name are not in the other archive"
 done
 (cd "$folder/bin" && alone /usr/lib/wine/wine64 "$folder/bin/minimal-host.exe" "Z:$folder/bin/flashdevice.dll") | tee "$work/host.log"
 grep --quiet 'programmed and compared' "$work/host.log"
-(cd "$folder/bin" && alone /usr/lib/wine/wine64 "$folder/bin/validate-plugin.exe" --level loads flashdevice.dll) >"$work/host.log" || { cat "$work/host.log"; exit 1; }
-(cd "$folder/bin" && alone /usr/lib/wine/wine64 "$folder/bin/minimal-host.exe" "Z:$folder/bin/flashdevice-check.dll") 2>&1 | grep --quiet ' kept, 0 broken, '
+(cd "$folder/bin" && alone /usr/lib/wine/wine64 "$folder/bin/validate-plugin.exe" --level loads "Z:$folder/bin/flashdevice.dll") >"$work/host.log" || { cat "$work/host.log"; exit 1; }
+(cd "$folder/bin" && alone /usr/lib/wine/wine64 "$folder/bin/minimal-host.exe" "Z:$folder/bin/flashdevice-check.dll") >"$work/host.log" 2>&1
+grep --quiet ' kept, 0 broken, ' "$work/host.log"
 
 echo "== The example host of the archive, built for Windows with it"
 cp -r "$folder/examples/minimal-host" "$work/windows-host"
