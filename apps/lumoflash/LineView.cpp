@@ -151,7 +151,7 @@ public:
         if (!isChanged && !isClockDue) {
             return drawn + std::chrono::seconds(1);
         }
-        if (now - drawn < kBetween) {
+        if (now - drawn < kBetween && !line.IsOver()) {  // the last picture is of the end
             return drawn + kBetween;
         }
         drawn = now;
