@@ -160,7 +160,7 @@ RadioAddress Pool::TakeFree(PoolKind kind, const ChipFacts& chip, const Place& p
         database, "SELECT address FROM pool_address WHERE kind = $4 AND state = 'FREE' ORDER BY address LIMIT 1");
     const std::vector<Row> taken = database.Run(take + "(" + lowest + ") RETURNING address", parameters);
     if (taken.empty()) {
-        Refuse(fmt::format("{}: the pool has no free {} address left", database.Name(), name));
+        throw PoolExhausted(fmt::format("{}: the pool has no free {} address left", database.Name(), name));
     }
     return ParseRadioAddress(*taken[0][0], BytesOf(kind), Field::Address);
 }

@@ -50,6 +50,12 @@ public:
     explicit SuspectChip(const FieldText& why) : Failure(FailureKind::Operation, why) {}
 };
 
+// No address of this kind is left to be given.
+class PoolExhausted : public Failure {
+public:
+    explicit PoolExhausted(const FieldText& why) : Failure(FailureKind::Operation, why) {}
+};
+
 // What the station alone knows of the chip that has an address of its stock.
 struct AheadWork {
     std::string factory, run;

@@ -10,6 +10,7 @@
 #include <iterator>
 #include <map>
 #include <system_error>
+#include <thread>
 
 namespace flash::host::line {
 namespace {
@@ -54,7 +55,7 @@ public:
             connection.emplace(file.string(), mode);
             connection->setBusyTimeout(static_cast<int>(std::chrono::milliseconds(kBusyTimeout).count()));
             if (ifMissing == IfMissing::Create) {
-                connection->exec("PRAGMA journal_mode=WAL");
+                WriteAhead();
             }
             connection->exec("PRAGMA synchronous=FULL");
         });
@@ -99,6 +100,22 @@ public:
     const std::string& Key() const override { return key; }
 
 private:
+    // Where two make the same file at once, SQLite tells one of them so without waiting: it has read the file by then.
+    void WriteAhead() {
+        const auto deadline = std::chrono::steady_clock::now() + kBusyTimeout;
+        while (true) {
+            try {
+                connection->exec("PRAGMA journal_mode=WAL");
+                return;
+            } catch (const SQLite::Exception& error) {
+                if (!IsBusy(error) || std::chrono::steady_clock::now() >= deadline) {
+                    throw;
+                }
+            }
+            std::this_thread::sleep_for(std::chrono::milliseconds(2));
+        }
+    }
+
     struct Reset {
         ~Reset() {
             statement.tryReset();

@@ -83,13 +83,8 @@ Addresses Stock::Lease(const ChipFacts& chip, const Place& place, const LeaseReq
     }
     try {
         return pool.Lease(chip, place, request);
-    } catch (const SuspectChip&) {
-        throw;
-    } catch (const Failure&) {
-        if (IsShortOf(request.kinds, 1)) {
-            throw DatabaseLost(lost);
-        }
-        throw;
+    } catch (const PoolExhausted&) {
+        throw DatabaseLost(lost);
     }
 }
 
