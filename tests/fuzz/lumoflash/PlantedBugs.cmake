@@ -23,7 +23,7 @@ plant_bug_in_command_line(NAME path_from_elsewhere FILE apps/lumoflash/Config.cp
 plant_bug_in_command_line(NAME loud_and_quiet FILE apps/lumoflash/RawOptions.cpp
     RIGHT "options.isJson && options.isQuiet" WRONG "options.isJson && options.isQuiet && options.isVerbose"
     REASON "both readers accept the same command lines")
-# The whole job has a hash in upper case.
+# One input, short enough for this, has a hash in upper case.
 flash_plant_bug(NAME hash_as_it_is_typed LIBRARY lumoflash_app TARGET job_file CORPUS job_file FILE apps/lumoflash/JobFile.cpp
     RIGHT "char(digit + 32)" WRONG "digit" REASON "a hash is 64 digits in lower case")
 target_link_libraries(planted_hash_as_it_is_typed PRIVATE flash_host_backends)
