@@ -14,6 +14,9 @@
 namespace flash::host {
 namespace {
 
+// Each section is looked for in all of them; a linker makes a handful.
+constexpr std::size_t kMostSegments = 4096;
+
 // Of one byte or of several.
 const char* End(std::uint64_t count) { return count == 1 ? "ends" : "end"; }
 
@@ -62,6 +65,10 @@ LoadMap::LoadMap(const ElfReader& elfReader)
     }
     if (reader.Sections().empty()) {
         RequireNoByteTwice();
+    } else if (indices.size() > kMostSegments) {
+        throw ErrorAt(reader.OriginOf(NameOfSegment(indices[kMostSegments])),
+                      fmt::format("{} load something, and at most {} are read",
+                                  Counted(indices.size(), "program header"), kMostSegments));
     }
 }
 

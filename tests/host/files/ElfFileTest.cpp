@@ -297,6 +297,14 @@ TEST_F(ReadElfInLittleMemory, ManySectionsOfTheSameBytesAreRefusedBeforeTheyAreC
               "a.elf, section .one: the byte at offset 0x100 belongs to section .one, too");
 }
 
+TEST_F(ReadElfInLittleMemory, MoreSegmentsThanSectionsAreLookedForInAreRefused) {
+    TestElf elf = WithManySections(".one");
+    elf.segments.resize(4097, MakeSegment(kTestDataOffset, 0, 1));
+
+    EXPECT_EQ(ErrorOf([&] { ReadFrugally(elf); }),
+              "a.elf, program header 4096: 4097 program headers load something, and at most 4096 are read");
+}
+
 TEST_F(ReadElfInLittleMemory, ManySectionsFindTheirSegmentsAmongMany) {
     const ProgramImage image = ReadFrugally(WithManySections(".one"));
 
