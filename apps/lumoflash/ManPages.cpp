@@ -4,6 +4,8 @@
 
 #include <algorithm>
 #include <cctype>
+#include <cstdio>
+#include <fstream>
 #include <sstream>
 
 namespace flash::app {
@@ -197,6 +199,19 @@ private:
 std::map<std::string, std::string> ManPages(const CommandText& program, const std::string& version,
                                             const std::string& date) {
     return Writer(program, version, date).pages;
+}
+
+int WriteManual(const std::filesystem::path& folder, const std::map<std::string, std::string>& pages) {
+    std::filesystem::create_directories(folder);
+    for (const auto& [name, page] : pages) {
+        std::ofstream file(folder / name, std::ios::binary);
+        file << page;
+        if (!file.flush()) {
+            std::fprintf(stderr, "Cannot write %s\n", (folder / name).c_str());
+            return 1;
+        }
+    }
+    return 0;
 }
 
 }  // namespace flash::app

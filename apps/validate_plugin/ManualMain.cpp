@@ -2,8 +2,6 @@
 //
 // Usage: validate-plugin-manual FOLDER VERSION DATE
 #include <cstdio>
-#include <filesystem>
-#include <fstream>
 
 #include "apps/lumoflash/ManPages.h"
 #include "apps/validate_plugin/Options.h"
@@ -46,15 +44,5 @@ int main(int argumentCount, char** arguments) {
         std::fprintf(stderr, "Usage: validate-plugin-manual FOLDER VERSION DATE\n");
         return 2;
     }
-    const std::filesystem::path folder = arguments[1];
-    std::filesystem::create_directories(folder);
-    for (const auto& [name, page] : flash::app::ManPages(Description(), arguments[2], arguments[3])) {
-        std::ofstream file(folder / name, std::ios::binary);
-        file << page;
-        if (!file.flush()) {
-            std::fprintf(stderr, "Cannot write %s\n", (folder / name).c_str());
-            return 1;
-        }
-    }
-    return 0;
+    return flash::app::WriteManual(arguments[1], flash::app::ManPages(Description(), arguments[2], arguments[3]));
 }
