@@ -1,3 +1,4 @@
+// What the system counts of this process. Wine counts no handles.
 #include <windows.h>
 
 #include <tlhelp32.h>

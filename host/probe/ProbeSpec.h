@@ -21,7 +21,7 @@ struct ProbeSpec {
 // of lower-case letters, digits and dashes, and given once; its value may be empty. Nothing for any other text.
 std::optional<ProbeSpec> ParseProbeSpec(std::string_view text);
 
-// The text that gives this specification again.
+// The text that gives this probe again.
 std::string PrintProbeSpec(const ProbeSpec& spec);
 
 }  // namespace flash::host

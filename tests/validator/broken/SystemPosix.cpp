@@ -1,3 +1,4 @@
+// The processes are forks, and the module is known by the loader's own word.
 #include <dlfcn.h>
 #include <fcntl.h>
 #include <unistd.h>
